@@ -1,0 +1,18 @@
+#pragma once
+
+#include <functional>
+
+/// The application's moves between foreground, background and end, as this machine tells them.
+///
+/// Main thread only. Destroying it ends the watch.
+class Activity {
+public:
+    struct Handlers {
+        std::function<void()> didBecomeActive;
+        std::function<void()> willResignActive;
+        std::function<void()> willTerminate;
+    };
+
+    virtual ~Activity() = default;
+    virtual void observe(Handlers handlers) = 0;
+};

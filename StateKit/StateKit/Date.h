@@ -1,0 +1,23 @@
+#pragma once
+
+#include <compare>
+
+/// A length of time, in seconds.
+using Seconds = double;
+
+/// An instant: seconds since 2001-01-01 00:00:00 UTC, compared by its exact double.
+///
+/// JSON: a number, the same double.
+struct Date {
+    double sinceReference = 0;
+
+    auto operator<=>(const Date&) const = default;
+    Date operator+(Seconds interval) const { return {sinceReference + interval}; }
+    Date operator-(Seconds interval) const { return {sinceReference - interval}; }
+    Seconds operator-(Date other) const { return sinceReference - other.sinceReference; }
+
+    /// What lies between the reference instant and 1970-01-01 00:00:00 UTC, in seconds.
+    static constexpr double unixOffset = 978307200;
+    static Date fromUnix(double seconds) { return {seconds - unixOffset}; }
+    double toUnix() const { return sinceReference + unixOffset; }
+};

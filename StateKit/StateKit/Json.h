@@ -1,0 +1,329 @@
+#pragma once
+
+// The two libraries behind this header are long: include it in source files only, and declare in
+// headers what a value's JSON form is (its list of fields).
+
+#include "Base/Bytes.h"
+#include "StateKit/Date.h"
+#include "StateKit/Record.h"
+#include "StateKit/SharedList.h"
+#include "StateKit/SharedMap.h"
+
+#include <cmath>
+#include <concepts>
+#include <cstring>
+#include <limits>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include <rapidjson/prettywriter.h>
+#include <rapidjson/stringbuffer.h>
+#include <simdjson.h>
+
+/// Why a text was not the JSON form of a value, or why a value has none.
+class JsonError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// The JSON text of a value, in the buffer that it was written into.
+class JsonText {
+public:
+    ByteView bytes() const {
+        return {reinterpret_cast<const std::uint8_t*>(buffer->GetString()), buffer->GetSize()};
+    }
+    std::string_view view() const { return {buffer->GetString(), buffer->GetSize()}; }
+    rapidjson::StringBuffer& stream() { return *buffer; }
+
+private:
+    std::unique_ptr<rapidjson::StringBuffer> buffer = std::make_unique<rapidjson::StringBuffer>();
+};
+
+/// Bytes to be read as JSON, with the spare room behind them that the reader needs.
+///
+/// Filling one straight from a file spares a copy of the whole text.
+class JsonInput {
+public:
+    static constexpr std::size_t padding = simdjson::SIMDJSON_PADDING;
+
+    JsonInput() = default;
+    explicit JsonInput(ByteView bytes) {
+        resize(bytes.size());
+        if (!bytes.empty()) std::memcpy(data(), bytes.data(), bytes.size());
+    }
+
+    /// Makes room for `size` bytes, whose contents are the caller's to write.
+    void resize(std::size_t newSize) {
+        if (newSize + padding > capacity) {
+            capacity = newSize + padding;
+            // Not value-initialised: a long file would be written twice.
+            storage = std::make_unique_for_overwrite<char[]>(capacity);
+        }
+        size = newSize;
+        std::memset(storage.get() + size, 0, padding);
+    }
+    char* data() { return storage.get(); }
+    simdjson::padded_string_view view() const { return simdjson::padded_string_view(storage.get(), size, capacity); }
+
+private:
+    std::unique_ptr<char[]> storage;
+    std::size_t capacity = 0;
+    std::size_t size = 0;
+};
+
+/// How one type stands in JSON, for types that are neither a `Record` nor built in here.
+///
+/// A specialisation has `template <class Writer> static void write(Writer&, const Type&)` and
+/// `template <class Source> static void read(Source&, Type&)`, which throws on what is not the type.
+template <class Type>
+struct JsonForm;
+
+namespace JsonDetail {
+
+template <class Type>
+inline constexpr bool isOptional = false;
+template <class Type>
+inline constexpr bool isOptional<std::optional<Type>> = true;
+template <class Type>
+inline constexpr bool isList = false;
+template <class Type>
+inline constexpr bool isList<std::vector<Type>> = true;
+template <class Type>
+inline constexpr bool isList<SharedList<Type>> = true;
+template <class Type>
+inline constexpr bool isMap = false;
+template <class Type>
+inline constexpr bool isMap<SharedMap<std::string, Type>> = true;
+
+/// Enough for any form that the program reads; what is nested deeper is refused.
+inline constexpr int maxSkippedDepth = 64;
+
+// ---- writing
+
+template <class Writer>
+void writeText(Writer& writer, std::string_view text) {
+    // Checked here, at the speed of a copy: the writer's own check goes character by character.
+    if (!simdjson::validate_utf8(text.data(), text.size())) throw JsonError("The text is not valid UTF-8.");
+    writer.String(text.data(), static_cast<rapidjson::SizeType>(text.size()));
+}
+
+template <class Writer, class Type>
+void write(Writer& writer, const Type& value) {
+    if constexpr (std::same_as<Type, bool>) {
+        writer.Bool(value);
+    } else if constexpr (std::signed_integral<Type>) {
+        writer.Int64(value);
+    } else if constexpr (std::unsigned_integral<Type>) {
+        writer.Uint64(value);
+    } else if constexpr (std::same_as<Type, double>) {
+        if (!std::isfinite(value)) throw JsonError("The number is not finite.");
+        writer.Double(value);
+    } else if constexpr (std::same_as<Type, Date>) {
+        write(writer, value.sinceReference);
+    } else if constexpr (std::convertible_to<const Type&, std::string_view>) {
+        writeText(writer, value);
+    } else if constexpr (isOptional<Type>) {
+        if (value)
+            write(writer, *value);
+        else
+            writer.Null();
+    } else if constexpr (isList<Type>) {
+        writer.StartArray();
+        for (const auto& element : value) write(writer, element);
+        writer.EndArray();
+    } else if constexpr (isMap<Type>) {
+        writer.StartObject();
+        for (const auto& [key, element] : value) {
+            if (!simdjson::validate_utf8(key.data(), key.size())) throw JsonError("The key is not valid UTF-8.");
+            writer.Key(key.data(), static_cast<rapidjson::SizeType>(key.size()));
+            write(writer, element);
+        }
+        writer.EndObject();
+    } else if constexpr (Record<Type>) {
+        writer.StartObject();
+        forEachField<Type>([&](const auto& field) {
+            if (!field.isStored) return;
+            const auto& member = value.*field.member;
+            if constexpr (isOptional<std::remove_cvref_t<decltype(member)>>)
+                if (!member) return;
+            writer.Key(field.name);
+            write(writer, member);
+        });
+        writer.EndObject();
+    } else {
+        JsonForm<Type>::write(writer, value);
+    }
+}
+
+// ---- reading
+
+/// Reads a value that nobody wants, so that a text with a broken one is refused all the same.
+inline void skip(simdjson::ondemand::value value, int depth = 0) {
+    if (depth > maxSkippedDepth) throw JsonError("The text is nested too deeply.");
+    switch (simdjson::ondemand::json_type(value.type())) {
+        case simdjson::ondemand::json_type::array:
+            for (auto element : value.get_array()) skip(element.value(), depth + 1);
+            return;
+        case simdjson::ondemand::json_type::object:
+            for (auto field : value.get_object()) {
+                (void)std::string_view(field.unescaped_key());
+                skip(field.value(), depth + 1);
+            }
+            return;
+        case simdjson::ondemand::json_type::number: (void)double(value.get_double()); return;
+        case simdjson::ondemand::json_type::string: (void)std::string_view(value.get_string()); return;
+        case simdjson::ondemand::json_type::boolean: (void)bool(value.get_bool()); return;
+        case simdjson::ondemand::json_type::null:
+            if (!bool(value.is_null())) throw JsonError("The text has a broken value.");
+            return;
+    }
+}
+
+/// Whether a key as it stands in the text is this name. Names have no characters that need escaping.
+inline bool isKey(const char* raw, const char* name) {
+    const std::size_t length = std::strlen(name);
+    return std::memcmp(raw, name, length) == 0 && raw[length] == '"';
+}
+
+template <class Source, class Type>
+void read(Source& source, Type& out);
+
+template <class Source, class Type>
+void readRecord(Source& source, Type& out) {
+    constexpr std::size_t count = std::tuple_size_v<std::remove_cvref_t<decltype(Type::fields)>>;
+    bool seen[count] = {};
+    simdjson::ondemand::object object = source.get_object();
+    for (auto fieldResult : object) {
+        simdjson::ondemand::field jsonField;
+        if (const auto error = std::move(fieldResult).get(jsonField)) throw simdjson::simdjson_error(error);
+        const char* raw = jsonField.key().raw();
+        std::string unescaped;
+        // An escaped key can spell one of our names too.
+        if (std::memchr(raw, '\\', static_cast<std::size_t>(std::strchr(raw, '"') - raw))) {
+            unescaped = std::string(std::string_view(jsonField.unescaped_key())) + '"';
+            raw = unescaped.c_str();
+        }
+        bool isKnown = false;
+        std::size_t index = 0;
+        forEachField<Type>([&](const auto& field) {
+            const std::size_t at = index++;
+            if (isKnown || !field.isStored || !isKey(raw, field.name)) return;
+            isKnown = true;
+            simdjson::ondemand::value value = jsonField.value();
+            read(value, out.*field.member);
+            seen[at] = true;
+        });
+        if (!isKnown) skip(jsonField.value());
+    }
+    std::size_t index = 0;
+    forEachField<Type>([&](const auto& field) {
+        using Member = std::remove_cvref_t<decltype(out.*field.member)>;
+        if (!seen[index++] && field.isStored && !isOptional<Member>)
+            throw JsonError(std::string("The key \"") + field.name + "\" is missing.");
+    });
+}
+
+template <class Source, class Type>
+void read(Source& source, Type& out) {
+    if constexpr (std::same_as<Type, bool>) {
+        out = bool(source.get_bool());
+    } else if constexpr (std::integral<Type>) {
+        const std::int64_t number = source.get_int64();
+        if (!std::in_range<Type>(number)) throw JsonError("The number is out of range.");
+        out = static_cast<Type>(number);
+    } else if constexpr (std::same_as<Type, double>) {
+        out = double(source.get_double());
+    } else if constexpr (std::same_as<Type, Date>) {
+        out.sinceReference = double(source.get_double());
+    } else if constexpr (std::same_as<Type, std::string>) {
+        out = std::string_view(source.get_string());
+    } else if constexpr (isOptional<Type>) {
+        if (bool(source.is_null()))
+            out.reset();
+        else
+            read(source, out.emplace());
+    } else if constexpr (isList<Type>) {
+        out = Type();
+        for (auto element : source.get_array()) {
+            simdjson::ondemand::value value = element.value();
+            typename Type::value_type item{};
+            read(value, item);
+            out.push_back(std::move(item));
+        }
+    } else if constexpr (isMap<Type>) {
+        out = Type();
+        for (auto field : source.get_object()) {
+            const std::string key{std::string_view(field.unescaped_key())};
+            simdjson::ondemand::value value = field.value();
+            std::remove_cvref_t<decltype(*out.find(key))> item{};
+            read(value, item);
+            out.set(key, std::move(item));
+        }
+    } else if constexpr (Record<Type>) {
+        readRecord(source, out);
+    } else {
+        JsonForm<Type>::read(source, out);
+    }
+}
+
+}  // namespace JsonDetail
+
+/// JSON, both ways, from a type's list of fields.
+///
+/// Reading: every field is required unless it is optional (absent or null reads as nothing), unknown
+/// keys are ignored, of a repeated key the last counts. The text must be valid UTF-8 and nothing but
+/// the value. Doubles are exact both ways. Any thread.
+namespace Json {
+
+/// @throws JsonError  for text that is not UTF-8, and numbers that are not finite
+template <class Type>
+JsonText encode(const Type& value) {
+    JsonText text;
+    rapidjson::Writer<rapidjson::StringBuffer> writer(text.stream());
+    JsonDetail::write(writer, value);
+    return text;
+}
+
+/// The same over many lines, for files that people may look into.
+template <class Type>
+JsonText encodePretty(const Type& value) {
+    JsonText text;
+    rapidjson::PrettyWriter<rapidjson::StringBuffer> writer(text.stream());
+    writer.SetIndent(' ', 2);
+    JsonDetail::write(writer, value);
+    return text;
+}
+
+/// @throws JsonError  what was wrong with the text, in words
+template <class Type>
+Type decode(const JsonInput& input) {
+    thread_local simdjson::ondemand::parser parser;
+    try {
+        simdjson::ondemand::document document = parser.iterate(input.view());
+        Type value{};
+        JsonDetail::read(document, value);
+        if (document.current_location().error() != simdjson::OUT_OF_BOUNDS) throw JsonError("There is something behind the value.");
+        return value;
+    } catch (const simdjson::simdjson_error& error) {
+        throw JsonError(error.what());
+    }
+}
+
+template <class Type>
+Type decode(ByteView bytes) {
+    // Small texts come by the thousand, and their room is kept; a long one would hold it for ever.
+    constexpr std::size_t kept = 64 * 1024;
+    if (bytes.size() > kept) return decode<Type>(JsonInput(bytes));
+    thread_local JsonInput input;
+    input.resize(bytes.size());
+    if (!bytes.empty()) std::memcpy(input.data(), bytes.data(), bytes.size());
+    return decode<Type>(input);
+}
+
+}  // namespace Json

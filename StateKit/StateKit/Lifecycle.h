@@ -1,0 +1,31 @@
+#pragma once
+
+#include "StateKit/Activity.h"
+#include "StateKit/MainLoop.h"
+#include "StateKit/Signal.h"
+
+#include <functional>
+#include <memory>
+
+/// The application's moves between foreground, background and end. Main thread only.
+class Lifecycle {
+public:
+    enum class Event { enteredForeground, enteredBackground, terminated };
+
+    /// Observing begins here.
+    Lifecycle(MainLoop& loop, std::unique_ptr<Activity> activity);
+
+    /// The process's one instance, made at first use by what `configureShared` was given.
+    static Lifecycle& shared();
+    /// Says how the shared instance is made. Once, before the first use.
+    static void configureShared(std::function<std::unique_ptr<Lifecycle>()> make);
+
+    template <class Target>
+    void subscribe(Target& target, std::type_identity_t<std::function<void(Target&, const Event&)>> action) {
+        subs.subscribe(target, std::move(action));
+    }
+
+private:
+    Signal<Event> subs;
+    std::unique_ptr<Activity> activity;
+};

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <tuple>
+#include <utility>
+
+/// One field of a record: its name, as in JSON and in print, and where it is.
+///
+/// A record lists its fields once, in a constant tuple named `fields`, and from that list come its
+/// JSON form, its printed form and its hash:
+///
+///     static constexpr auto fields = std::tuple{Field{"author", &Message::author}, ...};
+template <class Owner, class Member>
+struct Field {
+    constexpr Field(const char* name, Member Owner::*member, bool isStored = true)
+        : name(name), member(member), isStored(isStored) {}
+
+    const char* name;
+    Member Owner::*member;
+    bool isStored;  // false: not in the JSON form, neither written nor read
+};
+
+template <class Type>
+concept Record = requires { Type::fields; };
+
+/// Calls `visit` with each field of the record type, in order.
+template <Record Type, class Visit>
+constexpr void forEachField(Visit&& visit) {
+    std::apply([&](const auto&... field) { (visit(field), ...); }, Type::fields);
+}

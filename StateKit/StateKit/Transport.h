@@ -1,0 +1,88 @@
+#pragma once
+
+#include "Base/Bytes.h"
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+/// The states of one WebSocket connection, in the order in which a good one goes through them.
+///
+/// `waiting`: the connection could not be made for a reason that time can mend, and the transport
+/// tries again by itself. Only `ready` lets messages through. `failed` and `cancelled` are final.
+enum class TransportState { setup, preparing, waiting, ready, failed, cancelled };
+
+/// What a message is, by the numbers of RFC 6455, section 5.2.
+enum class Opcode : std::uint8_t { continuation = 0, text = 1, binary = 2, close = 8, ping = 9, pong = 10 };
+
+/// By the numbers of RFC 6455, section 7.4.1; any other number may come from a server.
+enum class CloseCode : std::uint16_t {
+    normalClosure = 1000,
+    goingAway = 1001,
+    policyViolation = 1008,
+    internalServerError = 1011
+};
+
+/// Why a connection could not be made, or ended, in words for the log.
+struct TransportError {
+    std::string text;
+
+    bool operator==(const TransportError&) const = default;
+};
+
+/// One complete message.
+struct TransportMessage {
+    Opcode opcode = Opcode::binary;
+    Bytes content;
+    std::optional<CloseCode> closeCode;  // with `Opcode::close` only, and there only if the frame had one
+};
+
+/// How a connection is to be made.
+struct TransportParameters {
+    std::string url;                                          // as the user's endpoint has it, any scheme
+    bool usesTls = true;
+    std::vector<std::pair<std::string, std::string>> headers; // of the opening handshake, in order
+};
+
+/// One WebSocket connection of version 13, from its making to its end.
+///
+/// It answers pings by itself and tells of each thing that happens through the handlers, on the main
+/// thread and never from inside a call of its owner: the owner may destroy it inside a handler. The
+/// end of a link comes once: as `received` of a close message where the peer sent one, followed by
+/// `receiveFailed`, or `receiveFailed` alone; a connection that can't be saved goes to `failed`.
+/// Destroying it closes it without a word. Main thread only.
+class TransportConnection {
+public:
+    struct Handlers {
+        /// @param error  with `waiting` and `failed`
+        std::function<void(TransportState state, const std::optional<TransportError>& error)> stateChanged;
+        std::function<void(TransportMessage message)> received;
+        std::function<void(const TransportError& error)> receiveFailed;
+    };
+
+    virtual ~TransportConnection() = default;
+
+    /// Begins connecting. Once.
+    virtual void start(Handlers handlers) = 0;
+
+    virtual TransportState state() const = 0;
+
+    /// Sends one complete message; only in the state `ready`.
+    /// @param completion  called once the message is handed over, or with the error that prevented it;
+    ///        may be empty. Never called after the connection's destruction.
+    virtual void send(TransportMessage message, std::function<void(const std::optional<TransportError>&)> completion) = 0;
+
+    /// Ends the connection at once, in any state. `stateChanged` with `cancelled` follows.
+    virtual void cancel() = 0;
+};
+
+/// Makes connections: what a network is to the engine.
+class Transport {
+public:
+    virtual ~Transport() = default;
+    virtual std::unique_ptr<TransportConnection> connection(const TransportParameters& parameters) = 0;
+};

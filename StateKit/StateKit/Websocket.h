@@ -1,0 +1,71 @@
+#pragma once
+
+#include "Base/Bytes.h"
+#include "StateKit/Host.h"
+#include "StateKit/SignalTarget.h"
+#include "StateKit/Transport.h"
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+class Websocket;
+
+/// Who is told what becomes of a `Websocket`. Held weakly.
+class WebsocketDelegate {
+public:
+    virtual ~WebsocketDelegate() = default;
+
+    /// The transport has become ready.
+    virtual void websocketDidConnect(Websocket& websocket) = 0;
+    /// The connection ended after it had been ready; once for each connection.
+    virtual void websocketDidDisconnect(Websocket& websocket, const std::optional<TransportError>& error,
+                                        std::optional<CloseCode> closeCode) = 0;
+    /// A complete message has arrived, text or binary alike.
+    virtual void websocketDidReceive(Websocket& websocket, ByteView message) = 0;
+};
+
+/// A WebSocket client for one URL: the program's one road to the network.
+///
+/// It knows nothing of what is said over it. The delegate hears of a connection only once it is ready,
+/// and of its end at most once; a connection that never becomes ready is the caller's to give up.
+///
+/// Main thread only; all delegate calls are made there, from the transport's handlers. The delegate may
+/// connect, close or destroy this object inside any of them. Destroying it cancels its connection.
+class Websocket : public SignalTarget {
+public:
+    /// @param transport, host  must outlive this object
+    Websocket(Transport& transport, const Host& host, std::string url);
+    ~Websocket();
+
+    void setDelegate(Weak<WebsocketDelegate> newDelegate) { delegate = newDelegate; }
+
+    /// Opens a connection, replacing any earlier one, which then reports nothing more.
+    /// @param token  sent as the "Authorization" header, if given
+    void connect(const std::optional<std::string>& token = {});
+
+    /// Sends a close frame and then cancels; cancels at once what is not ready.
+    void close(CloseCode code);
+
+    /// One binary message; dropped in silence unless the connection is ready.
+    void send(Bytes bytes);
+    /// One text message, likewise.
+    void send(std::string_view text);
+
+    bool isConnected() const { return _isConnected; }
+    const std::string url;
+
+private:
+    void stateChanged(TransportState state, const std::optional<TransportError>& error);
+    void received(const TransportMessage& message);
+    void disconnected(const std::optional<TransportError>& error, std::optional<CloseCode> code);
+    void send(Opcode opcode, Bytes content);
+
+    Transport& transport;
+    const Host& host;
+    bool _isConnected = false;  // from ready to the first report of a disconnection
+    Weak<WebsocketDelegate> delegate;
+    std::unique_ptr<TransportConnection> connection;
+    std::optional<CloseCode> closeCode;  // of a close frame of this connection
+};

@@ -1,0 +1,105 @@
+#pragma once
+
+#include "Base/Bytes.h"
+#include "StateKit/Record.h"
+#include "TweetNacl/Nacl.h"
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <tuple>
+
+/// Declared for the format; every failure yields nothing instead.
+enum class PackError { badEncoding };
+
+class EncryptedPack;
+
+/// The envelope of everything behind the greeting, open: who wrote it, for whom, and what.
+///
+/// The `authorKey` of a pack that was opened is true; nobody looks at its `targetKey`.
+struct Pack {
+    PublicKey authorKey;
+    PublicKey targetKey;
+    std::optional<Nonce> nonce;  // absent until it is sealed, which then draws one
+    Bytes plaintext;
+
+    /// Seals the contents for the target. Whether `authorKey` belongs to the secret key isn't checked:
+    /// a pack that lies about it can be opened by nobody.
+    /// @throws NaclError badSecretKeySize, internalError
+    EncryptedPack encrypted(ByteView authorSecretKey) const;
+
+    bool operator==(const Pack&) const = default;
+};
+
+/// The envelope, sealed.
+///
+/// Wire form, with no header, no lengths and no version, one pack in each binary message:
+/// author key (32 bytes), target key (32), nonce (24), ciphertext (the rest, at least 1).
+class EncryptedPack {
+public:
+    static constexpr std::size_t authorOffset = 0;
+    static constexpr std::size_t targetOffset = 32;
+    static constexpr std::size_t nonceOffset = 64;
+    static constexpr std::size_t ciphertextOffset = 88;
+
+    EncryptedPack(const PublicKey& authorKey, const PublicKey& targetKey, const Nonce& nonce, Bytes ciphertext);
+
+    /// Cuts a frame into its fields. Nothing for 88 bytes or fewer.
+    static std::optional<EncryptedPack> parse(ByteView frame);
+
+    /// Opens the pack for its reader.
+    /// @throws NaclError  wrong reader, altered frame, wrong size of the secret key
+    Pack decrypted(ByteView targetSecretKey) const;
+
+    /// The wire form.
+    Bytes bytes() const;
+
+    bool operator==(const EncryptedPack&) const = default;
+
+    PublicKey authorKey;
+    PublicKey targetKey;
+    Nonce nonce;
+    Bytes ciphertext;  // 16 bytes of authenticator, then as many as the plaintext
+};
+
+/// A frame seen as a pack, without copying: for those who pass packs on, and for the fast road of the
+/// client. Holds as long as the frame does.
+struct PackView {
+    static std::optional<PackView> of(ByteView frame);
+
+    PublicKey authorKey() const;
+    PublicKey targetKey() const;
+
+    ByteView author;      // 32 bytes
+    ByteView target;      // 32 bytes
+    ByteView nonce;       // 24 bytes
+    ByteView ciphertext;  // at least 1 byte
+};
+
+/// Seals one frame under a key computed beforehand: the wire form, in one allocation.
+/// @throws NaclError internalError
+Bytes sealedFrame(const PublicKey& author, const PublicKey& target, const Nonce& nonce, ByteView plaintext,
+                  const Nacl::SharedKey& sharedKey);
+
+/// What people send each other inside a pack.
+///
+/// JSON: {"kind": optional text, "name": text, "emoji": text, "text": optional text}; an absent value
+/// writes no key. "kind" is "room" for a message to the room; without "text" it only says who the
+/// writer is now.
+struct PackPlaintext {
+    std::optional<std::string> kind;
+    std::string name;
+    std::string emoji;
+    std::optional<std::string> text;
+
+    static constexpr auto fields = std::tuple{Field{"kind", &PackPlaintext::kind}, Field{"name", &PackPlaintext::name},
+                                              Field{"emoji", &PackPlaintext::emoji}, Field{"text", &PackPlaintext::text}};
+
+    /// The JSON form. @throws JsonError  for text that is not UTF-8
+    Bytes encoded() const;
+
+    /// Nothing for what is no JSON form of this record.
+    static std::optional<PackPlaintext> decoded(ByteView json);
+
+    bool operator==(const PackPlaintext&) const = default;
+};

@@ -1,0 +1,78 @@
+# Warnings, sanitizers, linker and compiler cache for every target, and the
+# functions that declare a module, its tests and an executable.
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
+
+# The sloppiness lets ccache keep objects that were built with a precompiled
+# header; the header itself is hashed all the same.
+find_program(VIMBLE_CCACHE ccache)
+if(VIMBLE_CCACHE)
+    set(CMAKE_CXX_COMPILER_LAUNCHER
+        ${CMAKE_COMMAND} -E env CCACHE_SLOPPINESS=pch_defines,time_macros ${VIMBLE_CCACHE})
+    add_compile_options(-fpch-preprocess)
+endif()
+if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+    # clang knows no such option, and needs none: its own headers are hashed.
+    get_directory_property(options COMPILE_OPTIONS)
+    list(REMOVE_ITEM options -fpch-preprocess)
+    set_directory_properties(PROPERTIES COMPILE_OPTIONS "${options}")
+endif()
+find_program(VIMBLE_MOLD mold)
+if(VIMBLE_MOLD AND NOT VIMBLE_FUZZ)
+    add_link_options(-fuse-ld=mold)
+endif()
+
+add_compile_options(-Wall -Wextra -Wpedantic -Wnon-virtual-dtor -Woverloaded-virtual -Werror)
+# A constructor's argument may have the name of the field that it fills.
+add_compile_options($<IF:$<CXX_COMPILER_ID:GNU>,-Wshadow=local,-Wshadow>)
+if(VIMBLE_SANITIZE)
+    add_compile_options(-fsanitize=${VIMBLE_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    add_link_options(-fsanitize=${VIMBLE_SANITIZE})
+endif()
+
+# A module: the sources of FOLDER/NAME, included by others as "NAME/File.h".
+# Its include folder reaches only those who link it, so that an include
+# against the arrows does not find its file.
+function(vimble_module name)
+    cmake_parse_arguments(MODULE "" "" "PUBLIC;PRIVATE" ${ARGN})
+    file(GLOB_RECURSE sources CONFIGURE_DEPENDS
+        ${CMAKE_CURRENT_SOURCE_DIR}/${name}/*.cpp ${CMAKE_CURRENT_SOURCE_DIR}/${name}/*.h)
+    set(code ${sources})
+    list(FILTER code INCLUDE REGEX "\\.cpp$")
+    if(code)
+        add_library(${name} STATIC ${sources})
+        target_include_directories(${name} PUBLIC ${CMAKE_CURRENT_SOURCE_DIR})
+        target_link_libraries(${name} PUBLIC ${MODULE_PUBLIC} PRIVATE ${MODULE_PRIVATE})
+    else()
+        add_library(${name} INTERFACE)
+        target_include_directories(${name} INTERFACE ${CMAKE_CURRENT_SOURCE_DIR})
+        target_link_libraries(${name} INTERFACE ${MODULE_PUBLIC})
+    endif()
+endfunction()
+
+# The tests of a module: every file of FOLDER, each test one line of ctest.
+function(vimble_tests name)
+    if(NOT VIMBLE_TESTS)
+        return()
+    endif()
+    cmake_parse_arguments(TESTS "" "FOLDER;TIMEOUT" "LINKS" ${ARGN})
+    if(NOT TESTS_FOLDER)
+        set(TESTS_FOLDER Tests)
+    endif()
+    if(NOT TESTS_TIMEOUT)
+        set(TESTS_TIMEOUT 120)
+    endif()
+    file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/${TESTS_FOLDER}/*.cpp)
+    if(NOT sources)
+        return()
+    endif()
+    include(GoogleTest)
+    add_executable(${name} ${sources})
+    target_link_libraries(${name} PRIVATE ${TESTS_LINKS} GTest::gmock GTest::gtest_main)
+    target_precompile_headers(${name} PRIVATE <gmock/gmock.h> <gtest/gtest.h>)
+    gtest_discover_tests(${name} PROPERTIES TIMEOUT ${TESTS_TIMEOUT} DISCOVERY_TIMEOUT 60)
+endfunction()
