@@ -1,0 +1,188 @@
+# shellcheck shell=bash
+# What the scripts at the top of the tree share. Sourced with `set -euo pipefail` on; it changes to
+# the tree's own folder, so that they work when called from anywhere.
+
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd -P)
+cd "$root" || exit
+
+# What a script has running; at its end, whatever brings it about, that is stopped.
+worker=""
+stopWorker() {
+    [[ -z $worker ]] || kill -TERM -- "-$worker" 2> /dev/null || true
+    worker=""
+}
+# For scripts that leave something behind to define anew.
+cleanUp() { :; }
+trap 'stopWorker; cleanUp' EXIT
+trap 'exit 130' INT
+trap 'exit 143' TERM
+trap 'exit 129' HUP
+
+# Starts a command as `worker`, in a process group of its own, so that it can be stopped with all that
+# it started. bash itself would put a signal off until the command has ended.
+start() {
+    set -m
+    "$@" &
+    worker=$!
+    set +m
+}
+
+# Waits for `worker` and returns its status.
+finish() {
+    local status=0
+    wait "$worker" || status=$?
+    worker=""
+    return "$status"
+}
+
+say() { printf '%s\n' "$*" >&2; }
+die() {
+    say "$*"
+    exit 1
+}
+
+# The packages of packages.txt that PURPOSE needs, one a line. A line is a package's name and, after
+# "#", the purposes that need it; without any it is needed by all.
+packagesFor() {
+    local purpose=$1 line name purposes
+    while IFS= read -r line || [[ -n $line ]]; do
+        name=${line%%#*}
+        name=${name//[[:space:]]/}
+        [[ -n $name ]] || continue
+        purposes=""
+        [[ $line != *"#"* ]] || purposes=${line#*#}
+        if [[ -z ${purposes//[[:space:]]/} || " ${purposes//,/ } " == *" $purpose "* ]]; then
+            printf '%s\n' "$name"
+        fi
+    done < packages.txt
+}
+
+# Those of the given packages that are not installed.
+missingOf() {
+    local -A installed=()
+    local name status
+    # dpkg-query fails when it knows nothing of one of them, and lists the others all the same.
+    while read -r name status; do
+        [[ $status != installed ]] || installed[$name]=1
+    done < <(dpkg-query -W -f '${Package} ${db:Status-Status}\n' "$@" 2> /dev/null || true)
+    for name; do
+        [[ -n ${installed[$name]:-} ]] || printf '%s\n' "$name"
+    done
+}
+
+asRoot() {
+    if ((EUID == 0)); then
+        "$@"
+    elif [[ -t 0 ]]; then
+        sudo "$@"
+    else
+        sudo -n "$@"
+    fi
+}
+
+# Installs what is missing of packages.txt for the purpose. Silent when nothing is.
+needPackages() {
+    local -a wanted missing
+    # On another system the packages have other names: the build then says itself what it lacks.
+    command -v dpkg-query > /dev/null && command -v apt-get > /dev/null || return 0
+    mapfile -t wanted < <(packagesFor "$1")
+    mapfile -t missing < <(missingOf "${wanted[@]}")
+    ((${#missing[@]} > 0)) || return 0
+
+    local byHand="apt-get install --no-install-recommends ${missing[*]}"
+    if ((EUID != 0)) && ! command -v sudo > /dev/null; then
+        die "Vimble needs packages that are not installed. As root, please run:"$'\n'"  $byHand"
+    fi
+    # One installation at a time, also with other clones of this tree.
+    local lock
+    exec {lock}< /var/lib/dpkg
+    flock "$lock"
+    mapfile -t missing < <(missingOf "${wanted[@]}")
+    if ((${#missing[@]} > 0)); then
+        say "Installing ${#missing[@]} packages that Vimble needs: ${missing[*]}"
+        local log
+        log=$(mktemp)
+        if ! installPackages "${missing[@]}" > "$log" 2>&1 {lock}<&-; then
+            tail -n 20 "$log" >&2
+            rm -f "$log"
+            die "The packages could not be installed. To see why, run as root:"$'\n'"  $byHand"
+        fi
+        rm -f "$log"
+    fi
+    exec {lock}<&-
+}
+
+installPackages() {
+    # A list that can't be refreshed may still be good enough.
+    asRoot apt-get update || true
+    asRoot env DEBIAN_FRONTEND=noninteractive apt-get -o DPkg::Lock::Timeout=600 \
+        install -y --no-install-recommends "$@"
+}
+
+# Runs a command with its output in a file. While it lasts longer than a moment, tells how far it is:
+# on a terminal in one line, elsewhere now and then. On failure shows the end of the output.
+quietly() {
+    local label=$1 log=$2
+    shift 2
+    mkdir -p "$(dirname "$log")"
+    start "$@" > "$log" 2>&1 < /dev/null
+    local status=0 ticks=0 step shown=""
+    while kill -0 "$worker" 2> /dev/null; do
+        sleep 0.2
+        ticks=$((ticks + 1))
+        step=$(tail -n 1 "$log" | grep -o '^\[[0-9]*/[0-9]*\]' || true)
+        if [[ -t 2 ]]; then
+            if ((ticks > 5)) && [[ "$label $step" != "$shown" ]]; then
+                shown="$label $step"
+                printf '\r\033[K%s' "$shown" >&2
+            fi
+        elif ((ticks == 10 || ticks % 300 == 0)); then
+            say "$label $step"
+        fi
+    done
+    finish || status=$?
+    [[ ! -t 2 || -z $shown ]] || printf '\r\033[K' >&2
+    if ((status != 0)); then
+        say "$label failed. The end of what it said:"
+        grep -v '^\[[0-9]*/[0-9]*\]' "$log" | tail -n 60 >&2 || true
+        say "The whole of it is in $log"
+    fi
+    return "$status"
+}
+
+configureAndBuild() {
+    local preset=$1 folder=build/$1 home
+    shift
+    # A folder that was configured in another place is of no use here.
+    if [[ -f $folder/CMakeCache.txt ]]; then
+        home=$(sed -n 's/^CMAKE_HOME_DIRECTORY:INTERNAL=//p' "$folder/CMakeCache.txt")
+        [[ $home == "$root" ]] || rm -rf "$folder"
+    fi
+    if [[ ! -f $folder/build.ninja || CMakePresets.json -nt $folder/build.ninja ]]; then
+        cmake --preset "$preset" || return
+    fi
+    # The build starts the test programs, to ask for the names of their tests.
+    withPlainMemory cmake --build --preset "$preset" ${1:+--target "$@"}
+}
+
+# Configures and builds a preset, or only the given targets of it. Quiet unless it fails.
+buildPreset() {
+    local preset=$1 lock status=0
+    mkdir -p build
+    # Two at a time would spoil each other's work: the second one waits.
+    exec {lock}> "build/.$preset.lock"
+    flock "$lock"
+    quietly "Building Vimble ($preset)" "build/$preset.log" configureAndBuild "$@" || status=$?
+    exec {lock}>&-
+    return "$status"
+}
+
+# A program whose memory is laid out at random in too wide a range can't be watched by the thread
+# sanitizer of this compiler: such a program runs without that randomness, where that is allowed.
+withPlainMemory() {
+    if setarch -R true 2> /dev/null; then
+        setarch -R "$@"
+    else
+        "$@"
+    fi
+}
