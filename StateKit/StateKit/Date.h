@@ -1,6 +1,8 @@
 #pragma once
 
 #include <compare>
+#include <cstddef>
+#include <functional>
 
 /// A length of time, in seconds.
 using Seconds = double;
@@ -20,4 +22,9 @@ struct Date {
     static constexpr double unixOffset = 978307200;
     static Date fromUnix(double seconds) { return {seconds - unixOffset}; }
     double toUnix() const { return sinceReference + unixOffset; }
+};
+
+template <>
+struct std::hash<Date> {
+    std::size_t operator()(Date date) const { return std::hash<double>()(date.sinceReference); }
 };

@@ -10,7 +10,7 @@
 /// Whether the network is usable, told at each update of the path, also when nothing changed.
 ///
 /// Offline until the first report. Main thread only.
-class Internets {
+class Internets : public SignalTarget {
 public:
     enum class Status { online, offline };
 

@@ -8,7 +8,7 @@
 #include <memory>
 
 /// The application's moves between foreground, background and end. Main thread only.
-class Lifecycle {
+class Lifecycle : public SignalTarget {
 public:
     enum class Event { enteredForeground, enteredBackground, terminated };
 

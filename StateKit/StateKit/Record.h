@@ -1,6 +1,9 @@
 #pragma once
 
+#include <cstddef>
+#include <functional>
 #include <tuple>
+#include <type_traits>
 #include <utility>
 
 /// One field of a record: its name, as in JSON and in print, and where it is.
@@ -26,4 +29,16 @@ concept Record = requires { Type::fields; };
 template <Record Type, class Visit>
 constexpr void forEachField(Visit&& visit) {
     std::apply([&](const auto&... field) { (visit(field), ...); }, Type::fields);
+}
+
+/// A hash over all fields, in order, those that are not stored included.
+template <Record Type>
+std::size_t hashOfFields(const Type& value) {
+    std::size_t result = 0;
+    forEachField<Type>([&](const auto& field) {
+        const auto& member = value.*field.member;
+        const std::size_t hash = std::hash<std::remove_cvref_t<decltype(member)>>()(member);
+        result ^= hash + 0x9e3779b97f4a7c15u + (result << 6) + (result >> 2);
+    });
+    return result;
 }

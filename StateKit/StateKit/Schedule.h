@@ -17,7 +17,9 @@ struct TimeOfDay {
 /// Fires once a day at a given time of day, for as long as it exists.
 ///
 /// Where a change to summer time skips the time, it fires at the first instant that exists after it;
-/// where a change back repeats it, at the first of the two.
+/// where a change back repeats it, at the first of the two. When the clock is set back while it waits, it
+/// waits for the time by the new clock; when the clock is set forward past the time, it fires late, at
+/// the instant that it had counted on.
 ///
 /// Main thread only; destroying it stops it.
 class Schedule : public SignalTarget {
@@ -34,11 +36,13 @@ public:
     void start();
 
 private:
+    void arm();
     void fire();
 
     MainLoop& loop;
     TimeOfDay timeOfDay;
     std::string timezone;
     Signal<NoValue> signal;
+    std::optional<Date> due;  // what the timer waits for
     std::unique_ptr<Timer> timer;
 };

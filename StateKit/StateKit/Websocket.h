@@ -5,6 +5,7 @@
 #include "StateKit/SignalTarget.h"
 #include "StateKit/Transport.h"
 
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
@@ -67,5 +68,6 @@ private:
     bool _isConnected = false;  // from ready to the first report of a disconnection
     Weak<WebsocketDelegate> delegate;
     std::unique_ptr<TransportConnection> connection;
+    std::uint64_t connectionNumber = 0;  // of the present connection, counted from 1
     std::optional<CloseCode> closeCode;  // of a close frame of this connection
 };
