@@ -35,6 +35,12 @@ finish() {
     return "$status"
 }
 
+# A program whose memory is laid out at random in too wide a range can't be watched by the thread
+# sanitizer of this compiler: put before such a program, this takes the randomness away where that is
+# allowed.
+plainMemory=()
+if setarch -R true 2> /dev/null; then plainMemory=(setarch -R); fi
+
 say() { printf '%s\n' "$*" >&2; }
 die() {
     say "$*"
@@ -145,7 +151,7 @@ quietly() {
     if ((status != 0)); then
         say "$label failed. The end of what it said:"
         grep -v '^\[[0-9]*/[0-9]*\]' "$log" | tail -n 60 >&2 || true
-        say "The whole of it is in $log"
+        say "The whole of it is in $root/$log"
     fi
     return "$status"
 }
@@ -162,7 +168,7 @@ configureAndBuild() {
         cmake --preset "$preset" || return
     fi
     # The build starts the test programs, to ask for the names of their tests.
-    withPlainMemory cmake --build --preset "$preset" ${1:+--target "$@"}
+    "${plainMemory[@]}" cmake --build --preset "$preset" ${1:+--target "$@"}
 }
 
 # Configures and builds a preset, or only the given targets of it. Quiet unless it fails.
@@ -175,14 +181,4 @@ buildPreset() {
     quietly "Building Vimble ($preset)" "build/$preset.log" configureAndBuild "$@" || status=$?
     exec {lock}>&-
     return "$status"
-}
-
-# A program whose memory is laid out at random in too wide a range can't be watched by the thread
-# sanitizer of this compiler: such a program runs without that randomness, where that is allowed.
-withPlainMemory() {
-    if setarch -R true 2> /dev/null; then
-        setarch -R "$@"
-    else
-        "$@"
-    fi
 }
