@@ -1,0 +1,42 @@
+#pragma once
+
+#include "StateKit/Activity.h"
+
+#include <memory>
+#include <utility>
+
+/// The application's moves, made by the test. The observer belongs to what it was given to; the
+/// application is the test's and outlives it.
+class FakeApplication {
+public:
+    /// What observes this application. One at a time.
+    std::unique_ptr<Activity> activity() { return std::make_unique<Observer>(shared); }
+
+    void becomeActive() { run(&Activity::Handlers::didBecomeActive); }
+    void resignActive() { run(&Activity::Handlers::willResignActive); }
+    void terminate() { run(&Activity::Handlers::willTerminate); }
+    bool isObserved() const { return bool(shared->handlers.didBecomeActive); }
+
+private:
+    struct Shared {
+        Activity::Handlers handlers;
+    };
+
+    class Observer : public Activity {
+    public:
+        explicit Observer(std::shared_ptr<Shared> shared) : shared(std::move(shared)) {}
+        ~Observer() override { shared->handlers = {}; }
+        void observe(Handlers handlers) override { shared->handlers = std::move(handlers); }
+
+    private:
+        std::shared_ptr<Shared> shared;
+    };
+
+    void run(std::function<void()> Activity::Handlers::*member) {
+        // Held here, since whoever is told may end the watch.
+        const auto handler = shared->handlers.*member;
+        if (handler) handler();
+    }
+
+    std::shared_ptr<Shared> shared = std::make_shared<Shared>();
+};
