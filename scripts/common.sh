@@ -100,22 +100,21 @@ needPackages() {
         die "Vimble needs packages that are not installed. As root, please run:"$'\n'"  $byHand"
     fi
     # One installation at a time, also with other clones of this tree.
-    local lock
-    exec {lock}< /var/lib/dpkg
-    flock "$lock"
+    exec 9< /var/lib/dpkg
+    flock 9
     mapfile -t missing < <(missingOf "${wanted[@]}")
     if ((${#missing[@]} > 0)); then
         say "Installing ${#missing[@]} packages that Vimble needs: ${missing[*]}"
         local log
         log=$(mktemp)
-        if ! installPackages "${missing[@]}" > "$log" 2>&1 {lock}<&-; then
+        if ! installPackages "${missing[@]}" > "$log" 2>&1 9<&-; then
             tail -n 20 "$log" >&2
             rm -f "$log"
             die "The packages could not be installed. To see why, run as root:"$'\n'"  $byHand"
         fi
         rm -f "$log"
     fi
-    exec {lock}<&-
+    exec 9<&-
 }
 
 installPackages() {
@@ -173,12 +172,15 @@ configureAndBuild() {
 
 # Configures and builds a preset, or only the given targets of it. Quiet unless it fails.
 buildPreset() {
-    local preset=$1 lock status=0
+    local preset=$1 status=0
     mkdir -p build
     # Two at a time would spoil each other's work: the second one waits.
-    exec {lock}> "build/.$preset.lock"
-    flock "$lock"
+    exec 9> "build/.$preset.lock"
+    if ! flock -n 9; then
+        say "Another build of Vimble ($preset) is running; waiting for it."
+        flock 9
+    fi
     quietly "Building Vimble ($preset)" "build/$preset.log" configureAndBuild "$@" || status=$?
-    exec {lock}>&-
+    exec 9>&-
     return "$status"
 }
