@@ -39,6 +39,9 @@ public:
         if (object) token = object->lifeToken();
     }
 
+    /// @param object  what `target` implements out of others' sight
+    Weak(Object* object, const SignalTarget& target) : address(object), token(target.lifeToken()) {}
+
     /// The object, or null once it has gone.
     Object* get() const { return token.expired() ? nullptr : address; }
     explicit operator bool() const { return get() != nullptr; }

@@ -1,0 +1,95 @@
+#pragma once
+
+#include "StateKit/Websocket.h"
+#include "VimbleKit/Keys.h"
+#include "VimbleKit/SharedKeyCache.h"
+#include "VimbleKit/SocketDelegate.h"
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// The client of the chat protocol: one server, any number of connections one after the other.
+///
+/// It takes the server's key from the greeting, proves the user's by what it sends next (the command
+/// "list", sealed), keeps the server's list, turns each text into one sealed pack for each reader, and
+/// sorts what comes. It owns no chat state: everything it hears goes to its delegate. What does not
+/// parse or open is dropped without a word.
+///
+/// Main thread only. A link that never becomes ready reports nothing, and leaves `isConnecting` set
+/// until `disconnect`.
+class Socket : public SignalTarget, public WebsocketDelegate {
+public:
+    /// Does not connect.
+    /// @param transport, host  must outlive the socket
+    Socket(Transport& transport, const Host& host, std::string endpoint, std::shared_ptr<const Keys> keys);
+
+    void setDelegate(Weak<SocketDelegate> newDelegate) { delegate = newDelegate; }
+
+    void connect();
+    /// Closes with code 1000, if there is or might soon be a link. The report of its end follows.
+    void disconnect();
+
+    /// One pack to everybody on the server's list, the user and the absent included.
+    /// @throws NaclError  a key of the list can't be sealed for; those before it have the message
+    void sendChat(const std::string& text, const std::string& name, const std::string& emoji, const std::string& kind);
+
+    /// One pack, to anybody whose key one has.
+    /// @throws SocketError badArgument  the key is not hexadecimal
+    /// @throws NaclError  it is no key
+    void sendDirect(const std::string& text, const std::string& targetKey, const std::string& name,
+                    const std::string& emoji);
+
+    /// One pack to the server.
+    /// @throws SocketError notConnected  before the greeting; badArgument  the text is not UTF-8
+    void sendCommand(std::string_view command);
+
+    /// Tells everybody who the user is now. @throws NaclError  as `sendChat`
+    void sendPong(const std::string& name, const std::string& emoji);
+
+    /// From the first pack that came from the server until the link ends.
+    bool isConnected() const { return _isConnected; }
+    /// From `connect` until authenticated or closed.
+    bool isConnecting() const { return _isConnecting; }
+    /// The server's last list, as sent; empty without a link.
+    const std::vector<MetaPerson>& serverPeople() const { return _serverPeople; }
+    const std::string& endpoint() const { return _endpoint; }
+
+private:
+    /// One entry of the server's list, made ready for sealing at the first text to it.
+    struct Recipient {
+        Bytes key;  // as decoded; any length
+        SharedKeyCache::Entry shared;
+    };
+
+    void websocketDidConnect(Websocket&) override {}
+    void websocketDidDisconnect(Websocket&, const std::optional<TransportError>& error,
+                                std::optional<CloseCode> closeCode) override;
+    void websocketDidReceive(Websocket&, ByteView message) override;
+
+    void receiveGreeting(ByteView frame);
+    void receiveServerMessage(ByteView plaintext);
+    std::optional<Pack> opened(ByteView frame);
+    void setServerPeople(std::vector<MetaPerson> people);
+    void fanOut(const PackPlaintext& record);
+    SharedKeyCache::Entry sharedKey(const PublicKey& other);
+    void seal(ByteView target, const Nonce& nonce, ByteView payload, const SharedKeyCache::Entry& shared);
+    template <class Build>
+    void logSent(Build&& build);
+    template <class Build>
+    void logReceived(Build&& build);
+
+    std::string _endpoint;
+    bool _isConnected = false;
+    bool _isConnecting = false;
+    Weak<SocketDelegate> delegate;
+    std::shared_ptr<const Keys> keys;  // shared with the session, which makes a socket for each endpoint
+    SharedKeyCache sharedKeys;
+    std::optional<PublicKey> serverKey;  // from the greeting to the end of the link
+    std::vector<MetaPerson> _serverPeople;
+    std::vector<std::optional<Recipient>> recipients;  // for each of `_serverPeople`; nothing: no key at all
+    std::string printedPeople;  // the list's printed form, empty until a line needs it
+    Websocket websocket;        // last: it reports to the rest
+};
