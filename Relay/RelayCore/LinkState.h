@@ -1,0 +1,51 @@
+#pragma once
+
+#include "RelayCore/Members.h"
+#include "RelayCore/Parcel.h"
+#include "RelayCore/RelayLink.h"
+
+#include "StateKit/Date.h"
+#include "TweetNacl/Nacl.h"
+
+#include <cstdint>
+#include <deque>
+#include <optional>
+#include <string>
+
+/// What the relay knows of one open link.
+struct LinkState {
+    RelayLink* link = nullptr;
+    LinkState** slot = nullptr;  // where the link keeps its pointer to this
+    std::size_t index = 0;  // in the list of all links
+    std::string address;
+    Nacl::KeyPair keys;  // made for this link alone
+    std::optional<Nacl::SharedKey> sharedKey;  // with the member
+    Member* member = nullptr;                  // until the first pack: nobody
+    Date openedAt;
+    Date heardAt;
+
+    std::uint64_t knownList = 0;  // the version of the list that was sent last
+    std::size_t listHash = 0;
+
+    std::deque<Parcel*> unproved;  // sent, in order
+    std::deque<Parcel*> behind;    // live packs that wait for the mail to be through
+    std::size_t behindBytes = 0;
+    bool isCollecting = false;         // the mail is on its way to this link
+    std::uint64_t pageEnd = 0;         // `parcelsSent` behind the last page of mail
+
+    // Counted from the start of the link; what lies between sent and proved is on its way.
+    std::uint64_t parcelsSent = 0;
+    std::uint64_t parcelsProved = 0;
+    std::uint64_t bytesSent = 0;
+    std::uint64_t bytesProved = 0;
+
+    // One ping at a time: under load it stands for all that was sent since the one before.
+    bool isPinging = false;
+    std::uint64_t pingPayload = 0;
+    std::uint64_t pingedParcels = 0;
+    std::uint64_t pingedBytes = 0;
+    Date pingedAt;
+
+    bool isTooFast = false;  // has sent more than its key may, and is closed at the end of the turn
+    bool isTouched = false;  // is in the list of links to be seen to at the end of the turn
+};

@@ -1,0 +1,79 @@
+#pragma once
+
+#include "RelayCore/Members.h"
+#include "RelayCore/Parcel.h"
+#include "RelayCore/RelayCounters.h"
+#include "RelayCore/RelayLimits.h"
+#include "RelayCore/RelayStore.h"
+
+#include <cstdint>
+#include <deque>
+#include <optional>
+#include <vector>
+
+/// Holds packs until they are proved, and writes to the store what takes long.
+///
+/// Writing goes in batches: a pack that is proved within a few milliseconds is never written, which is
+/// most of them while their readers are there. Operations that touch the store say so; after a
+/// `StoreError` nothing is lost and the next batch tries again.
+class Mailroom {
+public:
+    /// From the arrival of a pack to the batch that writes it, at most.
+    static constexpr Seconds batchDelay = 0.06;
+    /// A pack that a link holds is left out of a batch while it is younger than this.
+    static constexpr Seconds heldDelay = 0.02;
+    /// What is read from the store, and sent, at once.
+    static constexpr std::size_t pagePacks = 1000;
+    static constexpr std::size_t pageBytes = 256 * 1024;
+
+    Mailroom(const RelayLimits& limits, RelayStore& store, RelayCounters& counters);
+    Mailroom(const Mailroom&) = delete;
+    Mailroom& operator=(const Mailroom&) = delete;
+    ~Mailroom();
+
+    /// Learns where the ids of mail stand. @throws StoreError
+    void start();
+    /// Learns what waits for a member. @throws StoreError
+    void look(Member& member);
+
+    /// Whether one more pack of this size may wait for a member who is away.
+    bool hasRoom(const Member& target, std::size_t size) const;
+    /// Takes a pack in. The caller then lets links `hold` it, and calls `settle`.
+    Parcel& accept(Member& target, ByteView frame, Date now, bool isMail);
+    void hold(Parcel& parcel) { ++parcel.holders; }
+    /// A pack that nobody holds by now is mail, or is dropped.
+    void settle(Parcel& parcel);
+    /// A link that held it has proved that it arrived.
+    void prove(Parcel& parcel, Date now);
+    /// A link that held it is gone. The last one makes it mail again.
+    void release(Parcel& parcel, Date now);
+    /// Forgets all that waits for somebody who is no member any more; no link may hold any of it.
+    void forget(Member& member);
+
+    /// The next mail of a member, each held once for the caller; empty when there is no more.
+    /// @throws StoreError
+    std::vector<Parcel*> nextPage(Member& member, Date now);
+
+    /// When `writeBatch` is due next.
+    std::optional<Date> batchDue() const { return due; }
+    /// Writes what is due. @throws StoreError
+    void writeBatch(Date now);
+    /// Writes everything that is not proved. @throws StoreError
+    void writeAll();
+    /// Deletes mail that is too old. @throws StoreError
+    void expire(const Members& members, Date now);
+
+private:
+    enum class Held { none, old, all };  // which of the packs that a link holds go into a batch
+    void write(Held held, Date oldest);
+    void pending(Date now);
+    void dismiss(Parcel& parcel);
+
+    const RelayLimits& limits;
+    RelayStore& store;
+    RelayCounters& counters;
+    std::int64_t lastId = 0;
+    std::deque<Parcel*> fresh;             // by id
+    std::vector<std::int64_t> forgotten;  // proved, and still in the store
+    std::optional<Date> due;
+};
