@@ -9,8 +9,10 @@
 #include "StateKit/SharedList.h"
 #include "StateKit/SharedMap.h"
 
+#include <algorithm>
 #include <cmath>
 #include <concepts>
+#include <cstdint>
 #include <cstring>
 #include <limits>
 #include <memory>
@@ -101,6 +103,9 @@ inline constexpr bool isMap = false;
 template <class Type>
 inline constexpr bool isMap<SharedMap<std::string, Type>> = true;
 
+/// Up to this many bytes, the room that reading takes is kept for the next text.
+inline constexpr std::size_t smallText = 64 * 1024;
+
 /// Enough for any form that the program reads; what is nested deeper is refused.
 inline constexpr int maxSkippedDepth = 64;
 
@@ -185,10 +190,16 @@ inline void skip(simdjson::ondemand::value value, int depth = 0) {
     }
 }
 
-/// Whether a key as it stands in the text is this name. Names have no characters that need escaping.
-inline bool isKey(const char* raw, const char* name) {
-    const std::size_t length = std::strlen(name);
-    return std::memcmp(raw, name, length) == 0 && raw[length] == '"';
+/// A key of an object, without its escapes.
+/// @param room  where the key is put if it has any
+inline std::string_view keyOf(simdjson::ondemand::field& field, std::string& room) {
+    // The reader has made sure that the string ends. Keys hardly ever have escapes, and looking at
+    // them where they stand is a good part of the speed.
+    const char* raw = field.key().raw();
+    const std::string_view asItStands(raw, static_cast<std::size_t>(std::strchr(raw, '"') - raw));
+    if (asItStands.find('\\') == std::string_view::npos) return asItStands;
+    room = std::string_view(field.unescaped_key());
+    return room;
 }
 
 template <class Source, class Type>
@@ -202,21 +213,19 @@ void readRecord(Source& source, Type& out) {
     for (auto fieldResult : object) {
         simdjson::ondemand::field jsonField;
         if (const auto error = std::move(fieldResult).get(jsonField)) throw simdjson::simdjson_error(error);
-        const char* raw = jsonField.key().raw();
-        std::string unescaped;
-        // An escaped key can spell one of our names too.
-        if (std::memchr(raw, '\\', static_cast<std::size_t>(std::strchr(raw, '"') - raw))) {
-            unescaped = std::string(std::string_view(jsonField.unescaped_key())) + '"';
-            raw = unescaped.c_str();
-        }
+        std::string room;
+        const std::string_view key = keyOf(jsonField, room);
         bool isKnown = false;
         std::size_t index = 0;
         forEachField<Type>([&](const auto& field) {
             const std::size_t at = index++;
-            if (isKnown || !field.isStored || !isKey(raw, field.name)) return;
+            if (isKnown || !field.isStored || key != field.name) return;
             isKnown = true;
+            auto& member = out.*field.member;
+            // Of a repeated key the last counts, and nothing of those before it is left.
+            if (seen[at]) member = {};
             simdjson::ondemand::value value = jsonField.value();
-            read(value, out.*field.member);
+            read(value, member);
             seen[at] = true;
         });
         if (!isKnown) skip(jsonField.value());
@@ -224,7 +233,10 @@ void readRecord(Source& source, Type& out) {
     std::size_t index = 0;
     forEachField<Type>([&](const auto& field) {
         using Member = std::remove_cvref_t<decltype(out.*field.member)>;
-        if (!seen[index++] && field.isStored && !isOptional<Member>)
+        if (seen[index++] || !field.isStored) return;
+        if constexpr (isOptional<Member>)
+            (out.*field.member).reset();
+        else
             throw JsonError(std::string("The key \"") + field.name + "\" is missing.");
     });
 }
@@ -234,7 +246,12 @@ void read(Source& source, Type& out) {
     if constexpr (std::same_as<Type, bool>) {
         out = bool(source.get_bool());
     } else if constexpr (std::integral<Type>) {
-        const std::int64_t number = source.get_int64();
+        using Widest = std::conditional_t<std::unsigned_integral<Type>, std::uint64_t, std::int64_t>;
+        Widest number;
+        if constexpr (std::unsigned_integral<Type>)
+            number = std::uint64_t(source.get_uint64());
+        else
+            number = std::int64_t(source.get_int64());
         if (!std::in_range<Type>(number)) throw JsonError("The number is out of range.");
         out = static_cast<Type>(number);
     } else if constexpr (std::same_as<Type, double>) {
@@ -272,6 +289,40 @@ void read(Source& source, Type& out) {
     }
 }
 
+inline void checkEnd(simdjson::ondemand::document& document) {
+    if (document.current_location().error() != simdjson::OUT_OF_BOUNDS) throw JsonError("There is something behind the value.");
+}
+
+inline bool isListOrObject(std::string_view text) {
+    const std::size_t begin = text.find_first_not_of(" \t\r\n");
+    return begin != std::string_view::npos && (text[begin] == '{' || text[begin] == '[');
+}
+
+/// Reads a text that is one number, text, boolean or null: as the one element of a list.
+template <class Type>
+Type decodeAlone(std::string_view text) {
+    JsonInput input;
+    input.resize(text.size() + 2);
+    input.data()[0] = '[';
+    std::copy(text.begin(), text.end(), input.data() + 1);
+    input.data()[text.size() + 1] = ']';
+    try {
+        simdjson::ondemand::parser parser;
+        simdjson::ondemand::document document = parser.iterate(input.view());
+        std::optional<Type> only;
+        for (auto element : document.get_array()) {
+            if (only) throw JsonError("There is something behind the value.");
+            simdjson::ondemand::value value = element.value();
+            read(value, only.emplace());
+        }
+        checkEnd(document);
+        if (!only) throw JsonError("The text is empty.");
+        return std::move(*only);
+    } catch (const simdjson::simdjson_error& error) {
+        throw JsonError(error.what());
+    }
+}
+
 }  // namespace JsonDetail
 
 /// JSON, both ways, from a type's list of fields.
@@ -303,12 +354,19 @@ JsonText encodePretty(const Type& value) {
 /// @throws JsonError  what was wrong with the text, in words
 template <class Type>
 Type decode(const JsonInput& input) {
-    thread_local simdjson::ondemand::parser parser;
+    // The reader is lax with what follows a value that is no list or object and stands alone ("falsey",
+    // "null "), and is not inside a list.
+    if (!JsonDetail::isListOrObject(input.view())) return JsonDetail::decodeAlone<Type>(input.view());
+    // Small texts come by the thousand and share a parser. It grows to a few times the longest text
+    // that it has seen, so a long one gets a parser that goes with it.
+    thread_local simdjson::ondemand::parser shared;
+    std::optional<simdjson::ondemand::parser> own;
+    simdjson::ondemand::parser& parser = input.view().size() > JsonDetail::smallText ? own.emplace() : shared;
     try {
         simdjson::ondemand::document document = parser.iterate(input.view());
         Type value{};
         JsonDetail::read(document, value);
-        if (document.current_location().error() != simdjson::OUT_OF_BOUNDS) throw JsonError("There is something behind the value.");
+        JsonDetail::checkEnd(document);
         return value;
     } catch (const simdjson::simdjson_error& error) {
         throw JsonError(error.what());
@@ -317,9 +375,7 @@ Type decode(const JsonInput& input) {
 
 template <class Type>
 Type decode(ByteView bytes) {
-    // Small texts come by the thousand, and their room is kept; a long one would hold it for ever.
-    constexpr std::size_t kept = 64 * 1024;
-    if (bytes.size() > kept) return decode<Type>(JsonInput(bytes));
+    if (bytes.size() > JsonDetail::smallText) return decode<Type>(JsonInput(bytes));
     thread_local JsonInput input;
     input.resize(bytes.size());
     if (!bytes.empty()) std::memcpy(input.data(), bytes.data(), bytes.size());

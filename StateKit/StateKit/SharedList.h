@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <iterator>
 #include <memory>
+#include <type_traits>
 #include <vector>
 
 /// An append-only list whose copies share their elements.
@@ -17,6 +18,7 @@
 /// thread, but as long as one is appended to, all must stay on that thread.
 template <class Element>
 class SharedList {
+    static_assert(!std::is_same_v<Element, bool>, "a vector of bool has no elements to refer to");
     static constexpr std::size_t chunkSize = 256;
     using Chunk = std::vector<Element>;
     using Spine = std::vector<std::shared_ptr<Chunk>>;
