@@ -1,0 +1,55 @@
+#pragma once
+
+#include "StateKit/Date.h"
+
+#include <filesystem>
+#include <optional>
+#include <stdexcept>
+#include <string>
+
+/// Why the application's folder can't be used, in one line for the user.
+class ApplicationFolderError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// Another program uses the folder.
+class ApplicationFolderInUse : public ApplicationFolderError {
+public:
+    ApplicationFolderInUse(const std::filesystem::path& folder, std::string program, std::optional<int> processId);
+
+    std::string program;           // as it named itself; empty if it has not said yet
+    std::optional<int> processId;
+};
+
+/// The folder in which the application keeps what is its own, held for one program at a time.
+///
+/// Two programs in one folder would overwrite each other's history, so this holds a lock for as long as
+/// it lives; the system takes the lock away when the program dies, however it does. The lock is a file
+/// ".lock" in the folder, which says who holds it: "PID PROGRAM" in one line.
+class ApplicationFolder {
+public:
+    /// Makes the folder (mode 0700) if it is not there, takes the lock, and prepares the temporary folder.
+    /// @param dataDir  instead of "zorvane.Vimble" in $XDG_DATA_HOME, or ~/.local/share
+    /// @param program  how this program names itself to others
+    /// @param now  decides which leftovers are old
+    /// @throws ApplicationFolderInUse  who has it
+    /// @throws ApplicationFolderError  it can't be made, entered or locked
+    ApplicationFolder(const std::optional<std::filesystem::path>& dataDir, const std::string& program, Date now);
+    ~ApplicationFolder();
+    ApplicationFolder(const ApplicationFolder&) = delete;
+    ApplicationFolder& operator=(const ApplicationFolder&) = delete;
+
+    const std::filesystem::path& path() const { return folder; }
+
+    /// A folder that only this user can enter: "zorvane.Vimble/tmp" in $XDG_CACHE_HOME, or ~/.cache.
+    /// Shared by this user's programs; what was last changed over a day ago was removed at the start.
+    const std::filesystem::path& temporary() const { return temporaryFolder; }
+
+private:
+    void lock(const std::string& program);
+
+    std::filesystem::path folder;
+    std::filesystem::path temporaryFolder;
+    int lockFile = -1;
+};

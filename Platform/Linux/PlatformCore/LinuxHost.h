@@ -1,0 +1,29 @@
+#pragma once
+
+#include "StateKit/Host.h"
+
+#include <filesystem>
+
+/// What this build and this Linux machine say of themselves.
+///
+/// A program outside a bundle has the bundle's keys compiled in: "CFBundleName",
+/// "CFBundleShortVersionString", "CFBundleVersion" and "CFBundleIdentifier". Everything else is read
+/// anew at each call, without control characters and cut at 200 bytes. Any thread.
+class LinuxHost : public Host {
+public:
+    /// Where the files of this machine lie.
+    explicit LinuxHost(std::filesystem::path systemRoot = "/");
+
+    std::optional<std::string> bundleInfo(std::string_view key) const override;
+    std::optional<std::string> hardwareName() const override;
+    /// PRETTY_NAME of os-release; the kernel's name and release where there is none.
+    std::string operatingSystemVersion() const override;
+    std::string timeZoneIdentifier() const override;
+    /// From LC_ALL, LC_MESSAGES and LANG; "en_US_POSIX" where they name no language.
+    std::string localeIdentifier() const override;
+    /// The pretty name in machine-info, or the host name unless it is only "localhost".
+    std::optional<std::string> computerName() const override;
+
+private:
+    std::filesystem::path systemRoot;
+};

@@ -1,0 +1,17 @@
+#pragma once
+
+#include "StateKit/Activity.h"
+
+#include <QMetaObject>
+
+/// The activity of a program without windows: it is neither in front nor behind, it only ends.
+///
+/// `willTerminate` comes with the application's `aboutToQuit`. Make it after the `QCoreApplication`.
+class ProgramActivity : public Activity {
+public:
+    ~ProgramActivity() override;
+    void observe(Handlers handlers) override;
+
+private:
+    QMetaObject::Connection connection;
+};
