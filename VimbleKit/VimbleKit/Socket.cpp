@@ -60,6 +60,10 @@ Socket::Socket(Transport& transport, const Host& host, std::string endpoint, std
 }
 
 void Socket::connect() {
+    // An earlier connection that was given up behind its greeting reports nothing once it is replaced,
+    // and the new one comes with a greeting, and so a key, of its own.
+    serverKey.reset();
+    setServerPeople({});
     _isConnecting = true;
     websocket.connect();
 }
