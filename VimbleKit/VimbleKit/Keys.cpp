@@ -136,12 +136,12 @@ std::optional<Keys> Keys::load(SecretStore& store) {
     }
     if (auto secret = parse(read(store, synchronisedItem({})))) return move(std::move(*secret), {synchronisedItem({})});
 
-    auto labelled = read(store, labelledItem({}));
-    if (!labelled && group) labelled = read(store, labelledItem(group));
-    if (auto secret = parse(std::move(labelled))) {
+    auto labelled = parse(read(store, labelledItem({})));
+    if (!labelled && group) labelled = parse(read(store, labelledItem(group)));
+    if (labelled) {
         std::vector<SecretQuery> old{labelledItem({})};
         if (group) old.push_back(labelledItem(group));
-        return move(std::move(*secret), old);
+        return move(std::move(*labelled), old);
     }
     return std::nullopt;
 }
