@@ -15,23 +15,28 @@ void Incoming::receivedPeople(const std::vector<MetaPerson>& list) {
     const auto old = core.state().people;
     const std::string own = core.state().publicKey;
     const Date when = loop.now();
+    const Weak<Incoming> self(this);
+    const auto tell = [&](const Event& event) {
+        if (self) events.send(event);
+    };
     core.commit([&](State& state) { applyPeople(state, list); });
+    if (!self) return;
     const auto now = core.state().people;
 
     for (const auto& [key, person] : old)
-        if (!now.contains(key)) events.send(Events::Remove{person, person, when});
+        if (!now.contains(key)) tell(Events::Remove{person, person, when});
     for (const auto& [key, person] : now) {
         const Person* before = old.find(key);
         if (!before) {
-            events.send(Events::Add{person, person, when});
+            tell(Events::Add{person, person, when});
         } else if (key != own && person.isOnline != before->isOnline) {
             if (person.isOnline)
-                events.send(Events::Join{person, when});
+                tell(Events::Join{person, when});
             else
-                events.send(Events::Leave{person, when});
+                tell(Events::Leave{person, when});
         }
     }
-    if (events.hasSubscribers()) events.send(Events::Roster{core.state().roster()});
+    if (self && events.hasSubscribers()) events.send(Events::Roster{core.state().roster()});
 }
 
 void Incoming::applyPeople(State& state, const std::vector<MetaPerson>& list) {
@@ -60,17 +65,18 @@ void Incoming::receivedPack(const Pack& pack) {
     const Date when = loop.now();
     const auto people = core.state().people;
     const Person* old = people.find(key);
+    const Weak<Incoming> self(this);
     applyPack(key, *record, when);
-    if (!events.hasSubscribers()) return;
+    if (!self || !events.hasSubscribers()) return;
 
     const auto peopleNow = core.state().people;
     const Person* now = peopleNow.find(key);
     if (!now) return;
     if (old) {
         if (now->name != old->name) events.send(Events::NameSet{*now, old->displayName(), when});
-        if (now->emoji != old->emoji) events.send(Events::EmojiSet{*now, old->displayEmoji(), when});
+        if (self && now->emoji != old->emoji) events.send(Events::EmojiSet{*now, old->displayEmoji(), when});
     }
-    if (record->text) events.send(Events::Message{*now, *record->text, when});
+    if (self && record->text) events.send(Events::Message{*now, *record->text, when});
 }
 
 void Incoming::applyPack(const std::string& key, const PackPlaintext& record, Date when) {
@@ -78,15 +84,17 @@ void Incoming::applyPack(const std::string& key, const PackPlaintext& record, Da
     if (!person) return;
     const bool isNameNew = person->name != record.name;
     const bool isEmojiNew = person->emoji != record.emoji;
+    const Weak<Incoming> self(this);
     if (isNameNew)
         core.commit([&](State& state) {
             state.people.updateExisting(key, [&](Person& changed) { changed.name = record.name; });
         });
+    if (!self) return;
     if (isEmojiNew)
         core.commit([&](State& state) {
             state.people.updateExisting(key, [&](Person& changed) { changed.emoji = record.emoji; });
         });
-    if (!record.text) return;
+    if (!self || !record.text) return;
     const bool isForRoom = record.kind == roomKind;
     core.commit([&](State& state) {
         Message message{key, *record.text, when};

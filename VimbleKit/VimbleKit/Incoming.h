@@ -15,7 +15,8 @@
 /// no link, no disk and no keys.
 ///
 /// Main thread only. Each commit publishes by itself; events go out after the commits that they report.
-class Incoming {
+/// Observers may destroy this object, store and signal with it, in the middle of either.
+class Incoming : public SignalTarget {
 public:
     /// @param loop, core, events  must outlive this object
     Incoming(const MainLoop& loop, Core<State>& core, const Signal<Event>& events)

@@ -146,41 +146,50 @@ void Kit::setConnection(Connection connection) {
 
 // ---- what the socket tells: the state first, then the observers
 
-void Kit::socketDidConnect(Socket&) {
-    cancelReconnect();
-    _reconnectAttempt = 0;
-    DebugLines::print([] { return "Transitioning Online"; });
-    setConnection(Connection::online);
-    _subsOnline.send(Online::online);
-    _subsEvents.send(Events::Connected{});
+// Every commit and every telling runs observers, who may destroy this session.
+
+void Kit::announce(Online online, const Event& event) {
+    const Weak<Kit> self(this);
+    _subsOnline.send(online);
+    if (self) _subsEvents.send(event);
 }
 
-void Kit::socketConnectFailed(Socket&, const std::string& text) {
-    const std::string reason = text;
-    if (state().connection != Connection::setup) {
-        setConnection(Connection::offline);
-        scheduleReconnect();
-    }
-    _subsOnline.send(Online::offline);
-    _subsEvents.send(Events::ConnectFailed{reason});
+void Kit::linkWentDown(const Socket& socket) {
+    if (state().connection == Connection::setup) return;
+    const Weak<Kit> self(this);
+    setConnection(Connection::offline);
+    // Whoever changes the server in the middle says by themselves when to connect to it.
+    if (self && _socket.get() == &socket) scheduleReconnect();
+}
+
+void Kit::socketDidConnect(Socket&) {
+    const Weak<Kit> self(this);
+    cancelReconnect();
+    _reconnectAttempt = 0;
+    setConnection(Connection::online);
+    if (self) announce(Online::online, Events::Connected{});
+}
+
+void Kit::socketConnectFailed(Socket& socket, const std::string& text) {
+    const Weak<Kit> self(this);
+    const Event event = Events::ConnectFailed{text};
+    linkWentDown(socket);
+    if (self) announce(Online::offline, event);
 }
 
 void Kit::socketAuthorizationFailed(Socket&, const std::string& text) {
-    const std::string reason = text;
+    const Weak<Kit> self(this);
+    const Event event = Events::AuthorizationFailed{text};
     cancelReconnect();
     _reconnectAttempt = 0;
     setConnection(Connection::setup);
-    _subsOnline.send(Online::offline);
-    _subsEvents.send(Events::AuthorizationFailed{reason});
+    if (self) announce(Online::offline, event);
 }
 
-void Kit::socketDisconnected(Socket&, const std::optional<SocketError>&) {
-    if (state().connection != Connection::setup) {
-        setConnection(Connection::offline);
-        scheduleReconnect();
-    }
-    _subsOnline.send(Online::offline);
-    _subsEvents.send(Events::Disconnected{});
+void Kit::socketDisconnected(Socket& socket, const std::optional<SocketError>&) {
+    const Weak<Kit> self(this);
+    linkWentDown(socket);
+    if (self) announce(Online::offline, Events::Disconnected{});
 }
 
 void Kit::socketReceivedPeople(Socket&, const std::vector<MetaPerson>& people) { _incoming.receivedPeople(people); }

@@ -41,7 +41,8 @@ struct KitEnvironment {
 /// error. The state changes first, and observers are told afterwards.
 ///
 /// The application has one, `shared`; any number may live in one process, for tests and simulations.
-/// Main thread only.
+/// Main thread only. An observer may call any operation, and even destroy the session, inside any of
+/// its actions.
 class Kit : public SignalTarget, private SocketDelegate {
 public:
     /// Names the room as a target of `send`.
@@ -102,6 +103,7 @@ public:
 
     /// Tells everybody a new name, or emoji. Nothing happens without a link, or before the server's list
     /// has included the user.
+    /// @throws SocketError badArgument  the text is not UTF-8
     /// @throws NaclError  somebody's key can't be sealed for
     void setName(const std::string& name);
     void setEmoji(const std::string& emoji);
@@ -112,7 +114,7 @@ public:
 
     /// Sends a text to the room (`roomKey`) or to the person with that key. Nothing happens without a
     /// link, or before the server's list has included the user; `canSend` tells.
-    /// @throws SocketError badArgument  the target is no key
+    /// @throws SocketError badArgument  the target is no key, or the text is not UTF-8
     /// @throws NaclError  somebody's key can't be sealed for
     void send(const std::string& text, const std::string& target);
     bool canSend() const { return _socket && _socket->isConnected() && state().me(); }
@@ -141,6 +143,8 @@ private:
     void suspendConnection();
     void internetStatusChanged(Internets::Status status);
     void setConnection(Connection connection);
+    void linkWentDown(const Socket& socket);
+    void announce(Online online, const Event& event);
     SessionSocket makeSocket(const Endpoint& endpoint);
 
     void socketDidConnect(Socket&) override;

@@ -26,16 +26,31 @@ std::pair<std::string_view, std::string_view> splitAtBlank(std::string_view text
     return {line.substr(0, end), withoutLeadingBlanks(line.substr(end))};
 }
 
+/// Text that is not UTF-8 has no JSON form: it can't be sent, and in the state it would keep every later
+/// state from being saved.
+void requireUtf8(std::string_view text) {
+    if (!Text::isUtf8(text)) throw SocketError::badArgument();
+}
+
+/// Remembers the link that something goes to. Sending tells observers, who may change the server or
+/// destroy the session; what was sent is no business of another server's history.
+class SentTo {
+public:
+    explicit SentTo(Kit& kit) : kit(&kit), socket(kit.socket()) {}
+    bool isPresent() const { return kit && kit->socket() == socket; }
+
+private:
+    Weak<Kit> kit;
+    const Socket* socket;  // only compared
+};
+
 }  // namespace
 
 void Kit::connect() {
     if (!_socket) return;
+    const Weak<Kit> self(this);
     if (state().connection == Connection::setup) setConnection(Connection::offline);
-    if (_internetStatus != Internets::Status::online || !_socket || _socket->isConnected() || _socket->isConnecting())
-        return;
-    cancelReconnect();
-    _reconnectAttempt = 0;
-    _socket->connect();
+    if (self) attemptConnection(true);
 }
 
 void Kit::disconnect() {
@@ -43,8 +58,10 @@ void Kit::disconnect() {
     cancelReconnect();
     _reconnectAttempt = 0;
     // Before the socket closes, so that the report of the end finds it and arms no retry.
+    const Weak<Kit> self(this);
     setConnection(Connection::setup);
-    if (_socket) _socket->disconnect();
+    // An observer may have wished to connect again: then the link is wanted, or that of another server.
+    if (self && state().connection == Connection::setup && _socket) _socket->disconnect();
 }
 
 void Kit::setEndpoint(const Endpoint& endpoint) {
@@ -72,7 +89,10 @@ void Kit::setEndpoint(const Endpoint& endpoint) {
 
 void Kit::setName(const std::string& name) {
     if (!canSend()) return;
+    requireUtf8(name);
+    const SentTo sent(*this);
     _socket->sendPong(name, state().me()->emoji);
+    if (!sent.isPresent()) return;
     _core->commit([&](State& state) {
         state.people.updateExisting(state.publicKey, [&](Person& me) { me.name = name; });
     });
@@ -80,7 +100,10 @@ void Kit::setName(const std::string& name) {
 
 void Kit::setEmoji(const std::string& emoji) {
     if (!canSend()) return;
+    requireUtf8(emoji);
+    const SentTo sent(*this);
     _socket->sendPong(state().me()->name, emoji);
+    if (!sent.isPresent()) return;
     _core->commit([&](State& state) {
         state.people.updateExisting(state.publicKey, [&](Person& me) { me.emoji = emoji; });
     });
@@ -100,11 +123,14 @@ void Kit::command(std::string_view text) {
 
 void Kit::send(const std::string& text, const std::string& target) {
     if (!canSend()) return;
+    requireUtf8(text);
+    const SentTo sent(*this);
     const Person me = *state().me();
     if (target == roomKey)
         _socket->sendChat(text, me.name, me.emoji, roomKind);
     else
         _socket->sendDirect(text, target, me.name, me.emoji);
+    if (!sent.isPresent()) return;
     _core->commit([&](State& state) {
         Message message{state.publicKey, text, _environment.loop.now()};
         if (target == roomKey)
