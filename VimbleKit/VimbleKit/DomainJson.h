@@ -31,7 +31,7 @@ struct JsonForm<Endpoint> {
     static void read(Source& source, Endpoint& out) {
         Stored stored;
         JsonDetail::read(source, stored);
-        if (!Url::parse(stored.url)) throw JsonError("Invalid URL string.");
+        if (stored.url.empty() || !Url::parse(stored.url)) throw JsonError("Invalid URL string.");
         out = Endpoint(stored.url);
     }
 };

@@ -29,7 +29,7 @@ bool isWhitespace(utf8proc_int32_t c) {
     return category == UTF8PROC_CATEGORY_ZS || category == UTF8PROC_CATEGORY_ZL || category == UTF8PROC_CATEGORY_ZP;
 }
 
-/// Controls, surrogates and unassigned code points, line separators, and those of the format
+/// Controls, surrogates, line separators, and those of the format
 /// characters that turn the writing direction. Joiners and variation selectors stay: emoji and several
 /// scripts need them.
 bool disturbsLine(utf8proc_int32_t c) {
