@@ -173,9 +173,10 @@ configureAndBuild() {
 # Configures and builds a preset, or only the given targets of it. Quiet unless it fails.
 buildPreset() {
     local preset=$1 status=0
-    mkdir -p build
     # Two at a time would spoil each other's work: the second one waits.
-    exec 9> "build/.$preset.lock"
+    if ! { mkdir -p build && exec 9> "build/.$preset.lock"; } 2> /dev/null; then
+        die "Vimble is built in $root/build, where you may not write. Please use a copy of your own."
+    fi
     if ! flock -n 9; then
         say "Another build of Vimble ($preset) is running; waiting for it."
         flock 9
