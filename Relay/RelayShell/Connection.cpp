@@ -1,0 +1,270 @@
+#include "RelayShell/Connection.h"
+
+#include "RelayShell/HttpFront.h"
+#include "RelayShell/Server.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace {
+
+// Written before the turn ends, so that one turn does not gather without bounds.
+constexpr std::size_t earlyFlush = 256 * 1024;
+// Room that a quiet connection keeps; more is given back.
+constexpr std::size_t keptRoom = 64 * 1024;
+// For the other side to read our close frame and to close in its turn.
+constexpr Seconds closingTime = 2;
+
+constexpr std::uint16_t normalClosure = 1000;
+
+void emptied(Bytes& bytes) {
+    if (bytes.capacity() > keptRoom)
+        Bytes().swap(bytes);
+    else
+        bytes.clear();
+}
+
+}  // namespace
+
+Connection::Connection(Server& server, Tcp::Socket socket, std::string address, Date now)
+    : server(server),
+      socket(std::move(socket)),
+      address(std::move(address)),
+      reader(server.options().limits.frameBytes),
+      deadline(now + server.options().requestTime) {
+    if (const auto& context = server.tlsContext()) tls = std::make_unique<TlsSession>(*context);
+}
+
+Connection::~Connection() = default;
+
+void Connection::start() { waitToRead(); }
+
+// ---- reading
+
+void Connection::waitToRead() {
+    socket.async_wait(Tcp::Socket::wait_read, [self = shared_from_this()](Tcp::Error error) { self->readable(error); });
+}
+
+void Connection::readable(Tcp::Error error) {
+    if (phase == Phase::ended) return;
+    if (error) return end();
+    const auto scratch = server.scratch();
+    const std::size_t count = socket.read_some(boost::asio::buffer(scratch.data(), scratch.size()), error);
+    if (error && error != boost::asio::error::would_block) return end();
+    if (count > 0) {
+        server.counters().bytesReceived += count;
+        receive(scratch.first(count));
+    }
+    if (phase != Phase::ended) waitToRead();
+}
+
+void Connection::receive(std::span<std::uint8_t> arrived) {
+    if (!tls) return consume(arrived);
+    Bytes& plain = server.plainScratch();
+    plain.clear();
+    const bool goesOn = tls->receive(arrived, plain);
+    gather();
+    if (!plain.empty()) consume(plain);
+    if (goesOn || phase == Phase::ended) return;
+    if (phase == Phase::request) ++server.counters().tlsFailures;
+    // What TLS has to say about it is written at the end of the turn.
+    hasFailed = true;
+}
+
+void Connection::consume(std::span<std::uint8_t> plain) {
+    const bool isFromPartial = !partial.empty();
+    if (isFromPartial) {
+        partial.insert(partial.end(), plain.begin(), plain.end());
+        plain = partial;
+    }
+    std::size_t used = 0;
+    if (phase == Phase::request) used = consumeRequest(plain);
+    if (phase == Phase::link) used += consumeFrames(plain.subspan(used));
+    if (phase != Phase::request && phase != Phase::link) used = plain.size();  // of no interest any more
+    if (!isFromPartial) {
+        partial.assign(plain.begin() + static_cast<std::ptrdiff_t>(used), plain.end());
+    } else if (used == partial.size()) {
+        emptied(partial);
+    } else {
+        partial.erase(partial.begin(), partial.begin() + static_cast<std::ptrdiff_t>(used));
+    }
+}
+
+std::size_t Connection::consumeRequest(ByteView bytes) {
+    const auto verdict = HttpFront::judge(bytes, server.options().headerBytes);
+    if (!verdict) return 0;
+    const std::string& place =
+        server.options().isBehindProxy && !verdict->forwardedFor.empty() ? verdict->forwardedFor : address;
+    std::string response = verdict->response;
+    switch (verdict->kind) {
+        case HttpVerdict::Kind::upgrade:
+            break;
+        case HttpVerdict::Kind::healthz: {
+            const auto& failure = server.core().storeFailure();
+            response = failure ? HttpFront::response(503, "text/plain", "the database fails\n")
+                               : HttpFront::response(200, "text/plain", "ok\n");
+            break;
+        }
+        case HttpVerdict::Kind::metrics:
+            response = server.options().hasOpenMetrics || Server::isThisMachine(place)
+                           ? HttpFront::response(200, "text/plain; version=0.0.4", server.metrics())
+                           : HttpFront::response(403, "text/plain", "Only for this machine.\n");
+            break;
+        case HttpVerdict::Kind::answer:
+            break;
+    }
+    const auto text = bytesOf(response);
+    out.insert(out.end(), text.begin(), text.end());
+    gather();
+    if (verdict->kind != HttpVerdict::Kind::upgrade) {
+        ++server.counters().requestsAnswered;
+        beginClosing();
+        return bytes.size();
+    }
+    ++server.counters().upgrades;
+    phase = Phase::link;
+    server.core().linkOpened(*this, Server::limitedPlace(place), server.now());
+    return verdict->used;
+}
+
+std::size_t Connection::consumeFrames(std::span<std::uint8_t> bytes) {
+    const std::size_t used = reader.read(bytes, *this);
+    if (const auto code = reader.error(); code && phase == Phase::link) {
+        ++(*code == 1009 ? server.counters().closedFrameSize
+                         : *code == 1003 ? server.counters().closedText : server.counters().closedProtocol);
+        server.core().linkClosed(*this, server.now());
+        WebsocketWriter::appendClose(out, *code, {});
+        gather();
+        beginClosing();
+    }
+    return used;
+}
+
+bool Connection::onMessage(ByteView message) {
+    server.core().frameReceived(*this, message, server.now());
+    return phase == Phase::link;
+}
+
+bool Connection::onPing(ByteView payload) {
+    WebsocketWriter::appendPong(out, payload);
+    gather();
+    return true;
+}
+
+bool Connection::onPong(ByteView payload) {
+    if (payload.size() == sizeof(std::uint64_t)) {
+        std::uint64_t value = 0;
+        for (const std::uint8_t byte : payload) value = value << 8 | byte;
+        server.core().pongReceived(*this, value, server.now());
+    }
+    return phase == Phase::link;
+}
+
+void Connection::onClose(std::optional<std::uint16_t> code) {
+    server.core().linkClosed(*this, server.now());
+    WebsocketWriter::appendClose(out, code.value_or(normalClosure), {});
+    gather();
+    beginClosing();
+}
+
+// ---- writing
+
+void Connection::send(ByteView frame) {
+    WebsocketWriter::appendMessage(out, frame);
+    gather();
+    if (out.size() >= earlyFlush && !isWaitingToWrite) write();
+}
+
+void Connection::ping(std::uint64_t payload) {
+    WebsocketWriter::appendPing(out, payload);
+    gather();
+}
+
+void Connection::close(CloseCode code, std::string_view reason) {
+    WebsocketWriter::appendClose(out, static_cast<std::uint16_t>(code), reason);
+    gather();
+    beginClosing();
+}
+
+void Connection::gather() {
+    if (isGathered) return;
+    isGathered = true;
+    server.gathered(shared_from_this());
+}
+
+void Connection::flush() {
+    isGathered = false;
+    if (phase == Phase::ended) return;
+    if (!isWaitingToWrite) write();
+    if (hasFailed) end();
+}
+
+void Connection::write() {
+    if (tls) {
+        if (!tls->send(out)) return fail();
+        emptied(out);
+        tls->takeOutput(sealedOut);
+    }
+    Bytes& bytes = tls ? sealedOut : out;
+    while (written < bytes.size()) {
+        Tcp::Error error;
+        const auto rest = boost::asio::buffer(bytes.data() + written, bytes.size() - written);
+        const std::size_t count = socket.write_some(rest, error);
+        ++server.counters().writes;
+        server.counters().bytesSent += count;
+        written += count;
+        if (error == boost::asio::error::would_block) {
+            isWaitingToWrite = true;
+            socket.async_wait(Tcp::Socket::wait_write, [self = shared_from_this()](Tcp::Error waitError) {
+                self->isWaitingToWrite = false;
+                if (waitError || self->phase == Phase::ended) return;
+                self->gather();
+            });
+            return;
+        }
+        if (error) return fail();
+    }
+    emptied(bytes);
+    written = 0;
+    if (phase != Phase::closing) return;
+    if (tls && !isShut) {
+        isShut = true;
+        tls->close();
+        tls->takeOutput(sealedOut);
+        return write();
+    }
+    Tcp::Error error;
+    socket.shutdown(Tcp::Socket::shutdown_send, error);
+}
+
+// ---- the end
+
+void Connection::beginClosing() {
+    // Reading goes on until the other side has closed: closing a socket with unread bytes in it would
+    // reset the connection, and the close frame on its way would be lost.
+    phase = Phase::closing;
+    deadline = server.now() + closingTime;
+}
+
+void Connection::checkDeadline(Date now) {
+    if ((phase != Phase::request && phase != Phase::closing) || now < deadline) return;
+    if (phase == Phase::request) ++server.counters().requestsLate;
+    abort();
+}
+
+void Connection::fail() {
+    hasFailed = true;
+    gather();
+}
+
+void Connection::abort() { end(); }
+
+void Connection::end() {
+    if (phase == Phase::ended) return;
+    const auto self = shared_from_this();
+    if (phase == Phase::link) server.core().linkClosed(*this, server.now());
+    phase = Phase::ended;
+    Tcp::Error error;
+    socket.close(error);
+    server.forget(self);
+}

@@ -1,0 +1,80 @@
+#pragma once
+
+#include "RelayCore/RelayLink.h"
+#include "RelayShell/Net.h"
+#include "RelayShell/Tls.h"
+#include "RelayShell/WebsocketFrames.h"
+
+#include "StateKit/Date.h"
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+class Server;
+
+/// One TCP connection: TLS where it is on, then one HTTP request, then perhaps a WebSocket link.
+///
+/// What is sent is gathered, and written by `flush` once a turn of the server's loop. Held by the
+/// pending operations of its socket and by the server, which hears of it by `Server::forget` when it
+/// has ended.
+class Connection : public RelayLink, public std::enable_shared_from_this<Connection>, private WebsocketReader::Sink {
+public:
+    /// @param address  of the other side, for the limits
+    Connection(Server& server, Tcp::Socket socket, std::string address, Date now);
+    ~Connection() override;
+
+    void start();
+
+    // What the relay's logic asks.
+    void send(ByteView frame) override;
+    void ping(std::uint64_t payload) override;
+    void close(CloseCode code, std::string_view reason) override;
+
+    /// Writes what was gathered, as far as the socket takes it.
+    void flush();
+    /// Looks at the time limits of the request and of closing.
+    void checkDeadline(Date now);
+    /// Ends at once, without another word.
+    void abort();
+
+    const std::string& peerAddress() const { return address; }
+
+private:
+    enum class Phase { request, link, closing, ended };
+
+    void waitToRead();
+    void readable(Tcp::Error error);
+    void receive(std::span<std::uint8_t> arrived);
+    void consume(std::span<std::uint8_t> plain);
+    std::size_t consumeRequest(ByteView bytes);
+    std::size_t consumeFrames(std::span<std::uint8_t> bytes);
+
+    bool onMessage(ByteView message) override;
+    bool onPing(ByteView payload) override;
+    bool onPong(ByteView payload) override;
+    void onClose(std::optional<std::uint16_t> code) override;
+
+    void gather();
+    void write();
+    void beginClosing();
+    void fail();
+    void end();
+
+    Server& server;
+    Tcp::Socket socket;
+    std::string address;     // of the other side of the socket
+    std::unique_ptr<TlsSession> tls;
+    WebsocketReader reader;
+    Phase phase = Phase::request;
+    Date deadline;           // of the request, or of closing
+    Bytes partial;           // what was read and is not complete
+    Bytes out;               // what is to be sent, before TLS
+    Bytes sealedOut;         // the same behind TLS
+    std::size_t written = 0;  // how much of it the socket has taken
+    bool isGathered = false;   // is in the server's list of connections to flush
+    bool isWaitingToWrite = false;
+    bool hasFailed = false;    // ends at the end of the turn
+    bool isShut = false;       // TLS has been told that no more will be sent
+};

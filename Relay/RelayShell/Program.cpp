@@ -1,0 +1,113 @@
+#include "RelayShell/Program.h"
+
+#include "RelayCore/Command.h"
+#include "RelayShell/Arguments.h"
+#include "RelayShell/Server.h"
+#include "RelayShell/SqliteStore.h"
+#include "RelayShell/Tls.h"
+
+#include <cstdio>
+#include <fstream>
+#include <iostream>
+
+#include <sys/stat.h>
+
+namespace {
+
+PublicKey keyFrom(const std::string& text, const std::string& where = {}) {
+    const auto key = memberKey(text);
+    if (!key) throw UsageError(where + "\"" + text + "\" is no public key of 64 hexadecimal characters");
+    return *key;
+}
+
+std::vector<StoredMember> keysIn(std::istream& lines, const std::string& name, bool isAdmin) {
+    std::vector<StoredMember> members;
+    std::string line;
+    for (std::size_t number = 1; std::getline(lines, line); ++number) {
+        const auto start = line.find_first_not_of(" \t\r");
+        if (start == std::string::npos || line[start] == '#') continue;
+        line = line.substr(start, line.find_last_not_of(" \t\r") + 1 - start);
+        members.push_back({keyFrom(line, name + ", line " + std::to_string(number) + ": "), isAdmin});
+    }
+    if (lines.bad()) throw UsageError("the file " + name + " can't be read");
+    return members;
+}
+
+void add(const Arguments& arguments) {
+    std::vector<StoredMember> members;
+    if (!arguments.file) {
+        members.push_back({keyFrom(arguments.keys[0]), arguments.isAdmin});
+    } else if (*arguments.file == "-") {
+        members = keysIn(std::cin, "standard input", arguments.isAdmin);
+    } else {
+        std::ifstream lines(*arguments.file);
+        std::error_code error;
+        if (!lines || std::filesystem::is_directory(*arguments.file, error))
+            throw UsageError("the file " + arguments.file->string() + " can't be read");
+        members = keysIn(lines, arguments.file->string(), arguments.isAdmin);
+    }
+    SqliteStore store(arguments.database, SqliteStore::Open::orCreate);
+    const std::size_t added = store.admit(members);
+    const std::size_t known = members.size() - added;
+    std::cout << "added " << added;
+    if (known > 0) std::cout << ", " << known << (known == 1 ? " was" : " were") << " a member already";
+    std::cout << "\n";
+}
+
+void remove(const Arguments& arguments) {
+    const PublicKey key = keyFrom(arguments.keys[0]);
+    SqliteStore store(arguments.database, SqliteStore::Open::existing);
+    if (!store.removeMember(key)) throw UsageError("there is no member " + arguments.keys[0]);
+    std::cout << "removed " << Nacl::hex(key) << "\n";
+}
+
+void list(const Arguments& arguments) {
+    SqliteStore store(arguments.database, SqliteStore::Open::existing);
+    for (const StoredMember& member : store.members())
+        std::cout << Nacl::hex(member.key) << (member.isAdmin ? " admin" : "") << "\n";
+}
+
+void backUp(const Arguments& arguments) {
+    SqliteStore(arguments.database, SqliteStore::Open::existing).backUp(*arguments.file);
+    std::cout << "wrote " << arguments.file->string() << "\n";
+}
+
+int obey(const Arguments& arguments) {
+    switch (arguments.command) {
+        case Arguments::Command::help:
+            std::cout << usageText();
+            return 0;
+        case Arguments::Command::version:
+            std::cout << "vimble-relay " VIMBLE_VERSION "\n";
+            return 0;
+        case Arguments::Command::serve:
+            return Server(arguments.serve).run();
+        case Arguments::Command::add:
+            add(arguments);
+            return 0;
+        case Arguments::Command::remove:
+            remove(arguments);
+            return 0;
+        case Arguments::Command::list:
+            list(arguments);
+            return 0;
+        case Arguments::Command::backUp:
+            backUp(arguments);
+            return 0;
+    }
+    return 1;
+}
+
+}  // namespace
+
+int runProgram(const std::vector<std::string>& words) {
+    // Who talks to whom is nobody else's business.
+    ::umask(077);
+    try {
+        return obey(Arguments::parsed(words));
+    } catch (const std::exception& error) {
+        // Every failure that can happen says itself in one line.
+        std::fprintf(stderr, "vimble-relay: %s\n", error.what());
+        return 1;
+    }
+}

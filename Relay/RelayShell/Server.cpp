@@ -1,0 +1,322 @@
+#include "RelayShell/Server.h"
+
+#include "RelayShell/Connection.h"
+#include "RelayShell/Metrics.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <utility>
+
+#include <boost/asio/ip/address.hpp>
+#include <boost/asio/ip/v6_only.hpp>
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr std::size_t scratchSize = 256 * 1024;
+// So that flushing comes round while sockets keep coming.
+constexpr int handlersPerTurn = 512;
+constexpr auto membersInterval = std::chrono::milliseconds(100);
+constexpr auto sweepInterval = std::chrono::seconds(1);
+constexpr auto acceptPause = std::chrono::milliseconds(200);
+// From the signal to the end, whatever the connections do.
+constexpr auto stopRetry = std::chrono::milliseconds(500);
+constexpr int stopRetries = 5;
+
+struct Listen {
+    std::string host;
+    std::string port;
+};
+
+Listen listenFrom(const std::string& text) {
+    const auto colon = text.rfind(':');
+    if (colon == std::string::npos || colon == 0 || colon + 1 == text.size())
+        throw ServeError("--listen needs HOST:PORT, not \"" + text + "\"");
+    std::string host = text.substr(0, colon);
+    const std::string port = text.substr(colon + 1);
+    const bool isPort = port.size() <= 5 && port.find_first_not_of("0123456789") == std::string::npos;
+    if (!isPort || std::stoi(port) > 65535) throw ServeError("\"" + port + "\" is no port");
+    if (host.front() == '[' && host.back() == ']')
+        host = host.substr(1, host.size() - 2);
+    else if (host.find(':') != std::string::npos)
+        throw ServeError("an IPv6 address needs brackets: [" + host + "]:" + port);
+    return {host, port};
+}
+
+/// As many connections as the system lets this process have.
+void raiseDescriptorLimit() {
+    rlimit limit{};
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
+    limit.rlim_cur = limit.rlim_max;
+    setrlimit(RLIMIT_NOFILE, &limit);
+}
+
+std::string textOf(const boost::asio::ip::address& address) {
+    if (address.is_v6() && address.to_v6().is_v4_mapped())
+        return boost::asio::ip::make_address_v4(boost::asio::ip::v4_mapped, address.to_v6()).to_string();
+    return address.to_string();
+}
+
+Date calendarNow() {
+    const auto sinceEpoch = std::chrono::system_clock::now().time_since_epoch();
+    return Date::fromUnix(std::chrono::duration<double>(sinceEpoch).count());
+}
+
+}  // namespace
+
+/// Keeps a second relay from serving the same database: both would deliver the mail.
+class Server::FileLock {
+public:
+    explicit FileLock(const std::filesystem::path& database) {
+        std::error_code error;
+        if (database.has_parent_path()) std::filesystem::create_directories(database.parent_path(), error);
+        const std::string file = database.string() + ".lock";
+        descriptor = ::open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+        if (descriptor < 0) throw ServeError("the file " + file + " can't be opened: " + std::strerror(errno));
+        if (::flock(descriptor, LOCK_EX | LOCK_NB) == 0) return;
+        ::close(descriptor);
+        throw ServeError("another vimble-relay serves the database " + database.string());
+    }
+    FileLock(const FileLock&) = delete;
+    FileLock& operator=(const FileLock&) = delete;
+    ~FileLock() { ::close(descriptor); }
+
+private:
+    int descriptor;
+};
+
+Server::Server(const ServeOptions& options)
+    : serveOptions(options),
+      startedAt(calendarNow()),
+      startedSteady(std::chrono::steady_clock::now()),
+      lock(std::make_unique<FileLock>(options.database)),
+      store(options.database, SqliteStore::Open::orCreate),
+      relay(options.limits, store, *this),
+      scratchBytes(scratchSize) {
+    if (options.tlsCertificate) tls = std::make_unique<TlsContext>(*options.tlsCertificate, *options.tlsKey);
+    dataVersion = store.dataVersion();
+    relay.start(now());
+    listen();
+}
+
+Server::~Server() {
+    // Links must not die before the logic has forgotten them.
+    for (const auto& connection : std::vector(connections.begin(), connections.end())) connection->abort();
+}
+
+void Server::listen() {
+    const Listen wanted = listenFrom(serveOptions.listen);
+    const auto failed = [&](const Tcp::Error& error) {
+        return ServeError("can't listen on " + serveOptions.listen + ": " + error.message());
+    };
+    Tcp::Error error;
+    Tcp::Protocol::resolver resolver(context);
+    const auto found = resolver.resolve(wanted.host, wanted.port, Tcp::Protocol::resolver::passive, error);
+    if (error || found.empty()) throw failed(error);
+    const Tcp::Protocol::endpoint endpoint = found.begin()->endpoint();
+    acceptor.open(endpoint.protocol(), error);
+    if (error) throw failed(error);
+    acceptor.set_option(Tcp::Acceptor::reuse_address(true), error);
+    if (endpoint.protocol() == Tcp::Protocol::v6())
+        acceptor.set_option(boost::asio::ip::v6_only(false), error);
+    acceptor.bind(endpoint, error);
+    if (!error) acceptor.listen(boost::asio::socket_base::max_listen_connections, error);
+    if (error) throw failed(error);
+}
+
+std::string Server::listeningOn() const {
+    const auto endpoint = acceptor.local_endpoint();
+    const std::string host = endpoint.address().to_string();
+    return (endpoint.address().is_v6() ? "[" + host + "]" : host) + ":" + std::to_string(endpoint.port());
+}
+
+int Server::run() {
+    raiseDescriptorLimit();
+    signals.add(SIGTERM);
+    signals.add(SIGINT);
+    signals.add(SIGHUP);
+    waitForSignal();
+    accept();
+    watchMembers();
+    std::printf("vimble-relay listening on %s\n", listeningOn().c_str());
+    std::fflush(stdout);
+    while (!isDone) runTurn();
+    return status;
+}
+
+void Server::runTurn() {
+    context.run_one();
+    for (int count = 1; count < handlersPerTurn && context.poll_one() > 0; ++count) {
+    }
+    endTurn();
+}
+
+void Server::endTurn() {
+    do {
+        relay.turnEnded(now());
+        // What a connection that ends here makes the logic say is flushed in the next round.
+        for (const auto& connection : std::exchange(toFlush, {})) connection->flush();
+    } while (!toFlush.empty());
+    if (isStopping && connections.empty() && status == 0) isDone = true;
+}
+
+// ---- connections
+
+void Server::accept() {
+    acceptor.async_accept([this](Tcp::Error error, Tcp::Socket socket) {
+        if (isStopping) return;
+        if (!error) {
+            accepted(std::move(socket));
+            return accept();
+        }
+        ++shellCounters.acceptFailures;
+        // Out of descriptors, mostly: some will be given back.
+        acceptTimer.expires_after(acceptPause);
+        acceptTimer.async_wait([this](Tcp::Error timerError) {
+            if (!timerError && !isStopping) accept();
+        });
+    });
+}
+
+void Server::accepted(Tcp::Socket socket) {
+    ++shellCounters.connections;
+    Tcp::Error error;
+    const auto remote = socket.remote_endpoint(error);
+    if (error) return;
+    socket.non_blocking(true, error);
+    if (error) return;
+    socket.set_option(Tcp::Protocol::no_delay(true), error);
+
+    const std::string address = textOf(remote.address());
+    std::size_t& count = perAddress[limitedPlace(address)];
+    // Links have a limit of their own; this one is for connections that never become one.
+    const std::size_t most = 2 * serveOptions.limits.linksPerAddress + 16;
+    if (!serveOptions.isBehindProxy && count >= most) {
+        ++shellCounters.connectionsRefused;
+        return;
+    }
+    ++count;
+    if (connections.empty()) sweep();
+    const auto connection = std::make_shared<Connection>(*this, std::move(socket), address, now());
+    connections.insert(connection);
+    connection->start();
+}
+
+void Server::forget(const std::shared_ptr<Connection>& connection) {
+    if (connections.erase(connection) == 0) return;
+    const auto found = perAddress.find(limitedPlace(connection->peerAddress()));
+    if (--found->second == 0) perAddress.erase(found);
+}
+
+void Server::sweep() {
+    sweepTimer.expires_after(sweepInterval);
+    sweepTimer.async_wait([this](Tcp::Error error) {
+        if (error) return;
+        for (const auto& connection : std::vector(connections.begin(), connections.end()))
+            connection->checkDeadline(now());
+        if (!connections.empty()) sweep();
+    });
+}
+
+bool Server::isThisMachine(const std::string& address) {
+    Tcp::Error error;
+    const auto parsed = boost::asio::ip::make_address(address, error);
+    return !error && parsed.is_loopback();
+}
+
+std::string Server::limitedPlace(const std::string& address) {
+    Tcp::Error error;
+    const auto parsed = boost::asio::ip::make_address(address, error);
+    if (error || !parsed.is_v6()) return address;
+    // Whoever has one IPv6 address has the 2^64 that share its first half.
+    auto bytes = parsed.to_v6().to_bytes();
+    std::fill(bytes.begin() + 8, bytes.end(), 0);
+    return boost::asio::ip::address_v6(bytes).to_string();
+}
+
+// ---- the logic's host
+
+Date Server::now() const {
+    const auto elapsed = std::chrono::steady_clock::now() - startedSteady;
+    return startedAt + std::chrono::duration<double>(elapsed).count();
+}
+
+void Server::wakeAt(Date when) {
+    const double microseconds = std::ceil(std::max(when - now(), 0.0) * 1e6);
+    wakeTimer.expires_after(std::chrono::microseconds(static_cast<std::int64_t>(microseconds)));
+    wakeTimer.async_wait([this](Tcp::Error error) {
+        if (!error) relay.wake(now());
+    });
+}
+
+void Server::report(std::string_view line) {
+    std::fprintf(stderr, "vimble-relay: %.*s\n", static_cast<int>(line.size()), line.data());
+}
+
+void Server::watchMembers() {
+    membersTimer.expires_after(membersInterval);
+    membersTimer.async_wait([this](Tcp::Error error) {
+        if (error || isStopping) return;
+        try {
+            if (const std::int64_t version = store.dataVersion(); version != dataVersion) {
+                dataVersion = version;
+                relay.membersChanged(now());
+            }
+        } catch (const StoreError&) {
+            // The logic meets the same failure when it needs the store, and deals with it.
+        }
+        watchMembers();
+    });
+}
+
+std::string Server::metrics() const { return metricsText(relay.counters(), relay.gauges(), shellCounters); }
+
+// ---- signals
+
+void Server::waitForSignal() {
+    signals.async_wait([this](Tcp::Error error, int signal) {
+        if (error) return;
+        if (signal == SIGHUP)
+            reloadTls();
+        else if (!isStopping)
+            stop();
+        waitForSignal();
+    });
+}
+
+void Server::reloadTls() {
+    if (!tls) return;
+    try {
+        tls = std::make_unique<TlsContext>(*serveOptions.tlsCertificate, *serveOptions.tlsKey);
+        report("the certificate was read again");
+    } catch (const TlsError& error) {
+        report(std::string("the old certificate stays in use: ") + error.what());
+    }
+}
+
+void Server::stop() {
+    isStopping = true;
+    Tcp::Error error;
+    acceptor.close(error);
+    membersTimer.cancel();
+    status = relay.shutDown(now()) ? 0 : 1;
+    stopWhenDone();
+}
+
+void Server::stopWhenDone() {
+    // The close frames are on their way; connections that don't answer them are left behind.
+    stopTimer.expires_after(stopRetry);
+    stopTimer.async_wait([this](Tcp::Error error) {
+        if (error) return;
+        if (status != 0) status = relay.shutDown(now()) ? 0 : 1;
+        if (++stopRounds < stopRetries && (status != 0 || !connections.empty())) return stopWhenDone();
+        if (status != 0) report("the mail could not be saved: " + relay.storeFailure().value_or("unknown reason"));
+        isDone = true;
+    });
+}
