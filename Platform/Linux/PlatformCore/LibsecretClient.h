@@ -1,0 +1,72 @@
+#pragma once
+
+#include "Base/Bytes.h"
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+/// Why the Secret Service did not do what it was asked.
+struct SecretServiceFailure {
+    enum class Kind {
+        dismissed,     // a prompt was dismissed, or none could be shown
+        locked,        // the service refuses, since it is locked
+        notAvailable,  // no bus, nobody provides the service, or no answer in time
+        refused,
+        unreadable,    // an answer that makes no sense
+        internal
+    };
+
+    Kind kind;
+    std::string why;  // one line
+};
+
+/// One look at the Secret Service through libsecret, in words of our own: libsecret's names are those
+/// of our own items.
+///
+/// What libsecret remembers of the service (collections, locks, attributes) it refreshes only in a
+/// loop that our calls do not run, so a client is made for each operation, and anew after an unlock.
+/// All calls block, and throw `SecretServiceFailure`. Main thread only.
+class LibsecretClient {
+public:
+    struct Item {
+        std::shared_ptr<void> object;  // libsecret's; shared with nobody but copies of this record
+        std::map<std::string, std::string> attributes;
+        std::string label;
+        std::uint64_t created = 0;  // seconds since 1970
+        bool isLocked = false;      // attributes and label may be missing then
+        std::string path;           // its name on the bus
+    };
+
+    LibsecretClient();
+    ~LibsecretClient();
+    LibsecretClient(const LibsecretClient&) = delete;
+    LibsecretClient& operator=(const LibsecretClient&) = delete;
+
+    /// The items of our schema that have these attributes, locked ones too, the oldest first.
+    std::vector<Item> search(const std::map<std::string, std::string>& attributes);
+
+    /// All items of all collections that are not locked, the oldest first, whoever put them there.
+    std::vector<Item> list();
+
+    /// What stands for locked collections, the default one first.
+    std::vector<std::shared_ptr<void>> lockedCollections();
+
+    /// Asks the service to unlock a collection or an item, which may show a prompt.
+    /// @param object  of `lockedCollections`, or of an item
+    void unlock(const std::shared_ptr<void>& object);
+
+    /// The secret of an unlocked item; whoever asked for it wipes it.
+    Bytes load(const Item& item);
+    void setData(const Item& item, ByteView data);
+    void remove(const Item& item);
+
+    /// Stores a new item in the default collection, which is made if there is none. @return its path
+    std::string create(const std::map<std::string, std::string>& attributes, const std::string& label, ByteView data);
+
+private:
+    struct Connection;
+    std::unique_ptr<Connection> connection;
+};
