@@ -1,0 +1,64 @@
+#include "TerminalShell/SignalWatch.h"
+
+#include "Base/Check.h"
+
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <fcntl.h>
+#include <unistd.h>
+#include <utility>
+
+namespace {
+
+constexpr std::array watched{SIGINT, SIGTERM, SIGHUP};
+
+// All that a handler may touch.
+std::atomic<int> writeEnd{-1};
+std::atomic<bool> signalCame{false};
+
+std::array<struct sigaction, watched.size()> before;
+
+void handle(int) {
+    const int error = errno;
+    signalCame = true;
+    const char byte = 0;
+    // A full pipe has told enough.
+    static_cast<void>(!write(writeEnd, &byte, 1));
+    errno = error;
+}
+
+}  // namespace
+
+SignalWatch::SignalWatch(std::function<void()> came) : came(std::move(came)) {
+    int ends[2];
+    check(pipe2(ends, O_CLOEXEC | O_NONBLOCK) == 0, "no pipe for the signals could be made");
+    readEnd = ends[0];
+    writeEnd = ends[1];
+    notifier = std::make_unique<QSocketNotifier>(readEnd, QSocketNotifier::Read);
+    QObject::connect(notifier.get(), &QSocketNotifier::activated, [this] {
+        char bytes[64];
+        while (::read(readEnd, bytes, sizeof bytes) > 0) {
+        }
+        this->came();
+    });
+    for (std::size_t i = 0; i < watched.size(); ++i) {
+        sigaction(watched[i], nullptr, &before[i]);
+        if (before[i].sa_handler == SIG_IGN) continue;
+        struct sigaction action {};
+        action.sa_handler = handle;
+        sigemptyset(&action.sa_mask);
+        // Without SA_RESTART, so that a write to a reader who has stopped does not hold the program.
+        sigaction(watched[i], &action, nullptr);
+    }
+}
+
+SignalWatch::~SignalWatch() {
+    for (std::size_t i = 0; i < watched.size(); ++i) sigaction(watched[i], &before[i], nullptr);
+    notifier.reset();
+    close(readEnd);
+    close(writeEnd.exchange(-1));
+}
+
+bool SignalWatch::hasCome() { return signalCame; }
