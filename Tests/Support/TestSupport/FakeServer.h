@@ -1,0 +1,91 @@
+#pragma once
+
+#include "TestSupport/FakeTransport.h"
+#include "TweetNacl/Nacl.h"
+#include "VimbleKit/Keys.h"
+#include "VimbleWire/Pack.h"
+#include "VimbleWire/ServerMessage.h"
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+/// The keys of a made-up person: the same at every run for the same number, from 1 to 255.
+inline Keys keysOf(std::uint8_t number) { return Keys(Nacl::hex(Bytes(SecretKey::size, number))); }
+
+/// The text form of that person's public key.
+inline std::string keyTextOf(std::uint8_t number) { return keysOf(number).publicKeyText(); }
+
+/// The relay's side of the protocol over one `FakeLink`. For tests that link VimbleKit.
+///
+/// It has a key pair of its own and real cryptography; what it says, and when, is the test's to decide.
+class FakeServer {
+public:
+    /// @param client  the public key of the user at the other end
+    FakeServer(std::shared_ptr<FakeLink> link, const PublicKey& client, std::uint8_t number = 200)
+        : link(std::move(link)), client(client), keys(keysOf(number)) {}
+
+    bool greet() { return link->deliver(ByteView(Greeting::encoded(keys.publicKey))); }
+
+    /// Completes the handshake, greets, and sends a list.
+    void accept(const std::vector<MetaPerson>& people) {
+        link->ready();
+        greet();
+        sendList(people);
+    }
+
+    bool sendList(const std::vector<MetaPerson>& people) { return send(ServerMessage::encodedList(people)); }
+    bool sendError(std::string_view text) { return send(ServerMessage::encodedText(ServerMessage::commandError, text)); }
+    bool sendResponse(std::string_view text) { return send(ServerMessage::encodedText(ServerMessage::commandResponse, text)); }
+
+    /// A server message of any form.
+    bool send(std::string_view plaintext) { return send(Bytes(plaintext.begin(), plaintext.end())); }
+    bool send(Bytes plaintext) { return sendFrom(keys, std::move(plaintext)); }
+
+    /// Passes on what somebody wrote to the user.
+    bool relay(const Keys& author, const PackPlaintext& record) { return sendFrom(author, record.encoded()); }
+    bool sendFrom(const Keys& author, Bytes plaintext) {
+        return link->deliver(ByteView(packFrom(author, std::move(plaintext)).bytes()));
+    }
+    EncryptedPack packFrom(const Keys& author, Bytes plaintext) const {
+        return Pack{author.publicKey, client, std::nullopt, std::move(plaintext)}.encrypted(author.secretKey.view());
+    }
+
+    /// Closes as a server does that refuses a key.
+    bool refuse() { return link->close(CloseCode::policyViolation); }
+
+    /// What the client has sent since the last call, sealed.
+    std::vector<EncryptedPack> takePacks() {
+        std::vector<EncryptedPack> packs;
+        for (const Bytes& frame : link->takeSent())
+            if (auto pack = EncryptedPack::parse(frame)) packs.push_back(std::move(*pack));
+        return packs;
+    }
+
+    /// The commands among it; the rest is dropped.
+    std::vector<std::string> takeCommands() {
+        std::vector<std::string> commands;
+        for (const EncryptedPack& pack : takePacks()) {
+            if (pack.targetKey != keys.publicKey) continue;
+            const Bytes plaintext = pack.decrypted(keys.secretKey.view()).plaintext;
+            commands.emplace_back(plaintext.begin(), plaintext.end());
+        }
+        return commands;
+    }
+
+    const std::shared_ptr<FakeLink> link;
+    const PublicKey client;
+    const Keys keys;
+};
+
+/// What a pack to that reader says; nothing if it can't be opened, or holds no record.
+inline std::optional<PackPlaintext> recordIn(const EncryptedPack& pack, const Keys& reader) {
+    try {
+        return PackPlaintext::decoded(pack.decrypted(reader.secretKey.view()).plaintext);
+    } catch (const NaclError&) {
+        return std::nullopt;
+    }
+}
