@@ -177,7 +177,7 @@ buildPreset() {
     if ! { mkdir -p build && exec 9> "build/.$preset.lock"; } 2> /dev/null; then
         die "Vimble is built in $root/build, where you may not write. Please use a copy of your own."
     fi
-    if ! flock -n 9; then
+    if ! flock -w 3 9; then
         say "Another build of Vimble ($preset) is running; waiting for it."
         flock 9
     fi
