@@ -1,5 +1,6 @@
 #include "PlatformCore/QtMainLoop.h"
 
+#include <QAbstractEventDispatcher>
 #include <QCoreApplication>
 #include <QEvent>
 #include <QObject>
@@ -75,7 +76,11 @@ protected:
         if (queue.empty()) return true;
         const auto work = std::move(queue.front());
         queue.pop_front();
+        const bool hasMore = !queue.empty();
         lock.unlock();
+        // The work may turn a nested event loop, and Qt's dispatcher on GLib would let that sleep over
+        // the events that this one has begun with.
+        if (hasMore) QAbstractEventDispatcher::instance()->wakeUp();
         work();
         return true;
     }
