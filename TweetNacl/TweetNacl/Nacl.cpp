@@ -191,7 +191,12 @@ std::optional<Bytes> fromHex(std::string_view text) {
 
 std::optional<PublicKey> publicKeyFromHex(std::string_view text) {
     PublicKey key;
-    if (text.size() / 2 != key.size() || !decodeHex(text, key)) return std::nullopt;
+    if (text.size() == 2 * key.size()) return decodeHex(text, key) ? std::optional(key) : std::nullopt;
+    // Of another size, it can still be 64 digits and an odd character, of at most 4 bytes.
+    if (text.size() > 2 * key.size() + 4) return std::nullopt;
+    const std::optional<Bytes> bytes = fromHex(text);
+    if (!bytes || bytes->size() != key.size()) return std::nullopt;
+    std::copy(bytes->begin(), bytes->end(), key.begin());
     return key;
 }
 
