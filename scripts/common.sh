@@ -104,7 +104,7 @@ needPackages() {
     flock 9
     mapfile -t missing < <(missingOf "${wanted[@]}")
     if ((${#missing[@]} > 0)); then
-        say "Installing ${#missing[@]} packages that Vimble needs: ${missing[*]}"
+        say "Installing ${#missing[@]} packages that Vimble needs, which takes a minute or two: ${missing[*]}"
         local log
         log=$(mktemp)
         if ! installPackages "${missing[@]}" > "$log" 2>&1 9<&-; then
