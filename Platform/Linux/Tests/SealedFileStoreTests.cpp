@@ -1,5 +1,6 @@
 #include "PlatformCore/SealedFileStore.h"
 
+#include "Environment.h"
 #include "SecretStoreSuite.h"
 
 #include <algorithm>
@@ -22,16 +23,6 @@ namespace {
 
 /// As cheap as it may be: what a guess costs is not what is tested.
 constexpr Nacl::PassphraseCost cheap{1, 8192};
-
-class TemporaryFolder {
-public:
-    TemporaryFolder() {
-        std::string name = (fs::temp_directory_path() / "sealed.XXXXXX").string();
-        path = mkdtemp(name.data());
-    }
-    ~TemporaryFolder() { fs::remove_all(path); }
-    fs::path path;
-};
 
 SealedFileStore::AskPassphrase answering(std::string passphrase) {
     return [passphrase](SealedFileStore::Reason) { return Passphrase(std::string(passphrase)); };
