@@ -6,6 +6,7 @@
 #include "RelayShell/SqliteStore.h"
 #include "RelayShell/Tls.h"
 
+#include <csignal>
 #include <cstdio>
 #include <fstream>
 #include <iostream>
@@ -103,6 +104,8 @@ int obey(const Arguments& arguments) {
 int runProgram(const std::vector<std::string>& words) {
     // Who talks to whom is nobody else's business.
     ::umask(077);
+    // A file that may not grow is a failure like a full disk, and no reason to die.
+    std::signal(SIGXFSZ, SIG_IGN);
     try {
         return obey(Arguments::parsed(words));
     } catch (const std::exception& error) {

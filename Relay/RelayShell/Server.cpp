@@ -27,7 +27,7 @@ constexpr auto sweepInterval = std::chrono::seconds(1);
 constexpr auto acceptPause = std::chrono::milliseconds(200);
 // From the signal to the end, whatever the connections do.
 constexpr auto stopRetry = std::chrono::milliseconds(500);
-constexpr int stopRetries = 5;
+constexpr int stopRetries = 4;
 
 struct Listen {
     std::string host;
