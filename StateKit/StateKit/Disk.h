@@ -17,7 +17,8 @@ public:
     enum class Code { decode, encode };
 
     /// "Could not decode value TYPE from FILE: UNDERLYING"
-    static DiskError decode(std::string_view typeName, std::string_view filename, std::string_view underlying, bool isMissing);
+    static DiskError decode(std::string_view typeName, std::string_view filename, std::string_view underlying,
+                            bool isMissing);
     /// "Could not encode VALUE to FILE: UNDERLYING"
     static DiskError encode(std::string_view filename, std::string_view valueDescription, std::string_view underlying);
 

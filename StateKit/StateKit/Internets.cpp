@@ -13,7 +13,8 @@ std::function<std::unique_ptr<Internets>()>& sharedMaker() {
 
 }  // namespace
 
-Internets::Internets(MainLoop& loop, std::unique_ptr<PathMonitor> monitor) : signal(loop), monitor(std::move(monitor)) {}
+Internets::Internets(MainLoop& loop, std::unique_ptr<PathMonitor> monitor)
+    : signal(loop), monitor(std::move(monitor)) {}
 
 Internets::~Internets() { stop(); }
 

@@ -47,7 +47,9 @@ template <class First, class Second>
 inline constexpr bool isPair<std::pair<First, Second>> = true;
 
 template <class Type>
-concept HasOwnPrint = requires(std::string& out, const Type& value) { appendPrinted(out, value); };
+concept HasOwnPrint = requires(std::string& out, const Type& value) {
+    appendPrinted(out, value);
+};
 
 /// Demangling takes longer than printing, so each name is made once.
 template <class Type>

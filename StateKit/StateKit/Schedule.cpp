@@ -17,8 +17,8 @@ using SystemSeconds = date::sys_time<std::chrono::seconds>;
 
 /// When a day of the zone has this time, or what stands for it.
 SystemSeconds occurrence(const date::time_zone& zone, date::local_days day, const TimeOfDay& time) {
-    const date::local_seconds local = day + std::chrono::hours(time.hour) + std::chrono::minutes(time.minute) +
-                                      std::chrono::seconds(time.second);
+    const date::local_seconds local =
+        day + std::chrono::hours(time.hour) + std::chrono::minutes(time.minute) + std::chrono::seconds(time.second);
     const date::local_info info = zone.get_info(local);
     // In a gap, the change itself is the first instant that exists after the time; of a repeated time,
     // the first one has the offset from before the change.

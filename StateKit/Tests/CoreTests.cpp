@@ -219,10 +219,11 @@ TEST_F(CoreTest, AMutationThatThrowsLeavesTheStateAsItWas) {
 
 TEST_F(CoreTest, TheOwnerMayDropTheStoreInsideAnAction) {
     Reader after;
-    core->subscribe(reader, [&, kept = std::string("captured, and long enough for the heap")](Reader& self, const Page&) {
-        core.reset();
-        self.read.push_back({kept});
-    });
+    core->subscribe(reader,
+                    [&, kept = std::string("captured, and long enough for the heap")](Reader& self, const Page&) {
+                        core.reset();
+                        self.read.push_back({kept});
+                    });
     core->subscribe(after, &Reader::pageChanged);
     const auto held = core;
     held->commit(adding("a"));

@@ -96,7 +96,8 @@ TEST_F(DiskTest, TheRootLiesInTheApplicationsFolder) {
 }
 
 TEST_F(DiskTest, ANamespaceThatIsAUrlGivesSubfolders) {
-    EXPECT_EQ(Disk(root, "https://chat.example:8443/some/path").folder(), root / "https…chat.example:8443" / "some" / "path");
+    EXPECT_EQ(Disk(root, "https://chat.example:8443/some/path").folder(),
+              root / "https…chat.example:8443" / "some" / "path");
     EXPECT_EQ(Disk(root, "a://b://c").folder(), root / "a…b…c");
     const Disk server(root, "https://chat.example/path");
     server.save(Book{"A", {}});
@@ -262,7 +263,8 @@ TEST_F(DiskTest, SavingIntoAFolderThatCanNotBeWrittenToIsAnEncodeError) {
         if (::geteuid() == 0 && (::setgid(65534) != 0 || ::setuid(65534) != 0)) ::_exit(2);
         const auto error = errorOf([&] { disk.save(Book{"new", {}}); });
         const bool isRight = error && error->code == DiskError::Code::encode &&
-                             std::string_view(error->what()).ends_with(": Permission denied") && disk.load<Book>().title == "old";
+                             std::string_view(error->what()).ends_with(": Permission denied") &&
+                             disk.load<Book>().title == "old";
         ::_exit(isRight ? 0 : 1);
     }
     int status = 0;
@@ -338,8 +340,9 @@ TEST_F(DiskTest, WhatADeadProcessLeftIsRemovedAtTheNextSave) {
     write(folder / ".Book.json.x.tmp", "somebody else's");
     write(folder / (".Book.json." + std::to_string(::getpid()) + ".tmp"), "our own, from before");
     disk.save(Book{"A", {}});
-    EXPECT_THAT(namesIn(folder), UnorderedElementsAre("Book.json", ".Book.json." + std::to_string(::getppid()) + ".tmp",
-                                                      ".Shelf.json." + std::to_string(child) + ".tmp", ".Book.json.x.tmp"));
+    EXPECT_THAT(namesIn(folder),
+                UnorderedElementsAre("Book.json", ".Book.json." + std::to_string(::getppid()) + ".tmp",
+                                     ".Shelf.json." + std::to_string(child) + ".tmp", ".Book.json.x.tmp"));
     EXPECT_EQ(disk.load<Book>().title, "A");
 }
 

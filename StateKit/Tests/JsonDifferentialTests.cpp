@@ -32,8 +32,9 @@ struct Tree {
     SharedMap<std::string, double> map;
     std::optional<Leaf> leaf;
 
-    static constexpr auto fields = std::tuple{Field{"count", &Tree::count}, Field{"isOn", &Tree::isOn}, Field{"note", &Tree::note},
-                                              Field{"leaves", &Tree::leaves}, Field{"map", &Tree::map}, Field{"leaf", &Tree::leaf}};
+    static constexpr auto fields =
+        std::tuple{Field{"count", &Tree::count},   Field{"isOn", &Tree::isOn}, Field{"note", &Tree::note},
+                   Field{"leaves", &Tree::leaves}, Field{"map", &Tree::map},   Field{"leaf", &Tree::leaf}};
     bool operator==(const Tree&) const = default;
 };
 
@@ -100,14 +101,16 @@ bool take(const Node& node, Leaf& out) {
 }
 bool take(const Node& node, Tree& out) {
     return node.IsObject() && takeField(node, "count", out.count) && takeField(node, "isOn", out.isOn) &&
-           takeField(node, "note", out.note) && takeField(node, "leaves", out.leaves) && takeField(node, "map", out.map) &&
-           takeField(node, "leaf", out.leaf);
+           takeField(node, "note", out.note) && takeField(node, "leaves", out.leaves) &&
+           takeField(node, "map", out.map) && takeField(node, "leaf", out.leaf);
 }
 
 /// The other library lets half a pair of surrogates through, which is no UTF-8, and some numbers that
 /// are too large.
 bool isSound(const Node& node) {
-    const auto isText = [](const Node& text) { return simdjson::validate_utf8(text.GetString(), text.GetStringLength()); };
+    const auto isText = [](const Node& text) {
+        return simdjson::validate_utf8(text.GetString(), text.GetStringLength());
+    };
     if (node.IsString()) return isText(node);
     if (node.IsNumber()) return std::isfinite(node.GetDouble());
     if (node.IsArray()) return std::all_of(node.Begin(), node.End(), isSound);
@@ -130,7 +133,8 @@ std::optional<Tree> otherReading(const std::string& text) {
 /// them faster than exactly. Exactness has a test of its own.
 bool isClose(double a, double b) { return a == b || std::abs(a - b) <= 1e-14 * std::abs(a); }
 bool isClose(const Leaf& a, const Leaf& b) {
-    return a.name == b.name && a.number.has_value() == b.number.has_value() && (!a.number || isClose(*a.number, *b.number));
+    return a.name == b.name && a.number.has_value() == b.number.has_value() &&
+           (!a.number || isClose(*a.number, *b.number));
 }
 bool isClose(const Tree& a, const Tree& b) {
     return a.count == b.count && a.isOn == b.isOn && a.note == b.note && a.leaf.has_value() == b.leaf.has_value() &&
@@ -165,17 +169,20 @@ private:
     std::string space() { return oneOf({"", "", "", " ", "\n", "\t \r"}); }
     std::string number() {
         if (below(60) == 0) return oneOf({"1e400", "01", "-", "1.", ".5", "+1", "NaN", "1 2"});
-        return oneOf({"0", "-0", "1", "-7", "1.5", "1e5", "-2.25E-3", "123456789012", "0.1", "9223372036854775807", "1e308", "5e-324",
-                      "9223372036854775808", "3.0"});
+        return oneOf({"0", "-0", "1", "-7", "1.5", "1e5", "-2.25E-3", "123456789012", "0.1", "9223372036854775807",
+                      "1e308", "5e-324", "9223372036854775808", "3.0"});
     }
     std::string text() {
         if (below(60) == 0) return oneOf({"\"\\ud83d\"", "\"\\ude00\"", "\"\xC3\"", "\"\t\"", "\"\\x\"", "'a'"});
-        return '"' + oneOf({"", "a", "name", "é漢😀", "\\n\\\"\\\\", "\\u0041", "\\ud83d\\ude00", "a long text of more than sixteen characters",
-                            "[{,:}]", "\\u0000", "\\/", "\xC3\xA9"}) + '"';
+        return '"' +
+               oneOf({"", "a", "name", "é漢😀", "\\n\\\"\\\\", "\\u0041", "\\ud83d\\ude00",
+                      "a long text of more than sixteen characters", "[{,:}]", "\\u0000", "\\/", "\xC3\xA9"}) +
+               '"';
     }
     std::string list(std::string (Texts::*element)()) {
         std::string all = "[" + space();
-        for (std::size_t count = below(4), i = 0; i < count; ++i) all += (i ? "," : "") + space() + (this->*element)() + space();
+        for (std::size_t count = below(4), i = 0; i < count; ++i)
+            all += (i ? "," : "") + space() + (this->*element)() + space();
         return all + "]";
     }
     std::string anything() {
@@ -220,7 +227,8 @@ private:
         return space() + object(members) + space();
     }
     void damage(std::string& text) {
-        static constexpr std::string_view pieces = "{}[]:,\"\\ \n0123456789-+.eEtruefalsn\x01\x1F\x7F\x80\xC3\xA9\xFF/u";
+        static constexpr std::string_view pieces =
+            "{}[]:,\"\\ \n0123456789-+.eEtruefalsn\x01\x1F\x7F\x80\xC3\xA9\xFF/u";
         if (text.empty()) return;
         const std::size_t at = below(text.size());
         switch (below(6)) {

@@ -31,10 +31,10 @@ struct Outer {
     SharedList<int> flags;
     int unstored = 7;
 
-    static constexpr auto fields =
-        std::tuple{Field{"count", &Outer::count},   Field{"number", &Outer::number}, Field{"isOn", &Outer::isOn},
-                   Field{"text", &Outer::text},     Field{"note", &Outer::note},     Field{"inners", &Outer::inners},
-                   Field{"map", &Outer::map},       Field{"flags", &Outer::flags},   Field{"unstored", &Outer::unstored, false}};
+    static constexpr auto fields = std::tuple{
+        Field{"count", &Outer::count}, Field{"number", &Outer::number}, Field{"isOn", &Outer::isOn},
+        Field{"text", &Outer::text},   Field{"note", &Outer::note},     Field{"inners", &Outer::inners},
+        Field{"map", &Outer::map},     Field{"flags", &Outer::flags},   Field{"unstored", &Outer::unstored, false}};
     bool operator==(const Outer&) const = default;
 };
 
@@ -108,9 +108,9 @@ TEST(JsonTest, DoublesOfRandomBitsComeBackExactly) {
 
 TEST(JsonTest, DoublesAtTheEdgesComeBackExactly) {
     using Limits = std::numeric_limits<double>;
-    for (const double number : {0.0, -0.0, Limits::denorm_min(), -Limits::denorm_min(), Limits::min(), Limits::max(),
-                                Limits::lowest(), Limits::epsilon(), 2.2250738585072011e-308, 9007199254740993.0, 1e22, 1e23,
-                                800000000.123456, 0.1 + 0.2}) {
+    for (const double number :
+         {0.0, -0.0, Limits::denorm_min(), -Limits::denorm_min(), Limits::min(), Limits::max(), Limits::lowest(),
+          Limits::epsilon(), 2.2250738585072011e-308, 9007199254740993.0, 1e22, 1e23, 800000000.123456, 0.1 + 0.2}) {
         const double back = decoded<double>(encoded(number));
         EXPECT_EQ(std::bit_cast<std::uint64_t>(back), std::bit_cast<std::uint64_t>(number)) << encoded(number);
     }
@@ -179,8 +179,8 @@ TEST(JsonTest, EveryCharacterOfATextComesBack) {
 }
 
 TEST(JsonTest, BrokenEscapesAreRefused) {
-    for (const char* text : {R"("\ud800")", R"("\udc00")", R"("\ud800x")", R"("\ud800\n")", R"("\ud800\u0041")", R"("\ud800\ud800")",
-                             R"("\u12")", R"("\u12g4")", R"("\x")", R"("\)", R"("\")"}) {
+    for (const char* text : {R"("\ud800")", R"("\udc00")", R"("\ud800x")", R"("\ud800\n")", R"("\ud800\u0041")",
+                             R"("\ud800\ud800")", R"("\u12")", R"("\u12g4")", R"("\x")", R"("\)", R"("\")"}) {
         EXPECT_TRUE(isRefused<std::string>(text)) << text;
         EXPECT_TRUE(isRefused<Inner>(std::string(R"({"name":"","x":)") + text + "}")) << text;
         EXPECT_TRUE(isRefused<Inner>(std::string(R"({"name":"",)") + text + ":1}")) << text;
@@ -193,22 +193,63 @@ TEST(JsonTest, ControlCharactersInTextsAreRefused) {
 }
 
 TEST(JsonTest, BrokenTextsAreRefused) {
-    for (const char* text :
-         {"", " ", "{", "}", "[", "]", "{}}", "{{}", "{]", "[}", "{\"name\":\"\",}", "{,\"name\":\"\"}", "{\"name\":\"\" \"x\":1}",
-          "{\"name\" \"\"}", "{\"name\":}", "{\"name\":\"\"", "{\"name\":\"\"]", "{\"name\":\"}", "{name:\"\"}", "{'name':''}",
-          "{\"name\":\"\"} x", "{\"name\":\"\"}{}", "{\"name\":\"\"},", "{\"name\":\"\"}]", "{\"name\"::\"\"}", "{\"name\",\"\"}",
-          "{\"name\":\"\",,\"x\":1}", "{\"name\":\"\";\"x\":1}", "{\"name\":\"\"} // no", "{/**/\"name\":\"\"}", "\xEF\xBB\xBF{\"name\":\"\"}",
-          "{\"name\":\"\",\"number\":1 2}", "{\"name\":\"\",\"number\":01}", "{\"name\":\"\",\"number\":+1}",
-          "{\"name\":\"\",\"number\":.5}", "{\"name\":\"\",\"number\":5.}", "{\"name\":\"\",\"number\":-}",
-          "{\"name\":\"\",\"number\":1e}", "{\"name\":\"\",\"number\":1e+}", "{\"name\":\"\",\"number\":0x1}",
-          "{\"name\":\"\",\"number\":1\"x\":2}", "{\"name\":\"\",\"number\":nul}", "{\"name\":\"\",\"number\":nulll}",
-          "{\"name\":\"\",\"number\":null1}", "{\"name\":\"\"\"\"}", "{\"name\":\"\"1}", "{1:\"\"}", "{null:\"\"}", "{\"name\":\"\",\"x\"}"})
+    for (const char* text : {"",
+                             " ",
+                             "{",
+                             "}",
+                             "[",
+                             "]",
+                             "{}}",
+                             "{{}",
+                             "{]",
+                             "[}",
+                             "{\"name\":\"\",}",
+                             "{,\"name\":\"\"}",
+                             "{\"name\":\"\" \"x\":1}",
+                             "{\"name\" \"\"}",
+                             "{\"name\":}",
+                             "{\"name\":\"\"",
+                             "{\"name\":\"\"]",
+                             "{\"name\":\"}",
+                             "{name:\"\"}",
+                             "{'name':''}",
+                             "{\"name\":\"\"} x",
+                             "{\"name\":\"\"}{}",
+                             "{\"name\":\"\"},",
+                             "{\"name\":\"\"}]",
+                             "{\"name\"::\"\"}",
+                             "{\"name\",\"\"}",
+                             "{\"name\":\"\",,\"x\":1}",
+                             "{\"name\":\"\";\"x\":1}",
+                             "{\"name\":\"\"} // no",
+                             "{/**/\"name\":\"\"}",
+                             "\xEF\xBB\xBF{\"name\":\"\"}",
+                             "{\"name\":\"\",\"number\":1 2}",
+                             "{\"name\":\"\",\"number\":01}",
+                             "{\"name\":\"\",\"number\":+1}",
+                             "{\"name\":\"\",\"number\":.5}",
+                             "{\"name\":\"\",\"number\":5.}",
+                             "{\"name\":\"\",\"number\":-}",
+                             "{\"name\":\"\",\"number\":1e}",
+                             "{\"name\":\"\",\"number\":1e+}",
+                             "{\"name\":\"\",\"number\":0x1}",
+                             "{\"name\":\"\",\"number\":1\"x\":2}",
+                             "{\"name\":\"\",\"number\":nul}",
+                             "{\"name\":\"\",\"number\":nulll}",
+                             "{\"name\":\"\",\"number\":null1}",
+                             "{\"name\":\"\"\"\"}",
+                             "{\"name\":\"\"1}",
+                             "{1:\"\"}",
+                             "{null:\"\"}",
+                             "{\"name\":\"\",\"x\"}"})
         EXPECT_TRUE(isRefused<Inner>(text)) << text;
-    for (const char* text : {"[1 2]", "[1,]", "[,1]", "[1,,2]", "[1", "[1,", "1]", "[1]]", "[1}", "[1:2]", "[1]2", "[[1]", "[1 ,2 3]", "[]1", "[] []",
-                             "[1,2],", "[01]", "[1.5.5]", "[1-2]", "[--1]", "[1]\x01"})
+    for (const char* text :
+         {"[1 2]", "[1,]",     "[,1]", "[1,,2]", "[1",     "[1,",  "1]",      "[1]]",  "[1}",   "[1:2]",  "[1]2",
+          "[[1]",  "[1 ,2 3]", "[]1",  "[] []",  "[1,2],", "[01]", "[1.5.5]", "[1-2]", "[--1]", "[1]\x01"})
         EXPECT_TRUE(isRefused<std::vector<double>>(text)) << text;
     EXPECT_TRUE(isRefused<std::vector<double>>(std::string_view("[1]\0", 4)));
-    for (const char* text : {"tru", "truee", "true1", "True", "true false", "true,", "1", "\"true\"", "t", "tr ue", "falsey", "fals", "null"})
+    for (const char* text : {"tru", "truee", "true1", "True", "true false", "true,", "1", "\"true\"", "t", "tr ue",
+                             "falsey", "fals", "null"})
         EXPECT_TRUE(isRefused<bool>(text)) << text;
     for (const char* text : {"\"a", "a\"", "\"a\" \"b\"", "\"a\"b", "a", "\"a\\\"", "'a'", "\"a\","})
         EXPECT_TRUE(isRefused<std::string>(text)) << text;
@@ -221,8 +262,10 @@ TEST(JsonTest, BrokenTextsAreRefused) {
 }
 
 TEST(JsonTest, BrokenValuesBehindUnknownKeysAreRefused) {
-    for (const char* value : {"tru", "truee", "fals", "nul", "nulll", "01", "1.", "-", "\"", "\"\\x\"", "[", "[1 2]", "[1,]", "{", "{\"a\"}", "{\"a\":}",
-                              "{\"a\":1,}", "{a:1}", "{\"a\" 1}", "[}", "{]", "1 2", "x", "", "{\"\\ud800\":1}", "[tru]", "1e999"})
+    for (const char* value :
+         {"tru", "truee", "fals", "nul", "nulll",           "01",       "1.",         "-",     "\"",        "\"\\x\"",
+          "[",   "[1 2]", "[1,]", "{",   "{\"a\"}",         "{\"a\":}", "{\"a\":1,}", "{a:1}", "{\"a\" 1}", "[}",
+          "{]",  "1 2",   "x",    "",    "{\"\\ud800\":1}", "[tru]",    "1e999"})
         EXPECT_TRUE(isRefused<Inner>(std::string("{\"name\":\"\",\"x\":") + value + "}")) << value;
 }
 
@@ -236,7 +279,9 @@ TEST(JsonTest, WhiteSpaceCountsForNothing) {
 }
 
 TEST(JsonTest, UnknownKeysAreIgnoredWhateverTheyHold) {
-    EXPECT_EQ(decoded<Inner>(R"({"x":[{"name":"b"},[],"}",1e5,true,null],"name":"a","y":{"name":{}},"":false,"\u0000":null})"), (Inner{"a", {}}));
+    EXPECT_EQ(decoded<Inner>(
+                  R"({"x":[{"name":"b"},[],"}",1e5,true,null],"name":"a","y":{"name":{}},"":false,"\u0000":null})"),
+              (Inner{"a", {}}));
 }
 
 TEST(JsonTest, AFieldThatIsNotStoredIsAnUnknownKey) {
@@ -256,7 +301,8 @@ TEST(JsonTest, AMissingKeyIsNamed) {
 }
 
 TEST(JsonTest, MistypedValuesAreRefused) {
-    for (const char* value : {"1", "null", "true", "[]", "{}", "[\"a\"]"}) EXPECT_TRUE(isRefused<Inner>(std::string("{\"name\":") + value + "}")) << value;
+    for (const char* value : {"1", "null", "true", "[]", "{}", "[\"a\"]"})
+        EXPECT_TRUE(isRefused<Inner>(std::string("{\"name\":") + value + "}")) << value;
     for (const char* value : {"\"1\"", "true", "[]", "{}"})
         EXPECT_TRUE(isRefused<Inner>(std::string("{\"name\":\"\",\"number\":") + value + "}")) << value;
     for (const char* text : {"[]", "null", "\"\"", "1"}) EXPECT_TRUE(isRefused<Inner>(text)) << text;
@@ -286,10 +332,13 @@ TEST(JsonTest, AnAbsentOptionalReadsAsNothingAlsoWhereTheRecordStartsWithAValue)
 TEST(JsonTest, OfARepeatedKeyTheLastCountsAndNothingOfTheEarlierIsLeft) {
     EXPECT_EQ(decoded<Inner>(R"({"name":"a","name":"b","number":1,"number":null})"), (Inner{"b", {}}));
     EXPECT_EQ(decoded<Pair>(R"({"inner":{"name":"a","number":1},"inner":{"name":"b"}})").inner, (Inner{"b", {}}));
-    EXPECT_EQ((decoded<SharedMap<std::string, int>>(R"({"a":1,"b":2,"a":3})")), (SharedMap<std::string, int>{{"a", 3}, {"b", 2}}));
-    EXPECT_EQ(decoded<Outer>(R"({"count":0,"number":0,"isOn":false,"text":"","inners":[{"name":"a"}],"inners":[],"map":{"a":1},"map":{},
+    EXPECT_EQ((decoded<SharedMap<std::string, int>>(R"({"a":1,"b":2,"a":3})")),
+              (SharedMap<std::string, int>{{"a", 3}, {"b", 2}}));
+    EXPECT_EQ(
+        decoded<Outer>(
+            R"({"count":0,"number":0,"isOn":false,"text":"","inners":[{"name":"a"}],"inners":[],"map":{"a":1},"map":{},
                                  "flags":[1],"flags":[]})"),
-              Outer{});
+        Outer{});
 }
 
 TEST(JsonTest, AnEscapedKeyIsTheSameKey) {
@@ -297,7 +346,8 @@ TEST(JsonTest, AnEscapedKeyIsTheSameKey) {
 }
 
 TEST(JsonTest, AKeyThatOnlyBeginsLikeAFieldIsAnotherKey) {
-    for (const char* key : {R"(name\"x)", R"(name\u0000)", R"(name\\)", "names", "nam", "", R"(\"name)", "Name", R"(name\u0022)"}) {
+    for (const char* key :
+         {R"(name\"x)", R"(name\u0000)", R"(name\\)", "names", "nam", "", R"(\"name)", "Name", R"(name\u0022)"}) {
         EXPECT_TRUE(isRefused<Inner>(std::string("{\"") + key + "\":\"a\"}")) << key;
         EXPECT_EQ(decoded<Inner>(std::string("{\"name\":\"b\",\"") + key + "\":\"a\"}").name, "b") << key;
     }

@@ -18,7 +18,8 @@ TEST(LogTest, MessagesGoToTheSinkWithTheirLevelSubsystemAndCategory) {
     log.debug("a");
     log.info("b");
     log.error("c");
-    EXPECT_THAT(lines.take(), ElementsAre("debug System/Category: a", "info System/Category: b", "error System/Category: c"));
+    EXPECT_THAT(lines.take(),
+                ElementsAre("debug System/Category: a", "info System/Category: b", "error System/Category: c"));
 }
 
 TEST(LogTest, WithoutASinkErrorsGoToStandardErrorAndTheRestNowhere) {

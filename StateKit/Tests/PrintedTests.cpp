@@ -50,8 +50,10 @@ TEST(PrintedTest, ARecordShowsItsFieldsByName) {
 
 TEST(PrintedTest, RecordsListsAndMapsNest) {
     Zoo::Cage cage{{{"Leo", 4, false}, {"", {}, true}}, {{"adult", 12.5}, {"child", 6}}, {-1.5}};
-    EXPECT_EQ(printed(cage), "Cage(animals: [Animal(name: \"Leo\", legs: 4, isTame: false), Animal(name: \"\", legs: nil, isTame: true)], "
-                             "prices: [\"adult\": 12.5, \"child\": 6], built: -1.5)");
+    EXPECT_EQ(
+        printed(cage),
+        "Cage(animals: [Animal(name: \"Leo\", legs: 4, isTame: false), Animal(name: \"\", legs: nil, isTame: true)], "
+        "prices: [\"adult\": 12.5, \"child\": 6], built: -1.5)");
     EXPECT_EQ(printed(Zoo::Cage{}), "Cage(animals: [], prices: [:], built: 0)");
 }
 

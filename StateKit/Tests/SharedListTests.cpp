@@ -191,7 +191,9 @@ TEST(SharedListTest, IteratorsReachEveryElementFromEveryOther) {
     EXPECT_EQ(*it--, 1);
     EXPECT_EQ(*it, 0);
     EXPECT_EQ(*std::lower_bound(list.begin(), list.end(), 256), 256);
-    EXPECT_EQ(std::vector<int>(std::make_reverse_iterator(list.end()), std::make_reverse_iterator(list.begin())).front(), 599);
+    EXPECT_EQ(
+        std::vector<int>(std::make_reverse_iterator(list.end()), std::make_reverse_iterator(list.begin())).front(),
+        599);
 }
 
 TEST(SharedListTest, ManyLiveCopiesBehaveLikeVectors) {

@@ -201,9 +201,7 @@ TEST(SharedMapTest, ManyLiveCopiesBehaveLikeMaps) {
                     live.second.clear();
                 }
                 break;
-            default:
-                live.first.set(key, value);
-                live.second[key] = value;
+            default: live.first.set(key, value); live.second[key] = value;
         }
         ASSERT_EQ(live.first.size(), live.second.size());
         if (step % 100 != 0) continue;

@@ -245,7 +245,8 @@ TEST_F(SignalTest, ASubsetSubscriberNeverSeesTheOlderSubsetAfterTheNewerOfANeste
         if (value.degrees == 1) weather.send({2, ""});
     });
     std::vector<int> degrees;
-    weather.subscribeSubset<Degrees>(after, [&](Listener<Degrees>&, const Degrees& value) { degrees.push_back(value.degrees); });
+    weather.subscribeSubset<Degrees>(
+        after, [&](Listener<Degrees>&, const Degrees& value) { degrees.push_back(value.degrees); });
     weather.send({1, ""});
     EXPECT_THAT(degrees, ElementsAre(2, 2));
 }
@@ -320,7 +321,8 @@ TEST_F(SignalTest, SubsetSubscribersHearOnlyChangesOfTheirSubset) {
 
 TEST_F(SignalTest, DetectorsHearTheFirstValueAndThenOnlyChangesOfTheirAspects) {
     Listener<Weather> listener;
-    weather.subscribeChanges(listener, std::tuple{&Weather::sky, [](const Weather& value) { return value.degrees / 10; }},
+    weather.subscribeChanges(listener,
+                             std::tuple{&Weather::sky, [](const Weather& value) { return value.degrees / 10; }},
                              &Listener<Weather>::hear);
     weather.send({1, "blue"});
     weather.send({2, "blue"});
@@ -356,7 +358,8 @@ TEST_F(SignalTest, AValueOfAnotherTypeIsDroppedInSilence) {
     const std::string foreign = "foreign";
     EXPECT_TRUE(plain.shouldFire(AnyValue(foreign)));
     plain.fire(AnyValue(foreign));
-    SignalSubscriberWithSubset<Listener<Weather>, Degrees> subset(listener, [](Listener<Weather>&, const Degrees&) { FAIL(); });
+    SignalSubscriberWithSubset<Listener<Weather>, Degrees> subset(listener,
+                                                                  [](Listener<Weather>&, const Degrees&) { FAIL(); });
     EXPECT_FALSE(subset.shouldFire(AnyValue(foreign)));
     subset.fire(AnyValue(foreign));
     SignalSubscriberWithDetectors<Listener<Weather>, Weather> detectors(listener, {}, &Listener<Weather>::hear);

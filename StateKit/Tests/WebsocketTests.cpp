@@ -25,11 +25,14 @@ struct Delegate : WebsocketDelegate, SignalTarget {
     std::function<void()> then;
 
     void websocketDidConnect(Websocket&) override { tell("connected"); }
-    void websocketDidDisconnect(Websocket&, const std::optional<TransportError>& error, std::optional<CloseCode> closeCode) override {
+    void websocketDidDisconnect(Websocket&, const std::optional<TransportError>& error,
+                                std::optional<CloseCode> closeCode) override {
         tell("disconnected " + (error ? error->text : "without error") + " " +
              (closeCode ? std::to_string(static_cast<int>(*closeCode)) : "without code"));
     }
-    void websocketDidReceive(Websocket&, ByteView message) override { tell("received " + std::string(textOf(message))); }
+    void websocketDidReceive(Websocket&, ByteView message) override {
+        tell("received " + std::string(textOf(message)));
+    }
 
 private:
     void tell(std::string line) {
@@ -69,7 +72,8 @@ TEST_F(WebsocketTest, ANewOneDoesNotConnect) {
 TEST_F(WebsocketTest, ConnectingWithoutATokenSendsOnlyTheUserAgent) {
     websocket->connect();
     EXPECT_EQ(link().parameters.url, "wss://chat.example/relay");
-    EXPECT_THAT(link().parameters.headers, ElementsAre(Pair("User-Agent", "Vimble/1.2_34 (Europe/Zurich; de_CH) x86_64 macOS/Version 12")));
+    EXPECT_THAT(link().parameters.headers,
+                ElementsAre(Pair("User-Agent", "Vimble/1.2_34 (Europe/Zurich; de_CH) x86_64 macOS/Version 12")));
     EXPECT_TRUE(link().isStarted);
     EXPECT_THAT(log.take(), ElementsAre("info StateKit/Websocket: Connecting to wss://chat.example/relay"));
 }
@@ -87,17 +91,17 @@ TEST_F(WebsocketTest, TheTokenIsNotLogged) {
 
 TEST_F(WebsocketTest, OnlyWsAndHttpGoWithoutTls) {
     for (const auto& [url, usesTls] : std::vector<std::pair<std::string, bool>>{{"ws://a", false},
-                                                                               {"http://a", false},
-                                                                               {"WS://a", false},
-                                                                               {"Http://a", false},
-                                                                               {"wss://a", true},
-                                                                               {"https://a", true},
-                                                                               {"HTTPS://a", true},
-                                                                               {"ftp://a", true},
-                                                                               {"wsx://a", true},
-                                                                               {"a.example", true},
-                                                                               {"localhost:8080", true},
-                                                                               {"", true}}) {
+                                                                                {"http://a", false},
+                                                                                {"WS://a", false},
+                                                                                {"Http://a", false},
+                                                                                {"wss://a", true},
+                                                                                {"https://a", true},
+                                                                                {"HTTPS://a", true},
+                                                                                {"ftp://a", true},
+                                                                                {"wsx://a", true},
+                                                                                {"a.example", true},
+                                                                                {"localhost:8080", true},
+                                                                                {"", true}}) {
         const auto other = make(url);
         other->connect();
         EXPECT_EQ(link().parameters.usesTls, usesTls) << url;
@@ -112,8 +116,9 @@ TEST_F(WebsocketTest, BecomingReadyIsToldAndLogged) {
     link().ready();
     EXPECT_TRUE(websocket->isConnected());
     EXPECT_THAT(delegate.told, ElementsAre("connected"));
-    EXPECT_THAT(log.take(), ElementsAre("info StateKit/Websocket: Connecting to wss://chat.example/relay", "debug StateKit/Websocket: NW Preparing",
-                                        "info StateKit/Websocket: NW Connected"));
+    EXPECT_THAT(log.take(),
+                ElementsAre("info StateKit/Websocket: Connecting to wss://chat.example/relay",
+                            "debug StateKit/Websocket: NW Preparing", "info StateKit/Websocket: NW Connected"));
 }
 
 TEST_F(WebsocketTest, WaitingIsOnlyLogged) {
@@ -412,7 +417,8 @@ TEST_F(WebsocketTest, TheDelegateMayDestroyItOnAMessage) {
 }
 
 TEST_F(WebsocketTest, TheDelegateMayDestroyItOnEveryKindOfDisconnection) {
-    const std::function<void(FakeLink&)> ends[] = {[](FakeLink& link) { link.fail(); }, [](FakeLink& link) { link.end(); },
+    const std::function<void(FakeLink&)> ends[] = {[](FakeLink& link) { link.fail(); },
+                                                   [](FakeLink& link) { link.end(); },
                                                    [](FakeLink& link) { link.close(CloseCode::goingAway); },
                                                    [this](FakeLink&) {
                                                        websocket->close(CloseCode::normalClosure);
@@ -445,7 +451,8 @@ TEST_F(WebsocketTest, TheDelegateMayConnectAgainOnEveryReport) {
     third->end();
     EXPECT_TRUE(third->isDestroyed);
     EXPECT_EQ(transport.links.size(), 4u);
-    EXPECT_THAT(delegate.told, ElementsAre("received a", "connected", "connected", "disconnected end of stream without code"));
+    EXPECT_THAT(delegate.told,
+                ElementsAre("received a", "connected", "connected", "disconnected end of stream without code"));
     EXPECT_FALSE(websocket->isConnected());
 }
 

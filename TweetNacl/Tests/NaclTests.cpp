@@ -33,12 +33,16 @@ const Bytes bobSecret = bytes("5dab087e624a8a4b79e17f8b83800ee66f3bb1292618b6fd1
 const Bytes bobPublic = bytes("de9edb7d7b7dc1b4d35b61c2ece435373f8343c85b78674dadfc7e146f882b4f");
 const Bytes nonce = bytes("69696ee955b62b73cd62bda875fc73d68219e0036b7a0b37");
 const Bytes message = bytes(
-    "be075fc53c81f2d5cf141316ebeb0c7b5228c52a4c62cbd44b66849b64244ffce5ecbaaf33bd751a1ac728d45e6c61296cdc3c01233561f41db66cce"
-    "314adb310e3be8250c46f06dceea3a7fa1348057e2f6556ad6b1318a024a838f21af1fde048977eb48f59ffd4924ca1c60902e52f0a089bc76897040"
+    "be075fc53c81f2d5cf141316ebeb0c7b5228c52a4c62cbd44b66849b64244ffce5ecbaaf33bd751a1ac728d45e6c61296cdc3c01233561f41d"
+    "b66cce"
+    "314adb310e3be8250c46f06dceea3a7fa1348057e2f6556ad6b1318a024a838f21af1fde048977eb48f59ffd4924ca1c60902e52f0a089bc76"
+    "897040"
     "e082f937763848645e0705");
 const Bytes sealed = bytes(
-    "f3ffc7703f9400e52a7dfb4b3d3305d98e993b9f48681273c29650ba32fc76ce48332ea7164d96a4476fb8c531a1186ac0dfc17c98dce87b4da7f011"
-    "ec48c97271d2c20f9b928fe2270d6fb863d51738b48eeee314a7cc8ab932164548e526ae90224368517acfeabd6bb3732bc0e9da99832b61ca01b6de"
+    "f3ffc7703f9400e52a7dfb4b3d3305d98e993b9f48681273c29650ba32fc76ce48332ea7164d96a4476fb8c531a1186ac0dfc17c98dce87b4d"
+    "a7f011"
+    "ec48c97271d2c20f9b928fe2270d6fb863d51738b48eeee314a7cc8ab932164548e526ae90224368517acfeabd6bb3732bc0e9da99832b61ca"
+    "01b6de"
     "56244a9e88d5f9b37973f622a43d14a6599b1f654cb45a74e355a5");
 
 template <class Action>
@@ -74,9 +78,11 @@ TEST(NaclTest, DerivesThePublishedPublicKeys) {
 TEST(NaclTest, HashesThePublishedVectors) {
     // FIPS 180-4 and its examples.
     EXPECT_EQ(Nacl::hex(Nacl::hash(bytesOf("abc"))),
-              "ddaf35a193617abacc417349ae20413112e6fa4e89a97ea20a9eeee64b55d39a2192992a274fc1a836ba3c23a3feebbd454d4423643ce80e2a9ac94fa54ca49f");
+              "ddaf35a193617abacc417349ae20413112e6fa4e89a97ea20a9eeee64b55d39a2192992a274fc1a836ba3c23a3feebbd454d4423"
+              "643ce80e2a9ac94fa54ca49f");
     EXPECT_EQ(Nacl::hex(Nacl::hash({})),
-              "cf83e1357eefb8bdf1542850d66d8007d620e4050b5715dc83f4a921d36ce9ce47d0d13c5d85f2b0ff8318d2877eec2f63b931bd47417a81a538327af927da3e");
+              "cf83e1357eefb8bdf1542850d66d8007d620e4050b5715dc83f4a921d36ce9ce47d0d13c5d85f2b0ff8318d2877eec2f63b931bd"
+              "47417a81a538327af927da3e");
 }
 
 TEST(NaclTest, AnEmptyMessageIsSixteenBytesSealed) {
@@ -90,14 +96,17 @@ TEST(NaclTest, AFlippedBitInAnyByteIsRefused) {
         for (const int bit : {0, 3, 7}) {
             Bytes altered = sealed;
             altered[i] ^= static_cast<std::uint8_t>(1 << bit);
-            EXPECT_EQ(errorOf([&] { Nacl::open(altered, nonce, alicePublic, bobSecret); }), NaclErrorCode::internalError) << i;
+            EXPECT_EQ(errorOf([&] { Nacl::open(altered, nonce, alicePublic, bobSecret); }),
+                      NaclErrorCode::internalError)
+                << i;
         }
 }
 
 TEST(NaclTest, ACutOrLengthenedMessageIsRefused) {
     for (std::size_t length = 0; length < sealed.size(); ++length) {
         const ByteView cut = ByteView(sealed).first(length);
-        EXPECT_EQ(errorOf([&] { Nacl::open(cut, nonce, alicePublic, bobSecret); }), NaclErrorCode::internalError) << length;
+        EXPECT_EQ(errorOf([&] { Nacl::open(cut, nonce, alicePublic, bobSecret); }), NaclErrorCode::internalError)
+            << length;
     }
     Bytes longer = sealed;
     longer.push_back(0);
@@ -109,7 +118,8 @@ TEST(NaclTest, AnotherNonceOrKeyIsRefused) {
     otherNonce.back() ^= 1;
     EXPECT_EQ(errorOf([&] { Nacl::open(sealed, otherNonce, alicePublic, bobSecret); }), NaclErrorCode::internalError);
     EXPECT_EQ(errorOf([&] { Nacl::open(sealed, nonce, bobPublic, bobSecret); }), NaclErrorCode::internalError);
-    EXPECT_EQ(errorOf([&] { Nacl::open(sealed, nonce, alicePublic, Nacl::keyPair().secretKey.view()); }), NaclErrorCode::internalError);
+    EXPECT_EQ(errorOf([&] { Nacl::open(sealed, nonce, alicePublic, Nacl::keyPair().secretKey.view()); }),
+              NaclErrorCode::internalError);
 }
 
 TEST(NaclTest, TheFirstWrongSizeDecidesInTheOrderNoncePublicKeySecretKey) {
@@ -185,9 +195,11 @@ TEST(NaclTest, RandomBytesFillTheWholeBufferAndNoMore) {
 void failRandomSource() {
     sock_filter program[] = {BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
                              BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_getrandom, 0, 1),
-                             BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | ENOSYS), BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW)};
+                             BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | ENOSYS),
+                             BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW)};
     sock_fprog filter = {4, program};
-    if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0 || prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) != 0) std::exit(77);
+    if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0 || prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) != 0)
+        std::exit(77);
 }
 
 TEST(NaclDeathTest, AFailingRandomSourceEndsTheProcess) {
@@ -225,8 +237,8 @@ TEST(NaclTest, FromHexIgnoresAnOddLastCharacterWhateverItIs) {
 }
 
 TEST(NaclTest, FromHexOfAnythingElseIsNothing) {
-    for (const char* text : {"zz", "abzz", "zzab", "0x", "0g", "g0", " a", "a ", "-1", "ab\n0", "aé", "éa", "éé", "abcé", "abéc", "ab é", "a\xFF", "ab@0", "ab/0", "ab:0",
-                             "ab`0", "abG0"})
+    for (const char* text : {"zz", "abzz", "zzab", "0x",   "0g",   "g0",    " a",   "a ",   "-1",   "ab\n0", "aé",
+                             "éa", "éé",   "abcé", "abéc", "ab é", "a\xFF", "ab@0", "ab/0", "ab:0", "ab`0",  "abG0"})
         EXPECT_EQ(Nacl::fromHex(text), std::nullopt) << text;
     EXPECT_EQ(Nacl::fromHex(std::string_view("a\0", 2)), std::nullopt);
 }
@@ -241,8 +253,9 @@ TEST(NaclTest, APublicKeyIsReadFromSixtyFourDigits) {
     EXPECT_EQ(Nacl::publicKeyFromHex(text + "x"), key);
     EXPECT_EQ(Nacl::publicKeyFromHex(text + "é"), key);
     EXPECT_EQ(Nacl::publicKeyFromHex(text + "😀"), key);
-    for (const std::string& wrong : {std::string(), text.substr(1), text.substr(2), text + "00", text + "xyz", text + "éé", text.substr(1) + "x",
-                                     text.substr(2) + "é", std::string(1'000'000, '0')})
+    for (const std::string& wrong :
+         {std::string(), text.substr(1), text.substr(2), text + "00", text + "xyz", text + "éé", text.substr(1) + "x",
+          text.substr(2) + "é", std::string(1'000'000, '0')})
         EXPECT_EQ(Nacl::publicKeyFromHex(wrong), std::nullopt) << wrong.substr(0, 80);
 }
 
@@ -329,8 +342,8 @@ TEST(SecretKeyTest, IsWipedWhenItDies) {
 }
 
 TEST(NaclErrorTest, EachHasAText) {
-    for (const auto code : {NaclErrorCode::badKeySize, NaclErrorCode::badNonceSize, NaclErrorCode::badPublicKeySize, NaclErrorCode::badSecretKeySize,
-                            NaclErrorCode::internalError})
+    for (const auto code : {NaclErrorCode::badKeySize, NaclErrorCode::badNonceSize, NaclErrorCode::badPublicKeySize,
+                            NaclErrorCode::badSecretKeySize, NaclErrorCode::internalError})
         EXPECT_STRNE(NaclError(code).what(), "");
     EXPECT_TRUE(NaclError(NaclErrorCode::badKeySize) == NaclError(NaclErrorCode::badKeySize));
     EXPECT_FALSE(NaclError(NaclErrorCode::badKeySize) == NaclError(NaclErrorCode::internalError));

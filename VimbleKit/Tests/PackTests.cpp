@@ -44,7 +44,8 @@ TEST_F(PackTest, WhatWasSealedIsOpenedByItsTarget) {
 
 TEST_F(PackTest, EachSealingWithoutANonceDrawsItsOwn) {
     const Pack open = pack("text");
-    const EncryptedPack first = open.encrypted(author.secretKey.view()), second = open.encrypted(author.secretKey.view());
+    const EncryptedPack first = open.encrypted(author.secretKey.view()),
+                        second = open.encrypted(author.secretKey.view());
     EXPECT_NE(first.nonce, second.nonce);
     EXPECT_NE(first.ciphertext, second.ciphertext);
     EXPECT_EQ(open.nonce, std::nullopt);
@@ -162,7 +163,8 @@ TEST_F(PackTest, AViewSeesTheFieldsOfAFrame) {
     EXPECT_EQ(view->authorKey(), encrypted.authorKey);
     EXPECT_EQ(view->targetKey(), encrypted.targetKey);
     EXPECT_TRUE(std::equal(view->nonce.begin(), view->nonce.end(), encrypted.nonce.begin(), encrypted.nonce.end()));
-    EXPECT_TRUE(std::equal(view->ciphertext.begin(), view->ciphertext.end(), encrypted.ciphertext.begin(), encrypted.ciphertext.end()));
+    EXPECT_TRUE(std::equal(view->ciphertext.begin(), view->ciphertext.end(), encrypted.ciphertext.begin(),
+                           encrypted.ciphertext.end()));
     EXPECT_EQ(view->author.data(), frame.data());
 }
 
@@ -176,19 +178,22 @@ TEST_F(PackTest, AFrameSealedUnderAKeyComputedBeforehandIsTheSame) {
 
 TEST(PackPlaintextTest, AnAbsentKindOrTextWritesNoKey) {
     EXPECT_EQ(textOf((PackPlaintext{{}, "Ann", "🦊", {}}).encoded()), R"({"name":"Ann","emoji":"🦊"})");
-    EXPECT_EQ(textOf((PackPlaintext{"room", "", "", "hi"}).encoded()), R"({"kind":"room","name":"","emoji":"","text":"hi"})");
+    EXPECT_EQ(textOf((PackPlaintext{"room", "", "", "hi"}).encoded()),
+              R"({"kind":"room","name":"","emoji":"","text":"hi"})");
 }
 
 TEST(PackPlaintextTest, ComesBackAsItWas) {
     for (const PackPlaintext& plaintext :
-         {PackPlaintext{}, PackPlaintext{"room", "Ann", "🦊", "a \"b\" \\ \n\r\t 漢"}, PackPlaintext{{}, "", "", ""}, PackPlaintext{"", "", "", {}},
+         {PackPlaintext{}, PackPlaintext{"room", "Ann", "🦊", "a \"b\" \\ \n\r\t 漢"}, PackPlaintext{{}, "", "", ""},
+          PackPlaintext{"", "", "", {}},
           PackPlaintext{{}, std::string("N\0L", 3), "e\xCC\x81 é", std::string(100'000, 'x')}})
         EXPECT_EQ(PackPlaintext::decoded(plaintext.encoded()), plaintext);
 }
 
 TEST(PackPlaintextTest, NameAndEmojiAreRequired) {
     EXPECT_EQ(PackPlaintext::decoded(bytesOf(R"({"name":"","emoji":""})")), PackPlaintext());
-    for (const char* text : {R"({"text":"hi"})", R"({"name":"","text":"hi"})", R"({"emoji":"","text":"hi"})", R"({"name":null,"emoji":""})", "{}"})
+    for (const char* text : {R"({"text":"hi"})", R"({"name":"","text":"hi"})", R"({"emoji":"","text":"hi"})",
+                             R"({"name":null,"emoji":""})", "{}"})
         EXPECT_EQ(PackPlaintext::decoded(bytesOf(text)), std::nullopt) << text;
 }
 
@@ -199,8 +204,9 @@ TEST(PackPlaintextTest, KeyOrderAndUnknownKeysCountForNothing) {
 }
 
 TEST(PackPlaintextTest, WhatIsNoSuchRecordIsNothing) {
-    for (const char* text : {"", "hi", "list", "[]", "null", R"({"name":"","emoji":""}x)", R"({"name":"","emoji":"")", R"({"name":"","emoji":"","text":5})",
-                             R"({"name":"","emoji":"","kind":true})", "{\"name\":\"\xFF\",\"emoji\":\"\"}", R"({"name":"\ud800","emoji":""})"})
+    for (const char* text : {"", "hi", "list", "[]", "null", R"({"name":"","emoji":""}x)", R"({"name":"","emoji":"")",
+                             R"({"name":"","emoji":"","text":5})", R"({"name":"","emoji":"","kind":true})",
+                             "{\"name\":\"\xFF\",\"emoji\":\"\"}", R"({"name":"\ud800","emoji":""})"})
         EXPECT_EQ(PackPlaintext::decoded(bytesOf(text)), std::nullopt) << text;
 }
 

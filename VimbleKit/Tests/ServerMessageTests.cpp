@@ -71,18 +71,24 @@ TEST(ServerMessageTest, AListComesBackAsItWas) {
     EXPECT_EQ(message->kind, ServerMessage::list);
     EXPECT_EQ(ServerMessage::decodedList(message->body), people);
     EXPECT_EQ(textOf(ServerMessage::encodedList({})), "list[]");
-    EXPECT_EQ(textOf(ServerMessage::encodedList({{"ab", true, false}})), R"(list[{"publicKey":"ab","isAdmin":true,"isOnline":false}])");
+    EXPECT_EQ(textOf(ServerMessage::encodedList({{"ab", true, false}})),
+              R"(list[{"publicKey":"ab","isAdmin":true,"isOnline":false}])");
 }
 
 TEST(ServerMessageTest, ABodyThatIsNoListIsNothing) {
-    for (const char* text : {"", "{}", "[", "[{}]", "null", R"([{"publicKey":"ab","isAdmin":true}])", R"([{"publicKey":"ab","isAdmin":1,"isOnline":false}])",
-                             R"([{"publicKey":"ab","isAdmin":true,"isOnline":false},])", R"([{"publicKey":"ab","isAdmin":true,"isOnline":false}] x)",
-                             R"([{"publicKey":"ab","isAdmin":true,"isOnline":false} {"publicKey":"cd","isAdmin":true,"isOnline":false}])"})
+    for (const char* text :
+         {"", "{}", "[", "[{}]", "null", R"([{"publicKey":"ab","isAdmin":true}])",
+          R"([{"publicKey":"ab","isAdmin":1,"isOnline":false}])",
+          R"([{"publicKey":"ab","isAdmin":true,"isOnline":false},])",
+          R"([{"publicKey":"ab","isAdmin":true,"isOnline":false}] x)",
+          R"([{"publicKey":"ab","isAdmin":true,"isOnline":false} {"publicKey":"cd","isAdmin":true,"isOnline":false}])"})
         EXPECT_EQ(ServerMessage::decodedList(bytesOf(text)), std::nullopt) << text;
 }
 
 TEST(ServerMessageTest, OneWrongEntryRefusesTheWholeList) {
-    EXPECT_EQ(ServerMessage::decodedList(bytesOf(R"([{"publicKey":"ab","isAdmin":true,"isOnline":false},{"publicKey":"cd"}])")), std::nullopt);
+    EXPECT_EQ(ServerMessage::decodedList(
+                  bytesOf(R"([{"publicKey":"ab","isAdmin":true,"isOnline":false},{"publicKey":"cd"}])")),
+              std::nullopt);
 }
 
 TEST(ServerMessageTest, AListIgnoresUnknownKeys) {

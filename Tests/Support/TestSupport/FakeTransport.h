@@ -39,12 +39,18 @@ public:
     // ---- the network's and the server's part
 
     bool prepare() { return changeState(TransportState::preparing, {}); }
-    bool wait(std::string error = "refused") { return changeState(TransportState::waiting, TransportError{std::move(error)}); }
+    bool wait(std::string error = "refused") {
+        return changeState(TransportState::waiting, TransportError{std::move(error)});
+    }
     /// Completes the opening handshake.
     bool ready() { return changeState(TransportState::ready, {}); }
-    bool fail(std::string error = "failed") { return changeState(TransportState::failed, TransportError{std::move(error)}); }
+    bool fail(std::string error = "failed") {
+        return changeState(TransportState::failed, TransportError{std::move(error)});
+    }
 
-    bool deliver(Opcode opcode, Bytes content) { return deliver({.opcode = opcode, .content = std::move(content), .closeCode = {}}); }
+    bool deliver(Opcode opcode, Bytes content) {
+        return deliver({.opcode = opcode, .content = std::move(content), .closeCode = {}});
+    }
     bool deliver(ByteView binary) { return deliver(Opcode::binary, Bytes(binary.begin(), binary.end())); }
     bool deliver(std::string_view text) { return deliver(Opcode::text, Bytes(text.begin(), text.end())); }
     bool deliver(TransportMessage message) {
@@ -52,7 +58,9 @@ public:
     }
 
     /// A close frame, which is not yet the end of the link.
-    bool deliverClose(std::optional<CloseCode> code) { return deliver({.opcode = Opcode::close, .content = {}, .closeCode = code}); }
+    bool deliverClose(std::optional<CloseCode> code) {
+        return deliver({.opcode = Opcode::close, .content = {}, .closeCode = code});
+    }
     /// The end of the link, as a failed receive.
     bool end(std::string error = "end of stream") {
         return tell([&](const TransportConnection::Handlers& told) {
@@ -160,7 +168,8 @@ public:
     }
 
 private:
-    void complete(std::function<void(const std::optional<TransportError>&)> completion, std::optional<TransportError> error) {
+    void complete(std::function<void(const std::optional<TransportError>&)> completion,
+                  std::optional<TransportError> error) {
         link->loop.post([link = link, completion = std::move(completion), error] {
             if (!link->isDestroyed) completion(error);
         });

@@ -24,7 +24,8 @@ public:
 
 private:
     struct Sink : LogSink {
-        void write(LogLevel level, std::string_view subsystem, std::string_view category, std::string_view message) override {
+        void write(LogLevel level, std::string_view subsystem, std::string_view category,
+                   std::string_view message) override {
             std::string line = name(level);
             line.append(" ").append(subsystem).append("/").append(category).append(": ").append(message);
             const std::lock_guard lock(mutex);
