@@ -30,11 +30,16 @@ add_compile_options(-Wall -Wextra -Wpedantic -Wnon-virtual-dtor -Woverloaded-vir
 # Once it optimises, g++ 12 sees overlapping copies in `"text" + string` and an uninitialised value
 # behind every `std::optional`; there are none, and the sanitizers would tell.
 add_compile_options("$<$<CXX_COMPILER_ID:GNU>:-Wno-restrict;-Wno-maybe-uninitialized>")
-# A constructor's argument may have the name of the field that it fills.
-add_compile_options($<IF:$<CXX_COMPILER_ID:GNU>,-Wshadow=local,-Wshadow>)
+# An argument or a local may have the name of a field; clang has no such grade of the warning.
+add_compile_options($<$<CXX_COMPILER_ID:GNU>:-Wshadow=local>)
 if(VIMBLE_SANITIZE)
     add_compile_options(-fsanitize=${VIMBLE_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
     add_link_options(-fsanitize=${VIMBLE_SANITIZE})
+endif()
+if(VIMBLE_FUZZ)
+    # Tells the fuzzer where its inputs lead, in every module.
+    add_compile_options(-fsanitize=fuzzer-no-link
+        -fsanitize-ignorelist=${CMAKE_SOURCE_DIR}/Fuzz/sanitizer-ignore.txt)
 endif()
 
 # A module: the sources of FOLDER/NAME, included by others as "NAME/File.h".

@@ -1,0 +1,145 @@
+#pragma once
+
+#include "FuzzSupport/FuzzKeys.h"
+
+#include "RelayCore/RelayCore.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+/// The keys of everybody whom the relay fuzzer knows, and what each two have in common.
+///
+/// Computing a shared key takes longer than all the rest of a run, so it is done once a process.
+class RelayKeys {
+public:
+    static constexpr std::size_t people = 6;  // the first few are members at the start
+    static constexpr std::size_t links = 32;
+
+    static const RelayKeys& all();
+
+    const PublicKey& person(std::size_t index) const { return personKeys[index].publicKey; }
+    const Nacl::KeyPair& link(std::size_t index) const { return linkKeys[index % links]; }
+    const Nacl::SharedKey& shared(std::size_t link, std::size_t person) const { return *sharedKeys[link % links][person]; }
+    /// Who has the key; nothing for nobody.
+    std::optional<std::size_t> personOf(ByteView key) const;
+
+private:
+    RelayKeys();
+
+    std::array<Nacl::KeyPair, people> personKeys;
+    std::array<Nacl::KeyPair, links> linkKeys;
+    std::array<std::array<std::optional<Nacl::SharedKey>, people>, links> sharedKeys;
+};
+
+/// A store in memory that fails when it is told to, wholly or not at all.
+class MemoryStore : public RelayStore {
+public:
+    struct Row {
+        PublicKey target{};
+        Date arrived;
+        Bytes frame;
+    };
+
+    std::vector<StoredMember> people;
+    std::map<std::int64_t, Row> rows;
+    std::size_t failsIn = 0;  // operations until it breaks; 0: never
+    bool isBroken = false;    // until somebody repairs it
+
+    bool isMember(const PublicKey& key) const;
+
+    std::vector<StoredMember> members() override;
+    void putMember(const StoredMember& member) override;
+    bool removeMember(const PublicKey& key) override;
+    void changeMail(std::span<const MailItem> kept, std::span<const std::int64_t> forgotten) override;
+    std::vector<StoredPack> mail(const PublicKey& target, std::int64_t after, std::size_t maxPacks,
+                                 std::size_t maxBytes) override;
+    MailUsage usage(const PublicKey& target) override;
+    std::uint64_t expireMail(Date limit) override;
+    std::int64_t lastMailId() override;
+
+private:
+    void operation();
+
+    std::int64_t highestId = 0;
+};
+
+/// A relay, the people around it and their links, and all that must hold between them.
+///
+/// What the fuzzer does goes in by the operations; each checks what came of it, and ends the process
+/// when something that must hold does not. `end` lets the storm pass and looks whether every pack that
+/// the relay took is where it belongs.
+class RelayWorld : private RelayHost {
+public:
+    RelayWorld();
+    ~RelayWorld() override;
+
+    std::size_t linkCount() const { return links.size(); }
+
+    void open(std::size_t address);
+    /// @param person, link  by index; what there is not does nothing
+    void authenticate(std::size_t link, std::size_t person);
+    void sendPack(std::size_t link, std::size_t target, std::size_t bodySize);
+    void sendAs(std::size_t link, std::size_t author, std::size_t target);
+    void command(std::size_t link, std::string_view text);
+    void raw(std::size_t link, ByteView frame);
+    void pong(std::size_t link);
+    void wrongPong(std::size_t link, std::uint64_t payload);
+    void drop(std::size_t link);
+    void changeMember(std::size_t person, int change);
+    void failStoreIn(std::size_t operations) { store.failsIn = operations; }
+    void repairStore();
+    void advance(Seconds interval);
+    void endTurn();
+    void restart();
+    void end();
+
+    std::string keyText(std::size_t person) const { return Nacl::hex(RelayKeys::all().person(person)); }
+
+private:
+    /// What must become of a pack.
+    enum class Fate { must, may, mustNot };
+    struct Sent {
+        Bytes frame;
+        std::size_t author;
+        std::size_t target;
+        std::size_t fromLink;
+        Fate fate = Fate::may;
+        bool isProved = false;
+        std::uint64_t provedAt = 0;  // in events
+    };
+    class Link;
+
+    void wakeAt(Date when) override { wake = when; }
+    Nacl::KeyPair linkKeys() override;
+    Nonce nonce() override { return fuzzNonce(); }
+    void report(std::string_view) override {}
+
+    void start();
+    Link* openLink(std::size_t index);
+    Bytes sealed(std::size_t link, std::size_t person, ByteView plaintext);
+    void frame(Link& link, ByteView bytes);
+    void afterEvent();
+    void checkTimes();
+    void forgetPacksFor(std::size_t person, Fate fate);
+    std::set<std::size_t> storedPeople() const;
+    void noticeRemovals(const std::set<std::size_t>& before);
+
+    Date now{800000000};
+    std::optional<Date> wake;
+    std::uint64_t events = 0;
+    std::size_t nextKey = 0;
+    bool didStoreFail = false;  // within the last event
+    bool isUp = false;
+    MemoryStore store;
+    std::unique_ptr<RelayCore> core;
+    std::vector<std::unique_ptr<Link>> links;
+    std::vector<Sent> sent;
+    RelayCounters before;
+};
