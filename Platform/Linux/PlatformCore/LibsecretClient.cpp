@@ -80,6 +80,7 @@ public:
     ErrorSlot& operator=(const ErrorSlot&) = delete;
 
     operator GError**() { return &error; }
+    bool is(GQuark domain, int code) const { return g_error_matches(error, domain, code) != FALSE; }
     void raise() const {
         if (error != nullptr) throw SecretServiceFailure{kindOf(*error), plainLine(error->message)};
     }
@@ -258,7 +259,9 @@ std::string LibsecretClient::create(const std::map<std::string, std::string>& at
         ErrorSlot error;
         collection.reset(secret_collection_create_sync(connection->service.get(), newCollectionLabel, defaultAlias,
                                                        SECRET_COLLECTION_CREATE_NONE, nullptr, error));
-        error.raise();
+        // A dismissed prompt names the collection "/", which libsecret then does not find.
+        if (!error.is(G_DBUS_ERROR, G_DBUS_ERROR_UNKNOWN_METHOD) && !error.is(SECRET_ERROR, SECRET_ERROR_NO_SUCH_OBJECT))
+            error.raise();
         if (!collection) throw SecretServiceFailure{Kind::dismissed, "there is no default collection, and none was made"};
     }
     if (secret_collection_get_locked(collection.get()) != FALSE)

@@ -20,8 +20,8 @@
 /// says so, this asks the service to unlock what is locked, the default collection first, which may
 /// show a prompt. An item that is found needs no more than its own collection unlocked.
 ///
-/// **Statuses of its own.** notAvailable: no bus, nobody provides the service, or no answer within
-/// D-Bus's 25 seconds. interactionNotAllowed: locked, and not unlocked, where no prompt can be seen
+/// **Statuses of its own.** notAvailable: no bus, nobody provides the service, or a call that it
+/// does not answer within D-Bus's 25 seconds (an operation gives up after 50). interactionNotAllowed: locked, and not unlocked, where no prompt can be seen
 /// (no DISPLAY or WAYLAND_DISPLAY). userCanceled: the same where one can. authFailed: access refused.
 /// decode: an answer that makes no sense. A prompt may stay for as long as the user likes; it is never
 /// cancelled from here, which would kill the service.
