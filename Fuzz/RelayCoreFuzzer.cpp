@@ -53,7 +53,11 @@ void happen(RelayWorld& world, FuzzInput& input) {
         case 13: world.failStoreIn(1 + choice % 8); break;
         case 14: world.repairStore(); break;
         case 15: world.advance(choice * 0.004); break;
-        case 16: world.advance(choice == 255 ? 31 * 86400.0 : choice * 0.5); break;
+        case 16:
+            // A relay whose store fails looks every second: a month of that would take longer than it tells.
+            if (choice == 255) world.repairStore();
+            world.advance(choice == 255 ? 31 * 86400.0 : choice * 0.5);
+            break;
         case 17: world.restart(); break;
     }
     if (event & 0x80) world.endTurn();

@@ -219,3 +219,62 @@ write("relay-http", {
     "written-pong": b"\x02\x02\x00abc",
     "written-close": b"\x02\x03\x07" + b"r" * 200,
 })
+
+# Events around a session.
+any_frame, greet, people, server, server_any, says, says_any, altered, ready, waiting, failed, ended, closed, closed_bare, \
+    passes, path, sends, complete, inside = 0, 1, 2, 3, 4, 5, 6, 7, 8, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19
+user = 20  # and what the user does:
+connect, disconnect, choose, name, emoji, type_, to_room, to, mark, mark_room, save, end = range(12)
+online, admin = 0x80, 0x40
+
+
+def t(content):
+    return tuple(text(content))
+
+
+def listed(*who):
+    return (people, len(who), *who)
+
+
+def record(person, shape, record_name, record_emoji, *more):
+    return (says, person, shape) + t(record_name) + t(record_emoji) + sum(map(t, more), ())
+
+
+up = [(ready,), (greet, 0), listed(0 | online | admin, 1 | online, 2)]
+write("socket", {
+    "nothing": b"",
+    "up": events(*up),
+    "room": events(*up, record(1, 7, "Ann", "\U0001F600", "hello"), record(1, 7, "Ann", "", "again")),
+    "direct": events(*up, record(2, 4, "Bob", "", "hello"), (user, mark, 2)),
+    "renamed": events(*up, record(1, 0, "Ann", ""), record(1, 0, "", "\U0001F600")),
+    "unlisted": events(*up, record(5, 7, "Eve", "", "hello")),
+    "own": events(*up, record(0, 7, "me", "", "hello")),
+    "no-record": events(*up, (says_any, 1) + t("{}"), (says_any, 1) + t(b"\xff")),
+    "list-shrinks": events(*up, listed(0), listed(0, 2 | online), listed()),
+    "list-with-any-text": events(*up, listed(0, 7) + t("zz") , (user, to_room) + t("x")),
+    "answers": events(*up, (server, 1) + t('{"name":"","emoji":"","text":"no"}'), (server, 2) + t('{"name":"","emoji":"","text":"yes"}'),
+                      (server, 2) + t("what"), (server, 1) + t("?"), (server, 3) + t("x"), (server_any,) + t("abcd")),
+    "broken-list": events((ready,), (greet, 0), (server, 0) + t("[{]")),
+    "sends": events(*up, (user, to_room) + t("hello"), (user, to, 1) + t("hello"), (user, to, 7) + t("zz") + t("x"),
+                    (user, name) + t("Me"), (user, emoji) + t("\U0001F600"), (user, type_) + t("name  You"),
+                    (user, type_) + t("emoji \U0001F44D\U0001F3FDx"), (user, type_) + t("who"), (user, to_room) + t(b"\xff")),
+    "altered": events(*up, (altered, 120, 1), (altered, 3, 1), (altered, 70, 128)),
+    "before-the-greeting": events((ready,), (any_frame,) + t("vimble:"), (any_frame,) + t(""), (greet, 1), (server, 0) + t("[]")),
+    "thrown-out": events((ready,), (greet, 0), (closed, 8), (passes, 40)),
+    "closed": events(*up, (closed, 1), (passes, 8), (ready,), (greet, 1), listed(0), (closed_bare,), (passes, 8), (ready,)),
+    "ends-and-comes-back": events(*up, (ended,), (passes, 8), (ready,), (greet, 1), listed(0)),
+    "waits": events((waiting,), (passes, 200), (ready,), (greet, 0), listed(0)),
+    "fails": events((failed,), (passes, 200), (user, connect)),
+    "path": events(*up, (path, 0), (passes, 4), (path, 1), (ready,), (greet, 0), listed(0)),
+    "disconnects": events(*up, (user, disconnect), (passes, 200), (user, connect), (ready,), (greet, 0), listed(0)),
+    "disconnects-slowly": events(*up, (sends, 1), (user, disconnect), listed(1), (complete,), (sends, 0)),
+    "changes-server": events(*up, record(1, 7, "Ann", "", "hello"), (user, choose, 1), (user, connect), (ready,), (greet, 1),
+                             listed(0), (user, choose, 0), (user, choose, 2)),
+    "ends": events(*up, record(1, 7, "Ann", "", "hello"), (user, save), (user, end), (user, connect), (ready,), (greet, 0), listed(0)),
+    "ends-inside": events(*up, (inside,) + t(bytes([end])), record(1, 7, "Ann", "x", "hello"), (user, connect)),
+    "disconnects-inside": events(*up[:2], (inside,) + t(bytes([disconnect])), up[2], (passes, 200)),
+    "changes-server-inside": events(*up, (inside,) + t(bytes([choose, 1])), listed(0, 1, 2), (user, connect), (ready,), (greet, 0)),
+    "sends-inside": events(*up, (inside,) + t(bytes([to_room]) + text("x")), record(1, 7, "Ann", "", "hello")),
+    "disconnects-inside-the-end": events(*up, (inside,) + t(bytes([disconnect])), (ended,), (passes, 200)),
+    "ends-inside-a-sending": events(*up, (inside,) + t(bytes([end])), (user, to_room) + t("x")),
+})
