@@ -25,9 +25,10 @@ namespace Nacl {
 SecretKey keyFromPassphrase(const Passphrase& passphrase, const Salt& salt, const PassphraseCost& cost) {
     SecretKey key;
     const ByteView text = passphrase.view();
+    const auto* characters = text.empty() ? "" : reinterpret_cast<const char*>(text.data());  // null is not allowed
     if (cost.memoryBytes > std::numeric_limits<std::size_t>::max() ||
-        crypto_pwhash(key.writable().data(), SecretKey::size, reinterpret_cast<const char*>(text.data()), text.size(), salt.data(),
-                      cost.passes, static_cast<std::size_t>(cost.memoryBytes), crypto_pwhash_ALG_ARGON2ID13) != 0)
+        crypto_pwhash(key.writable().data(), SecretKey::size, characters, text.size(), salt.data(), cost.passes,
+                      static_cast<std::size_t>(cost.memoryBytes), crypto_pwhash_ALG_ARGON2ID13) != 0)
         throw NaclError(NaclErrorCode::internalError);
     return key;
 }
