@@ -7,9 +7,17 @@
 #include "FuzzSupport/FuzzInput.h"
 #include "SocketWorld.h"
 
+#include "VimbleKit/Text.h"
+
 namespace {
 
 constexpr int maxEvents = 200;
+
+/// A text that has a JSON form.
+std::string jsonText(FuzzInput& input) {
+    const std::string text = input.text();
+    return Text::isUtf8(text) ? text : Text::escaped(text);
+}
 
 std::vector<MetaPerson> list(FuzzInput& input) {
     std::vector<MetaPerson> people;
@@ -18,16 +26,16 @@ std::vector<MetaPerson> list(FuzzInput& input) {
         const bool isAdmin = (choice & 0x40) != 0, isOnline = (choice & 0x80) != 0;
         const std::size_t who = choice % 8;
         // Mostly people, the user first; else any text, which is the server's to put there.
-        people.push_back({who < 7 ? SocketWorld::keyText(who) : input.text(), isAdmin, isOnline});
+        people.push_back({who < 7 ? SocketWorld::keyText(who) : jsonText(input), isAdmin, isOnline});
     }
     return people;
 }
 
 PackPlaintext record(FuzzInput& input) {
     const std::uint8_t shape = input.byte();
-    PackPlaintext record{std::nullopt, input.text(), input.text(), std::nullopt};
-    if (shape & 1) record.kind = shape & 2 ? "room" : input.text();
-    if (shape & 4) record.text = input.text();
+    PackPlaintext record{std::nullopt, jsonText(input), jsonText(input), std::nullopt};
+    if (shape & 1) record.kind = shape & 2 ? "room" : jsonText(input);
+    if (shape & 4) record.text = jsonText(input);
     return record;
 }
 

@@ -278,3 +278,40 @@ write("socket", {
     "disconnects-inside-the-end": events(*up, (inside,) + t(bytes([disconnect])), (ended,), (passes, 200)),
     "ends-inside-a-sending": events(*up, (inside,) + t(bytes([end])), (user, to_room) + t("x")),
 })
+
+
+def field(content):
+    return b"\0" if content is None else b"\1" + len(content).to_bytes(4, "little") + content
+
+
+def secret(*fields, synchronizable=0):
+    return bytes([synchronizable]) + b"".join(map(field, fields))
+
+
+def secrets(*all_secrets, count=None):
+    return (len(all_secrets) if count is None else count).to_bytes(4, "little") + b"".join(all_secrets)
+
+
+head = b"VIMBLESF" + b"\1\0\0\0" + (1).to_bytes(8, "little") + (8192).to_bytes(8, "little") + bytes(16)
+one = secret(b"service", b"account", b"label", None, None, b"data")
+write("sealed-file", {
+    "file-empty": b"\0",
+    "file-other": b"\0[Default keyring]\n",
+    "file-head": b"\0" + head,
+    "file-wrong-seal": b"\0" + head + bytes(24 + 80 + 24 + 16),
+    "file-other-version": b"\0VIMBLESF\2\0\0\0" + bytes(200),
+    "file-too-dear": b"\0" + head[:12] + bytes([255] * 16) + bytes(300),
+    "file-without-cost": b"\0" + head[:12] + bytes(16) + bytes(300),
+    "items-none": b"\1" + secrets(),
+    "items": b"\1" + secrets(one, secret(None, None, None, b"", b"", None, synchronizable=1)),
+    "items-twice-the-same": b"\1" + secrets(one, one),
+    "items-cut-short": b"\1" + secrets(one)[:-2],
+    "items-and-more": b"\1" + secrets(one) + b"x",
+    "items-too-many": b"\1" + secrets(count=1001),
+    "items-endless-field": b"\1" + secrets(b"\0\1\xff\xff\xff\xff", count=1),
+    "items-bad-presence": b"\1" + secrets(b"\0\2", count=1),
+    "operations": bytes([2, 0, 1, 1, 1, 4, 4, 0, 1, 3, 65, 66, 67, 1, 1, 1, 4, 4, 0, 2, 1, 1, 4, 4, 0, 2, 88, 89,
+                         0, 1, 1, 1, 4, 4, 0, 0, 3, 4, 4, 4, 4, 0, 1, 4, 4, 4, 4, 0]),
+    "damaged-head": b"\3\x00\x20\x01" + secrets(one),
+    "damaged-items": b"\3\x00\xb0\x01" + secrets(one),
+})
