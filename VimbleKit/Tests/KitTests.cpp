@@ -628,6 +628,33 @@ TEST_F(KitReentryTest, AnObserverMayChangeTheServerAnywhere) {
     }
 }
 
+TEST_F(KitTest, TheRestOfAPackDoesNotEnterTheHistoryOfAnotherServer) {
+    Kit& kit = session.startConnected({listed(1), listed(2)});
+    watcher.watch(kit);
+    Watcher states;
+    states.watchState(kit);
+    states.then = [&](const std::string&) { kit.setEndpoint(session.otherEndpoint); };
+    session.server().relay(keysOf(2), {"room", "B", "🦊", "hi"});
+    State fresh;
+    fresh.publicKey = session.own;
+    fresh.endpoint = session.otherEndpoint;
+    EXPECT_EQ(kit.state(), fresh);
+    EXPECT_TRUE(watcher.take().empty());
+    // The name had been folded in before, and was saved.
+    EXPECT_EQ(State::load(session.folder.path, session.endpoint).people.find(keyTextOf(2))->name, "B");
+}
+
+TEST_F(KitTest, AListOfOneServerTellsNothingOfAnother) {
+    Kit& kit = session.startConnected({listed(1), listed(2)});
+    watcher.watch(kit);
+    Watcher states;
+    states.watchState(kit);
+    states.then = [&](const std::string&) { kit.setEndpoint(session.otherEndpoint); };
+    session.server().sendList({listed(1), listed(3)});
+    EXPECT_TRUE(watcher.take().empty());
+    EXPECT_TRUE(kit.state().people.empty());
+}
+
 TEST_F(KitReentryTest, AnObserverMayDisconnectAnywhereAndConnectAgainLater) {
     story([](std::size_t) {});
     const std::size_t count = steps;

@@ -58,7 +58,7 @@ Kit::Kit(const KitEnvironment& environment)
       _subsPeople(environment.loop),
       _subsOnline(environment.loop),
       _subsNetworkIO(environment.loop),
-      _incoming(environment.loop, *_core, _subsEvents) {
+      _incoming(std::make_unique<Incoming>(environment.loop, *_core, _subsEvents)) {
     if (state().endpoint) _socket = makeSocket(*state().endpoint);
     _core->subscribe(*this, &Kit::coreStateChanged);
     _suspendTimer->subscribe(*this, &Kit::persist);
@@ -192,13 +192,13 @@ void Kit::socketDisconnected(Socket& socket, const std::optional<SocketError>&) 
     if (self) announce(Online::offline, Events::Disconnected{});
 }
 
-void Kit::socketReceivedPeople(Socket&, const std::vector<MetaPerson>& people) { _incoming.receivedPeople(people); }
+void Kit::socketReceivedPeople(Socket&, const std::vector<MetaPerson>& people) { _incoming->receivedPeople(people); }
 
 void Kit::socketCommandFailed(Socket&, const std::string& text) { _subsEvents.send(Events::CommandFailed{text}); }
 
 void Kit::socketCommandResponded(Socket&, const std::string& text) { _subsEvents.send(Events::CommandResponded{text}); }
 
-void Kit::socketReceivedPack(Socket&, const Pack& pack) { _incoming.receivedPack(pack); }
+void Kit::socketReceivedPack(Socket&, const Pack& pack) { _incoming->receivedPack(pack); }
 
 void Kit::socketSent(Socket&, const std::string& line) {
     _subsNetworkIO.send({NetworkIO::Direction::outbound, line});

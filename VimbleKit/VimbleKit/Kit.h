@@ -171,5 +171,5 @@ private:
     Signal<std::vector<Person>> _subsPeople;  // nothing is sent on it
     Signal<Online> _subsOnline;
     Signal<NetworkIO> _subsNetworkIO;
-    Incoming _incoming;
+    std::unique_ptr<Incoming> _incoming;  // new with each server: what an old one sent is folded in no further
 };

@@ -84,6 +84,9 @@ void Kit::setEndpoint(const Endpoint& endpoint) {
     // by when its close frame is on its way too.
     if (_socket) _environment.loop.post([old = std::shared_ptr<Socket>(std::move(_socket))] {});
     _socket = makeSocket(endpoint);
+    // An observer of a pack may be the one who changes the server; the rest of the pack must not enter the
+    // new one's history.
+    _incoming = std::make_unique<Incoming>(_environment.loop, *_core, _subsEvents);
     _core->commit([&](State& state) { state = std::move(loaded); });
 }
 
