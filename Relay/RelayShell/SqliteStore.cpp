@@ -1,7 +1,5 @@
 #include "RelayShell/SqliteStore.h"
 
-#include "Base/Check.h"
-
 #include <sqlite3.h>
 
 #include <algorithm>
@@ -207,7 +205,10 @@ std::vector<StoredMember> SqliteStore::members() {
     while (statement.step()) {
         StoredMember member;
         const ByteView key = statement.blob(0);
-        check(key.size() == member.key.size(), "The database holds a key of another size.");
+        if (key.size() != member.key.size()) {
+            statement.reset();
+            throw StoreError("the database " + file.string() + " holds a key that is none");
+        }
         std::copy(key.begin(), key.end(), member.key.begin());
         member.isAdmin = statement.integer(1) != 0;
         result.push_back(member);
