@@ -1,0 +1,14 @@
+#pragma once
+
+#include "TweetNacl/Nacl.h"
+
+#include <string>
+
+/// Somebody of a simulation, with one machine or two.
+struct SimulatedPerson {
+    int index = 0;
+    std::string letter;  // by which the trace names them
+    PublicKey publicKey{};
+    std::string publicKeyText;
+    std::string secretKeyText;
+};
