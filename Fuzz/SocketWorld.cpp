@@ -203,11 +203,10 @@ void SocketWorld::serverSays(ByteView plaintext) {
 
     State expected = kit->state();
     const auto list = message && message->kind == ServerMessage::list ? ServerMessage::decodedList(message->body) : std::nullopt;
-    expected.connection = Connection::online;
     if (list) applyList(expected, *list);
-    const bool wasConnected = kit->socket() && kit->socket()->isConnected();
-    const auto connectionBefore = kit->state().connection;
-    if (wasConnected) expected.connection = connectionBefore;
+    // Whoever has left is not brought back by a word that crosses the close frame.
+    const bool isFirst = kit->socket() && !kit->socket()->isConnected();
+    if (isFirst && expected.connection != Connection::setup) expected.connection = Connection::online;
     const auto rosters = observer->rosters;
 
     const Everybody& all = Everybody::all();
@@ -410,8 +409,7 @@ void SocketWorld::settle() {
     if (state.connection == Connection::online)
         check(kit->socket() && kit->socket()->isConnected(), "the user is online without a link");
     if (kit->canSend()) check(state.me() != nullptr, "the user may send before they are listed");
-    // While a close frame waits to be sent, the server can still say something.
-    if (wishesNoLink && sendMode == FakeLink::Sends::complete)
+    if (wishesNoLink)
         check(state.connection == Connection::setup, "the user is connected against their wish");
     check(state.roster().size() == state.people.size(), "the roster leaves somebody out");
 }

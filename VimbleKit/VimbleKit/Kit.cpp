@@ -163,6 +163,9 @@ void Kit::linkWentDown(const Socket& socket) {
 }
 
 void Kit::socketDidConnect(Socket&) {
+    // The user has left while the server's first word was on its way to cross our close frame. Were it
+    // taken for a connection, the end of the link would look like a loss, and bring a retry.
+    if (state().connection == Connection::setup) return;
     const Weak<Kit> self(this);
     cancelReconnect();
     _reconnectAttempt = 0;
