@@ -57,13 +57,7 @@ public:
 
 private:
     void string(std::string_view value) {
-        const auto write = [this](std::string_view valid) {
-            writer.String(valid.data(), static_cast<rapidjson::SizeType>(valid.size()));
-        };
-        if (Text::isUtf8(value))
-            write(value);
-        else
-            write(Text::escaped(value));
+        JsonDetail::writeText(writer, Text::isUtf8(value) ? std::string(value) : Text::escaped(value));
     }
 
     void fields(const Person& person) {

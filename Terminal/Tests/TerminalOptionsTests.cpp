@@ -1,0 +1,39 @@
+#include "TerminalKit/TerminalOptions.h"
+
+#include <gtest/gtest.h>
+
+TEST(TerminalOptionsTest, WithoutArgumentsEverythingIsAsUsual) {
+    const auto options = TerminalOptions::parse({});
+    EXPECT_FALSE(options.dataDir || options.secretFile || options.server);
+    EXPECT_FALSE(options.wantsPublicKey || options.isJson || options.isDebug || options.wantsHelp || options.wantsVersion);
+}
+
+TEST(TerminalOptionsTest, EveryOptionIsTaken) {
+    const auto options = TerminalOptions::parse(
+        {"--data-dir", "d", "--secret-file", "s", "--server", "localhost", "--public-key", "--json", "--debug"});
+    EXPECT_EQ(options.dataDir, "d");
+    EXPECT_EQ(options.secretFile, "s");
+    EXPECT_EQ(options.server, "localhost");
+    EXPECT_TRUE(options.wantsPublicKey && options.isJson && options.isDebug);
+    EXPECT_TRUE(TerminalOptions::parse({"--help"}).wantsHelp);
+    EXPECT_TRUE(TerminalOptions::parse({"-h"}).wantsHelp);
+    EXPECT_TRUE(TerminalOptions::parse({"--version"}).wantsVersion);
+}
+
+TEST(TerminalOptionsTest, AValueMayStandBehindAnEqualsSignAndTheLastOneCounts) {
+    EXPECT_EQ(TerminalOptions::parse({"--server=a.b", "--server=http://c.d/?e=f"}).server, "http://c.d/?e=f");
+}
+
+TEST(TerminalOptionsTest, WhatMakesNoSenseIsRefused) {
+    EXPECT_THROW(TerminalOptions::parse({"--server"}), TerminalOptionsError);
+    EXPECT_THROW(TerminalOptions::parse({"--server", ""}), TerminalOptionsError);
+    EXPECT_THROW(TerminalOptions::parse({"--server="}), TerminalOptionsError);
+    EXPECT_THROW(TerminalOptions::parse({"--json=yes"}), TerminalOptionsError);
+    EXPECT_THROW(TerminalOptions::parse({"--servers", "x"}), TerminalOptionsError);
+    EXPECT_THROW(TerminalOptions::parse({"localhost"}), TerminalOptionsError);
+}
+
+TEST(TerminalOptionsTest, TheHelpNamesEveryOption) {
+    for (const char* option : {"--server", "--data-dir", "--secret-file", "--public-key", "--json", "--debug", "--help", "--version"})
+        EXPECT_NE(TerminalOptions::help().find(option), std::string_view::npos) << option;
+}
