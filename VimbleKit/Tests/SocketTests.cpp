@@ -545,6 +545,18 @@ TEST_F(SocketTest, ANewListIsWhatTheNextTextGoesBy) {
     EXPECT_EQ(recorder.take(), (Strings{"sent chat ×" + printed(std::vector{three}) + " Me: b"}));
 }
 
+TEST_F(SocketTest, ANewListOfTheSameLengthCountsToo) {
+    connectWith({one, two});
+    socket->sendChat("a", "Me", "", "room");
+    server->takePacks();
+    server->sendList({three, two});
+    socket->sendChat("b", "Me", "", "room");
+    const auto packs = server->takePacks();
+    ASSERT_EQ(packs.size(), 2u);
+    EXPECT_TRUE(recordIn(packs[0], keysOf(3)));
+    EXPECT_TRUE(recordIn(packs[1], keysOf(2)));
+}
+
 TEST_F(SocketTest, APongHasNeitherKindNorText) {
     connectWith({two});
     socket->sendPong("Me", "🦊");
