@@ -16,12 +16,16 @@ Bytes bytes(std::string_view hex) { return Nacl::fromHex(hex).value(); }
 const Bytes key = bytes("1b27556473e985d462cd51197a9a46c76009549eac6474f206c4ee0844f68389");
 const Bytes nonceBytes = bytes("69696ee955b62b73cd62bda875fc73d68219e0036b7a0b37");
 const Bytes message = bytes(
-    "be075fc53c81f2d5cf141316ebeb0c7b5228c52a4c62cbd44b66849b64244ffce5ecbaaf33bd751a1ac728d45e6c61296cdc3c01233561f41db6"
-    "6cce314adb310e3be8250c46f06dceea3a7fa1348057e2f6556ad6b1318a024a838f21af1fde048977eb48f59ffd4924ca1c60902e52f0a089bc"
+    "be075fc53c81f2d5cf141316ebeb0c7b5228c52a4c62cbd44b66849b64244ffce5ecbaaf33bd751a1ac728d45e6c61296cdc3c01233561f41d"
+    "b6"
+    "6cce314adb310e3be8250c46f06dceea3a7fa1348057e2f6556ad6b1318a024a838f21af1fde048977eb48f59ffd4924ca1c60902e52f0a089"
+    "bc"
     "76897040e082f937763848645e0705");
 const Bytes sealed = bytes(
-    "f3ffc7703f9400e52a7dfb4b3d3305d98e993b9f48681273c29650ba32fc76ce48332ea7164d96a4476fb8c531a1186ac0dfc17c98dce87b4da7"
-    "f011ec48c97271d2c20f9b928fe2270d6fb863d51738b48eeee314a7cc8ab932164548e526ae90224368517acfeabd6bb3732bc0e9da99832b61"
+    "f3ffc7703f9400e52a7dfb4b3d3305d98e993b9f48681273c29650ba32fc76ce48332ea7164d96a4476fb8c531a1186ac0dfc17c98dce87b4d"
+    "a7"
+    "f011ec48c97271d2c20f9b928fe2270d6fb863d51738b48eeee314a7cc8ab932164548e526ae90224368517acfeabd6bb3732bc0e9da99832b"
+    "61"
     "ca01b6de56244a9e88d5f9b37973f622a43d14a6599b1f654cb45a74e355a5");
 
 Nonce nonce() {
@@ -93,8 +97,10 @@ TEST(SealedBoxTest, EveryPartOfThePassphraseSaltAndCostCounts) {
 }
 
 TEST(SealedBoxTest, ACostOutOfBoundsIsAnError) {
-    for (const Nacl::PassphraseCost cost : {Nacl::PassphraseCost{0, 8192}, {1, 8191}, {1, 0}, {1ULL << 40, 8192}, {1, 1ULL << 60}})
-        EXPECT_THROW(Nacl::keyFromPassphrase(Passphrase("a"), salt(), cost), NaclError) << cost.passes << " " << cost.memoryBytes;
+    for (const Nacl::PassphraseCost cost :
+         {Nacl::PassphraseCost{0, 8192}, {1, 8191}, {1, 0}, {1ULL << 40, 8192}, {1, 1ULL << 60}})
+        EXPECT_THROW(Nacl::keyFromPassphrase(Passphrase("a"), salt(), cost), NaclError)
+            << cost.passes << " " << cost.memoryBytes;
 }
 
 TEST(PassphraseTest, TakesTheTextAwayAndIsMoveOnly) {

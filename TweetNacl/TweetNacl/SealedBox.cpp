@@ -43,7 +43,8 @@ Bytes secretBox(ByteView message, const Nonce& nonce, const SecretKey& secret) {
 Bytes openSecretBox(ByteView sealed, const Nonce& nonce, const SecretKey& secret) {
     if (sealed.size() < authenticatorBytes) throw NaclError(NaclErrorCode::internalError);
     Bytes message(sealed.size() - authenticatorBytes);
-    if (crypto_secretbox_open_easy(message.data(), sealed.data(), sealed.size(), nonce.data(), secret.view().data()) != 0)
+    if (crypto_secretbox_open_easy(message.data(), sealed.data(), sealed.size(), nonce.data(), secret.view().data()) !=
+        0)
         throw NaclError(NaclErrorCode::internalError);
     return message;
 }

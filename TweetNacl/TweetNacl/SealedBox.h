@@ -33,8 +33,8 @@ using Salt = std::array<std::uint8_t, saltBytes>;
 
 /// What each guess of a passphrase costs, whoever makes it.
 struct PassphraseCost {
-    std::uint64_t passes = 3;                 // at least 1
-    std::uint64_t memoryBytes = 256 << 20;    // at least 8 KiB; taken for the length of the call
+    std::uint64_t passes = 3;               // at least 1
+    std::uint64_t memoryBytes = 256 << 20;  // at least 8 KiB; taken for the length of the call
     // The defaults are libsodium's "moderate": some 0.7 s.
 
     bool operator==(const PassphraseCost&) const = default;

@@ -58,7 +58,8 @@ void claimPrivateFolder(const fs::path& path) {
     struct stat status {};
     if (lstat(path.c_str(), &status) != 0) throw failure(path, "the folder can't be entered", errno);
     if (!S_ISDIR(status.st_mode)) throw failure(path, "not a folder", ENOTDIR);
-    if (status.st_uid != geteuid()) throw ApplicationFolderError(path.string() + ": the folder belongs to another user");
+    if (status.st_uid != geteuid())
+        throw ApplicationFolderError(path.string() + ": the folder belongs to another user");
     if ((status.st_mode & 07777) != 0700 && chmod(path.c_str(), 0700) != 0)
         throw failure(path, "the folder can't be made private", errno);
 }
@@ -82,7 +83,8 @@ double lastChange(const fs::path& path, int depth) {
 void removeLeftovers(const fs::path& folder, Date now) {
     std::error_code error;
     std::vector<fs::path> old;
-    for (fs::directory_iterator entry(folder, error); !error && entry != fs::directory_iterator(); entry.increment(error))
+    for (fs::directory_iterator entry(folder, error); !error && entry != fs::directory_iterator();
+         entry.increment(error))
         if (now.toUnix() - lastChange(entry->path(), 0) > leftoverAge) old.push_back(entry->path());
     for (const fs::path& path : old) fs::remove_all(path, error);
 }
@@ -96,7 +98,8 @@ ApplicationFolderInUse::ApplicationFolderInUse(const fs::path& folder, std::stri
       processId(holderId) {}
 
 ApplicationFolder::ApplicationFolder(const std::optional<fs::path>& dataDir, const std::string& program, Date now)
-    : folder(fs::absolute(dataDir ? *dataDir : baseFolder("XDG_DATA_HOME", ".local/share") / folderName).lexically_normal()),
+    : folder(fs::absolute(dataDir ? *dataDir : baseFolder("XDG_DATA_HOME", ".local/share") / folderName)
+                 .lexically_normal()),
       temporaryFolder(baseFolder("XDG_CACHE_HOME", ".cache") / folderName / "tmp") {
     if (!folder.has_filename()) folder = folder.parent_path();  // "DIR/" means "DIR"
     makeFolder(folder);

@@ -18,7 +18,7 @@ class ApplicationFolderInUse : public ApplicationFolderError {
 public:
     ApplicationFolderInUse(const std::filesystem::path& folder, std::string program, std::optional<int> processId);
 
-    std::string program;           // as it named itself; empty if it has not said yet
+    std::string program;  // as it named itself; empty if it has not said yet
     std::optional<int> processId;
 };
 

@@ -23,7 +23,14 @@ constexpr SecretSchema schema = {"zorvane.Vimble.Secret",
                                   {"accessGroup", SECRET_SCHEMA_ATTRIBUTE_STRING},
                                   {"synchronizable", SECRET_SCHEMA_ATTRIBUTE_STRING},
                                   {nullptr, SECRET_SCHEMA_ATTRIBUTE_STRING}},
-                                 0, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr};
+                                 0,
+                                 nullptr,
+                                 nullptr,
+                                 nullptr,
+                                 nullptr,
+                                 nullptr,
+                                 nullptr,
+                                 nullptr};
 
 template <class Type>
 struct Unref {
@@ -93,7 +100,8 @@ private:
 template <class Type>
 std::vector<Object<Type>> takeList(GList* list) {
     std::vector<Object<Type>> objects;
-    for (const GList* entry = list; entry != nullptr; entry = entry->next) objects.emplace_back(static_cast<Type*>(entry->data));
+    for (const GList* entry = list; entry != nullptr; entry = entry->next)
+        objects.emplace_back(static_cast<Type*>(entry->data));
     g_list_free(list);
     return objects;
 }
@@ -102,16 +110,19 @@ const char* pathOf(gpointer proxy) { return g_dbus_proxy_get_object_path(G_DBUS_
 
 Attributes attributesOf(const std::map<std::string, std::string>& map) {
     Attributes table(g_hash_table_new_full(g_str_hash, g_str_equal, g_free, g_free), &g_hash_table_unref);
-    for (const auto& [name, value] : map) g_hash_table_insert(table.get(), g_strdup(name.c_str()), g_strdup(value.c_str()));
+    for (const auto& [name, value] : map)
+        g_hash_table_insert(table.get(), g_strdup(name.c_str()), g_strdup(value.c_str()));
     return table;
 }
 
 Value valueOf(ByteView data) {
-    const bool isText = std::all_of(data.begin(), data.end(), [](std::uint8_t byte) { return byte >= 0x20 && byte < 0x7f; });
+    const bool isText =
+        std::all_of(data.begin(), data.end(), [](std::uint8_t byte) { return byte >= 0x20 && byte < 0x7f; });
     const auto* bytes = data.empty() ? "" : reinterpret_cast<const char*>(data.data());
     // The library keeps its copy in memory that is not swapped, and wipes it.
-    return Value(secret_value_new(bytes, static_cast<gssize>(data.size()), isText ? "text/plain" : "application/octet-stream"),
-                 &unrefValue);
+    return Value(
+        secret_value_new(bytes, static_cast<gssize>(data.size()), isText ? "text/plain" : "application/octet-stream"),
+        &unrefValue);
 }
 
 LibsecretClient::Item describe(Object<SecretItem> object) {
@@ -176,7 +187,8 @@ LibsecretClient::LibsecretClient() : connection(std::make_unique<Connection>()) 
     error.raise();
     if (!connection->service) throw SecretServiceFailure{Kind::notAvailable, "no answer"};
     for (auto& collection : takeList<SecretCollection>(secret_service_get_collections(connection->service.get())))
-        if (std::string_view(pathOf(collection.get())) != sessionCollection) connection->collections.push_back(std::move(collection));
+        if (std::string_view(pathOf(collection.get())) != sessionCollection)
+            connection->collections.push_back(std::move(collection));
 }
 
 LibsecretClient::~LibsecretClient() = default;
@@ -197,7 +209,8 @@ std::vector<LibsecretClient::Item> LibsecretClient::list() {
         ErrorSlot error;
         secret_collection_load_items_sync(collection.get(), nullptr, error);
         error.raise();
-        for (auto& item : takeList<SecretItem>(secret_collection_get_items(collection.get()))) found.push_back(std::move(item));
+        for (auto& item : takeList<SecretItem>(secret_collection_get_items(collection.get())))
+            found.push_back(std::move(item));
     }
     return describeAll(std::move(found));
 }
@@ -253,24 +266,27 @@ void LibsecretClient::remove(const Item& item) {
     if (!isRemoved) throw SecretServiceFailure{Kind::dismissed, "the secret was not removed"};
 }
 
-std::string LibsecretClient::create(const std::map<std::string, std::string>& attributes, const std::string& label, ByteView data) {
+std::string LibsecretClient::create(const std::map<std::string, std::string>& attributes, const std::string& label,
+                                    ByteView data) {
     auto collection = connection->defaultCollection();
     if (!collection) {
         ErrorSlot error;
         collection.reset(secret_collection_create_sync(connection->service.get(), newCollectionLabel, defaultAlias,
                                                        SECRET_COLLECTION_CREATE_NONE, nullptr, error));
         // A dismissed prompt names the collection "/", which libsecret then does not find.
-        if (!error.is(G_DBUS_ERROR, G_DBUS_ERROR_UNKNOWN_METHOD) && !error.is(SECRET_ERROR, SECRET_ERROR_NO_SUCH_OBJECT))
+        if (!error.is(G_DBUS_ERROR, G_DBUS_ERROR_UNKNOWN_METHOD) &&
+            !error.is(SECRET_ERROR, SECRET_ERROR_NO_SUCH_OBJECT))
             error.raise();
-        if (!collection) throw SecretServiceFailure{Kind::dismissed, "there is no default collection, and none was made"};
+        if (!collection)
+            throw SecretServiceFailure{Kind::dismissed, "there is no default collection, and none was made"};
     }
     if (secret_collection_get_locked(collection.get()) != FALSE)
         unlock(std::shared_ptr<void>(g_object_ref(collection.get()), &g_object_unref));
     const Attributes table = attributesOf(attributes);
     const Value value = valueOf(data);
     ErrorSlot error;
-    const Object<SecretItem> item(secret_item_create_sync(collection.get(), &schema, table.get(), label.c_str(), value.get(),
-                                                          SECRET_ITEM_CREATE_NONE, nullptr, error));
+    const Object<SecretItem> item(secret_item_create_sync(collection.get(), &schema, table.get(), label.c_str(),
+                                                          value.get(), SECRET_ITEM_CREATE_NONE, nullptr, error));
     error.raise();
     if (!item) throw SecretServiceFailure{Kind::dismissed, "the secret was not stored"};
     return pathOf(item.get());

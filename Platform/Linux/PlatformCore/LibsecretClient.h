@@ -15,7 +15,7 @@ struct SecretServiceFailure {
         locked,        // the service refuses, since it is locked
         notAvailable,  // no bus, nobody provides the service, or no answer in time
         refused,
-        unreadable,    // an answer that makes no sense
+        unreadable,  // an answer that makes no sense
         internal
     };
 

@@ -36,7 +36,8 @@ std::string plain(std::string text) {
 
 /// The value of a shell-like assignment: quotes taken off, backslashes resolved.
 std::string unquoted(std::string_view value) {
-    const bool isQuoted = value.size() >= 2 && (value.front() == '"' || value.front() == '\'') && value.back() == value.front();
+    const bool isQuoted =
+        value.size() >= 2 && (value.front() == '"' || value.front() == '\'') && value.back() == value.front();
     if (!isQuoted) return std::string(value);
     const bool hasEscapes = value.front() == '"';
     value = value.substr(1, value.size() - 2);
@@ -54,7 +55,9 @@ std::optional<std::string> assigned(const std::filesystem::path& file, std::stri
     std::string line;
     std::optional<std::string> value;  // of assignments to one name, the last counts
     while (std::getline(stream, line)) {
-        if (line.size() > longestLine || !line.starts_with(name) || line.size() <= name.size() || line[name.size()] != '=') continue;
+        if (line.size() > longestLine || !line.starts_with(name) || line.size() <= name.size() ||
+            line[name.size()] != '=')
+            continue;
         while (!line.empty() && (line.back() == ' ' || line.back() == '\t' || line.back() == '\r')) line.pop_back();
         value = plain(unquoted(std::string_view(line).substr(std::min(name.size() + 1, line.size()))));
     }

@@ -110,9 +110,11 @@ Bytes contentOf(const rtattr& attribute) {
 
 void addRoute(const nlmsghdr& message, std::vector<NetworkPath::Route>& routes) {
     const auto* body = bodyOf<rtmsg>(message);
-    if (body == nullptr || message.nlmsg_type != RTM_NEWROUTE || body->rtm_dst_len != 0 || body->rtm_src_len != 0) return;
+    if (body == nullptr || message.nlmsg_type != RTM_NEWROUTE || body->rtm_dst_len != 0 || body->rtm_src_len != 0)
+        return;
     // "unreachable default" is a route too, and one whose cable is out stays listed.
-    if (body->rtm_type != RTN_UNICAST || (body->rtm_flags & (RTNH_F_DEAD | RTNH_F_LINKDOWN | RTM_F_CLONED)) != 0) return;
+    if (body->rtm_type != RTN_UNICAST || (body->rtm_flags & (RTNH_F_DEAD | RTNH_F_LINKDOWN | RTM_F_CLONED)) != 0)
+        return;
     NetworkPath::Route route;
     route.family = body->rtm_family;
     forAttributes<rtmsg>(message, [&route](const rtattr& attribute) {
@@ -145,7 +147,8 @@ void addAddress(const nlmsghdr& message, std::vector<std::string>& addresses) {
     Bytes address;
     forAttributes<ifaddrmsg>(message, [&](const rtattr& attribute) {
         // Of a point-to-point link, the local end is ours and the address the other's.
-        if (attribute.rta_type == IFA_LOCAL || (attribute.rta_type == IFA_ADDRESS && address.empty())) address = contentOf(attribute);
+        if (attribute.rta_type == IFA_LOCAL || (attribute.rta_type == IFA_ADDRESS && address.empty()))
+            address = contentOf(attribute);
     });
     QHostAddress text;
     if (body->ifa_family == AF_INET && address.size() == 4)
@@ -177,10 +180,11 @@ NetworkPath NetworkPath::current() {
         if (!isListed && family == AF_INET) path.isKnown = false;
         if (isListed) path.defaultRoutes.insert(path.defaultRoutes.end(), routes.begin(), routes.end());
     }
-    path.isKnown = netlink.dump(
-                       RTM_GETLINK, AF_UNSPEC, [&] { path.hasInterfaces = false; },
-                       [&](const nlmsghdr& message) { path.hasInterfaces = path.hasInterfaces || countsAsInterface(message); }) &&
-                   path.isKnown;
+    path.isKnown =
+        netlink.dump(
+            RTM_GETLINK, AF_UNSPEC, [&] { path.hasInterfaces = false; },
+            [&](const nlmsghdr& message) { path.hasInterfaces = path.hasInterfaces || countsAsInterface(message); }) &&
+        path.isKnown;
     netlink.dump(
         RTM_GETADDR, AF_UNSPEC, [&] { path.ownAddresses.clear(); },
         [&](const nlmsghdr& message) { addAddress(message, path.ownAddresses); });

@@ -16,10 +16,10 @@ struct NetworkPath {
         auto operator<=>(const Route&) const = default;
     };
 
-    std::vector<Route> defaultRoutes;         // sorted, each once
-    bool hasInterfaces = false;               // other than loopback
-    std::vector<std::string> ownAddresses;    // as text, without a scope; sorted
-    bool isKnown = false;                     // false: the kernel did not answer, and nothing above counts
+    std::vector<Route> defaultRoutes;       // sorted, each once
+    bool hasInterfaces = false;             // other than loopback
+    std::vector<std::string> ownAddresses;  // as text, without a scope; sorted
+    bool isKnown = false;                   // false: the kernel did not answer, and nothing above counts
 
     bool operator==(const NetworkPath&) const = default;
 

@@ -43,7 +43,8 @@ std::optional<TransportError> impossible(const QUrl& target, const TransportPara
 }
 
 std::string address(const QUrl& url) {
-    const QString host = url.host().contains(QLatin1Char(':')) ? QLatin1Char('[') + url.host() + QLatin1Char(']') : url.host();
+    const QString host =
+        url.host().contains(QLatin1Char(':')) ? QLatin1Char('[') + url.host() + QLatin1Char(']') : url.host();
     return fromQt(url.port() < 0 ? host : host + QLatin1Char(':') + QString::number(url.port()));
 }
 
@@ -101,18 +102,21 @@ void QtLink::send(TransportMessage message, Completion completion) {
         case Opcode::text: socket->sendTextMessage(QString::fromUtf8(content)); break;
         case Opcode::binary: socket->sendBinaryMessage(content); break;
         case Opcode::ping:
-            if (content.size() > longestPing) return complete(std::move(completion), TransportError{"a ping that is too long"});
+            if (content.size() > longestPing)
+                return complete(std::move(completion), TransportError{"a ping that is too long"});
             socket->ping(content);
             break;
         case Opcode::close:
             isClosing = true;
             closeCompletion = std::move(completion);
             timer = std::make_unique<Timer>(loop, closeTimeout, [this] { closeHandedOver(); });
-            socket->close(static_cast<QWebSocketProtocol::CloseCode>(message.closeCode.value_or(CloseCode::normalClosure)),
-                          QString::fromUtf8(content));
+            socket->close(
+                static_cast<QWebSocketProtocol::CloseCode>(message.closeCode.value_or(CloseCode::normalClosure)),
+                QString::fromUtf8(content));
             return;
         case Opcode::continuation:
-        case Opcode::pong: return complete(std::move(completion), TransportError{"a message that only the link itself may send"});
+        case Opcode::pong:
+            return complete(std::move(completion), TransportError{"a message that only the link itself may send"});
     }
     complete(std::move(completion), std::nullopt);
 }
@@ -249,7 +253,8 @@ void QtLink::afterBreak() {
     }
     if (_state == TransportState::ready) return finish(error);
     dropSocket();
-    timer = std::make_unique<Timer>(loop, backOff, [this] { postMember([](QtLink& link) { link.attempt(); }, attemptNumber); });
+    timer = std::make_unique<Timer>(loop, backOff,
+                                    [this] { postMember([](QtLink& link) { link.attempt(); }, attemptNumber); });
     backOff = std::min(backOff * 2, QtTransport::longestBackOff);
     troubles.tell(address(target) + ": " + error.text);
     enter(TransportState::waiting, error);
@@ -302,10 +307,10 @@ void QtLink::heard() {
 void QtLink::ping() {
     isPinged = true;
     timer = std::make_unique<Timer>(loop, QtTransport::patienceAfterPing, [this] {
-        const TransportError error{"nothing was heard for " +
-                                   std::to_string(static_cast<int>(QtTransport::silenceBeforePing +
-                                                                   QtTransport::patienceAfterPing)) +
-                                   " seconds"};
+        const TransportError error{
+            "nothing was heard for " +
+            std::to_string(static_cast<int>(QtTransport::silenceBeforePing + QtTransport::patienceAfterPing)) +
+            " seconds"};
         postMember(
             [error](QtLink& link) {
                 link.dropSocket();

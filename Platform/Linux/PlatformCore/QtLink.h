@@ -76,7 +76,7 @@ private:
     bool isReady = false;        // as the socket knows it; `_state` follows when the owner is told
     bool hasBroken = false;      // the attempt's end has been noted
     bool hasPeerClosed = false;
-    bool isClosing = false;      // a close message of ours is on its way
+    bool isClosing = false;  // a close message of ours is on its way
     std::string brokenBecause;
     Seconds backOff = 1;
 

@@ -308,7 +308,8 @@ SecretStatus SealedFileStore::load(Contents& contents) {
     if (opened.number < 0) {
         const int error = errno;
         struct stat folder {};
-        if (error == ENOENT && stat(path->parent_path().c_str(), &folder) == 0 && S_ISDIR(folder.st_mode)) return SecretStatuses::ok;
+        if (error == ENOENT && stat(path->parent_path().c_str(), &folder) == 0 && S_ISDIR(folder.st_mode))
+            return SecretStatuses::ok;
         return fail(SecretStatuses::notAvailable, systemText(file, error));
     }
     struct stat status {};
@@ -394,8 +395,9 @@ SecretStatus SealedFileStore::change(Change apply) {
     }
     const Lock lock(*path);
     if (lock.error != 0)
-        return fail(SecretStatuses::notAvailable,
-                    lock.error == EWOULDBLOCK ? file.string() + " is in use by another program" : systemText(lock.path, lock.error));
+        return fail(SecretStatuses::notAvailable, lock.error == EWOULDBLOCK
+                                                      ? file.string() + " is in use by another program"
+                                                      : systemText(lock.path, lock.error));
     Contents contents;
     status = load(contents);
     if (status != SecretStatuses::ok) return status;
@@ -448,7 +450,8 @@ SecretStatus SealedFileStore::update(const SecretQuery& query, ByteView data) {
 
 SecretStatus SealedFileStore::remove(const SecretQuery& query) {
     return change([&query](std::vector<SecretItem>& items) {
-        const auto gone = std::stable_partition(items.begin(), items.end(), [&](const SecretItem& item) { return !matches(query, item); });
+        const auto gone = std::stable_partition(items.begin(), items.end(),
+                                                [&](const SecretItem& item) { return !matches(query, item); });
         if (gone == items.end()) return SecretStatuses::itemNotFound;
         for (auto item = gone; item != items.end(); ++item) wipeData(*item);
         items.erase(gone, items.end());

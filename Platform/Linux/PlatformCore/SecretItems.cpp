@@ -4,8 +4,9 @@ bool matches(const SecretQuery& query, const SecretItem& item) {
     const auto agrees = [](const std::optional<std::string>& asked, const std::optional<std::string>& has) {
         return !asked || asked == has;
     };
-    return agrees(query.service, item.service) && agrees(query.account, item.account) && agrees(query.label, item.label) &&
-           agrees(query.accessGroup, item.accessGroup) && query.synchronizable == item.synchronizable;
+    return agrees(query.service, item.service) && agrees(query.account, item.account) &&
+           agrees(query.label, item.label) && agrees(query.accessGroup, item.accessGroup) &&
+           query.synchronizable == item.synchronizable;
 }
 
 SecretQuery identityQuery(const SecretItem& item) {

@@ -39,7 +39,8 @@ std::string_view cut(std::string_view text) {
 void putField(std::string& out, std::string_view name, std::string_view value) {
     out += name;
     out += '\n';
-    for (int shift = 0; shift < 64; shift += 8) out += static_cast<char>(static_cast<std::uint64_t>(value.size()) >> shift);
+    for (int shift = 0; shift < 64; shift += 8)
+        out += static_cast<char>(static_cast<std::uint64_t>(value.size()) >> shift);
     out += value;
     out += '\n';
 }
@@ -58,7 +59,8 @@ int connectTo(const std::string& path) {
 
 }  // namespace
 
-SystemLog::SystemLog(Destination destination, std::optional<LogLevel> least, std::string identifier, std::string journalSocket)
+SystemLog::SystemLog(Destination destination, std::optional<LogLevel> least, std::string identifier,
+                     std::string journalSocket)
     : least(least), identifier(std::move(identifier)) {
     if (destination == Destination::journal || isJournal(STDERR_FILENO)) journal = connectTo(journalSocket);
 }
@@ -81,7 +83,8 @@ bool SystemLog::isJournal(int fileDescriptor) {
     return second.ec == std::errc() && second.ptr == end && device == status.st_dev && inode == status.st_ino;
 }
 
-bool SystemLog::writeToJournal(LogLevel level, std::string_view subsystem, std::string_view category, std::string_view message) {
+bool SystemLog::writeToJournal(LogLevel level, std::string_view subsystem, std::string_view category,
+                               std::string_view message) {
     if (journal < 0) return false;
     const char digit = priority(level);
     std::string entry;

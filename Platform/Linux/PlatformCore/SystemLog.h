@@ -24,14 +24,16 @@ public:
               std::string journalSocket = "/run/systemd/journal/socket");
     ~SystemLog() override;
 
-    void write(LogLevel level, std::string_view subsystem, std::string_view category, std::string_view message) override;
+    void write(LogLevel level, std::string_view subsystem, std::string_view category,
+               std::string_view message) override;
 
     /// Whether what is written to a file descriptor, such as 1, ends up in the journal (systemd.exec(5),
     /// JOURNAL_STREAM).
     static bool isJournal(int fileDescriptor);
 
 private:
-    bool writeToJournal(LogLevel level, std::string_view subsystem, std::string_view category, std::string_view message);
+    bool writeToJournal(LogLevel level, std::string_view subsystem, std::string_view category,
+                        std::string_view message);
 
     const std::optional<LogLevel> least;
     const std::string identifier;

@@ -86,8 +86,9 @@ TEST_F(ApplicationFolderTest, ASecondProgramIsToldWhoHasIt) {
     } catch (const ApplicationFolderInUse& error) {
         EXPECT_EQ(error.program, "vimble-test");
         EXPECT_EQ(error.processId, getpid());
-        EXPECT_EQ(std::string(error.what()),
-                  (data / "zorvane.Vimble").string() + " is in use by vimble-test (process " + std::to_string(getpid()) + ")");
+        EXPECT_EQ(std::string(error.what()), (data / "zorvane.Vimble").string() +
+                                                 " is in use by vimble-test (process " + std::to_string(getpid()) +
+                                                 ")");
     }
     const ApplicationFolder elsewhere = open(home.path / "elsewhere");
 }

@@ -27,14 +27,16 @@ protected:
 TEST_F(LinuxHostTest, TheBundlesKeysAreCompiledIn) {
     EXPECT_EQ(host.bundleInfo("CFBundleName"), "Vimble");
     EXPECT_EQ(host.bundleInfo("CFBundleIdentifier"), "zorvane.Vimble");
-    EXPECT_THAT(host.bundleInfo("CFBundleShortVersionString").value(), ::testing::MatchesRegex("[0-9]+\\.[0-9]+\\.[0-9]+"));
+    EXPECT_THAT(host.bundleInfo("CFBundleShortVersionString").value(),
+                ::testing::MatchesRegex("[0-9]+\\.[0-9]+\\.[0-9]+"));
     EXPECT_TRUE(host.bundleInfo("CFBundleVersion"));
     EXPECT_EQ(host.bundleInfo("LDUserAgentApp"), std::nullopt);
     EXPECT_EQ(host.bundleInfo(""), std::nullopt);
 }
 
 TEST_F(LinuxHostTest, TheSystemsNameIsThePrettyOne) {
-    write("etc/os-release", "NAME=Debian\nPRETTY_NAME=\"Debian GNU/Linux 12 (\\\"bookworm\\\")\"\r\nPRETTY_NAME_OLD=x\n");
+    write("etc/os-release",
+          "NAME=Debian\nPRETTY_NAME=\"Debian GNU/Linux 12 (\\\"bookworm\\\")\"\r\nPRETTY_NAME_OLD=x\n");
     EXPECT_EQ(host.operatingSystemVersion(), "Debian GNU/Linux 12 (\"bookworm\")");
     write("etc/os-release", "PRETTY_NAME='Single $quoted'\n");
     EXPECT_EQ(host.operatingSystemVersion(), "Single $quoted");

@@ -27,7 +27,8 @@ TEST(MonitorOnBusTest, WakingFromSleepIsAPathThatWentAndCameBack) {
 
     for (const bool isGoingToSleep : {true, false}) {
         QDBusMessage signal = QDBusMessage::createSignal(QStringLiteral("/org/freedesktop/login1"),
-                                                         QStringLiteral("org.freedesktop.login1.Manager"), QStringLiteral("PrepareForSleep"));
+                                                         QStringLiteral("org.freedesktop.login1.Manager"),
+                                                         QStringLiteral("PrepareForSleep"));
         signal << isGoingToSleep;
         ASSERT_TRUE(logind.send(signal));
     }

@@ -10,8 +10,8 @@
 
 #include <fcntl.h>
 #include <sched.h>
-#include <sys/socket.h>
 #include <string>
+#include <sys/socket.h>
 #include <unistd.h>
 #include <vector>
 
@@ -24,7 +24,8 @@ using ::testing::SizeIs;
 
 namespace {
 
-NetworkPath pathWith(std::vector<NetworkPath::Route> routes, bool hasInterfaces, std::vector<std::string> ownAddresses = {}) {
+NetworkPath pathWith(std::vector<NetworkPath::Route> routes, bool hasInterfaces,
+                     std::vector<std::string> ownAddresses = {}) {
     NetworkPath path;
     path.defaultRoutes = std::move(routes);
     path.hasInterfaces = hasInterfaces;
@@ -43,12 +44,13 @@ TEST(NetworkPathTest, ADefaultRouteOrNothingButLoopbackSatisfies) {
 
 TEST(NetworkPathTest, AnEndpointOnThisMachineNeedsNoRoute) {
     const NetworkPath path = pathWith({}, true, {"192.168.7.20", "2001:db8::7"});
-    for (const std::string url : {"ws://localhost:8080/relay", "http://LOCALHOST./", "wss://relay.localhost/", "ws://127.0.0.1",
-                                  "ws://127.8.9.10:80", "ws://[::1]:8080", "ws://[::ffff:127.0.0.1]/", "ws://192.168.7.20:1",
-                                  "ws://[2001:DB8::7]/", "ws://[::ffff:192.168.7.20]/"})
+    for (const std::string url : {"ws://localhost:8080/relay", "http://LOCALHOST./", "wss://relay.localhost/",
+                                  "ws://127.0.0.1", "ws://127.8.9.10:80", "ws://[::1]:8080", "ws://[::ffff:127.0.0.1]/",
+                                  "ws://192.168.7.20:1", "ws://[2001:DB8::7]/", "ws://[::ffff:192.168.7.20]/"})
         EXPECT_TRUE(path.isSatisfied(url)) << url;
-    for (const std::string url : {"", "wss://chat.example.org/", "ws://192.168.7.21", "ws://[2001:db8::8]", "ws://128.0.0.1",
-                                  "ws://localhost.example.org", "ws://notlocalhost", "localhost:8080", "ws://127.0.0.1.example.org"})
+    for (const std::string url :
+         {"", "wss://chat.example.org/", "ws://192.168.7.21", "ws://[2001:db8::8]", "ws://128.0.0.1",
+          "ws://localhost.example.org", "ws://notlocalhost", "localhost:8080", "ws://127.0.0.1.example.org"})
         EXPECT_FALSE(path.isSatisfied(url)) << url;
 }
 
@@ -74,7 +76,8 @@ protected:
         QProcess process;
         process.start(QStringLiteral("ip"), arguments.split(QLatin1Char(' ')));
         ASSERT_TRUE(process.waitForFinished());
-        ASSERT_EQ(process.exitCode(), 0) << arguments.toStdString() << ": " << process.readAllStandardError().toStdString();
+        ASSERT_EQ(process.exitCode(), 0) << arguments.toStdString() << ": "
+                                         << process.readAllStandardError().toStdString();
     }
 
     void start() {
@@ -196,8 +199,9 @@ TEST(SleepWatchTest, WakingIsToldAndGoingToSleepIsNot) {
     QTemporaryDir folder;
     const QString address = QStringLiteral("unix:path=") + folder.filePath(QStringLiteral("bus"));
     QProcess daemon;
-    daemon.start(QStringLiteral("dbus-daemon"), {QStringLiteral("--session"), QStringLiteral("--nofork"), QStringLiteral("--nopidfile"),
-                                                 QStringLiteral("--print-address"), QStringLiteral("--address=") + address});
+    daemon.start(QStringLiteral("dbus-daemon"),
+                 {QStringLiteral("--session"), QStringLiteral("--nofork"), QStringLiteral("--nopidfile"),
+                  QStringLiteral("--print-address"), QStringLiteral("--address=") + address});
     ASSERT_TRUE(daemon.waitForStarted());
     ASSERT_TRUE(daemon.waitForReadyRead());
     {
@@ -207,7 +211,8 @@ TEST(SleepWatchTest, WakingIsToldAndGoingToSleepIsNot) {
         const SleepWatch watch(QDBusConnection::connectToBus(address, QStringLiteral("watcher")), [&] { ++woken; });
         const auto tell = [&](bool isGoingToSleep) {
             QDBusMessage signal = QDBusMessage::createSignal(QStringLiteral("/org/freedesktop/login1"),
-                                                             QStringLiteral("org.freedesktop.login1.Manager"), QStringLiteral("PrepareForSleep"));
+                                                             QStringLiteral("org.freedesktop.login1.Manager"),
+                                                             QStringLiteral("PrepareForSleep"));
             signal << isGoingToSleep;
             logind.send(signal);
         };
@@ -226,7 +231,8 @@ TEST(SleepWatchTest, WakingIsToldAndGoingToSleepIsNot) {
 }
 
 TEST(SleepWatchTest, WithoutABusItIsQuiet) {
-    const SleepWatch watch(QDBusConnection::connectToBus(QStringLiteral("unix:path=/nowhere"), QStringLiteral("none")), [] { FAIL(); });
+    const SleepWatch watch(QDBusConnection::connectToBus(QStringLiteral("unix:path=/nowhere"), QStringLiteral("none")),
+                           [] { FAIL(); });
     QCoreApplication::processEvents();
 }
 

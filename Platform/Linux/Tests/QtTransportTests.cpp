@@ -18,7 +18,8 @@ class QtTransportTest : public TransportTest {
 protected:
     QtTransportTest() {
         server.listen(QHostAddress::LocalHost);
-        QObject::connect(&server, &QWebSocketServer::newConnection, [this] { peer.reset(server.nextPendingConnection()); });
+        QObject::connect(&server, &QWebSocketServer::newConnection,
+                         [this] { peer.reset(server.nextPendingConnection()); });
     }
 
     std::string url() const { return "ws://127.0.0.1:" + std::to_string(server.serverPort()) + "/relay"; }
@@ -58,7 +59,8 @@ TEST_F(QtTransportTest, TheHandshakeHasOurHeadersInOrderAndNoOthers) {
     for (const QByteArray& line : lines) names.push_back(line.left(line.indexOf(':')).toStdString());
     EXPECT_THAT(names, ElementsAre("Host", "Upgrade", "Connection", "Sec-WebSocket-Key", "Sec-WebSocket-Version",
                                    "Authorization", "User-Agent"));
-    EXPECT_THAT(seen.toStdString(), HasSubstr("\r\nAuthorization: Token abc\r\nUser-Agent: Vimble/1.0_1 (Europe/Zurich; de_CH)\r\n"));
+    EXPECT_THAT(seen.toStdString(),
+                HasSubstr("\r\nAuthorization: Token abc\r\nUser-Agent: Vimble/1.0_1 (Europe/Zurich; de_CH)\r\n"));
     EXPECT_THAT(seen.toStdString(), HasSubstr("\r\nSec-WebSocket-Version: 13\r\n"));
 }
 
@@ -73,8 +75,10 @@ TEST_F(QtTransportTest, HttpAndForeignSchemesAreMappedAtTheLastMoment) {
 TEST_F(QtTransportTest, MessagesGoBothWaysInOrder) {
     becomeReady();
     std::vector<std::string> seen;
-    QObject::connect(peer.get(), &QWebSocket::binaryMessageReceived, [&](const QByteArray& m) { seen.push_back("binary " + m.toStdString()); });
-    QObject::connect(peer.get(), &QWebSocket::textMessageReceived, [&](const QString& m) { seen.push_back("text " + m.toStdString()); });
+    QObject::connect(peer.get(), &QWebSocket::binaryMessageReceived,
+                     [&](const QByteArray& m) { seen.push_back("binary " + m.toStdString()); });
+    QObject::connect(peer.get(), &QWebSocket::textMessageReceived,
+                     [&](const QString& m) { seen.push_back("text " + m.toStdString()); });
     int completed = 0;
     const auto count = [&](const std::optional<TransportError>& error) {
         EXPECT_FALSE(error);
@@ -233,10 +237,10 @@ TEST_F(QtTransportTest, APoliteCloseToADeafPeerCompletesAfterSomeSeconds) {
 
 TEST_F(QtTransportTest, CancelInAnyStateIsToldOnceAndNothingAfterIt) {
     const std::vector<std::function<void()>> befores{
-        [&] {},                                            // started, not yet preparing
-        [&] { loop.run(); },                               // preparing
-        [&] { ASSERT_TRUE(hears("ready")); },              // ready
-        [&] {                                              // ready, with a message on its way
+        [&] {},                                // started, not yet preparing
+        [&] { loop.run(); },                   // preparing
+        [&] { ASSERT_TRUE(hears("ready")); },  // ready
+        [&] {                                  // ready, with a message on its way
             ASSERT_TRUE(turn([&] { return connection->state() == TransportState::ready && peer; }));
             peer->sendTextMessage(QStringLiteral("late"));
             for (int i = 0; i < 20; ++i) QCoreApplication::processEvents(QEventLoop::AllEvents, 5);

@@ -84,13 +84,15 @@ TEST_F(QtTransportWaitingTest, AnAnswerThatIsNoHttpIsWaitedFor) {
     start(raw.url());
     ASSERT_TRUE(hears("waiting"));
     for (const std::string& trouble : troubles)
-        for (const char c : trouble) EXPECT_GE(static_cast<unsigned char>(c), 0x20) << "a control character got through";
+        for (const char c : trouble)
+            EXPECT_GE(static_cast<unsigned char>(c), 0x20) << "a control character got through";
 }
 
 TEST_F(QtTransportWaitingTest, AWrongKeyInTheAnswerIsWaitedFor) {
     RawServer raw([](QTcpSocket& client, const QByteArray&) {
-        client.write("HTTP/1.1 101 Switching Protocols\r\nUpgrade: websocket\r\nConnection: Upgrade\r\n"
-                     "Sec-WebSocket-Accept: AAAAAAAAAAAAAAAAAAAAAAAAAAA=\r\n\r\n");
+        client.write(
+            "HTTP/1.1 101 Switching Protocols\r\nUpgrade: websocket\r\nConnection: Upgrade\r\n"
+            "Sec-WebSocket-Accept: AAAAAAAAAAAAAAAAAAAAAAAAAAA=\r\n\r\n");
     });
     start(raw.url());
     ASSERT_TRUE(hears("waiting"));
@@ -146,12 +148,13 @@ class QtTransportTlsTest : public TransportTest {
 protected:
     void SetUp() override {
         QProcess openssl;
-        openssl.start(QStringLiteral("openssl"),
-                      {QStringLiteral("req"), QStringLiteral("-x509"), QStringLiteral("-newkey"), QStringLiteral("ec"),
-                       QStringLiteral("-pkeyopt"), QStringLiteral("ec_paramgen_curve:prime256v1"), QStringLiteral("-nodes"),
-                       QStringLiteral("-days"), QStringLiteral("2"), QStringLiteral("-subj"), QStringLiteral("/CN=test"),
-                       QStringLiteral("-addext"), QStringLiteral("subjectAltName=IP:127.0.0.1"), QStringLiteral("-keyout"),
-                       folder.filePath(QStringLiteral("key")), QStringLiteral("-out"), folder.filePath(QStringLiteral("cert"))});
+        openssl.start(
+            QStringLiteral("openssl"),
+            {QStringLiteral("req"), QStringLiteral("-x509"), QStringLiteral("-newkey"), QStringLiteral("ec"),
+             QStringLiteral("-pkeyopt"), QStringLiteral("ec_paramgen_curve:prime256v1"), QStringLiteral("-nodes"),
+             QStringLiteral("-days"), QStringLiteral("2"), QStringLiteral("-subj"), QStringLiteral("/CN=test"),
+             QStringLiteral("-addext"), QStringLiteral("subjectAltName=IP:127.0.0.1"), QStringLiteral("-keyout"),
+             folder.filePath(QStringLiteral("key")), QStringLiteral("-out"), folder.filePath(QStringLiteral("cert"))});
         ASSERT_TRUE(openssl.waitForFinished());
         ASSERT_EQ(openssl.exitCode(), 0) << openssl.readAllStandardError().toStdString();
         certificate = QSslCertificate::fromPath(folder.filePath(QStringLiteral("cert"))).value(0);
@@ -162,7 +165,8 @@ protected:
         configuration.setPrivateKey(QSslKey(&key, QSsl::Ec));
         server.setSslConfiguration(configuration);
         ASSERT_TRUE(server.listen(QHostAddress::LocalHost));
-        QObject::connect(&server, &QWebSocketServer::newConnection, [this] { peer.reset(server.nextPendingConnection()); });
+        QObject::connect(&server, &QWebSocketServer::newConnection,
+                         [this] { peer.reset(server.nextPendingConnection()); });
         before = QSslConfiguration::defaultConfiguration();
     }
 
@@ -174,7 +178,9 @@ protected:
         QSslConfiguration::setDefaultConfiguration(trusting);
     }
 
-    std::string url(const std::string& scheme) const { return scheme + "://127.0.0.1:" + std::to_string(server.serverPort()) + "/relay"; }
+    std::string url(const std::string& scheme) const {
+        return scheme + "://127.0.0.1:" + std::to_string(server.serverPort()) + "/relay";
+    }
 
     QTemporaryDir folder;
     QSslCertificate certificate;

@@ -15,7 +15,8 @@
 class RawServer {
 public:
     /// @param onRequest  called with each complete request of an upgrade
-    explicit RawServer(std::function<void(QTcpSocket&, const QByteArray& request)> onRequest) : onRequest(std::move(onRequest)) {
+    explicit RawServer(std::function<void(QTcpSocket&, const QByteArray& request)> onRequest)
+        : onRequest(std::move(onRequest)) {
         server.listen(QHostAddress::LocalHost);
         QObject::connect(&server, &QTcpServer::newConnection, [this] {
             socket = server.nextPendingConnection();
@@ -39,7 +40,8 @@ public:
         const QByteArray digest =
             QCryptographicHash::hash(key + "258EAFA5-E914-47DA-95CA-C5AB0DC85B11", QCryptographicHash::Sha1).toBase64();
         return "HTTP/1.1 101 Switching Protocols\r\nUpgrade: websocket\r\nConnection: Upgrade\r\n"
-               "Sec-WebSocket-Accept: " + digest + "\r\n\r\n";
+               "Sec-WebSocket-Accept: " +
+               digest + "\r\n\r\n";
     }
 
     static std::function<void(QTcpSocket&, const QByteArray&)> accepting() {

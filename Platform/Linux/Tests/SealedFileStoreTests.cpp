@@ -139,7 +139,8 @@ TEST_F(SealedFileStoreTest, AWrongPassphraseIsRefusedChangesNothingAndIsAskedFor
 }
 
 TEST_F(SealedFileStoreTest, NoPassphraseIsCancelledAndAnEmptyOneIsRefused) {
-    SealedFileStore silent(file, [](Reason) { return std::nullopt; }, cheap);
+    SealedFileStore silent(
+        file, [](Reason) { return std::nullopt; }, cheap);
     EXPECT_EQ(silent.add(item()), SecretStatuses::userCanceled);
     EXPECT_EQ(open("")->add(item()), SecretStatuses::authFailed);
     EXPECT_FALSE(fs::exists(file));
@@ -173,7 +174,9 @@ TEST_F(SealedFileStoreTest, AnAlteredByteAnywhereIsNoticed) {
         if (at < 12 || at >= bodyStart)
             EXPECT_EQ(status, SecretStatuses::decode) << at;
         else
-            EXPECT_THAT(status, ::testing::AnyOf(SecretStatuses::authFailed, SecretStatuses::decode, SecretStatuses::internalError)) << at;
+            EXPECT_THAT(status, ::testing::AnyOf(SecretStatuses::authFailed, SecretStatuses::decode,
+                                                 SecretStatuses::internalError))
+                << at;
     }
     write(whole);
     EXPECT_EQ(open()->copyMatching(query()).status, SecretStatuses::ok);
@@ -316,7 +319,10 @@ TEST_F(SealedFileStoreTest, OfManyProcessesThatAddOneItemExactlyOneSucceeds) {
             auto store = open();
             const SecretStatus same = store->add(mine);
             const SecretStatus own = store->add(item("own " + std::to_string(i)));
-            _exit(own != SecretStatuses::ok ? 9 : same == SecretStatuses::ok ? 1 : same == SecretStatuses::duplicateItem ? 2 : 8);
+            _exit(own != SecretStatuses::ok               ? 9
+                  : same == SecretStatuses::ok            ? 1
+                  : same == SecretStatuses::duplicateItem ? 2
+                                                          : 8);
         }
         children.push_back(child);
     }
@@ -331,7 +337,8 @@ TEST_F(SealedFileStoreTest, OfManyProcessesThatAddOneItemExactlyOneSucceeds) {
     }
     EXPECT_EQ(added, 1);
     EXPECT_EQ(duplicates, processes - 1);
-    for (int i = 0; i < processes; ++i) EXPECT_EQ(open()->copyMatching(query("own " + std::to_string(i))).status, SecretStatuses::ok);
+    for (int i = 0; i < processes; ++i)
+        EXPECT_EQ(open()->copyMatching(query("own " + std::to_string(i))).status, SecretStatuses::ok);
 }
 
 TEST_F(SealedFileStoreTest, AFileMadeByAnotherProgramMeanwhileIsNotOverwritten) {

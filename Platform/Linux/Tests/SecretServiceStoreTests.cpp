@@ -20,7 +20,8 @@ namespace {
 struct SecretServiceMaker {
     std::unique_ptr<SecretStore> fresh() {
         LibsecretClient client;
-        EXPECT_TRUE(client.lockedCollections().empty()) << "the keyring is locked: the session is not what it should be";
+        EXPECT_TRUE(client.lockedCollections().empty())
+            << "the keyring is locked: the session is not what it should be";
         for (const auto& item : client.list()) client.remove(item);
         return again();
     }
@@ -42,7 +43,9 @@ SecretItem item(std::string account = "identity.primary") {
     return made;
 }
 
-SecretQuery query(std::string account = "identity.primary") { return {"zorvane.Test", std::move(account), {}, {}, false}; }
+SecretQuery query(std::string account = "identity.primary") {
+    return {"zorvane.Test", std::move(account), {}, {}, false};
+}
 const SecretQuery labelQuery{{}, {}, "Test Secret", {}, false};
 
 /// What must never be said when a store can't be looked into.
@@ -60,9 +63,9 @@ void expectAll(SecretStatus expected) {
 }
 
 QDBusMessage callService(const QString& method, const QVariantList& arguments) {
-    QDBusMessage message =
-        QDBusMessage::createMethodCall(QStringLiteral("org.freedesktop.secrets"), QStringLiteral("/org/freedesktop/secrets"),
-                                       QStringLiteral("org.freedesktop.Secret.Service"), method);
+    QDBusMessage message = QDBusMessage::createMethodCall(QStringLiteral("org.freedesktop.secrets"),
+                                                          QStringLiteral("/org/freedesktop/secrets"),
+                                                          QStringLiteral("org.freedesktop.Secret.Service"), method);
     message.setArguments(arguments);
     return QDBusConnection::sessionBus().call(message);
 }
@@ -85,8 +88,10 @@ TEST(SecretServiceUnlockedTest, AnItemWithoutOurAttributesIsFoundByItsLabel) {
 
 TEST(SecretServiceUnlockedTest, OfTwoItemsOfOneIdentityTheOlderCounts) {
     const auto store = SecretServiceMaker().fresh();
-    const std::map<std::string, std::string> identity{{"service", "zorvane.Test"}, {"account", "identity.primary"}, {"synchronizable", "no"}};
-    for (char c = 'a'; c < 'a' + 12; ++c) LibsecretClient().create(identity, "Test Secret", Bytes{static_cast<std::uint8_t>(c)});
+    const std::map<std::string, std::string> identity{
+        {"service", "zorvane.Test"}, {"account", "identity.primary"}, {"synchronizable", "no"}};
+    for (char c = 'a'; c < 'a' + 12; ++c)
+        LibsecretClient().create(identity, "Test Secret", Bytes{static_cast<std::uint8_t>(c)});
     EXPECT_EQ(store->copyMatching(query()).item.data, (Bytes{'a'}));
     EXPECT_EQ(store->add(item()), SecretStatuses::duplicateItem);
     EXPECT_EQ(store->remove(query()), SecretStatuses::ok);
@@ -119,7 +124,8 @@ TEST(SecretServiceFreshTest, WithoutAnyCollectionAnItemIsReallyMissingAndNoneIsS
     SecretServiceStore store;
     EXPECT_EQ(store.copyMatching(query()).status, SecretStatuses::itemNotFound);
     EXPECT_EQ(store.copyMatching(labelQuery).status, SecretStatuses::itemNotFound);
-    EXPECT_EQ(store.add(item()), SecretStatuses::interactionNotAllowed) << store.errorMessage(SecretStatuses::internalError);
+    EXPECT_EQ(store.add(item()), SecretStatuses::interactionNotAllowed)
+        << store.errorMessage(SecretStatuses::internalError);
     EXPECT_EQ(store.copyMatching(query()).status, SecretStatuses::itemNotFound);
 }
 

@@ -58,7 +58,8 @@ TYPED_TEST_P(SecretStoreSuite, AnItemIsFoundByItsLabelAlone) {
     ASSERT_EQ(this->secrets->add(this->item()), SecretStatuses::ok);
     EXPECT_EQ(this->secrets->copyMatching({{}, {}, "Test Secret", {}, false}).item, this->item());
     EXPECT_EQ(this->secrets->copyMatching({{}, {}, "Test", {}, false}).status, SecretStatuses::itemNotFound);
-    EXPECT_EQ(this->secrets->copyMatching({"zorvane.Test", {}, "Other", {}, false}).status, SecretStatuses::itemNotFound);
+    EXPECT_EQ(this->secrets->copyMatching({"zorvane.Test", {}, "Other", {}, false}).status,
+              SecretStatuses::itemNotFound);
 }
 
 TYPED_TEST_P(SecretStoreSuite, AnyBytesAreKept) {
@@ -130,10 +131,10 @@ TYPED_TEST_P(SecretStoreSuite, WhatIsRemovedIsGone) {
 }
 
 TYPED_TEST_P(SecretStoreSuite, EveryStatusHasALineOfText) {
-    for (const SecretStatus status : {SecretStatuses::ok, SecretStatuses::duplicateItem, SecretStatuses::itemNotFound,
-                                      SecretStatuses::userCanceled, SecretStatuses::notAvailable, SecretStatuses::authFailed,
-                                      SecretStatuses::interactionNotAllowed, SecretStatuses::decode,
-                                      SecretStatuses::internalError, SecretStatus{-4711}}) {
+    for (const SecretStatus status :
+         {SecretStatuses::ok, SecretStatuses::duplicateItem, SecretStatuses::itemNotFound, SecretStatuses::userCanceled,
+          SecretStatuses::notAvailable, SecretStatuses::authFailed, SecretStatuses::interactionNotAllowed,
+          SecretStatuses::decode, SecretStatuses::internalError, SecretStatus{-4711}}) {
         const std::string text = this->secrets->errorMessage(status);
         EXPECT_FALSE(text.empty());
         EXPECT_EQ(text.find('\n'), std::string::npos);

@@ -69,7 +69,10 @@ public:
         for (std::size_t at = 0; at < entry.size();) {
             const std::size_t end = entry.find('\n', at);
             std::uint64_t size = 0;
-            for (int i = 0; i < 8; ++i) size |= static_cast<std::uint64_t>(static_cast<unsigned char>(entry[end + 1 + static_cast<std::size_t>(i)])) << (8 * i);
+            for (int i = 0; i < 8; ++i)
+                size |=
+                    static_cast<std::uint64_t>(static_cast<unsigned char>(entry[end + 1 + static_cast<std::size_t>(i)]))
+                    << (8 * i);
             fields[entry.substr(at, end - at)] = entry.substr(end + 9, size);
             EXPECT_EQ(entry.at(end + 9 + size), '\n');
             at = end + 9 + size + 1;
@@ -168,7 +171,8 @@ TEST(SystemLogTest, OnlyTheStreamThatTheEnvironmentNamesIsTheJournal) {
     };
     EXPECT_TRUE(isJournal(device + ":" + inode));
     EXPECT_FALSE(isJournal(std::nullopt));
-    for (const std::string& value : {std::string(), device, device + ":", device + ":" + inode + "x", ":" + inode, device + ":1", "1:" + inode})
+    for (const std::string& value :
+         {std::string(), device, device + ":", device + ":" + inode + "x", ":" + inode, device + ":1", "1:" + inode})
         EXPECT_FALSE(isJournal(value)) << value;
     EXPECT_FALSE(SystemLog::isJournal(-1));
     close(ends[0]);

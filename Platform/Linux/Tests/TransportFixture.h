@@ -24,24 +24,26 @@ protected:
     }
 
     TransportConnection::Handlers recording() {
-        return {[this](TransportState state, const std::optional<TransportError>& error) {
-                    told.push_back(name(state));
-                    lastError = error ? error->text : "";
-                    if (onEvent) onEvent(told.back());
-                },
-                [this](TransportMessage message) {
-                    const std::string content(message.content.begin(), message.content.end());
-                    if (message.opcode == Opcode::close)
-                        told.push_back("close " + (message.closeCode ? std::to_string(static_cast<int>(*message.closeCode)) : "-"));
-                    else
-                        told.push_back((message.opcode == Opcode::text ? "text " : "binary ") + content);
-                    if (onEvent) onEvent(told.back());
-                },
-                [this](const TransportError& error) {
-                    told.push_back("receiveFailed");
-                    lastError = error.text;
-                    if (onEvent) onEvent(told.back());
-                }};
+        return {
+            [this](TransportState state, const std::optional<TransportError>& error) {
+                told.push_back(name(state));
+                lastError = error ? error->text : "";
+                if (onEvent) onEvent(told.back());
+            },
+            [this](TransportMessage message) {
+                const std::string content(message.content.begin(), message.content.end());
+                if (message.opcode == Opcode::close)
+                    told.push_back("close " +
+                                   (message.closeCode ? std::to_string(static_cast<int>(*message.closeCode)) : "-"));
+                else
+                    told.push_back((message.opcode == Opcode::text ? "text " : "binary ") + content);
+                if (onEvent) onEvent(told.back());
+            },
+            [this](const TransportError& error) {
+                told.push_back("receiveFailed");
+                lastError = error.text;
+                if (onEvent) onEvent(told.back());
+            }};
     }
 
     void start(const std::string& url, bool usesTls = false) {
