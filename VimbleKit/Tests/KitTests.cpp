@@ -644,6 +644,38 @@ TEST_F(KitTest, TheRestOfAPackDoesNotEnterTheHistoryOfAnotherServer) {
     EXPECT_EQ(State::load(session.folder.path, session.endpoint).people.find(keyTextOf(2))->name, "B");
 }
 
+TEST_F(KitTest, AServerThatIsChangedToAtTheEndOfALinkIsNotConnectedTo) {
+    Kit& kit = session.start();
+    kit.setEndpoint(session.otherEndpoint);  // used before, and wished for
+    kit.connect();
+    kit.setEndpoint(session.endpoint);
+    kit.connect();
+    session.server().accept({listed(1)});
+    const std::size_t before = links();
+    kit.observeState(watcher, [&](Watcher&, const State& state) {
+        if (state.connection == Connection::offline) kit.setEndpoint(session.otherEndpoint);
+    });
+    session.server().link->end();
+    EXPECT_EQ(kit.state().endpoint, session.otherEndpoint);
+    EXPECT_EQ(connection(), Connection::offline);
+    session.loop.advance(100);
+    EXPECT_EQ(links(), before);
+}
+
+TEST_F(KitTest, AnOldSocketTellsASessionThatLeftItNothing) {
+    Kit& kit = session.start();
+    kit.setEndpoint(session.endpoint);
+    watcher.watch(kit);
+    watcher.then = [&](const std::string& line) {
+        if (line == "Session Online") kit.setEndpoint(session.otherEndpoint);
+    };
+    kit.connect();
+    session.server().accept({listed(1), listed(2)});  // the list comes in the same frame as the authentication
+    EXPECT_EQ(watcher.take(), (Strings{"Session Online", "Connected to the server"}));
+    EXPECT_TRUE(kit.state().people.empty());
+    EXPECT_EQ(connection(), Connection::setup);
+}
+
 TEST_F(KitTest, AListOfOneServerTellsNothingOfAnother) {
     Kit& kit = session.startConnected({listed(1), listed(2)});
     watcher.watch(kit);
