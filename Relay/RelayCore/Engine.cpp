@@ -46,8 +46,7 @@ void RelayCore::Engine::linkOpened(RelayLink& link, LinkState*& slot, std::strin
         link.close(code, reason);
     };
     if (isStopping) return refuseLink(CloseCode::goingAway, "the relay stops", &RelayCounters::closedShutDown);
-    if (failure)
-        return refuseLink(CloseCode::internalError, "the relay's database fails", &RelayCounters::closedStore);
+    if (failure) return refuseLink(CloseCode::internalError, "the relay's database fails", &RelayCounters::closedStore);
     if (links.size() >= limits.links)
         return refuseLink(CloseCode::tryAgainLater, "too many links", &RelayCounters::closedTooManyLinks);
     std::size_t& fromThere = addresses[std::string(address)];
@@ -295,8 +294,7 @@ void RelayCore::Engine::collect(LinkState& link, Date now) {
 // ---- what the relay itself says
 
 void RelayCore::Engine::say(LinkState& link, ByteView plaintext) {
-    const Bytes frame =
-        sealedFrame(link.keys.publicKey, link.member->key, host.nonce(), plaintext, *link.sharedKey);
+    const Bytes frame = sealedFrame(link.keys.publicKey, link.member->key, host.nonce(), plaintext, *link.sharedKey);
     link.link->send(frame);
     link.bytesSent += frame.size();
     touch(link);

@@ -91,8 +91,8 @@ private:
     RelayHost& host;
     Members members;
     Mailroom mailroom;
-    std::vector<LinkState*> links;    // owned
-    std::vector<LinkState*> touched;  // sent something in this turn
+    std::vector<LinkState*> links;                           // owned
+    std::vector<LinkState*> touched;                         // sent something in this turn
     std::unordered_map<std::string, std::size_t> addresses;  // links of each
 
     std::optional<std::string> failure;

@@ -36,10 +36,8 @@ void RelayCore::Engine::obey(LinkState& link, const Command& command, Date now) 
     };
 
     switch (command.kind) {
-        case CommandKind::list:
-            return sendList(link);
-        case CommandKind::help:
-            return answer(link, commandHelp);
+        case CommandKind::list: return sendList(link);
+        case CommandKind::help: return answer(link, commandHelp);
         case CommandKind::who: {
             std::string text = std::to_string(members.count()) + " members:";
             for (const Member* each : members.all()) {
@@ -56,8 +54,7 @@ void RelayCore::Engine::obey(LinkState& link, const Command& command, Date now) 
             listChanged(now);
             return answer(link, "Added " + named() + ".");
         case CommandKind::remove: {
-            if (isLastAdmin())
-                return refuse(link, "That is the last admin: make somebody else an admin first.");
+            if (isLastAdmin()) return refuse(link, "That is the last admin: make somebody else an admin first.");
             store.removeMember(member->key);
             answer(link, "Removed " + named() + ".");
             return removeMember(*member, now);
@@ -68,16 +65,12 @@ void RelayCore::Engine::obey(LinkState& link, const Command& command, Date now) 
             return answer(link, named() + " is an admin now.");
         case CommandKind::unadmin:
             if (!member->isAdmin) return answer(link, named() + " is no admin.");
-            if (isLastAdmin())
-                return refuse(link, "That is the last admin: make somebody else an admin first.");
+            if (isLastAdmin()) return refuse(link, "That is the last admin: make somebody else an admin first.");
             setAdmin(false);
             return answer(link, named() + " is no admin any more.");
-        case CommandKind::missingKey:
-            return refuse(link, "That command needs a key. Try help.");
-        case CommandKind::badKey:
-            return refuse(link, "That is no public key of 64 hexadecimal characters. Try help.");
-        case CommandKind::unknown:
-            return refuse(link, "Unknown command. Try help.");
+        case CommandKind::missingKey: return refuse(link, "That command needs a key. Try help.");
+        case CommandKind::badKey: return refuse(link, "That is no public key of 64 hexadecimal characters. Try help.");
+        case CommandKind::unknown: return refuse(link, "Unknown command. Try help.");
     }
 }
 

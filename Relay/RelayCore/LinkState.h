@@ -16,9 +16,9 @@
 struct LinkState {
     RelayLink* link = nullptr;
     LinkState** slot = nullptr;  // where the link keeps its pointer to this
-    std::size_t index = 0;  // in the list of all links
+    std::size_t index = 0;       // in the list of all links
     std::string address;
-    Nacl::KeyPair keys;  // made for this link alone
+    Nacl::KeyPair keys;                        // made for this link alone
     std::optional<Nacl::SharedKey> sharedKey;  // with the member
     Member* member = nullptr;                  // until the first pack: nobody
     Date openedAt;
@@ -30,8 +30,8 @@ struct LinkState {
     std::deque<Parcel*> unproved;  // sent, in order
     std::deque<Parcel*> behind;    // live packs that wait for the mail to be through
     std::size_t behindBytes = 0;
-    bool isCollecting = false;         // the mail is on its way to this link
-    std::uint64_t pageEnd = 0;         // `parcelsSent` behind the last page of mail
+    bool isCollecting = false;  // the mail is on its way to this link
+    std::uint64_t pageEnd = 0;  // `parcelsSent` behind the last page of mail
 
     // Counted from the start of the link; what lies between sent and proved is on its way.
     std::uint64_t parcelsSent = 0;

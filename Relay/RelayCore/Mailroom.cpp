@@ -128,7 +128,8 @@ void Mailroom::write(Held held, Date oldest) {
     std::vector<MailItem> items;
     for (const Parcel* parcel : fresh) {
         if (parcel->isDone) continue;
-        const bool isLeft = parcel->holders > 0 && (held == Held::none || (held == Held::old && parcel->arrived > oldest));
+        const bool isLeft =
+            parcel->holders > 0 && (held == Held::none || (held == Held::old && parcel->arrived > oldest));
         if (!isLeft) items.push_back({parcel->id, parcel->target->key, parcel->arrived, parcel->frame});
     }
     if (!items.empty() || !forgotten.empty()) store.changeMail(items, forgotten);

@@ -73,7 +73,7 @@ private:
     RelayStore& store;
     RelayCounters& counters;
     std::int64_t lastId = 0;
-    std::deque<Parcel*> fresh;             // by id
+    std::deque<Parcel*> fresh;            // by id
     std::vector<std::int64_t> forgotten;  // proved, and still in the store
     std::optional<Date> due;
 };

@@ -84,9 +84,9 @@ std::filesystem::path defaultDatabase() {
 std::optional<Arguments::Command> commandFrom(const std::string& word) {
     using Command = Arguments::Command;
     const std::pair<const char*, Command> commands[] = {
-        {"serve", Command::serve}, {"add", Command::add},        {"remove", Command::remove},
-        {"list", Command::list},   {"backup", Command::backUp},  {"help", Command::help},
-        {"--help", Command::help}, {"-h", Command::help},        {"--version", Command::version},
+        {"serve", Command::serve}, {"add", Command::add},       {"remove", Command::remove},
+        {"list", Command::list},   {"backup", Command::backUp}, {"help", Command::help},
+        {"--help", Command::help}, {"-h", Command::help},       {"--version", Command::version},
     };
     for (const auto& [name, command] : commands)
         if (word == name) return command;
@@ -103,20 +103,15 @@ void takePlain(Arguments& arguments, const std::vector<std::string>& plain) {
         case Arguments::Command::add:
             need(arguments.file ? 0 : 1, arguments.file ? 0 : 1, "a key, or --file FILE");
             break;
-        case Arguments::Command::remove:
-            need(1, 1, "a key");
-            break;
+        case Arguments::Command::remove: need(1, 1, "a key"); break;
         case Arguments::Command::backUp:
             need(1, 1, "a file to write");
             arguments.file = plain[0];
             return;
         case Arguments::Command::serve:
-        case Arguments::Command::list:
-            need(0, 0, "");
-            break;
+        case Arguments::Command::list: need(0, 0, ""); break;
         case Arguments::Command::help:
-        case Arguments::Command::version:
-            return;
+        case Arguments::Command::version: return;
     }
     arguments.keys = plain;
 }

@@ -21,7 +21,7 @@ struct Arguments {
     Command command = Command::help;
     std::filesystem::path database;
     ServeOptions serve;
-    std::vector<std::string> keys;             // add, remove
+    std::vector<std::string> keys;              // add, remove
     std::optional<std::filesystem::path> file;  // add --file, backup FILE
     bool isAdmin = false;                       // add
 

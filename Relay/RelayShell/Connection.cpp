@@ -97,8 +97,7 @@ std::size_t Connection::consumeRequest(ByteView bytes) {
         server.options().isBehindProxy && !verdict->forwardedFor.empty() ? verdict->forwardedFor : address;
     std::string response = verdict->response;
     switch (verdict->kind) {
-        case HttpVerdict::Kind::upgrade:
-            break;
+        case HttpVerdict::Kind::upgrade: break;
         case HttpVerdict::Kind::healthz: {
             const auto& failure = server.core().storeFailure();
             response = failure ? HttpFront::response(503, "text/plain", "the database fails\n")
@@ -110,8 +109,7 @@ std::size_t Connection::consumeRequest(ByteView bytes) {
                            ? HttpFront::response(200, "text/plain; version=0.0.4", server.metrics())
                            : HttpFront::response(403, "text/plain", "Only for this machine.\n");
             break;
-        case HttpVerdict::Kind::answer:
-            break;
+        case HttpVerdict::Kind::answer: break;
     }
     const auto text = bytesOf(response);
     out.insert(out.end(), text.begin(), text.end());
@@ -130,8 +128,9 @@ std::size_t Connection::consumeRequest(ByteView bytes) {
 std::size_t Connection::consumeFrames(std::span<std::uint8_t> bytes) {
     const std::size_t used = reader.read(bytes, *this);
     if (const auto code = reader.error(); code && phase == Phase::link) {
-        ++(*code == 1009 ? server.counters().closedFrameSize
-                         : *code == 1003 ? server.counters().closedText : server.counters().closedProtocol);
+        ++(*code == 1009   ? server.counters().closedFrameSize
+           : *code == 1003 ? server.counters().closedText
+                           : server.counters().closedProtocol);
         server.core().linkClosed(*this, server.now());
         WebsocketWriter::appendClose(out, *code, {});
         gather();

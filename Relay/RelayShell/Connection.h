@@ -64,17 +64,17 @@ private:
 
     Server& server;
     Tcp::Socket socket;
-    std::string address;     // of the other side of the socket
+    std::string address;  // of the other side of the socket
     std::unique_ptr<TlsSession> tls;
     WebsocketReader reader;
     Phase phase = Phase::request;
-    Date deadline;           // of the request, or of closing
-    Bytes partial;           // what was read and is not complete
-    Bytes out;               // what is to be sent, before TLS
-    Bytes sealedOut;         // the same behind TLS
+    Date deadline;            // of the request, or of closing
+    Bytes partial;            // what was read and is not complete
+    Bytes out;                // what is to be sent, before TLS
+    Bytes sealedOut;          // the same behind TLS
     std::size_t written = 0;  // how much of it the socket has taken
-    bool isGathered = false;   // is in the server's list of connections to flush
+    bool isGathered = false;  // is in the server's list of connections to flush
     bool isWaitingToWrite = false;
-    bool hasFailed = false;    // ends at the end of the turn
-    bool isShut = false;       // TLS has been told that no more will be sent
+    bool hasFailed = false;  // ends at the end of the turn
+    bool isShut = false;     // TLS has been told that no more will be sent
 };

@@ -11,7 +11,7 @@ struct HttpVerdict {
     enum class Kind { upgrade, healthz, metrics, answer };
 
     Kind kind = Kind::answer;
-    std::string response;  // for `upgrade` and `answer`: the whole of it
+    std::string response;      // for `upgrade` and `answer`: the whole of it
     std::string forwardedFor;  // the last address in X-Forwarded-For; empty without one
     std::size_t used = 0;      // bytes of the request; for `upgrade`, frames begin behind them
 };

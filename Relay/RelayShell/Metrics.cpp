@@ -60,7 +60,8 @@ std::string metricsText(const RelayCounters& core, const RelayGauges& gauges, co
 
     out.head("closed_total", "counter", "Links closed by the relay.");
     const auto closed = [&](std::string_view code, std::string_view reason, std::uint64_t value) {
-        out.sample("closed_total", "{code=\"" + std::string(code) + "\",reason=\"" + std::string(reason) + "\"}", value);
+        out.sample("closed_total", "{code=\"" + std::string(code) + "\",reason=\"" + std::string(reason) + "\"}",
+                   value);
     };
     closed("1001", "silent", core.closedSilent);
     closed("1001", "shut_down", core.closedShutDown);

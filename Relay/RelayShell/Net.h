@@ -2,8 +2,8 @@
 
 #include "Base/Bytes.h"
 
-#include <boost/asio/basic_socket_acceptor.hpp>
 #include <boost/asio/basic_signal_set.hpp>
+#include <boost/asio/basic_socket_acceptor.hpp>
 #include <boost/asio/basic_stream_socket.hpp>
 #include <boost/asio/basic_waitable_timer.hpp>
 #include <boost/asio/io_context.hpp>

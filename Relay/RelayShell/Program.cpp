@@ -75,26 +75,13 @@ void backUp(const Arguments& arguments) {
 
 int obey(const Arguments& arguments) {
     switch (arguments.command) {
-        case Arguments::Command::help:
-            std::cout << usageText();
-            return 0;
-        case Arguments::Command::version:
-            std::cout << "vimble-relay " VIMBLE_VERSION "\n";
-            return 0;
-        case Arguments::Command::serve:
-            return Server(arguments.serve).run();
-        case Arguments::Command::add:
-            add(arguments);
-            return 0;
-        case Arguments::Command::remove:
-            remove(arguments);
-            return 0;
-        case Arguments::Command::list:
-            list(arguments);
-            return 0;
-        case Arguments::Command::backUp:
-            backUp(arguments);
-            return 0;
+        case Arguments::Command::help: std::cout << usageText(); return 0;
+        case Arguments::Command::version: std::cout << "vimble-relay " VIMBLE_VERSION "\n"; return 0;
+        case Arguments::Command::serve: return Server(arguments.serve).run();
+        case Arguments::Command::add: add(arguments); return 0;
+        case Arguments::Command::remove: remove(arguments); return 0;
+        case Arguments::Command::list: list(arguments); return 0;
+        case Arguments::Command::backUp: backUp(arguments); return 0;
     }
     return 1;
 }

@@ -12,8 +12,8 @@ struct ServeOptions {
     std::filesystem::path database;
     std::optional<std::filesystem::path> tlsCertificate;  // both or none
     std::optional<std::filesystem::path> tlsKey;
-    bool isBehindProxy = false;     // addresses are taken from X-Forwarded-For
-    bool hasOpenMetrics = false;    // /metrics for everybody, not only for this machine
+    bool isBehindProxy = false;      // addresses are taken from X-Forwarded-For
+    bool hasOpenMetrics = false;     // /metrics for everybody, not only for this machine
     std::size_t headerBytes = 8192;  // a longer HTTP request is answered with 431
     Seconds requestTime = 10;        // from the connection to the end of its request (TLS included)
     RelayLimits limits;

@@ -123,8 +123,7 @@ void Server::listen() {
     acceptor.open(endpoint.protocol(), error);
     if (error) throw failed(error);
     acceptor.set_option(Tcp::Acceptor::reuse_address(true), error);
-    if (endpoint.protocol() == Tcp::Protocol::v6())
-        acceptor.set_option(boost::asio::ip::v6_only(false), error);
+    if (endpoint.protocol() == Tcp::Protocol::v6()) acceptor.set_option(boost::asio::ip::v6_only(false), error);
     acceptor.bind(endpoint, error);
     if (!error) acceptor.listen(boost::asio::socket_base::max_listen_connections, error);
     if (error) throw failed(error);

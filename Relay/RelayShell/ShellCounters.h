@@ -5,10 +5,10 @@
 /// What has happened around the relay's logic since the start; every field only grows.
 struct ShellCounters {
     std::uint64_t connections = 0;
-    std::uint64_t acceptFailures = 0;         // no more descriptors, mostly
-    std::uint64_t connectionsRefused = 0;     // too many from one address
-    std::uint64_t requestsLate = 0;           // no whole request in time
-    std::uint64_t requestsAnswered = 0;       // with anything but an upgrade
+    std::uint64_t acceptFailures = 0;      // no more descriptors, mostly
+    std::uint64_t connectionsRefused = 0;  // too many from one address
+    std::uint64_t requestsLate = 0;        // no whole request in time
+    std::uint64_t requestsAnswered = 0;    // with anything but an upgrade
     std::uint64_t upgrades = 0;
     std::uint64_t tlsFailures = 0;
     std::uint64_t closedProtocol = 0;   // 1002

@@ -6,6 +6,7 @@
 #include <openssl/err.h>
 #include <openssl/ssl.h>
 
+#include <algorithm>
 #include <string>
 
 namespace {
@@ -19,14 +20,15 @@ std::string lastReason() {
 
 }  // namespace
 
-void TlsContext::Free::operator()(SSL_CTX* context) const { SSL_CTX_free(context); }
-void TlsSession::Free::operator()(SSL* session) const { SSL_free(session); }
+void TlsContext::Free::operator()(SSL_CTX* handle) const { SSL_CTX_free(handle); }
+void TlsSession::Free::operator()(SSL* handle) const { SSL_free(handle); }
 
 TlsContext::TlsContext(const std::filesystem::path& certificate, const std::filesystem::path& key)
     : context(SSL_CTX_new(TLS_server_method())) {
     check(context != nullptr, "TLS can't be set up.");
     SSL_CTX_set_min_proto_version(context.get(), TLS1_2_VERSION);
-    SSL_CTX_set_options(context.get(), SSL_OP_NO_RENEGOTIATION | SSL_OP_NO_COMPRESSION | SSL_OP_CIPHER_SERVER_PREFERENCE);
+    SSL_CTX_set_options(context.get(),
+                        SSL_OP_NO_RENEGOTIATION | SSL_OP_NO_COMPRESSION | SSL_OP_CIPHER_SERVER_PREFERENCE);
     SSL_CTX_set_mode(context.get(), SSL_MODE_RELEASE_BUFFERS);
     ERR_clear_error();
     if (SSL_CTX_use_certificate_chain_file(context.get(), certificate.c_str()) != 1)

@@ -28,7 +28,7 @@ public:
 
 private:
     struct Free {
-        void operator()(SSL_CTX* context) const;
+        void operator()(SSL_CTX* handle) const;
     };
     std::unique_ptr<SSL_CTX, Free> context;
 };
@@ -50,7 +50,7 @@ public:
 
 private:
     struct Free {
-        void operator()(SSL* session) const;
+        void operator()(SSL* handle) const;
     };
     std::unique_ptr<SSL, Free> session;
     BIO* input;   // owned by the session, as is

@@ -67,7 +67,7 @@ void appendHeader(Bytes& out, Opcode opcode, std::size_t size) {
 struct WebsocketReader::Header {
     std::uint8_t opcode = 0;
     bool isFinal = false;
-    std::size_t size = 0;     // of the header, mask included
+    std::size_t size = 0;  // of the header, mask included
     std::uint64_t payload = 0;
 
     bool isControl() const { return (opcode & 0x8) != 0; }
@@ -102,17 +102,14 @@ bool WebsocketReader::readHeader(ByteView bytes, Header& header) {
         case continuation:
             if (!isInMessage) return fail(protocolError);
             break;
-        case text:
-            return fail(unsupportedData);
+        case text: return fail(unsupportedData);
         case binary:
             if (isInMessage) return fail(protocolError);
             break;
         case closing:
         case ping:
-        case pong:
-            break;
-        default:
-            return fail(protocolError);
+        case pong: break;
+        default: return fail(protocolError);
     }
     if (bytes.size() < 2 + lengthSize) return false;
     if (lengthSize > 0) {
@@ -127,12 +124,9 @@ bool WebsocketReader::readHeader(ByteView bytes, Header& header) {
 
 bool WebsocketReader::handle(const Header& header, ByteView payload, Sink& sink) {
     switch (header.opcode) {
-        case closing:
-            return handleClose(payload, sink);
-        case ping:
-            return sink.onPing(payload);
-        case pong:
-            return sink.onPong(payload);
+        case closing: return handleClose(payload, sink);
+        case ping: return sink.onPing(payload);
+        case pong: return sink.onPong(payload);
     }
     if (header.isFinal && !isInMessage) return sink.onMessage(payload);
     message.insert(message.end(), payload.begin(), payload.end());

@@ -15,9 +15,10 @@ std::optional<HttpVerdict> judge(const std::string& text) { return HttpFront::ju
 
 /// The example of RFC 6455, section 1.3.
 std::string handshake(const std::string& target = "/relay", const std::string& extra = {}) {
-    return "GET " + target + " HTTP/1.1\r\nHost: server.example.com\r\nUpgrade: websocket\r\nConnection: Upgrade\r\n"
-           "Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\nOrigin: http://example.com\r\n" + extra +
-           "Sec-WebSocket-Version: 13\r\n\r\n";
+    return "GET " + target +
+           " HTTP/1.1\r\nHost: server.example.com\r\nUpgrade: websocket\r\nConnection: Upgrade\r\n"
+           "Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\nOrigin: http://example.com\r\n" +
+           extra + "Sec-WebSocket-Version: 13\r\n\r\n";
 }
 
 TEST(HttpFrontTest, TheHandshakeOfTheStandardIsAccepted) {
@@ -36,7 +37,8 @@ TEST(HttpFrontTest, AnIncompleteRequestIsWaitedFor) {
 }
 
 TEST(HttpFrontTest, APathThatEndsInRelayIsTheWebSocket) {
-    for (const char* path : {"/relay", "/a/b/relay", "/relay?x=/y"}) EXPECT_EQ(judge(handshake(path))->kind, Kind::upgrade) << path;
+    for (const char* path : {"/relay", "/a/b/relay", "/relay?x=/y"})
+        EXPECT_EQ(judge(handshake(path))->kind, Kind::upgrade) << path;
     for (const char* path : {"/", "/relay/", "/norelay", "/relayed", "/?/relay"})
         EXPECT_THAT(judge(handshake(path))->response, StartsWith("HTTP/1.1 404 ")) << path;
 }
@@ -49,8 +51,8 @@ TEST(HttpFrontTest, OtherPagesAreTold) {
 }
 
 TEST(HttpFrontTest, WhatIsNoHttpIsABadRequest) {
-    for (const char* text : {"hello\r\n\r\n", "GET\r\n\r\n", "GET / HTTP/9.9\r\n\r\n", "GET / HTTP/1.1\r\nno colon\r\n\r\n",
-                             "GET / HTTP/1.1\r\nContent-Length: x\r\n\r\n"}) {
+    for (const char* text : {"hello\r\n\r\n", "GET\r\n\r\n", "GET / HTTP/9.9\r\n\r\n",
+                             "GET / HTTP/1.1\r\nno colon\r\n\r\n", "GET / HTTP/1.1\r\nContent-Length: x\r\n\r\n"}) {
         const auto verdict = judge(text);
         ASSERT_TRUE(verdict) << text;
         EXPECT_THAT(verdict->response, StartsWith("HTTP/1.1 400 ")) << text;

@@ -38,7 +38,9 @@ public:
 
     bool upgrade(const std::string& path = "/relay") {
         if constexpr (!std::is_same_v<Stream, boost::asio::ip::tcp::socket>) {
-            if (!await([&](auto done) { stream.next_layer().async_handshake(boost::asio::ssl::stream_base::client, done); }))
+            if (!await([&](auto done) {
+                    stream.next_layer().async_handshake(boost::asio::ssl::stream_base::client, done);
+                }))
                 return false;
         }
         if (!await([&](auto done) { stream.async_handshake("localhost", path, done); })) return false;

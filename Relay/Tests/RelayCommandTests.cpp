@@ -52,8 +52,7 @@ TEST_F(RelayCommandTest, ListIsAnsweredWithTheListAgain) {
 }
 
 TEST_F(RelayCommandTest, WhoShowsMembersAdminsAndWhoIsThere) {
-    EXPECT_EQ(ask(world.join(bob), "who"),
-              "crsp 2 members:\n" + ada.hex() + " admin\n" + bob.hex() + " online");
+    EXPECT_EQ(ask(world.join(bob), "who"), "crsp 2 members:\n" + ada.hex() + " admin\n" + bob.hex() + " online");
 }
 
 TEST_F(RelayCommandTest, OnlyAdminsManageMembers) {
@@ -128,7 +127,8 @@ TEST_F(RelayCommandTest, AFailingStoreLeavesTheMembersAsTheyWere) {
         EXPECT_EQ(link.closeCode, CloseCode::internalError);
         world.store.failFrom = -1;
         world.advance(2);
-        EXPECT_THAT(world.join(ada).lists.back(), ElementsAre(MetaPerson{ada.hex(), true, true}, MetaPerson{bob.hex(), false, false}));
+        EXPECT_THAT(world.join(ada).lists.back(),
+                    ElementsAre(MetaPerson{ada.hex(), true, true}, MetaPerson{bob.hex(), false, false}));
     }
 }
 

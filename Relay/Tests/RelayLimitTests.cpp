@@ -25,7 +25,8 @@ void makeCertificate(const std::string& certificateFile, const std::string& keyF
     X509_gmtime_adj(X509_getm_notAfter(certificate), 3600);
     X509_set_pubkey(certificate, key);
     X509_NAME* subject = X509_get_subject_name(certificate);
-    X509_NAME_add_entry_by_txt(subject, "CN", MBSTRING_ASC, reinterpret_cast<const unsigned char*>(name.c_str()), -1, -1, 0);
+    X509_NAME_add_entry_by_txt(subject, "CN", MBSTRING_ASC, reinterpret_cast<const unsigned char*>(name.c_str()), -1,
+                               -1, 0);
     X509_set_issuer_name(certificate, subject);
     X509_sign(certificate, key, EVP_sha256());
     std::FILE* file = std::fopen(certificateFile.c_str(), "w");
@@ -64,8 +65,9 @@ TEST_F(RelayLimitTest, HttpRequestsAreAnsweredByWhatTheyAskFor) {
     EXPECT_THAT(get(port, "/relay"), StartsWith("HTTP/1.1 426 "));
     EXPECT_THAT(get(port, "/relay", "Connection: Upgrade\r\nUpgrade: websocket\r\nSec-WebSocket-Version: 12\r\n"),
                 HasSubstr("Sec-WebSocket-Version: 13\r\n"));
-    EXPECT_THAT(get(port, "/relay", "Connection: Upgrade\r\nUpgrade: websocket\r\nSec-WebSocket-Version: 13\r\n"
-                                    "Sec-WebSocket-Key: short\r\n"),
+    EXPECT_THAT(get(port, "/relay",
+                    "Connection: Upgrade\r\nUpgrade: websocket\r\nSec-WebSocket-Version: 13\r\n"
+                    "Sec-WebSocket-Key: short\r\n"),
                 StartsWith("HTTP/1.1 400 "));
     EXPECT_THAT(get(port, "/healthz", "X-Long: " + std::string(20000, 'x') + "\r\n"), StartsWith("HTTP/1.1 431 "));
     const auto answerTo = [port](const std::string& request) {
@@ -73,7 +75,8 @@ TEST_F(RelayLimitTest, HttpRequestsAreAnsweredByWhatTheyAskFor) {
         connection.send(request);
         return connection.readAll();
     };
-    EXPECT_THAT(answerTo("POST /healthz HTTP/1.1\r\nHost: here\r\nContent-Length: 3\r\n\r\nabc"), StartsWith("HTTP/1.1 405 "));
+    EXPECT_THAT(answerTo("POST /healthz HTTP/1.1\r\nHost: here\r\nContent-Length: 3\r\n\r\nabc"),
+                StartsWith("HTTP/1.1 405 "));
     EXPECT_THAT(answerTo("\x16\x03\x01\x02 this is no HTTP\r\n\r\n"), StartsWith("HTTP/1.1 400 "));
 }
 
@@ -103,14 +106,14 @@ TEST_F(RelayLimitTest, FramesAgainstTheProtocolAreClosedWithTheirCodes) {
     const auto relay = serve({"--frame-bytes", "1000", "--pack-bytes", "1000"});
     const auto port = relay->port();
     const std::string mask(4, '\0');
-    EXPECT_EQ(closeCodeFor(port, std::string("\x82\x01x", 3)), 1002);                            // no mask
-    EXPECT_EQ(closeCodeFor(port, std::string("\xc2\x81", 2) + mask + "x"), 1002);                // a reserved bit
-    EXPECT_EQ(closeCodeFor(port, std::string("\x83\x81", 2) + mask + "x"), 1002);                // no such opcode
-    EXPECT_EQ(closeCodeFor(port, std::string("\x80\x81", 2) + mask + "x"), 1002);                // continues nothing
-    EXPECT_EQ(closeCodeFor(port, std::string("\x81\x81", 2) + mask + "x"), 1003);                // text
-    EXPECT_EQ(closeCodeFor(port, std::string("\x82\xfe\x03\xe9", 4) + mask), 1009);              // 1001 bytes
+    EXPECT_EQ(closeCodeFor(port, std::string("\x82\x01x", 3)), 1002);                // no mask
+    EXPECT_EQ(closeCodeFor(port, std::string("\xc2\x81", 2) + mask + "x"), 1002);    // a reserved bit
+    EXPECT_EQ(closeCodeFor(port, std::string("\x83\x81", 2) + mask + "x"), 1002);    // no such opcode
+    EXPECT_EQ(closeCodeFor(port, std::string("\x80\x81", 2) + mask + "x"), 1002);    // continues nothing
+    EXPECT_EQ(closeCodeFor(port, std::string("\x81\x81", 2) + mask + "x"), 1003);    // text
+    EXPECT_EQ(closeCodeFor(port, std::string("\x82\xfe\x03\xe9", 4) + mask), 1009);  // 1001 bytes
     EXPECT_EQ(closeCodeFor(port, std::string("\x82\xff\xff\xff\xff\xff\xff\xff\xff\xff", 10) + mask), 1009);
-    EXPECT_EQ(closeCodeFor(port, std::string("\x88\x82", 2) + mask + "\x03\xe8"), 1000);         // a proper close
+    EXPECT_EQ(closeCodeFor(port, std::string("\x88\x82", 2) + mask + "\x03\xe8"), 1000);  // a proper close
     EXPECT_EQ(metric(port, "links"), 0);
     const std::string text = get(port, "/metrics");
     EXPECT_THAT(text, HasSubstr("closed_total{code=\"1002\",reason=\"protocol\"} 4\n"));
@@ -132,7 +135,8 @@ TEST_F(RelayLimitTest, ALinkWithoutAFirstPackIsClosedWith1013) {
     RelayClient client(ada, relay->port());
     ASSERT_TRUE(client.upgrade());
     EXPECT_EQ(client.closeCode(), 1013);
-    EXPECT_THAT(get(relay->port(), "/metrics"), HasSubstr("closed_total{code=\"1013\",reason=\"first_pack_late\"} 1\n"));
+    EXPECT_THAT(get(relay->port(), "/metrics"),
+                HasSubstr("closed_total{code=\"1013\",reason=\"first_pack_late\"} 1\n"));
 }
 
 TEST_F(RelayLimitTest, ALinkThatAnswersNoPingIsClosedAndOneThatDoesStays) {
@@ -145,9 +149,9 @@ TEST_F(RelayLimitTest, ALinkThatAnswersNoPingIsClosedAndOneThatDoesStays) {
     ASSERT_TRUE(deaf.join());
     // Reading on, it answers pings; the other one does not read.
     const auto isOffline = [&] {
-        return alive.lists.size() > 1 && std::any_of(alive.lists.back().begin(), alive.lists.back().end(), [&](const MetaPerson& each) {
-                   return each.publicKey == bob.hex() && !each.isOnline;
-               });
+        return alive.lists.size() > 1 &&
+               std::any_of(alive.lists.back().begin(), alive.lists.back().end(),
+                           [&](const MetaPerson& each) { return each.publicKey == bob.hex() && !each.isOnline; });
     };
     EXPECT_TRUE(alive.readUntil(isOffline));
     EXPECT_EQ(deaf.closeCode(), 1001);
@@ -176,11 +180,13 @@ TEST_F(RelayLimitTest, LinksAndConnectionsFromOneAddressAreLimited) {
 TEST_F(RelayLimitTest, BehindAProxyTheAddressIsWhatTheProxySays) {
     const auto relay = serve({"--behind-proxy", "--links-per-address", "1"});
     const auto upgradeFrom = [&](RawConnection& connection, const std::string& address) {
-        connection.send("GET /relay HTTP/1.1\r\nHost: here\r\nConnection: Upgrade\r\nUpgrade: websocket\r\n"
-                        "Sec-WebSocket-Version: 13\r\nSec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\nX-Forwarded-For: " +
-                        address + "\r\n\r\n");
+        connection.send(
+            "GET /relay HTTP/1.1\r\nHost: here\r\nConnection: Upgrade\r\nUpgrade: websocket\r\n"
+            "Sec-WebSocket-Version: 13\r\nSec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\nX-Forwarded-For: " +
+            address + "\r\n\r\n");
     };
-    RawConnection first(relay->port()), second(relay->port()), third(relay->port()), sameHalf(relay->port()), fifth(relay->port());
+    RawConnection first(relay->port()), second(relay->port()), third(relay->port()), sameHalf(relay->port()),
+        fifth(relay->port());
     upgradeFrom(first, "192.0.2.1");
     EXPECT_THAT(first.readUntil("vimble:"), HasSubstr("vimble:"));
     upgradeFrom(second, "10.0.0.1, 192.0.2.2");
@@ -278,7 +284,8 @@ TEST_F(RelayTlsTest, TheCertificateIsReadAgainOnSighup) {
 
     std::filesystem::remove(key);
     relay->signal(SIGHUP);
-    EXPECT_THAT(relay->errLine(), StartsWith("vimble-relay: the old certificate stays in use: the key " + key + " can't be used: "));
+    EXPECT_THAT(relay->errLine(),
+                StartsWith("vimble-relay: the old certificate stays in use: the key " + key + " can't be used: "));
     TlsRelayClient still(ada, relay->port(), tls);
     EXPECT_TRUE(still.join());
 }
@@ -295,9 +302,11 @@ TEST_F(RelayTlsTest, ACertificateThatCannotBeUsedIsSaidInOneLine) {
     makeCertificate(certificate, key, "first");
     const std::string otherKey = (folder.path / "other.pem").string();
     makeCertificate((folder.path / "unused.pem").string(), otherKey, "other");
-    EXPECT_EQ(command({"serve", "--listen", "127.0.0.1:0", "--tls-certificate", certificate, "--tls-key", otherKey}), 1);
+    EXPECT_EQ(command({"serve", "--listen", "127.0.0.1:0", "--tls-certificate", certificate, "--tls-key", otherKey}),
+              1);
     EXPECT_THAT(complained, HasSubstr(otherKey));
-    EXPECT_EQ(command({"serve", "--listen", "127.0.0.1:0", "--tls-certificate", database() + ".none", "--tls-key", key}), 1);
+    EXPECT_EQ(
+        command({"serve", "--listen", "127.0.0.1:0", "--tls-certificate", database() + ".none", "--tls-key", key}), 1);
     EXPECT_THAT(complained, StartsWith("vimble-relay: the certificate " + database() + ".none can't be used: "));
 }
 

@@ -170,7 +170,8 @@ TEST_F(RelayLinkTest, APongThatAnswersNoPingProvesNothing) {
     reader.isProving = false;
     TestLink& author = world.join(ada);
     world.advance(1);
-    for (const std::uint64_t payload : std::exchange(reader.pings, {})) world.core().pongReceived(reader, payload, world.now);
+    for (const std::uint64_t payload : std::exchange(reader.pings, {}))
+        world.core().pongReceived(reader, payload, world.now);
     world.turn();
     world.write(author, bob, "one");
     world.core().pongReceived(reader, 12345, world.now);

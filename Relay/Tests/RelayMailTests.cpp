@@ -344,7 +344,8 @@ TEST_F(RelayMailTest, ChangesOfTheMembersInTheStoreAreFollowed) {
     world.core().membersChanged(world.now);
     world.advance(0.1);
     EXPECT_EQ(removed.closeCode, CloseCode::policyViolation);
-    const std::vector<MetaPerson> expected{{ada.hex(), false, true}, {cai.hex(), true, false}, {eve.hex(), false, false}};
+    const std::vector<MetaPerson> expected{
+        {ada.hex(), false, true}, {cai.hex(), true, false}, {eve.hex(), false, false}};
     EXPECT_EQ(admin.lists.back(), expected);
     EXPECT_FALSE(world.join(eve).closeCode);
 }
@@ -431,7 +432,9 @@ TEST_P(RelayStoreFailureTest, NothingIsLostAndNobodyIsThrownOut) {
     world.store.failUntil = world.store.failFrom + 3;
 
     Texts written, bobRead, caiRead;
-    const auto read = [](const TestLink& link, Texts& into) { into.insert(into.end(), link.texts.begin(), link.texts.end()); };
+    const auto read = [](const TestLink& link, Texts& into) {
+        into.insert(into.end(), link.texts.begin(), link.texts.end());
+    };
     for (int round = 0; round < 6; ++round) {
         TestLink& author = world.join(ada);
         TestLink& reader = world.join(bob, round % 2 == 0);

@@ -69,7 +69,8 @@ public:
         if (knownPort == 0) {
             firstLine = outLine();
             const auto colon = firstLine.rfind(':');
-            if (colon != std::string::npos) knownPort = static_cast<std::uint16_t>(std::atoi(firstLine.c_str() + colon + 1));
+            if (colon != std::string::npos)
+                knownPort = static_cast<std::uint16_t>(std::atoi(firstLine.c_str() + colon + 1));
         }
         return knownPort;
     }
@@ -102,7 +103,8 @@ private:
                 rest.erase(0, newline + 1);
                 return line;
             }
-            const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(end - std::chrono::steady_clock::now());
+            const auto left =
+                std::chrono::duration_cast<std::chrono::milliseconds>(end - std::chrono::steady_clock::now());
             pollfd poll{pipe, POLLIN, 0};
             if (left.count() <= 0 || ::poll(&poll, 1, static_cast<int>(left.count())) != 1) return {};
             char bytes[4096];
@@ -160,11 +162,15 @@ public:
     /// Whether the other side has closed, and not merely fallen silent.
     bool isClosed() const { return hasEnded; }
 
-    /// Shakes hands for the WebSocket.
-    void upgrade() {
-        send("GET /relay HTTP/1.1\r\nHost: here\r\nConnection: Upgrade\r\nUpgrade: websocket\r\n"
-             "Sec-WebSocket-Version: 13\r\nSec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\n\r\n");
-        readUntil("vimble:");
+    /// Shakes hands for the WebSocket. @return what has come, up to the end of the relay's greeting
+    std::string upgrade() {
+        send(
+            "GET /relay HTTP/1.1\r\nHost: here\r\nConnection: Upgrade\r\nUpgrade: websocket\r\n"
+            "Sec-WebSocket-Version: 13\r\nSec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\n\r\n");
+        const std::size_t start = readUntil("vimble:").find("vimble:");
+        while (received.size() < start + 39 && readMore()) {
+        }
+        return received.substr(0, start + 39);
     }
 
 private:

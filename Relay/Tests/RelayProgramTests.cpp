@@ -70,6 +70,37 @@ TEST_F(RelayProgramTest, PacksOfEverySizeAreRelayedAndFragmentsPutTogether) {
     EXPECT_EQ(reader.texts, expected);
 }
 
+TEST_F(RelayProgramTest, PacksThatComeTogetherAreWrittenTogether) {
+    admit(ada);
+    admit(bob);
+    const auto relay = serve();
+    RelayClient reader(bob, relay->port());
+    ASSERT_TRUE(reader.join());
+    RawConnection author(relay->port());
+    const std::string greeting = author.upgrade();
+    const auto serverKey = Greeting::decoded(bytesOf(greeting).last(Greeting::size));
+    ASSERT_TRUE(serverKey);
+    const auto frameOf = [](const Bytes& pack) {
+        std::string frame = "\x82";
+        if (pack.size() <= 125) {
+            frame += static_cast<char>(0x80 | pack.size());
+        } else {
+            frame += {'\xfe', static_cast<char>(pack.size() >> 8), static_cast<char>(pack.size())};
+        }
+        return frame + std::string(4, '\0') + std::string(textOf(pack));
+    };
+    author.send(frameOf(RelayWorld::packOf(ada, *serverKey, "list")));
+    ASSERT_TRUE(awaitMetric(relay->port(), "members_online", 2));
+    const double before = metric(relay->port(), "writes_total");
+    std::string all;
+    for (int count = 0; count < 500; ++count)
+        all += frameOf(RelayWorld::packOf(ada, bob.key(), "some text that is long enough"));
+    author.send(all);
+    ASSERT_TRUE(reader.readTexts(500));
+    // A write for every read of the author's connection, some for pings and for asking: not one a pack.
+    EXPECT_LT(metric(relay->port(), "writes_total") - before, 100);
+}
+
 TEST_F(RelayProgramTest, APathThatEndsInRelayIsEnough) {
     admit(ada);
     const auto relay = serve();
@@ -212,7 +243,8 @@ TEST_F(RelayProgramTest, ADatabaseFromANewerVersionIsRefusedAndNotChanged) {
     admit(ada);
     sqlite3* handle = nullptr;
     ASSERT_EQ(sqlite3_open(database().c_str(), &handle), SQLITE_OK);
-    ASSERT_EQ(sqlite3_exec(handle, "PRAGMA journal_mode = DELETE; PRAGMA user_version = 2", nullptr, nullptr, nullptr), SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(handle, "PRAGMA journal_mode = DELETE; PRAGMA user_version = 2", nullptr, nullptr, nullptr),
+              SQLITE_OK);
     sqlite3_close(handle);
     const auto contents = [&] {
         std::ifstream file(database());
@@ -260,7 +292,8 @@ TEST_F(RelayProgramTest, KeysComeFromAFileAllOrNone) {
     EXPECT_EQ(printed, "added 2, 1 was a member already");
     std::ofstream(file) << eve.hex() << "\nnonsense\n";
     EXPECT_EQ(command({"add", "--file", file}), 1);
-    EXPECT_EQ(complained, "vimble-relay: " + file + ", line 2: \"nonsense\" is no public key of 64 hexadecimal characters");
+    EXPECT_EQ(complained,
+              "vimble-relay: " + file + ", line 2: \"nonsense\" is no public key of 64 hexadecimal characters");
     EXPECT_EQ(command({"remove", eve.hex()}), 1);
     EXPECT_EQ(complained, "vimble-relay: there is no member " + eve.hex());
 }
@@ -269,7 +302,8 @@ TEST_F(RelayProgramTest, MistakesOnTheCommandLineAreOneLineAndStatus1) {
     const std::string none = (folder.path / "none").string();
     const std::vector<std::pair<Texts, std::string>> mistakes{
         {{"add", "12"}, "\"12\" is no public key of 64 hexadecimal characters"},
-        {{"add", std::string(64, '0')}, "\"" + std::string(64, '0') + "\" is no public key of 64 hexadecimal characters"},
+        {{"add", std::string(64, '0')},
+         "\"" + std::string(64, '0') + "\" is no public key of 64 hexadecimal characters"},
         {{"add"}, "this command needs a key, or --file FILE"},
         {{"add", "--file", none}, "the file " + none + " can't be read"},
         {{"add", "--file", folder.path.string()}, "the file " + folder.path.string() + " can't be read"},
@@ -332,7 +366,8 @@ TEST_F(RelayProgramTest, ABackupOfARunningRelayHoldsMembersAndMail) {
 TEST_F(RelayProgramTest, TheDatabaseIsReadableByItsOwnerOnly) {
     admit(ada);
     const auto allowed = std::filesystem::status(database()).permissions();
-    EXPECT_EQ(allowed & (std::filesystem::perms::group_all | std::filesystem::perms::others_all), std::filesystem::perms::none);
+    EXPECT_EQ(allowed & (std::filesystem::perms::group_all | std::filesystem::perms::others_all),
+              std::filesystem::perms::none);
 }
 
 }  // namespace

@@ -79,7 +79,7 @@ public:
     std::map<std::int64_t, std::pair<PublicKey, StoredPack>> packs;
     int operations = 0;
     int mailChanges = 0;
-    int failFrom = -1;      // the first operation that fails, counted from 0; -1: none
+    int failFrom = -1;        // the first operation that fails, counted from 0; -1: none
     int failUntil = 1 << 30;  // the first that works again
 
 private:
@@ -140,9 +140,9 @@ public:
                                              [&](const MetaPerson& each) { return each.publicKey == person.hex(); });
     }
     bool seesOnline(const Somebody& person) const {
-        return !lists.empty() &&
-               std::any_of(lists.back().begin(), lists.back().end(),
-                           [&](const MetaPerson& each) { return each.publicKey == person.hex() && each.isOnline; });
+        return !lists.empty() && std::any_of(lists.back().begin(), lists.back().end(), [&](const MetaPerson& each) {
+            return each.publicKey == person.hex() && each.isOnline;
+        });
     }
 
     const Somebody& owner;
@@ -203,9 +203,7 @@ public:
     }
 
     void frame(TestLink& link, ByteView bytes) { core().frameReceived(link, bytes, now); }
-    void say(TestLink& link, const std::string& command) {
-        frame(link, packOf(link.owner, *link.serverKey, command));
-    }
+    void say(TestLink& link, const std::string& command) { frame(link, packOf(link.owner, *link.serverKey, command)); }
     void write(TestLink& link, const Somebody& target, const std::string& text) {
         frame(link, packOf(link.owner, target.key(), text));
     }
@@ -224,7 +222,8 @@ public:
             for (std::size_t index = 0; index < links.size(); ++index) {
                 TestLink& link = *links[index];
                 if (!link.isProving || link.pings.empty()) continue;
-                for (const std::uint64_t payload : std::exchange(link.pings, {})) core().pongReceived(link, payload, now);
+                for (const std::uint64_t payload : std::exchange(link.pings, {}))
+                    core().pongReceived(link, payload, now);
                 isBusy = true;
             }
         }

@@ -31,7 +31,8 @@ protected:
         ASSERT_EQ(sqlite3_exec(handle, sql, nullptr, nullptr, nullptr), SQLITE_OK) << sqlite3_errmsg(handle);
         sqlite3_close(handle);
     }
-    static void keep(SqliteStore& store, std::int64_t id, std::uint8_t target, double arrived, const std::string& text) {
+    static void keep(SqliteStore& store, std::int64_t id, std::uint8_t target, double arrived,
+                     const std::string& text) {
         const MailItem item{id, keyOf(target), {arrived}, bytesOf(text)};
         store.changeMail(std::span(&item, 1), {});
     }

@@ -15,7 +15,9 @@ public:
     bool onMessage(ByteView message) override { return record("message " + std::string(textOf(message))); }
     bool onPing(ByteView payload) override { return record("ping " + std::string(textOf(payload))); }
     bool onPong(ByteView payload) override { return record("pong " + std::string(textOf(payload))); }
-    void onClose(std::optional<std::uint16_t> code) override { record("close " + (code ? std::to_string(*code) : "none")); }
+    void onClose(std::optional<std::uint16_t> code) override {
+        record("close " + (code ? std::to_string(*code) : "none"));
+    }
 
     std::vector<std::string> events;
     std::size_t most = 1000000;
@@ -33,14 +35,17 @@ Bytes frame(std::uint8_t first, std::string_view payload) {
     if (payload.size() <= 125) {
         bytes.push_back(static_cast<std::uint8_t>(0x80 | payload.size()));
     } else if (payload.size() <= 0xffff) {
-        bytes.insert(bytes.end(), {0xfe, static_cast<std::uint8_t>(payload.size() >> 8), static_cast<std::uint8_t>(payload.size())});
+        bytes.insert(bytes.end(),
+                     {0xfe, static_cast<std::uint8_t>(payload.size() >> 8), static_cast<std::uint8_t>(payload.size())});
     } else {
         bytes.push_back(0xff);
-        for (int shift = 56; shift >= 0; shift -= 8) bytes.push_back(static_cast<std::uint8_t>(std::uint64_t{payload.size()} >> shift));
+        for (int shift = 56; shift >= 0; shift -= 8)
+            bytes.push_back(static_cast<std::uint8_t>(std::uint64_t{payload.size()} >> shift));
     }
     const std::uint8_t mask[4] = {0x12, 0x34, 0x56, 0x78};
     bytes.insert(bytes.end(), mask, mask + 4);
-    for (std::size_t at = 0; at < payload.size(); ++at) bytes.push_back(static_cast<std::uint8_t>(payload[at]) ^ mask[at % 4]);
+    for (std::size_t at = 0; at < payload.size(); ++at)
+        bytes.push_back(static_cast<std::uint8_t>(payload[at]) ^ mask[at % 4]);
     return bytes;
 }
 
@@ -60,7 +65,8 @@ std::optional<std::uint16_t> errorOf(Bytes bytes, std::size_t limit = 1000) {
 TEST(WebsocketReaderTest, ManyFramesAreReadAtOnceAndAnIncompleteOneIsLeft) {
     WebsocketReader reader(1000);
     Recorder recorder;
-    Bytes bytes = joined({frame(0x82, "one"), frame(0x89, "p"), frame(0x82, ""), frame(0x8a, "12345678"), frame(0x82, "two")});
+    Bytes bytes =
+        joined({frame(0x82, "one"), frame(0x89, "p"), frame(0x82, ""), frame(0x8a, "12345678"), frame(0x82, "two")});
     const std::size_t whole = bytes.size() - frame(0x82, "two").size();
     bytes.pop_back();
     EXPECT_EQ(reader.read(bytes, recorder), whole);
@@ -125,7 +131,10 @@ TEST(WebsocketReaderTest, ASinkThatHasEnoughIsGivenNoMore) {
 TEST(WebsocketReaderTest, ACloseFrameEndsTheReading) {
     WebsocketReader reader(1000);
     Recorder recorder;
-    Bytes bytes = joined({frame(0x88, "\x03\xe9" "bye"), frame(0x82, "a")});
+    Bytes bytes = joined({frame(0x88,
+                                "\x03\xe9"
+                                "bye"),
+                          frame(0x82, "a")});
     reader.read(bytes, recorder);
     EXPECT_THAT(recorder.events, ElementsAre("close 1001"));
     Recorder other;
@@ -135,19 +144,19 @@ TEST(WebsocketReaderTest, ACloseFrameEndsTheReading) {
 }
 
 TEST(WebsocketReaderTest, WhatTheStandardForbidsIsAnError) {
-    EXPECT_EQ(errorOf({0x82, 0x01, 'x'}), 1002);                            // no mask
-    EXPECT_EQ(errorOf(frame(0x92, "x")), 1002);                             // a reserved bit
-    EXPECT_EQ(errorOf(frame(0x83, "x")), 1002);                             // opcodes without meaning
+    EXPECT_EQ(errorOf({0x82, 0x01, 'x'}), 1002);  // no mask
+    EXPECT_EQ(errorOf(frame(0x92, "x")), 1002);   // a reserved bit
+    EXPECT_EQ(errorOf(frame(0x83, "x")), 1002);   // opcodes without meaning
     EXPECT_EQ(errorOf(frame(0x8b, "x")), 1002);
-    EXPECT_EQ(errorOf(frame(0x80, "x")), 1002);                             // continues nothing
+    EXPECT_EQ(errorOf(frame(0x80, "x")), 1002);                              // continues nothing
     EXPECT_EQ(errorOf(joined({frame(0x02, "x"), frame(0x82, "y")})), 1002);  // begins within another
-    EXPECT_EQ(errorOf(frame(0x09, "x")), 1002);                             // a ping in fragments
-    EXPECT_EQ(errorOf(frame(0x89, std::string(126, 'x'))), 1002);           // a ping too long
-    EXPECT_EQ(errorOf(frame(0x88, "x")), 1002);                             // half a close code
-    EXPECT_EQ(errorOf(frame(0x88, std::string("\x03\xed", 2))), 1002);      // 1005 is never sent
-    EXPECT_EQ(errorOf({0x82, 0xfe, 0x00, 0x7d, 0, 0, 0, 0}), 1002);         // a length that is shorter written
+    EXPECT_EQ(errorOf(frame(0x09, "x")), 1002);                              // a ping in fragments
+    EXPECT_EQ(errorOf(frame(0x89, std::string(126, 'x'))), 1002);            // a ping too long
+    EXPECT_EQ(errorOf(frame(0x88, "x")), 1002);                              // half a close code
+    EXPECT_EQ(errorOf(frame(0x88, std::string("\x03\xed", 2))), 1002);       // 1005 is never sent
+    EXPECT_EQ(errorOf({0x82, 0xfe, 0x00, 0x7d, 0, 0, 0, 0}), 1002);          // a length that is shorter written
     EXPECT_EQ(errorOf({0x82, 0xff, 0, 0, 0, 0, 0, 0, 0xff, 0xff, 0, 0, 0, 0}), 1002);
-    EXPECT_EQ(errorOf(frame(0x81, "x")), 1003);                             // text
+    EXPECT_EQ(errorOf(frame(0x81, "x")), 1003);  // text
     EXPECT_EQ(errorOf(frame(0x82, "x")), std::nullopt);
 }
 
@@ -165,9 +174,13 @@ TEST(WebsocketWriterTest, FramesAreWrittenAsTheStandardSays) {
     WebsocketWriter::appendPing(out, 0x0102030405060708);
     WebsocketWriter::appendPong(out, bytesOf("p"));
     WebsocketWriter::appendClose(out, 1008, "no");
-    EXPECT_EQ(out, (Bytes{0x82, 2, 'H', 'i', 0x89, 8, 1, 2, 3, 4, 5, 6, 7, 8, 0x8a, 1, 'p', 0x88, 4, 0x03, 0xf0, 'n', 'o'}));
-    for (const auto& [size, header] : std::vector<std::pair<std::size_t, Bytes>>{
-             {125, {0x82, 125}}, {126, {0x82, 126, 0, 126}}, {65535, {0x82, 126, 0xff, 0xff}}, {65536, {0x82, 127, 0, 0, 0, 0, 0, 1, 0, 0}}}) {
+    EXPECT_EQ(out,
+              (Bytes{0x82, 2, 'H', 'i', 0x89, 8, 1, 2, 3, 4, 5, 6, 7, 8, 0x8a, 1, 'p', 0x88, 4, 0x03, 0xf0, 'n', 'o'}));
+    for (const auto& [size, header] :
+         std::vector<std::pair<std::size_t, Bytes>>{{125, {0x82, 125}},
+                                                    {126, {0x82, 126, 0, 126}},
+                                                    {65535, {0x82, 126, 0xff, 0xff}},
+                                                    {65536, {0x82, 127, 0, 0, 0, 0, 0, 1, 0, 0}}}) {
         out.clear();
         WebsocketWriter::appendMessage(out, Bytes(size, 'x'));
         EXPECT_EQ(out.size(), header.size() + size);
