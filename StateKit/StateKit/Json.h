@@ -111,11 +111,46 @@ inline constexpr int maxSkippedDepth = 64;
 
 // ---- writing
 
+/// Whether a text has one of the characters U+001A to U+001F. RapidJSON's vector code lets them through
+/// without an escape (it compares with 0x19 where it means 0x1F), and then no reader takes the text.
+inline bool hasUnescapedControl(std::string_view text) {
+    unsigned char found = 0;
+    // No early end, so that the compiler looks at many characters at once.
+    for (const char c : text) found |= static_cast<unsigned char>(static_cast<unsigned char>(c - 0x1A) < 6);
+    return found != 0;
+}
+
+/// The JSON form of a text, one character after the other.
+inline std::string quoted(std::string_view text) {
+    constexpr char digits[] = "0123456789ABCDEF";
+    std::string result = "\"";
+    for (const char c : text) {
+        if (c == '"' || c == '\\')
+            result += {'\\', c};
+        else if (static_cast<unsigned char>(c) < 0x20)
+            result += {'\\', 'u', '0', '0', digits[c >> 4], digits[c & 15]};
+        else
+            result += c;
+    }
+    return result += '"';
+}
+
+/// Writes a text that is UTF-8, as a value or as a key.
+template <class Writer>
+void writeValidText(Writer& writer, std::string_view text) {
+    if (!hasUnescapedControl(text)) {
+        writer.String(text.data(), static_cast<rapidjson::SizeType>(text.size()));
+        return;
+    }
+    const std::string json = quoted(text);
+    writer.RawValue(json.data(), json.size(), rapidjson::kStringType);
+}
+
 template <class Writer>
 void writeText(Writer& writer, std::string_view text) {
     // Checked here, at the speed of a copy: the writer's own check goes character by character.
     if (!simdjson::validate_utf8(text.data(), text.size())) throw JsonError("The text is not valid UTF-8.");
-    writer.String(text.data(), static_cast<rapidjson::SizeType>(text.size()));
+    writeValidText(writer, text);
 }
 
 template <class Writer, class Type>
@@ -146,7 +181,7 @@ void write(Writer& writer, const Type& value) {
         writer.StartObject();
         for (const auto& [key, element] : value) {
             if (!simdjson::validate_utf8(key.data(), key.size())) throw JsonError("The key is not valid UTF-8.");
-            writer.Key(key.data(), static_cast<rapidjson::SizeType>(key.size()));
+            writeValidText(writer, key);
             write(writer, element);
         }
         writer.EndObject();

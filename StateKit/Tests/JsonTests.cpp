@@ -178,6 +178,24 @@ TEST(JsonTest, EveryCharacterOfATextComesBack) {
     EXPECT_EQ(decoded<std::string>(R"("\u0041\u00e9\uD83D\ude00\/\b\f\n\r\t\"\\")"), "Aé😀/\b\f\n\r\t\"\\");
 }
 
+TEST(JsonTest, EveryControlCharacterComesBackAlsoFromALongText) {
+    // Long ones go through the writer's vector code, sixteen characters at a time.
+    for (char c = 0; c < 0x20; ++c) {
+        for (std::size_t at = 0; at < 48; ++at) {
+            std::string text(48, 'x');
+            text[at] = c;
+            text[47 - at / 2] = '"';
+            const JsonText json = Json::encode(text);
+            for (const char written : json.view()) ASSERT_GE(static_cast<unsigned char>(written), 0x20) << int(c);
+            ASSERT_EQ(Json::decode<std::string>(json.bytes()), text) << int(c) << " at " << at;
+
+            const SharedMap<std::string, std::string> map{{text, text}};
+            const auto back = Json::decode<SharedMap<std::string, std::string>>(Json::encodePretty(map).bytes());
+            ASSERT_EQ(back, map) << int(c) << " at " << at;
+        }
+    }
+}
+
 TEST(JsonTest, BrokenEscapesAreRefused) {
     for (const char* text : {R"("\ud800")", R"("\udc00")", R"("\ud800x")", R"("\ud800\n")", R"("\ud800\u0041")",
                              R"("\ud800\ud800")", R"("\u12")", R"("\u12g4")", R"("\x")", R"("\)", R"("\")"}) {
