@@ -53,7 +53,10 @@ void SimulatedRelay::start() {
 }
 
 void SimulatedRelay::shutDown() {
-    if (!process->core.shutDown(loop.now())) return journal.fail("the relay could not be shut down");
+    isStopping = true;
+    const bool isDone = process->core.shutDown(loop.now());
+    isStopping = false;
+    if (!isDone) return journal.fail("the relay could not be shut down");
     write();
     stopped("stops", false, true);
 }
@@ -160,6 +163,9 @@ void SimulatedRelay::closed(Wire& wire, int code) {
     journal.line([&] { return "relay closes link " + std::to_string(wire.number) + " with " + std::to_string(code); });
     if (code == static_cast<int>(CloseCode::policyViolation) && store.member(wire.person.publicKey))
         journal.fail(wire.machine + " was thrown out though it is a member's");
+    const bool isGoodbye = code == static_cast<int>(CloseCode::goingAway) && !isStopping;
+    if (isGoodbye && !store.member(wire.person.publicKey))
+        journal.fail(wire.machine + " is no member's any more, and was not told so");
     wire.isOpen = false;
     gather(wire, {.kind = WireItem::Kind::close, .code = code});
     gather(wire, {.kind = WireItem::Kind::end});

@@ -71,6 +71,7 @@ private:
     const Nature nature;
     std::unique_ptr<Process> process;
     int incarnation = 0;
+    bool isStopping = false;
     std::vector<Wire*> touched;  // with something gathered
     std::optional<MainLoop::TimerId> wakeTimer;
     std::optional<MainLoop::TimerId> turnTimer;

@@ -32,6 +32,8 @@ void runWorld(World& world) {
     storm.rage();
     if (!holds()) return;
     storm.calm();
+    world.loop.advance(shortTime);
+    storm.connectAgain();
     world.loop.advance(calmTime);
     if (holds()) judge(world);
     if (!holds()) return;

@@ -77,6 +77,11 @@ void Storm::calm() {
     }
 }
 
+void Storm::connectAgain() {
+    for (const auto& machine : world.machines)
+        if (machine->isThrownOut()) machine->connect();
+}
+
 void Storm::wakeAll() {
     for (Machine* machine : std::exchange(sleepers, {})) {
         machine->start();

@@ -14,6 +14,8 @@ public:
     void rage();
     /// Ends every fault. Who sleeps goes on sleeping.
     void calm();
+    /// Those who were thrown out in the storm, and heard of it only now, try again.
+    void connectAgain();
     /// Starts those who sleep.
     void wakeAll();
     /// Everybody who can says something to the room and to everybody.
