@@ -56,8 +56,7 @@ std::optional<Endpoint> chosenServer(const TerminalOptions& options) {
     if (!options.server) return std::nullopt;
     auto endpoint = Endpoint::parse(*options.server);
     if (!endpoint)
-        throw StartError("\"" + *options.server +
-                         "\" is no server; \"localhost\", a host name or a URL would be one");
+        throw StartError("\"" + *options.server + "\" is no server; \"localhost\", a host name or a URL would be one");
     return endpoint;
 }
 
@@ -84,8 +83,8 @@ int chat(const TerminalOptions& options, const std::optional<Endpoint>& server, 
         {.form = options.isJson ? OutputForm::json : OutputForm::plain,
          .version = host.bundleInfo("CFBundleShortVersionString"),
          .isInteractive = isatty(STDIN_FILENO) == 1});
-    StandardInput input({.read = [&](std::string_view bytes) { session.read(bytes); },
-                         .ended = [&] { session.inputEnded(); }});
+    StandardInput input(
+        {.read = [&](std::string_view bytes) { session.read(bytes); }, .ended = [&] { session.inputEnded(); }});
     output.setHandlers({.closed = [&] { session.outputClosed(); },
                         .setReading = [&](bool isReading) { input.setReading(isReading); },
                         .ended = [](int status) { QCoreApplication::exit(status); }});
@@ -151,7 +150,9 @@ int main(int argc, char** argv) {
     if (options.wantsHelp || options.wantsVersion) {
         std::string text(TerminalOptions::help());
         text.pop_back();
-        output.line(options.wantsHelp ? text : "vimble-terminal " + LinuxHost().bundleInfo("CFBundleShortVersionString").value_or("0.0"));
+        output.line(options.wantsHelp
+                        ? text
+                        : "vimble-terminal " + LinuxHost().bundleInfo("CFBundleShortVersionString").value_or("0.0"));
         return output.isGood() ? 0 : 1;
     }
     try {

@@ -159,7 +159,11 @@ const char* name(NetworkIO::Direction direction) {
 
 std::string JsonLines::banner(const std::optional<std::string>& version, std::string_view publicKey,
                               std::string_view server) {
-    return Object("banner").text("version", version.value_or("0.0")).text("key", publicKey).text("server", server).line();
+    return Object("banner")
+        .text("version", version.value_or("0.0"))
+        .text("key", publicKey)
+        .text("server", server)
+        .line();
 }
 
 std::string JsonLines::line(const NetworkIO& traffic) {

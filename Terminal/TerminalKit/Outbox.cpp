@@ -21,7 +21,8 @@ bool Outbox::isReady() const {
 }
 
 void Outbox::happened(const Event& event) {
-    if (std::holds_alternative<Events::CommandFailed>(event) || std::holds_alternative<Events::CommandResponded>(event)) {
+    if (std::holds_alternative<Events::CommandFailed>(event) ||
+        std::holds_alternative<Events::CommandResponded>(event)) {
         if (answers == 0) return;
         --answers;
         handlers.changed();

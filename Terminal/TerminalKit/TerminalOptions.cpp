@@ -78,7 +78,8 @@ TerminalOptions TerminalOptions::parse(const std::vector<std::string_view>& argu
         else if (name == "--version")
             flag(options.wantsVersion);
         else
-            throw TerminalOptionsError("there is no option " + Text::escaped(argument) + "; --help tells which there are");
+            throw TerminalOptionsError("there is no option " + Text::escaped(argument) +
+                                       "; --help tells which there are");
     }
     return options;
 }

@@ -88,7 +88,8 @@ void TerminalSession::happened(const Event& event) {
 void TerminalSession::keyRefused() {
     if (ending == Ending::over) return;
     isKeyRefused = true;
-    const std::string text = "the server does not know you: its administrator has to add your key, " + kit.state().publicKey;
+    const std::string text =
+        "the server does not know you: its administrator has to add your key, " + kit.state().publicKey;
     if (settings.isInteractive && ending == Ending::none) {
         output.note(text + "; press Enter to try again then");
         return;

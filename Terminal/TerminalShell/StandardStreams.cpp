@@ -24,7 +24,9 @@ bool writeAll(int file, std::string_view bytes) {
         }
         if (written < 0 && errno == EAGAIN) {
             // Somebody who shares the terminal has made it so.
-            struct pollfd wanted {file, POLLOUT, 0};
+            struct pollfd wanted {
+                file, POLLOUT, 0
+            };
             if (poll(&wanted, 1, -1) >= 0) continue;
         }
         if (written < 0 && errno == EINTR && !SignalWatch::hasCome()) continue;

@@ -25,7 +25,8 @@ TerminalLog::TerminalLog(bool isDebug)
     : log(SystemLog::Destination::standardError, isDebug ? LogLevel::debug : LogLevel::error, "vimble-terminal"),
       isDebug(isDebug) {}
 
-void TerminalLog::write(LogLevel level, std::string_view subsystem, std::string_view category, std::string_view message) {
+void TerminalLog::write(LogLevel level, std::string_view subsystem, std::string_view category,
+                        std::string_view message) {
     const bool isOfTheLink = subsystem == "StateKit" && category == "Websocket";
     if (isDebug || !isOfTheLink) log.write(level, subsystem, category, message);
 }

@@ -8,7 +8,8 @@ class TerminalLog : public LogSink {
 public:
     explicit TerminalLog(bool isDebug);
 
-    void write(LogLevel level, std::string_view subsystem, std::string_view category, std::string_view message) override;
+    void write(LogLevel level, std::string_view subsystem, std::string_view category,
+               std::string_view message) override;
 
     /// Lets Qt's messages go the same way, instead of to standard error as they come.
     static void takeQtMessages();

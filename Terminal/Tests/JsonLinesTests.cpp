@@ -16,7 +16,9 @@ const std::string key(64, 'a');
 const Person ann{key, "Ann", "🙂", true, true};
 constexpr Date when{800000000.12345};
 
-std::string json(const Event& event, JsonLines::Place place = JsonLines::Place::room) { return JsonLines::line(event, place); }
+std::string json(const Event& event, JsonLines::Place place = JsonLines::Place::room) {
+    return JsonLines::line(event, place);
+}
 
 /// Reads one key back, as a bot would.
 struct TextOnly {
@@ -82,7 +84,9 @@ TEST(JsonLinesTest, WhatTheUserSaysHasLinesOfItsOwn) {
 }
 
 TEST(JsonLinesTest, WhatSteersATerminalIsEscapedAndReadsBackAsItWas) {
-    const std::string evil = "\x1b[2J\xc2\x9b" "2J\x7f\u202egnp\u2066\u061c\u200f\u2028\n\t\"\\ é € 👩‍👩‍👧 Ā";
+    const std::string evil =
+        "\x1b[2J\xc2\x9b"
+        "2J\x7f\u202egnp\u2066\u061c\u200f\u2028\n\t\"\\ é € 👩‍👩‍👧 Ā";
     const std::string made = json(Events::CommandResponded{evil});
     for (const char* raw : {"\x1b", "\xc2\x9b", "\x7f", "\u202e", "\u2066", "\u061c", "\u200f", "\u2028", "\n", "\t"})
         EXPECT_THAT(made, Not(HasSubstr(raw)));

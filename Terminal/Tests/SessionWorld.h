@@ -26,14 +26,13 @@ struct RecordedOutput : TerminalOutput {
     void line(std::string_view text) override { lines.emplace_back(text); }
     void note(std::string_view text) override { notes.emplace_back(text); }
     void setReading(bool isReading) override { reading.push_back(isReading); }
-    void end(int exitStatus) override {
-        endings.push_back(exitStatus);
-    }
+    void end(int exitStatus) override { endings.push_back(exitStatus); }
 
     bool has(std::string_view wanted) const { return std::find(lines.begin(), lines.end(), wanted) != lines.end(); }
     /// How many lines begin so.
     std::ptrdiff_t count(std::string_view beginning) const {
-        return std::count_if(lines.begin(), lines.end(), [&](const std::string& line) { return line.starts_with(beginning); });
+        return std::count_if(lines.begin(), lines.end(),
+                             [&](const std::string& line) { return line.starts_with(beginning); });
     }
 
     std::vector<std::string> lines;
@@ -45,7 +44,9 @@ struct RecordedOutput : TerminalOutput {
 /// One terminal session in virtual time, with the test as its server. The user is number 1.
 class SessionWorld {
 public:
-    explicit SessionWorld(TerminalSession::Settings settings = {.form = OutputForm::plain, .version = "1.2", .isInteractive = false})
+    explicit SessionWorld(TerminalSession::Settings settings = {.form = OutputForm::plain,
+                                                                .version = "1.2",
+                                                                .isInteractive = false})
         : settings(std::move(settings)) {
         secrets.put(Nacl::hex(me.secretKey.view()));
         internets.start();
@@ -61,7 +62,8 @@ public:
         kit = std::make_unique<Kit>(KitEnvironment{loop, internets, secrets, transport, host, folder.path});
         kit->setEndpoint(*Endpoint::parse("chat.example.org"));
         session = std::make_unique<TerminalSession>(
-            *kit, loop, output, [this](Seconds atMost, std::function<void(bool)> done) { drain(atMost, std::move(done)); }, settings);
+            *kit, loop, output,
+            [this](Seconds atMost, std::function<void(bool)> done) { drain(atMost, std::move(done)); }, settings);
         session->start();
         loop.run();
     }

@@ -5,7 +5,8 @@
 TEST(TerminalOptionsTest, WithoutArgumentsEverythingIsAsUsual) {
     const auto options = TerminalOptions::parse({});
     EXPECT_FALSE(options.dataDir || options.secretFile || options.server);
-    EXPECT_FALSE(options.wantsPublicKey || options.isJson || options.isDebug || options.wantsHelp || options.wantsVersion);
+    EXPECT_FALSE(options.wantsPublicKey || options.isJson || options.isDebug || options.wantsHelp ||
+                 options.wantsVersion);
 }
 
 TEST(TerminalOptionsTest, EveryOptionIsTaken) {
@@ -34,6 +35,7 @@ TEST(TerminalOptionsTest, WhatMakesNoSenseIsRefused) {
 }
 
 TEST(TerminalOptionsTest, TheHelpNamesEveryOption) {
-    for (const char* option : {"--server", "--data-dir", "--secret-file", "--public-key", "--json", "--debug", "--help", "--version"})
+    for (const char* option :
+         {"--server", "--data-dir", "--secret-file", "--public-key", "--json", "--debug", "--help", "--version"})
         EXPECT_NE(TerminalOptions::help().find(option), std::string_view::npos) << option;
 }

@@ -214,7 +214,8 @@ TEST(TerminalSessionTest, TheInputIsNotReadOnWhileTooMuchWaits) {
     SessionWorld world;
     world.start();
     const std::string line(InputLines::maximumBytes, 'x');
-    for (std::size_t bytes = 0; bytes <= TerminalSession::mostWaitingBytes; bytes += line.size()) world.session->read(line + "\n");
+    for (std::size_t bytes = 0; bytes <= TerminalSession::mostWaitingBytes; bytes += line.size())
+        world.session->read(line + "\n");
     world.loop.run();
     EXPECT_THAT(world.output.reading, ElementsAre(false));
     world.answer({{keyTextOf(1), false, true}});
@@ -438,7 +439,8 @@ TEST(TerminalSessionTest, ARefusedKeyEndsAScriptWithTheKeyThatTheAdministratorNe
     server.refuse();
     world.loop.run();
     EXPECT_THAT(world.output.endings, ElementsAre(1));
-    EXPECT_THAT(world.output.notes, ElementsAre(AllOf(HasSubstr("administrator"), HasSubstr(keyTextOf(1))), "1 line was not sent"));
+    EXPECT_THAT(world.output.notes,
+                ElementsAre(AllOf(HasSubstr("administrator"), HasSubstr(keyTextOf(1))), "1 line was not sent"));
     EXPECT_EQ(world.output.count("Authorization failed: "), 1);
     EXPECT_TRUE(world.output.has("Session Offline"));
 }

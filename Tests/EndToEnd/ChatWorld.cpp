@@ -39,7 +39,8 @@ std::string httpGet(int port, const std::string& path) {
 }  // namespace
 
 bool eventually(const std::function<bool()>& condition) {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::duration_cast<std::chrono::steady_clock::duration>(Process::patience);
+    const auto end = std::chrono::steady_clock::now() +
+                     std::chrono::duration_cast<std::chrono::steady_clock::duration>(Process::patience);
     while (!condition()) {
         if (std::chrono::steady_clock::now() > end) return false;
         poll(nullptr, 0, 20);
@@ -54,8 +55,12 @@ ChatWorld::ChatWorld() {
         fs::create_directories(folder.path / name);
         return (folder.path / name).string();
     };
-    environment = {{"HOME", at("home")},          {"XDG_DATA_HOME", at("xdg-data")}, {"XDG_CACHE_HOME", at("xdg-cache")},
-                   {"XDG_STATE_HOME", at("xdg-state")}, {"LC_ALL", "C.UTF-8"},           {"PATH", "/usr/bin:/bin"},
+    environment = {{"HOME", at("home")},
+                   {"XDG_DATA_HOME", at("xdg-data")},
+                   {"XDG_CACHE_HOME", at("xdg-cache")},
+                   {"XDG_STATE_HOME", at("xdg-state")},
+                   {"LC_ALL", "C.UTF-8"},
+                   {"PATH", "/usr/bin:/bin"},
                    {"VIMBLE_SECRET_PASSPHRASE", "open sesame"}};
     for (const char* name : {"ASAN_OPTIONS", "UBSAN_OPTIONS", "LSAN_OPTIONS"})
         if (const char* value = std::getenv(name)) environment[name] = value;
@@ -64,7 +69,8 @@ ChatWorld::ChatWorld() {
 Process::Start ChatWorld::clientStart(const std::string& name, std::vector<std::string> arguments) const {
     fs::create_directories(folder.path / name);
     Process::Start start;
-    start.command = {TERMINAL_PROGRAM, "--data-dir", dataFolder(name).string(), "--secret-file", secretFile(name).string()};
+    start.command = {TERMINAL_PROGRAM, "--data-dir", dataFolder(name).string(), "--secret-file",
+                     secretFile(name).string()};
     start.command.insert(start.command.end(), arguments.begin(), arguments.end());
     start.environment = environment;
     return start;
@@ -95,7 +101,9 @@ std::string ChatWorld::key(const std::string& name) {
 
 void ChatWorld::startRelay() {
     Process::Start start;
-    start.command = {RELAY_PROGRAM, "serve", "--listen", "127.0.0.1:" + std::to_string(port), "--database", (folder.path / "relay.db").string()};
+    start.command = {RELAY_PROGRAM, "serve",
+                     "--listen",    "127.0.0.1:" + std::to_string(port),
+                     "--database",  (folder.path / "relay.db").string()};
     start.environment = environment;
     relay = std::make_unique<Process>(start);
     const auto line = relay->lineThatBegins("vimble-relay listening on ");

@@ -113,9 +113,7 @@ void Process::write(std::string_view text) {
 void Process::closeInput() { closeIfOpen(in); }
 void Process::closeOutput() { closeIfOpen(outEnd); }
 
-void Process::type(std::string_view text) {
-    static_cast<void>(!::write(terminalEnd, text.data(), text.size()));
-}
+void Process::type(std::string_view text) { static_cast<void>(!::write(terminalEnd, text.data(), text.size())); }
 
 bool Process::readSome(Seconds atMost) {
     std::array<pollfd, 3> wanted{pollfd{outEnd, POLLIN, 0}, pollfd{errEnd, POLLIN, 0}, pollfd{terminalEnd, POLLIN, 0}};
@@ -134,7 +132,10 @@ bool Process::waitUntil(const std::function<bool()>& isDone, std::string_view wh
         const Seconds left = end - Clock::now();
         if (left.count() > 0 && readSome(left)) continue;
         if (isDone()) break;
-        ADD_FAILURE() << "no " << what << "\n--- output\n" << out << "--- errors\n" << err << "--- terminal\n" << onTerminal;
+        ADD_FAILURE() << "no " << what << "\n--- output\n"
+                      << out << "--- errors\n"
+                      << err << "--- terminal\n"
+                      << onTerminal;
         return false;
     }
     return true;
@@ -159,11 +160,13 @@ std::optional<std::string> Process::line(const std::function<bool(std::string_vi
 }
 
 std::optional<std::string> Process::lineThatBegins(std::string_view beginning) {
-    return line([&](std::string_view text) { return text.starts_with(beginning); }, "line that begins: " + std::string(beginning));
+    return line([&](std::string_view text) { return text.starts_with(beginning); },
+                "line that begins: " + std::string(beginning));
 }
 
 std::optional<std::string> Process::lineWith(std::string_view part) {
-    return line([&](std::string_view text) { return text.find(part) != std::string_view::npos; }, "line with: " + std::string(part));
+    return line([&](std::string_view text) { return text.find(part) != std::string_view::npos; },
+                "line with: " + std::string(part));
 }
 
 bool Process::exactLine(std::string_view text) {
