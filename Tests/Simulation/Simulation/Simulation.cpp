@@ -7,6 +7,7 @@
 #include "StateKit/Log.h"
 
 #include <memory>
+#include <string>
 #include <utility>
 
 namespace {
@@ -43,6 +44,15 @@ void runWorld(World& world) {
     world.loop.advance(shortTime);
     if (holds()) judge(world);
     if (holds()) judgeNames(world);
+
+    // Each change of the members is told to all, also when nobody comes or goes.
+    const std::string stranger = Nacl::hex(Nacl::publicKey(Bytes(Nacl::secretKeyBytes, 7)));
+    for (const char* word : {"add ", "admin ", "unadmin ", "remove "}) {
+        if (!holds()) return;
+        world.machines.front()->command(word + stranger);
+        world.loop.advance(5);
+        judge(world);
+    }
 }
 
 }  // namespace

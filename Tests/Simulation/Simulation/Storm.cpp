@@ -23,6 +23,7 @@ Storm::Storm(World& world) : world(world) {
     add("connect", &Storm::connect, 1, 0.5, 3);
     add("chooseServer", &Storm::chooseServer, 0.3, 0.1, 0.5);
     add("changeMembers", &Storm::changeMembers, 0.5, 0.1, 1);
+    add("admit", &Storm::admit, 0.6, 0.3, 2);
     add("restartClient", &Storm::restartClient, 0.6, 0.2, 2);
     add("stall", &Storm::stall, 0.6, 0.3, 3);
     add("slowDown", &Storm::slowDown, 0.4, 0.2, 2);
@@ -176,6 +177,21 @@ void Storm::changeMembers() {
         world.addOnCommandLine(person, world.random.chance(0.2));
     else if (world.random.chance(0.5))
         world.removeOnCommandLine(person);
+}
+
+/// Somebody is admitted, is there at once, and speaks before the others may have been told who that is.
+void Storm::admit() {
+    const auto found = std::ranges::find_if(world.machines, [&](const auto& machine) {
+        return machine->isThrownOut() && machine->isPathUp && !world.isMember(machine->person);
+    });
+    if (found == world.machines.end() || world.store.fails) return;
+    Machine& machine = **found;
+    world.addOnCommandLine(machine.person, false);
+    machine.connect();
+    for (int i = 1; i <= 8; ++i)
+        after(i * 0.001, [this, &machine] {
+            if (machine.isRunning() && machine.session().canSend()) speak(machine, 1);
+        });
 }
 
 void Storm::disconnect() {

@@ -44,6 +44,7 @@ private:
     void connect();
     void chooseServer();
     void changeMembers();
+    void admit();
     // What goes wrong.
     void restartClient();
     void stall();
