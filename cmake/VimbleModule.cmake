@@ -8,11 +8,13 @@ set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
 
 # The sloppiness lets ccache keep objects that were built with a precompiled
-# header; the header itself is hashed all the same.
+# header; the header itself is hashed all the same. Paths below the source folder count as relative to
+# it, so that a second clone, or a second preset, finds what the first has built.
 find_program(VIMBLE_CCACHE ccache)
 if(VIMBLE_CCACHE)
     set(CMAKE_CXX_COMPILER_LAUNCHER
-        ${CMAKE_COMMAND} -E env CCACHE_SLOPPINESS=pch_defines,time_macros ${VIMBLE_CCACHE})
+        ${CMAKE_COMMAND} -E env CCACHE_SLOPPINESS=pch_defines,time_macros
+        CCACHE_BASEDIR=${CMAKE_SOURCE_DIR} CCACHE_NOHASHDIR=true ${VIMBLE_CCACHE})
     add_compile_options(-fpch-preprocess)
 endif()
 if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
