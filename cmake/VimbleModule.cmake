@@ -45,21 +45,25 @@ if(VIMBLE_FUZZ)
 endif()
 
 # A module: the sources of FOLDER/NAME, included by others as "NAME/File.h".
-# Its include folder reaches only those who link it, so that an include
-# against the arrows does not find its file.
+# Modules may share a FOLDER, so each has an include folder of its own, with a link to its sources in
+# it. That folder reaches only those who link the module: an include against the arrows does not find
+# its file.
 function(vimble_module name)
     cmake_parse_arguments(MODULE "" "" "PUBLIC;PRIVATE" ${ARGN})
     file(GLOB_RECURSE sources CONFIGURE_DEPENDS
         ${CMAKE_CURRENT_SOURCE_DIR}/${name}/*.cpp ${CMAKE_CURRENT_SOURCE_DIR}/${name}/*.h)
+    set(includes ${CMAKE_BINARY_DIR}/include/${name})
+    file(MAKE_DIRECTORY ${includes})
+    file(CREATE_LINK ${CMAKE_CURRENT_SOURCE_DIR}/${name} ${includes}/${name} SYMBOLIC)
     set(code ${sources})
     list(FILTER code INCLUDE REGEX "\\.cpp$")
     if(code)
         add_library(${name} STATIC ${sources})
-        target_include_directories(${name} PUBLIC ${CMAKE_CURRENT_SOURCE_DIR})
+        target_include_directories(${name} PUBLIC ${includes})
         target_link_libraries(${name} PUBLIC ${MODULE_PUBLIC} PRIVATE ${MODULE_PRIVATE})
     else()
         add_library(${name} INTERFACE)
-        target_include_directories(${name} INTERFACE ${CMAKE_CURRENT_SOURCE_DIR})
+        target_include_directories(${name} INTERFACE ${includes})
         target_link_libraries(${name} INTERFACE ${MODULE_PUBLIC})
     endif()
 endfunction()
