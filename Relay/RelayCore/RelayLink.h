@@ -1,19 +1,12 @@
 #pragma once
 
 #include "Base/Bytes.h"
+#include "StateKit/CloseCode.h"
 
 #include <cstdint>
 #include <string_view>
 
 struct LinkState;
-
-/// The close codes that the relay uses, of RFC 6455 and its registry.
-enum class CloseCode : std::uint16_t {
-    goingAway = 1001,        // the relay stops, or the link was silent for too long
-    policyViolation = 1008,  // refused, or removed: a client takes it as "thrown out" and does not come back
-    internalError = 1011,    // the database fails
-    tryAgainLater = 1013     // a limit was reached
-};
 
 /// One WebSocket link as the relay's logic sees it; implemented by whoever owns the connection.
 ///

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Base/Bytes.h"
+#include "StateKit/CloseCode.h"
 
 #include <cstdint>
 #include <functional>
@@ -18,14 +19,6 @@ enum class TransportState { setup, preparing, waiting, ready, failed, cancelled 
 
 /// What a message is, by the numbers of RFC 6455, section 5.2.
 enum class Opcode : std::uint8_t { continuation = 0, text = 1, binary = 2, close = 8, ping = 9, pong = 10 };
-
-/// By the numbers of RFC 6455, section 7.4.1; any other number may come from a server.
-enum class CloseCode : std::uint16_t {
-    normalClosure = 1000,
-    goingAway = 1001,
-    policyViolation = 1008,
-    internalServerError = 1011
-};
 
 /// Why a connection could not be made, or ended, in words for the log.
 struct TransportError {

@@ -360,7 +360,7 @@ TEST_F(SocketTest, AfterAuthenticationAFailureIsADisconnection) {
         Strings told;
     } rows[] = {
         {[](FakeLink& link) { link.end("reset"); }, {"disconnected: Network connnection failed (reset)"}},
-        {[](FakeLink& link) { link.close(CloseCode::internalServerError); },
+        {[](FakeLink& link) { link.close(CloseCode::internalError); },
          {"disconnected: Network connnection failed (closed by the server)"}},
         {[](FakeLink& link) { link.close(CloseCode::policyViolation); },
          {"refused: closed by the server", "disconnected: Authorization failed (closed by the server)"}},
