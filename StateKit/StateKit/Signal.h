@@ -3,6 +3,7 @@
 #include "StateKit/CoreInitable.h"
 #include "StateKit/Log.h"
 #include "StateKit/MainLoop.h"
+#include "StateKit/Printed.h"
 #include "StateKit/SignalTarget.h"
 
 #include <algorithm>
@@ -250,10 +251,17 @@ public:
         send(NoValue{});
     }
 
-    /// To that target's subscribers only; the memos of others stay as they are. Main thread only,
-    /// since the target may not die before the delivery.
+    /// To that target's subscribers only; the memos of others stay as they are. May be called on any
+    /// thread that keeps the target alive for the length of the call.
     void send(const Value& value, const SignalTarget& target) const {
-        deliver(subs, value, [&](const SignalSubscriber& sub) { return sub.hasTarget(&target); });
+        const auto isMeant = [&target](const SignalSubscriber& sub) { return sub.hasTarget(&target); };
+        if (loop->isMainThread()) {
+            deliver(subs, value, isMeant);
+        } else {
+            loop->post([list = subs, value, isMeant, token = target.lifeToken()] {
+                if (!token.expired()) deliver(list, value, isMeant);
+            });
+        }
     }
     void send(const SignalTarget& target) const
         requires std::same_as<Value, NoValue>
@@ -277,7 +285,7 @@ private:
         static_assert(std::is_base_of_v<SignalTarget, Target>, "a subscriber derives from SignalTarget");
         const bool isTwice = std::any_of(subs.begin(), subs.end(), [&](const auto& sub) { return sub->hasTarget(&target); });
         if (isTwice) {
-            Log("StateKit", "Signal").error(std::string("Failed to subscribe ") + typeid(target).name() + " twice");
+            Log("StateKit", "Signal").error(std::string("Failed to subscribe ") + plainTypeName<Target>() + " twice");
             return;
         }
         subs.push_back(std::make_shared<Subscriber>(target, std::forward<Args>(args)...));

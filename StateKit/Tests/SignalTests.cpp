@@ -73,6 +73,21 @@ TEST_F(SignalTest, SubscribingDeliversNothing) {
     EXPECT_THAT(listener.heard, IsEmpty());
 }
 
+TEST_F(SignalTest, ASendToOneFromAnotherThreadIsDeliveredOnTheMainThreadIfTheTargetStillLives) {
+    Listener<int> listener;
+    auto gone = std::make_unique<Listener<int>>();
+    subscribe(listener);
+    numbers.subscribe(*gone, [](Listener<int>&, const int&) { FAIL(); });
+    std::thread([&] {
+        numbers.send(1, listener);
+        numbers.send(2, *gone);
+    }).join();
+    EXPECT_THAT(listener.heard, IsEmpty());
+    gone.reset();
+    loop.run();
+    EXPECT_THAT(listener.heard, ElementsAre(1));
+}
+
 TEST_F(SignalTest, ATargetThatSubscribesTwiceKeepsItsFirstActionAndIsLogged) {
     LogLines log;
     Listener<int> listener;
