@@ -18,6 +18,7 @@
 #include "VimbleKit/Kit.h"
 #include "VimbleKit/State.h"
 #include "VimbleKit/Text.h"
+#include "VimbleKit/Url.h"
 
 #include <QCoreApplication>
 
@@ -27,6 +28,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <unistd.h>
 #include <vector>
 
@@ -57,6 +59,10 @@ std::optional<Endpoint> chosenServer(const TerminalOptions& options) {
     auto endpoint = Endpoint::parse(*options.server);
     if (!endpoint)
         throw StartError("\"" + *options.server + "\" is no server; \"localhost\", a host name or a URL would be one");
+    // A host and a port alone read as a scheme and what follows it, which leads nowhere.
+    if (const auto url = Url::parse(endpoint->url()); !url || !url->host || url->host->empty())
+        throw StartError("\"" + *options.server + "\" is no server, since it names no host; with a port it takes a whole " +
+                         "URL, such as http://localhost:8080 or https://chat.example.org:8443");
     return endpoint;
 }
 
@@ -94,6 +100,14 @@ int chat(const TerminalOptions& options, const std::optional<Endpoint>& server, 
     const int status = QCoreApplication::exec();
     // What is told while all this is taken down is told to nobody.
     transport.onTrouble({});
+    // The link has gone on taking what came behind the session's own save, and the relay has forgotten it.
+    QCoreApplication::sendPostedEvents();
+    try {
+        kit.save();
+    } catch (const std::exception& error) {
+        complain("the state could not be saved: " + Text::escaped(error.what()));
+        return 1;
+    }
     return status;
 }
 
@@ -140,7 +154,8 @@ int main(int argc, char** argv) {
     TerminalLog::takeQtMessages();
     const auto log = std::make_shared<TerminalLog>(options.isDebug);
     Log::setSink(log);
-    if (options.isDebug) DebugLines::setPrint(complain);
+    // What a server sends may stand in these lines.
+    if (options.isDebug) DebugLines::setPrint([](std::string_view line) { complain(Text::escaped(line)); });
 
     // Without the arguments: Qt has some of its own, which are nobody's business here.
     int count = argc > 0 ? 1 : 0;

@@ -28,7 +28,8 @@ What you type:
   /TEXT         is a command for the server, such as /help
 
 What you say without a link waits for one. At the end of input (Ctrl-D) it is handed over, for 30
-seconds at most, and the program ends. A line is UTF-8 and 64 KiB long at most.
+seconds at most, and the program ends. A line is UTF-8 and 64 KiB long at most, or 4094 bytes where
+it is typed at a terminal.
 
 In what is written, characters that could steer the terminal stand as \n, \u{202e} and so on, and a
 backslash is doubled.
@@ -48,14 +49,15 @@ TerminalOptions TerminalOptions::parse(const std::vector<std::string_view>& argu
         const std::string_view argument = arguments[at];
         const std::size_t equals = argument.find('=');
         const std::string_view name = argument.substr(0, equals);
-        const auto value = [&]() -> std::string {
-            std::string_view text;
-            if (equals != std::string_view::npos)
-                text = argument.substr(equals + 1);
-            else if (at + 1 < arguments.size())
-                text = arguments[++at];
+        const auto givenValue = [&]() -> std::string {
+            if (equals != std::string_view::npos) return std::string(argument.substr(equals + 1));
+            if (at + 1 < arguments.size()) return std::string(arguments[++at]);
+            throw TerminalOptionsError(std::string(name) + " needs a value");
+        };
+        const auto value = [&] {
+            std::string text = givenValue();
             if (text.empty()) throw TerminalOptionsError(std::string(name) + " needs a value");
-            return std::string(text);
+            return text;
         };
         const auto flag = [&](bool& option) {
             if (equals != std::string_view::npos) throw TerminalOptionsError(std::string(name) + " takes no value");
@@ -66,7 +68,7 @@ TerminalOptions TerminalOptions::parse(const std::vector<std::string_view>& argu
         else if (name == "--secret-file")
             options.secretFile = value();
         else if (name == "--server")
-            options.server = value();
+            options.server = givenValue();  // an empty one is no server, as any other nonsense
         else if (name == "--public-key")
             flag(options.wantsPublicKey);
         else if (name == "--json")

@@ -8,6 +8,10 @@
 
 namespace {
 
+/// The kernel keeps so much of a line that is typed at a terminal, and drops the rest without a word
+/// (N_TTY_BUF_SIZE, less the line's end).
+constexpr std::size_t terminalLineBytes = 4095;
+
 std::string lines(std::size_t count) { return std::to_string(count) + (count == 1 ? " line" : " lines"); }
 
 }  // namespace
@@ -50,6 +54,10 @@ void TerminalSession::read(std::string_view bytes) {
 }
 
 void TerminalSession::typed(const std::string& line) {
+    if (settings.isInteractive && line.size() >= terminalLineBytes) {
+        notSent("", "a terminal cuts lines at " + std::to_string(terminalLineBytes) + " bytes, and this one may have been longer");
+        return;
+    }
     TypedLine said = TypedLine::parse(line);
     if (said.kind != TypedLine::Kind::nothing) {
         outbox.add(std::move(said));

@@ -1,6 +1,7 @@
 #include "TerminalShell/TerminalLog.h"
 
 #include "PlatformCore/Text.h"
+#include "VimbleKit/Text.h"
 
 #include <QtGlobal>
 
@@ -28,7 +29,8 @@ TerminalLog::TerminalLog(bool isDebug)
 void TerminalLog::write(LogLevel level, std::string_view subsystem, std::string_view category,
                         std::string_view message) {
     const bool isOfTheLink = subsystem == "StateKit" && category == "Websocket";
-    if (isDebug || !isOfTheLink) log.write(level, subsystem, category, message);
+    // A server's words may stand in it, such as the reason of a close.
+    if (isDebug || !isOfTheLink) log.write(level, subsystem, category, Text::escaped(message));
 }
 
 void TerminalLog::takeQtMessages() { qInstallMessageHandler(takeMessage); }

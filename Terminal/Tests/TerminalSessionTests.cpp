@@ -236,6 +236,21 @@ TEST(TerminalSessionTest, OnlySomebodyAtAKeyboardIsToldThatTheirWordsWait) {
     EXPECT_THAT(person.output.notes, ElementsAre(testing::_, "there is no link yet; what you say waits for it"));
 }
 
+TEST(TerminalSessionTest, ALineThatATerminalMayHaveCutIsRefused) {
+    SessionWorld person(interactive);
+    FakeServer& server = person.startAndAnswer();
+    person.type(std::string(4095, 'x') + "\n");
+    EXPECT_THAT(person.output.notes.back(), testing::StartsWith("not sent: a terminal cuts lines at 4095 bytes"));
+    EXPECT_THAT(server.takePacks(), IsEmpty());
+    person.type(std::string(4094, 'x') + "\n");
+    EXPECT_EQ(person.takeRecords(server, person.bob).size(), 1u);
+
+    SessionWorld script;
+    FakeServer& other = script.startAndAnswer();
+    script.type(std::string(4095, 'x') + "\n");
+    EXPECT_EQ(script.takeRecords(other, script.bob).size(), 1u);
+}
+
 TEST(TerminalSessionTest, TroubleBelowTheEngineIsToldWithoutItsControlCharacters) {
     SessionWorld world;
     world.start();

@@ -129,7 +129,7 @@ std::optional<long> ChatWorld::counted(std::string_view name) {
 }
 
 bool ChatWorld::waitForCount(std::string_view name, long wanted) {
-    return eventually([&] { return counted(name) == wanted; });
+    return eventually([&] { return counted(name) >= wanted; });
 }
 
 std::map<std::string, std::string> ChatWorld::snapshot(const std::string& name) const {

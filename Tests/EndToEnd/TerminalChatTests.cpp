@@ -106,6 +106,26 @@ TEST_F(TerminalChatTest, HistoryIsThereAfterAnyOfTheThreeWasKilled) {
     EXPECT_TRUE(isSaved("bob", "into the gap"));
 }
 
+TEST_F(TerminalChatTest, MailIsInTheHistoryAlsoWhenNobodyReadsTheOutputAnyMore) {
+    auto ann = connected("ann");
+    connected("bob")->kill();
+    EXPECT_TRUE(ann->lineWith(" went away"));
+    for (int round = 0; round < 5; ++round) {
+        const std::string text = "while Bob was away, " + std::to_string(round);
+        ann->write("@" + world.key("bob") + " " + text + "\n");
+        EXPECT_TRUE(ann->lineWith("dm → "));
+        // Bob comes only to be cut off, at whatever moment that is.
+        auto bob = world.client("bob");
+        bob->closeOutput();
+        EXPECT_TRUE(bob->wait());
+    }
+    auto bob = connected("bob");
+    bob->closeInput();
+    EXPECT_EQ(bob->wait(), 0);
+    for (int round = 0; round < 5; ++round)
+        EXPECT_TRUE(isSaved("bob", "while Bob was away, " + std::to_string(round))) << round;
+}
+
 TEST_F(TerminalChatTest, JsonIsAnObjectALineThatTellsTheRoomFromAPerson) {
     auto ann = connected("ann", {"--json"});
     auto bob = connected("bob");

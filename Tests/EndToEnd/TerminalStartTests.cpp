@@ -34,7 +34,7 @@ protected:
 }  // namespace
 
 TEST_F(TerminalStartTest, AServerTextThatGivesNoEndpointIsRefused) {
-    for (const char* text : {"nonsense", "two words.example", "  "})
+    for (const char* text : {"nonsense", "two words.example", "  ", "", "localhost:8080", "https://"})
         expectRefusal(world.clientStart("ann", {"--server", text}), "is no server");
 }
 
