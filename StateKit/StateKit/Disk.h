@@ -33,8 +33,9 @@ private:
 ///
 /// No cache: every read goes to the file and every write replaces it. A write goes to a file beside it
 /// and is then renamed, so that a process that dies leaves the old contents or the new ones, never a
-/// part. It is not forced onto the medium: the file systems of a desktop do that by themselves before
-/// such a rename takes effect, and waiting for it on the main thread would be felt.
+/// part. It is not forced onto the medium, since waiting for that on the main thread would be felt. Most
+/// file systems (ext4, btrfs) do it by themselves before such a rename takes effect; on others, a
+/// failure of the power can take the last write, though no crash of a program can.
 ///
 /// Files are made for their owner alone (mode 0600, folders 0700): they hold conversations.
 ///
