@@ -25,10 +25,15 @@ TEST(TerminalOptionsTest, AValueMayStandBehindAnEqualsSignAndTheLastOneCounts) {
     EXPECT_EQ(TerminalOptions::parse({"--server=a.b", "--server=http://c.d/?e=f"}).server, "http://c.d/?e=f");
 }
 
+TEST(TerminalOptionsTest, AnEmptyServerIsATextLikeAnyOtherForItsReaderToRefuse) {
+    EXPECT_EQ(TerminalOptions::parse({"--server", ""}).server, "");
+    EXPECT_EQ(TerminalOptions::parse({"--server="}).server, "");
+}
+
 TEST(TerminalOptionsTest, WhatMakesNoSenseIsRefused) {
     EXPECT_THROW(TerminalOptions::parse({"--server"}), TerminalOptionsError);
-    EXPECT_THROW(TerminalOptions::parse({"--server", ""}), TerminalOptionsError);
-    EXPECT_THROW(TerminalOptions::parse({"--server="}), TerminalOptionsError);
+    EXPECT_THROW(TerminalOptions::parse({"--data-dir", ""}), TerminalOptionsError);
+    EXPECT_THROW(TerminalOptions::parse({"--data-dir="}), TerminalOptionsError);
     EXPECT_THROW(TerminalOptions::parse({"--json=yes"}), TerminalOptionsError);
     EXPECT_THROW(TerminalOptions::parse({"--servers", "x"}), TerminalOptionsError);
     EXPECT_THROW(TerminalOptions::parse({"localhost"}), TerminalOptionsError);
