@@ -31,7 +31,7 @@ RelayCore::Engine::~Engine() {
 void RelayCore::Engine::start(Date now) {
     mailroom.start();
     for (const StoredMember& stored : store.members()) addMember(stored);
-    mailroom.expire(members, now);
+    // What is too old can wait for an hour: nothing is deleted before whoever starts a relay has seen it run.
     expiryDue = now + expiryInterval;
     schedule(now);
 }
@@ -74,7 +74,7 @@ void RelayCore::Engine::frameReceived(LinkState& link, ByteView frame, Date now)
 
     ++counters.packsReceived;
     // The pack that goes over the limit is still passed on, for what was read is never lost; at the end
-    // of the turn the link is closed.
+    // of the turn the link is closed. Until then nothing else is done for it: see `isOverBounds`.
     if (!takeToken(*link.member, now)) {
         link.isTooFast = true;
         touch(link);
@@ -174,11 +174,15 @@ void RelayCore::Engine::turnEnded(Date now) {
         link.isTouched = false;
         if (link.isTooFast)
             close(link, CloseCode::tryAgainLater, "too many packs", &RelayCounters::closedTooFast, now);
-        else if (link.bytesSent - link.bytesProved + link.behindBytes > limits.queuedBytes)
+        else if (isOverBounds(link))
             close(link, CloseCode::tryAgainLater, "too slow", &RelayCounters::closedSlowReader, now);
         else if (!link.isPinging && link.bytesSent > link.bytesProved)
             ping(link, now);
     }
+}
+
+bool RelayCore::Engine::isOverBounds(const LinkState& link) const {
+    return link.isTooFast || link.bytesSent - link.bytesProved + link.behindBytes > limits.queuedBytes;
 }
 
 void RelayCore::Engine::ping(LinkState& link, Date now) {
@@ -305,6 +309,9 @@ void RelayCore::Engine::answer(LinkState& link, std::string_view text) {
 }
 
 void RelayCore::Engine::refuse(LinkState& link, std::string_view text) {
+    // A link that is closed at the end of the turn anyhow is not argued with: a flood of empty frames would
+    // make a much larger one of sealed answers.
+    if (isOverBounds(link)) return touch(link);
     say(link, ServerMessage::encodedText(ServerMessage::commandError, text));
 }
 

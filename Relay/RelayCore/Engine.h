@@ -57,6 +57,9 @@ private:
     void closeAll(CloseCode code, std::string_view reason, Counter counter, Date now);
     void drop(LinkState& link, Date now);
     void touch(LinkState& link);
+    /// Whether the link is to be closed at the end of the turn. Until then packs that were read are still
+    /// passed on, but commands are not obeyed and errors not answered.
+    bool isOverBounds(const LinkState& link) const;
     void ping(LinkState& link, Date now);
     void lookForSilence(Date now);
     bool takeToken(Member& member, Date now);

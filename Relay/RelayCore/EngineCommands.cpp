@@ -7,6 +7,7 @@
 #include <string>
 
 void RelayCore::Engine::command(LinkState& link, const PackView& pack, Date now) {
+    if (isOverBounds(link)) return touch(link);
     Bytes text;
     try {
         text = link.sharedKey->open(pack.ciphertext, pack.nonce);

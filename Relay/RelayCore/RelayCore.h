@@ -39,7 +39,9 @@ public:
 ///
 /// Events go in through the operations below, each with the time at which it happens; what is to be done
 /// comes out through `RelayLink`, `RelayStore` and `RelayHost`, within the call. Time never goes back
-/// from one event to the next; it is compared with the times of kept mail, so it is the calendar's.
+/// from one event to the next, and since it is compared with the times of kept mail, it goes on from
+/// where an earlier relay with the same store has left it. It must not follow a clock that jumps: mail is
+/// deleted for its age.
 ///
 /// A turn of the loop: any number of events, then `turnEnded`, then the links write what they gathered.
 /// Pings go out in `turnEnded` only, one behind all that the turn sent to a link: without it nothing is
@@ -79,7 +81,7 @@ public:
     /// @param address  where it comes from; any text that is the same for the same place
     void linkOpened(RelayLink& link, std::string_view address, Date now);
 
-    /// A whole message has arrived, text or binary. `frame` is borrowed for the call, and of any size,
+    /// A whole binary message has arrived. `frame` is borrowed for the call, and of any size,
     /// though the owner of the connection should refuse more than `RelayLimits::frameBytes`.
     void frameReceived(RelayLink& link, ByteView frame, Date now);
 

@@ -32,6 +32,6 @@ struct RelayLimits {
     /// Packs that wait for one member; one more is refused with an error to its author.
     std::uint64_t mailPacks = 10000;
     std::uint64_t mailBytes = 32 * 1024 * 1024;
-    /// How long a pack waits; then it is deleted.
+    /// How long a pack waits, in days for which a relay runs; then it is deleted.
     double mailDays = 30;
 };

@@ -63,7 +63,7 @@ std::vector<Option> serveOptions(ServeOptions& serve) {
         numberOption("silence-seconds", "time without an answer; above, 1001", limits.silence),
         numberOption("mail-packs", "packs that may wait for one member", limits.mailPacks),
         numberOption("mail-bytes", "bytes that may wait for one member", limits.mailBytes),
-        numberOption("mail-days", "days that a pack may wait", limits.mailDays),
+        numberOption("mail-days", "days of its running that a pack may wait", limits.mailDays),
         numberOption("header-bytes", "length of an HTTP request; above, status 431", serve.headerBytes),
         numberOption("request-seconds", "time for an HTTP request", serve.requestTime),
     };

@@ -243,6 +243,32 @@ TEST_F(RelayLinkTest, AKeyThatSendsTooFastIsClosedWhenWhatWasReadIsPassedOn) {
     EXPECT_FALSE(later.closeCode);
 }
 
+TEST_F(RelayLinkTest, AFloodOfGarbageIsNotAnsweredBeyondTheLimitAndPacksInItArePassedOn) {
+    world.limits.textsPerSecond = 1;
+    world.limits.burst = 2;
+    TestLink& author = world.join(ada);
+    const TestLink& reader = world.join(bob);
+    for (int count = 0; count < 1000; ++count) world.frame(author, {});
+    world.write(author, bob, "text");
+    EXPECT_FALSE(author.closeCode);
+    world.turn();
+    EXPECT_EQ(author.answers.size(), 20u);
+    EXPECT_EQ(author.closeCode, CloseCode::tryAgainLater);
+    EXPECT_EQ(closedFor(&RelayCounters::closedTooFast), 1u);
+    EXPECT_EQ(reader.texts.size(), 1u);
+}
+
+TEST_F(RelayLinkTest, CommandsWhoseAnswersAreNotReadAreNotObeyedWithoutEnd) {
+    world.limits.queuedBytes = 10000;
+    TestLink& author = world.join(ada);
+    for (int count = 0; count < 1000; ++count) world.say(author, "help");
+    // The answer that goes over the bound is the last.
+    EXPECT_LE(author.answers.size(), 1 + 10000 / author.answers.at(0).size());
+    world.turn();
+    EXPECT_EQ(author.closeCode, CloseCode::tryAgainLater);
+    EXPECT_EQ(closedFor(&RelayCounters::closedSlowReader), 1u);
+}
+
 TEST_F(RelayLinkTest, TheRateGrowsWithTheNumberOfMembers) {
     world.limits.textsPerSecond = 1;
     world.limits.burst = 1;
