@@ -93,7 +93,9 @@ std::optional<HttpVerdict> HttpFront::judge(ByteView received, std::size_t maxHe
         return refusal(400, "That is no HTTP request.");
     if (!parser.is_header_done()) return std::nullopt;
     HttpVerdict verdict = route(parser.get());
-    verdict.forwardedFor = lastAddress(viewOf(parser.get()["X-Forwarded-For"]));
+    // A proxy may add a line of its own behind those of the client.
+    const auto [first, end] = parser.get().equal_range("X-Forwarded-For");
+    for (auto field = first; field != end; ++field) verdict.forwardedFor = lastAddress(viewOf(field->value()));
     verdict.used = used;
     return verdict;
 }

@@ -69,6 +69,9 @@ TEST(HttpFrontTest, TheLastForwardedAddressIsTheProxysOwnWord) {
     EXPECT_EQ(judge(handshake("/relay", "X-Forwarded-For: 192.0.2.1\r\n"))->forwardedFor, "192.0.2.1");
     EXPECT_EQ(judge(handshake("/relay", "X-Forwarded-For: forged, 192.0.2.1 \r\n"))->forwardedFor, "192.0.2.1");
     EXPECT_EQ(judge(handshake("/relay", "X-Forwarded-For: 192.0.2.1,\r\n"))->forwardedFor, "");
+    EXPECT_EQ(judge(handshake("/relay", "X-Forwarded-For: forged\r\nX-Other: x\r\nx-forwarded-for: a, 192.0.2.1\r\n"))
+                  ->forwardedFor,
+              "192.0.2.1");
 }
 
 }  // namespace
