@@ -55,7 +55,9 @@ void Connection::readable(Tcp::Error error) {
         server.counters().bytesReceived += count;
         receive(scratch.first(count));
     }
-    if (phase != Phase::ended) waitToRead();
+    if (phase == Phase::ended) return;
+    isToRead = true;
+    gather();
 }
 
 void Connection::receive(std::span<std::uint8_t> arrived) {
@@ -132,6 +134,7 @@ std::size_t Connection::consumeFrames(std::span<std::uint8_t> bytes) {
            : *code == 1003 ? server.counters().closedText
                            : server.counters().closedProtocol);
         server.core().linkClosed(*this, server.now());
+        answerPing();
         WebsocketWriter::appendClose(out, *code, {});
         gather();
         beginClosing();
@@ -140,12 +143,16 @@ std::size_t Connection::consumeFrames(std::span<std::uint8_t> bytes) {
 }
 
 bool Connection::onMessage(ByteView message) {
+    // Somebody who has just been admitted on the command line must not be refused for good.
+    if (!std::exchange(hasSpoken, true)) server.lookAtMembers();
     server.core().frameReceived(*this, message, server.now());
     return phase == Phase::link;
 }
 
 bool Connection::onPing(ByteView payload) {
-    WebsocketWriter::appendPong(out, payload);
+    // Only the newest is kept: whoever sends pings and never reads would fill the memory otherwise.
+    pong.assign(payload.begin(), payload.end());
+    hasPong = true;
     gather();
     return true;
 }
@@ -161,6 +168,7 @@ bool Connection::onPong(ByteView payload) {
 
 void Connection::onClose(std::optional<std::uint16_t> code) {
     server.core().linkClosed(*this, server.now());
+    answerPing();
     WebsocketWriter::appendClose(out, code.value_or(normalClosure), {});
     gather();
     beginClosing();
@@ -180,9 +188,14 @@ void Connection::ping(std::uint64_t payload) {
 }
 
 void Connection::close(CloseCode code, std::string_view reason) {
+    answerPing();
     WebsocketWriter::appendClose(out, static_cast<std::uint16_t>(code), reason);
     gather();
     beginClosing();
+}
+
+void Connection::answerPing() {
+    if (std::exchange(hasPong, false)) WebsocketWriter::appendPong(out, pong);
 }
 
 void Connection::gather() {
@@ -195,10 +208,12 @@ void Connection::flush() {
     isGathered = false;
     if (phase == Phase::ended) return;
     if (!isWaitingToWrite) write();
-    if (hasFailed) end();
+    if (hasFailed) return end();
+    if (std::exchange(isToRead, false)) waitToRead();
 }
 
 void Connection::write() {
+    if (phase == Phase::link) answerPing();
     if (tls) {
         if (!tls->send(out)) return fail();
         emptied(out);

@@ -16,7 +16,9 @@ class Server;
 
 /// One TCP connection: TLS where it is on, then one HTTP request, then perhaps a WebSocket link.
 ///
-/// What is sent is gathered, and written by `flush` once a turn of the server's loop. Held by the
+/// What is sent is gathered, and written by `flush` once a turn of the server's loop; its socket is read
+/// once a turn, so that one flood neither fills the turn nor escapes the limits that are looked at when
+/// the turn ends. Held by the
 /// pending operations of its socket and by the server, which hears of it by `Server::forget` when it
 /// has ended.
 class Connection : public RelayLink, public std::enable_shared_from_this<Connection>, private WebsocketReader::Sink {
@@ -57,6 +59,7 @@ private:
     void onClose(std::optional<std::uint16_t> code) override;
 
     void gather();
+    void answerPing();
     void write();
     void beginClosing();
     void fail();
@@ -68,8 +71,12 @@ private:
     std::unique_ptr<TlsSession> tls;
     WebsocketReader reader;
     Phase phase = Phase::request;
-    Date deadline;            // of the request, or of closing
-    Bytes partial;            // what was read and is not complete
+    Date deadline;  // of the request, or of closing
+    Bytes partial;  // what was read and is not complete
+    Bytes pong;     // answers the newest ping: older ones need no answer (RFC 6455, section 5.5.3)
+    bool hasPong = false;
+    bool isToRead = false;    // waits for its socket again from the end of the turn on
+    bool hasSpoken = false;   // its first message has come
     Bytes out;                // what is to be sent, before TLS
     Bytes sealedOut;          // the same behind TLS
     std::size_t written = 0;  // how much of it the socket has taken

@@ -93,6 +93,8 @@ int runProgram(const std::vector<std::string>& words) {
     ::umask(077);
     // A file that may not grow is a failure like a full disk, and no reason to die.
     std::signal(SIGXFSZ, SIG_IGN);
+    // Nor is it one that nobody reads standard error any more.
+    std::signal(SIGPIPE, SIG_IGN);
     try {
         return obey(Arguments::parsed(words));
     } catch (const std::exception& error) {

@@ -25,9 +25,14 @@ constexpr int handlersPerTurn = 512;
 constexpr auto membersInterval = std::chrono::milliseconds(100);
 constexpr auto sweepInterval = std::chrono::seconds(1);
 constexpr auto acceptPause = std::chrono::milliseconds(200);
-// From the signal to the end, whatever the connections do.
-constexpr auto stopRetry = std::chrono::milliseconds(500);
-constexpr int stopRetries = 4;
+// For another process that holds the database, while serving: nothing else is done meanwhile, and the
+// logic tries again by itself.
+constexpr auto storePatience = std::chrono::milliseconds(250);
+// From the signal to the last try to save the mail, whatever connections and database do. With a try
+// and the patience for it behind that, the end comes within 3 seconds.
+constexpr auto stopTime = std::chrono::milliseconds(1800);
+constexpr auto stopRetry = std::chrono::milliseconds(300);
+constexpr auto timeInterval = std::chrono::minutes(10);
 
 struct Listen {
     std::string host;
@@ -101,7 +106,10 @@ Server::Server(const ServeOptions& options)
       scratchBytes(scratchSize) {
     if (options.tlsCertificate) tls = std::make_unique<TlsContext>(*options.tlsCertificate, *options.tlsKey);
     dataVersion = store.dataVersion();
+    if (const auto saved = store.time()) startedAt = *saved;
     relay.start(now());
+    saveTime();
+    store.setPatience(storePatience);
     listen();
 }
 
@@ -119,7 +127,11 @@ void Server::listen() {
     Tcp::Protocol::resolver resolver(context);
     const auto found = resolver.resolve(wanted.host, wanted.port, Tcp::Protocol::resolver::passive, error);
     if (error || found.empty()) throw failed(error);
-    const Tcp::Protocol::endpoint endpoint = found.begin()->endpoint();
+    // Of a name that has both, such as localhost, the IPv4 address: it is what people then try first.
+    auto best = std::find_if(found.begin(), found.end(),
+                             [](const auto& entry) { return entry.endpoint().protocol() == Tcp::Protocol::v4(); });
+    if (best == found.end()) best = found.begin();
+    const Tcp::Protocol::endpoint endpoint = best->endpoint();
     acceptor.open(endpoint.protocol(), error);
     if (error) throw failed(error);
     acceptor.set_option(Tcp::Acceptor::reuse_address(true), error);
@@ -143,6 +155,7 @@ int Server::run() {
     waitForSignal();
     accept();
     watchMembers();
+    keepTime();
     std::printf("vimble-relay listening on %s\n", listeningOn().c_str());
     std::fflush(stdout);
     while (!isDone) runTurn();
@@ -262,16 +275,37 @@ void Server::watchMembers() {
     membersTimer.expires_after(membersInterval);
     membersTimer.async_wait([this](Tcp::Error error) {
         if (error || isStopping) return;
-        try {
-            if (const std::int64_t version = store.dataVersion(); version != dataVersion) {
-                dataVersion = version;
-                relay.membersChanged(now());
-            }
-        } catch (const StoreError&) {
-            // The logic meets the same failure when it needs the store, and deals with it.
-        }
+        lookAtMembers();
         watchMembers();
     });
+}
+
+void Server::lookAtMembers() {
+    try {
+        const std::int64_t version = store.dataVersion();
+        if (version == dataVersion) return;
+        dataVersion = version;
+        relay.membersChanged(now());
+    } catch (const StoreError&) {
+        // The logic meets the same failure when it needs the store, and deals with it.
+    }
+}
+
+void Server::keepTime() {
+    timeTimer.expires_after(timeInterval);
+    timeTimer.async_wait([this](Tcp::Error error) {
+        if (error || isStopping) return;
+        saveTime();
+        keepTime();
+    });
+}
+
+void Server::saveTime() {
+    try {
+        store.saveTime(now());
+    } catch (const StoreError&) {
+        // Then mail waits a little longer than it must.
+    }
 }
 
 std::string Server::metrics() const { return metricsText(relay.counters(), relay.gauges(), shellCounters); }
@@ -304,7 +338,10 @@ void Server::stop() {
     Tcp::Error error;
     acceptor.close(error);
     membersTimer.cancel();
+    timeTimer.cancel();
+    stopDeadline = std::chrono::steady_clock::now() + stopTime;
     status = relay.shutDown(now()) ? 0 : 1;
+    if (status == 0) saveTime();
     stopWhenDone();
 }
 
@@ -314,7 +351,8 @@ void Server::stopWhenDone() {
     stopTimer.async_wait([this](Tcp::Error error) {
         if (error) return;
         if (status != 0) status = relay.shutDown(now()) ? 0 : 1;
-        if (++stopRounds < stopRetries && (status != 0 || !connections.empty())) return stopWhenDone();
+        const bool isLate = std::chrono::steady_clock::now() >= stopDeadline;
+        if (!isLate && (status != 0 || !connections.empty())) return stopWhenDone();
         if (status != 0) report("the mail could not be saved: " + relay.storeFailure().value_or("unknown reason"));
         isDone = true;
     });

@@ -48,8 +48,12 @@ public:
     RelayCore& core() { return relay; }
     ShellCounters& counters() { return shellCounters; }
     std::string metrics() const;
-    /// The calendar's time, going on steadily from the start of the process.
+    /// The relay's own time: the calendar's when the database was made, and from then on the time for
+    /// which the relay has run, kept in the database. A clock that is set wrong, or jumps, makes no mail
+    /// look old.
     Date now() const;
+    /// Looks whether another process has changed the members, and tells the logic.
+    void lookAtMembers();
     /// Room for one read, shared by all connections.
     std::span<std::uint8_t> scratch() { return scratchBytes; }
     Bytes& plainScratch() { return plainBytes; }
@@ -76,6 +80,8 @@ private:
     void reloadTls();
     void stop();
     void stopWhenDone();
+    void keepTime();
+    void saveTime();
 
     ServeOptions serveOptions;
     Tcp::Context context{1};
@@ -85,6 +91,7 @@ private:
     Tcp::Timer sweepTimer{context};
     Tcp::Timer acceptTimer{context};
     Tcp::Timer stopTimer{context};
+    Tcp::Timer timeTimer{context};
     Tcp::Signals signals{context};
     Date startedAt;
     std::chrono::steady_clock::time_point startedSteady;
@@ -103,7 +110,7 @@ private:
     Bytes scratchBytes;
     Bytes plainBytes;
     bool isStopping = false;
-    int stopRounds = 0;
+    std::chrono::steady_clock::time_point stopDeadline;
     bool isDone = false;
     int status = 0;
 };

@@ -11,7 +11,7 @@ namespace {
 // "Vimb", so that another program's database is never taken for ours.
 constexpr std::int64_t applicationId = 0x56696d62;
 
-constexpr int busyTimeoutMs = 2000;
+constexpr std::chrono::milliseconds firstPatience{2000};
 
 constexpr const char* createTables =
     // AUTOINCREMENT: a number is never used again, so that late mail for somebody who was removed can't
@@ -160,7 +160,7 @@ SqliteStore::SqliteStore(const std::filesystem::path& file, Open how) : file(fil
     try {
         const int flags = SQLITE_OPEN_READWRITE | (how == Open::orCreate ? SQLITE_OPEN_CREATE : 0);
         if (sqlite3_open_v2(file.c_str(), &database, flags, nullptr) != SQLITE_OK) fail("can't be opened");
-        sqlite3_busy_timeout(database, busyTimeoutMs);
+        setPatience(firstPatience);
         bringIntoForm();
         statements.resize(sqlCount);
     } catch (...) {
@@ -168,6 +168,10 @@ SqliteStore::SqliteStore(const std::filesystem::path& file, Open how) : file(fil
         sqlite3_close_v2(database);
         throw;
     }
+}
+
+void SqliteStore::setPatience(std::chrono::milliseconds time) {
+    sqlite3_busy_timeout(database, static_cast<int>(time.count()));
 }
 
 SqliteStore::~SqliteStore() {
@@ -289,6 +293,19 @@ std::int64_t SqliteStore::lastMailId() {
     std::int64_t result = 0;
     for (Statement& statement = prepared(lastId); statement.step();) result = statement.integer(0);
     return result;
+}
+
+std::optional<Date> SqliteStore::time() {
+    if (number("SELECT count(*) FROM sqlite_schema WHERE name = 'time'") == 0) return std::nullopt;
+    std::optional<Date> result;
+    for (Statement statement(*this, "SELECT now FROM time"); statement.step();) result = Date{statement.real(0)};
+    return result;
+}
+
+void SqliteStore::saveTime(Date now) {
+    // Not part of the first form's tables, and nothing that a program of that form would stumble over.
+    run("CREATE TABLE IF NOT EXISTS time(id INTEGER PRIMARY KEY CHECK(id = 1), now REAL NOT NULL)");
+    Statement(*this, "INSERT OR REPLACE INTO time(id, now) VALUES(1, ?1)").bind(1, now.sinceReference).run();
 }
 
 std::int64_t SqliteStore::dataVersion() {

@@ -2,9 +2,11 @@
 
 #include "RelayCore/RelayStore.h"
 
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string_view>
 #include <vector>
@@ -42,6 +44,14 @@ public:
     /// Admits all of these, or none. Who is a member already stays what they are, except that `isAdmin`
     /// makes an admin of them. @return how many are new
     std::size_t admit(std::span<const StoredMember> newMembers);
+
+    /// How long an operation waits for another process that holds the file, before it fails. 2 seconds at
+    /// first.
+    void setPatience(std::chrono::milliseconds time);
+
+    /// Where the relay's own time stood when it was saved last; nothing in a new database.
+    std::optional<Date> time();
+    void saveTime(Date now);
 
     /// Changes whenever another process has changed the file. Cheap enough to ask many times a second.
     std::int64_t dataVersion();

@@ -75,6 +75,9 @@ public:
         return knownPort;
     }
 
+    /// Nobody reads its standard error any more.
+    void closeErr() { ::close(std::exchange(errPipe, -1)); }
+
     void signal(int number) { ::kill(process, number); }
     pid_t id() const { return process; }
 

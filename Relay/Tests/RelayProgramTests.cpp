@@ -18,6 +18,12 @@ TEST_F(RelayProgramTest, TheFirstLineSaysWhereItListens) {
     EXPECT_EQ(relay->firstLine, "vimble-relay listening on 127.0.0.1:" + std::to_string(relay->port()));
 }
 
+TEST_F(RelayProgramTest, LocalhostIsTheIPv4Address) {
+    RelayProcess relay({"serve", "--listen", "localhost:0", "--database", database()});
+    EXPECT_EQ(relay.port() == 0 ? relay.errLine() : relay.firstLine,
+              "vimble-relay listening on 127.0.0.1:" + std::to_string(relay.port()));
+}
+
 TEST_F(RelayProgramTest, ItListensOnIPv6InBrackets) {
     RelayProcess relay({"serve", "--listen", "[::1]:0", "--database", database()});
     if (relay.port() == 0) {
@@ -237,6 +243,79 @@ TEST_F(RelayProgramTest, ADiskThatIsFullAtTheEndIsSaidWithStatus1) {
     EXPECT_EQ(relay->wait(std::chrono::seconds(5)), 1);
     EXPECT_THAT(relay->errLine(), HasSubstr("the database fails"));
     EXPECT_THAT(relay->errLine(), StartsWith("vimble-relay: the mail could not be saved: "));
+}
+
+TEST_F(RelayProgramTest, ADatabaseThatSomebodyElseHoldsAtTheEndIsSaidWithin5Seconds) {
+    admit(ada);
+    admit(bob);
+    const auto relay = serve();
+    RelayClient author(ada, relay->port());
+    ASSERT_TRUE(author.join());
+    sqlite3* other = nullptr;
+    ASSERT_EQ(sqlite3_open(database().c_str(), &other), SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(other, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), SQLITE_OK);
+    ASSERT_TRUE(author.write(bob, "one"));
+    EXPECT_EQ(author.closeCode(), 1011);
+    relay->signal(SIGTERM);
+    EXPECT_EQ(relay->wait(std::chrono::seconds(5)), 1);
+    sqlite3_close(other);
+    EXPECT_THAT(relay->errLine(), HasSubstr("the database fails"));
+    EXPECT_THAT(relay->errLine(), StartsWith("vimble-relay: the mail could not be saved: "));
+}
+
+TEST_F(RelayProgramTest, ItLivesOnWhenNobodyReadsItsErrors) {
+    admit(ada);
+    admit(bob);
+    const auto relay = serve();
+    RelayClient author(ada, relay->port());
+    ASSERT_TRUE(author.join());
+    relay->closeErr();
+    const rlimit none{0, RLIM_INFINITY};
+    ASSERT_EQ(::prlimit(relay->id(), RLIMIT_FSIZE, &none, nullptr), 0);
+    ASSERT_TRUE(author.write(bob, "one"));
+    EXPECT_EQ(author.closeCode(), 1011);
+    EXPECT_THAT(get(relay->port(), "/healthz"), StartsWith("HTTP/1.1 503 "));
+}
+
+TEST_F(RelayProgramTest, WhoIsAdmittedMayComeAtOnce) {
+    const auto relay = serve();
+    for (int count = 0; count < 10; ++count) {
+        const Somebody person("somebody");
+        RelayClient client(person, relay->port());
+        ASSERT_TRUE(client.upgrade());
+        admit(person);
+        EXPECT_TRUE(client.list());
+    }
+}
+
+TEST_F(RelayProgramTest, TheTimeOfMailGoesOnWhereTheLastRelayLeftItWhateverTheClockSays) {
+    admit(ada);
+    admit(bob);
+    serve();  // saves its time at the start
+    const auto ask = [&](const std::string& statement) {
+        sqlite3* handle = nullptr;
+        double result = 0;
+        const auto read = [](void* into, int, char** values, char**) {
+            *static_cast<double*>(into) = std::atof(values[0]);
+            return 0;
+        };
+        EXPECT_EQ(sqlite3_open(database().c_str(), &handle), SQLITE_OK);
+        EXPECT_EQ(sqlite3_exec(handle, statement.c_str(), read, &result, nullptr), SQLITE_OK);
+        sqlite3_close(handle);
+        return result;
+    };
+    const double future = 1e10;  // some three hundred years on
+    ask("UPDATE time SET now = 1e10");
+    const auto relay = serve();
+    RelayClient author(ada, relay->port());
+    ASSERT_TRUE(author.join());
+    ASSERT_TRUE(author.write(bob, "one"));
+    ASSERT_TRUE(awaitMetric(relay->port(), "packs_stored_total", 1));
+    EXPECT_GE(ask("SELECT arrived FROM mail"), future);
+    EXPECT_LT(ask("SELECT arrived FROM mail"), future + 3600);
+    relay->signal(SIGTERM);
+    EXPECT_EQ(relay->wait(), 0);
+    EXPECT_GT(ask("SELECT now FROM time"), future);
 }
 
 TEST_F(RelayProgramTest, ADatabaseFromANewerVersionIsRefusedAndNotChanged) {

@@ -111,6 +111,14 @@ TEST_F(SqliteStoreTest, KeepingAndForgettingIsOneTransaction) {
     EXPECT_THAT(texts(open()->mail(ada.key, 0, 100, 1000)), ElementsAre("two", "three"));
 }
 
+TEST_F(SqliteStoreTest, TheTimeIsWhatWasSavedLast) {
+    const auto store = open();
+    EXPECT_FALSE(store->time());
+    store->saveTime(Date{50});
+    store->saveTime(Date{100.5});
+    EXPECT_EQ(open()->time(), Date{100.5});
+}
+
 TEST_F(SqliteStoreTest, OldMailExpires) {
     const auto store = open();
     store->putMember(ada);
