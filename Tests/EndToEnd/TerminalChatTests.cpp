@@ -118,8 +118,10 @@ TEST_F(TerminalChatTest, MailIsInTheHistoryAlsoWhenNobodyReadsTheOutputAnyMore) 
         const std::string text = "while Bob was away, " + std::to_string(round);
         ann->write(text + "\n");
         EXPECT_TRUE(ann->lineThatBegins("→ chat ×"));
-        // Bob comes only to be cut off, at whatever moment that is.
-        auto bob = world.client("bob");
+        // Bob comes only to be cut off: he reads one line, and the next that he is told is of the list,
+        // right behind which comes his mail.
+        auto bob = world.client("bob", {"--json"});
+        EXPECT_TRUE(bob->lineThatBegins(R"({"type":"banner")"));
         bob->closeOutput();
         EXPECT_TRUE(bob->wait());
     }
