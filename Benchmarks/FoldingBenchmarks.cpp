@@ -24,7 +24,8 @@ std::vector<Bytes> packsFor(const PublicKey& reader, const Group& group) {
         const std::size_t author = i % peopleCount;
         const auto kind = i / peopleCount % 2 == 0 ? std::optional<std::string>("room") : std::nullopt;
         const Bytes json = PackPlaintext{kind, "", "", sampleText()}.encoded();
-        frames.push_back(sealedFrame(group.people[author].publicKey, reader, Nacl::randomNonce(), json, shared[author]));
+        frames.push_back(
+            sealedFrame(group.people[author].publicKey, reader, Nacl::randomNonce(), json, shared[author]));
     }
     return frames;
 }
@@ -73,10 +74,10 @@ void openBare(benchmark::State& state) {
     for (auto _ : state) {
         for (std::size_t i = 0; i < frames.size(); ++i) {
             const Bytes& frame = frames[i];
-            const int failed = crypto_box_open_easy_afternm(
-                opened.data(), frame.data() + EncryptedPack::ciphertextOffset,
-                frame.size() - EncryptedPack::ciphertextOffset, frame.data() + EncryptedPack::nonceOffset,
-                shared[i % peopleCount].data());
+            const int failed =
+                crypto_box_open_easy_afternm(opened.data(), frame.data() + EncryptedPack::ciphertextOffset,
+                                             frame.size() - EncryptedPack::ciphertextOffset,
+                                             frame.data() + EncryptedPack::nonceOffset, shared[i % peopleCount].data());
             if (failed) state.SkipWithError("a box did not open");
             benchmark::DoNotOptimize(opened.data());
         }

@@ -19,7 +19,9 @@ struct Group {
     Bytes list(const PublicKey& user) const {
         std::vector<MetaPerson> entries{{Nacl::hex(user), false, true}};
         for (const auto& person : people) entries.push_back({Nacl::hex(person.publicKey), false, true});
-        return Pack{server.publicKey, user, {}, ServerMessage::encodedList(entries)}.encrypted(server.secretKey.view()).bytes();
+        return Pack{server.publicKey, user, {}, ServerMessage::encodedList(entries)}
+            .encrypted(server.secretKey.view())
+            .bytes();
     }
 
     Nacl::KeyPair server;

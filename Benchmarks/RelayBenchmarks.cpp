@@ -44,7 +44,8 @@ public:
         std::FILE* lines = ::fdopen(output[0], "r");
         char line[256] = "";
         check(std::fgets(line, sizeof line, lines) != nullptr, "a server did not start");
-        port = static_cast<std::uint16_t>(std::atoi(std::string(line).substr(std::string(line).rfind(':') + 1).c_str()));
+        port =
+            static_cast<std::uint16_t>(std::atoi(std::string(line).substr(std::string(line).rfind(':') + 1).c_str()));
         std::fclose(lines);
     }
     ~Server() {
@@ -75,7 +76,8 @@ void measure(benchmark::State& state, const Server& server, RelayLoad& load, Rel
     for (auto _ : state) {
         const double before = server.processorTime();
         load.run(textCount);
-        state.SetIterationTime((server.processorTime() - before) / static_cast<double>(textCount * RelayLoad::readerCount));
+        state.SetIterationTime((server.processorTime() - before) /
+                               static_cast<double>(textCount * RelayLoad::readerCount));
     }
 }
 
@@ -88,7 +90,8 @@ void deliverThroughRelay(benchmark::State& state) {
     std::ofstream(keyFile) << load.keyFile();
     const std::string add = relay + " add --file " + keyFile + " --database " + database + " >/dev/null";
     check(std::system(add.c_str()) == 0, "the members could not be added");
-    const Server server({relay, "serve", "--listen", "127.0.0.1:0", "--database", database, "--texts-per-second", "1000000"});
+    const Server server(
+        {relay, "serve", "--listen", "127.0.0.1:0", "--database", database, "--texts-per-second", "1000000"});
     measure(state, server, load, RelayLogin::sealedList);
 }
 

@@ -22,7 +22,8 @@ const std::string url = "https://chat.example.org";
 State longState() {
     const std::string partner(64, 'a');
     const std::string own(64, 'b');
-    const std::string text = "Shall we meet at the lake at seven, or is that too late for you and the children? Tell me before six";
+    const std::string text =
+        "Shall we meet at the lake at seven, or is that too late for you and the children? Tell me before six";
     State state;
     state.publicKey = own;
     state.endpoint = Endpoint(url);
@@ -50,7 +51,8 @@ void loadState(benchmark::State& state) {
     const SavedState saved;
     for (auto _ : state) {
         const State loaded = State::load(saved.folder.path, Endpoint(url));
-        if (loaded.conversations.begin()->second.messages.size() != messageCount) state.SkipWithError("not all came back");
+        if (loaded.conversations.begin()->second.messages.size() != messageCount)
+            state.SkipWithError("not all came back");
     }
 }
 

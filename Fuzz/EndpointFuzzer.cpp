@@ -62,7 +62,8 @@ void checkEndpoint(const Endpoint& endpoint) {
     } else {
         // A host name that is one word is shown, and not taken: it might be anything.
         check(url->scheme == "https" && url->host, "an address is shown without what tells it");
-        if (!url->host->empty() && !isBareWord(shown)) check(typed == endpoint, "an address that is shown is another when typed");
+        if (!url->host->empty() && !isBareWord(shown))
+            check(typed == endpoint, "an address that is shown is another when typed");
     }
 }
 

@@ -26,7 +26,8 @@ bool isJson(std::string_view text) {
     rapidjson::MemoryStream stream(text.data(), text.size());
     rapidjson::EncodedInputStream<rapidjson::UTF8<>, rapidjson::MemoryStream> plain(stream);
     rapidjson::Reader reader;
-    return !reader.Parse<rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag>(plain, ignore).IsError();
+    return !reader.Parse<rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag>(plain, ignore)
+                .IsError();
 }
 
 template <class Type>

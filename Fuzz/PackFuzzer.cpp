@@ -34,7 +34,8 @@ std::optional<Pack> opened(const EncryptedPack& pack) {
 void cut(ByteView frame) {
     const auto pack = EncryptedPack::parse(frame);
     const auto view = PackView::of(frame);
-    check(pack.has_value() == (frame.size() > EncryptedPack::ciphertextOffset), "a frame is a pack by its length alone");
+    check(pack.has_value() == (frame.size() > EncryptedPack::ciphertextOffset),
+          "a frame is a pack by its length alone");
     check(pack.has_value() == view.has_value(), "the two ways to cut a frame differ");
     if (!pack) return;
     check(std::ranges::equal(pack->bytes(), frame), "a frame comes back altered");
@@ -43,7 +44,8 @@ void cut(ByteView frame) {
           "the two ways to cut a frame give different fields");
     // Made up without a secret key; only a seed that was sealed with the real one opens.
     if (const auto open = opened(*pack))
-        check(open->plaintext.size() + Nacl::authenticatorBytes == pack->ciphertext.size(), "a part of a pack was opened");
+        check(open->plaintext.size() + Nacl::authenticatorBytes == pack->ciphertext.size(),
+              "a part of a pack was opened");
 }
 
 /// Any plaintext, sealed; then damaged where the fuzzer says.

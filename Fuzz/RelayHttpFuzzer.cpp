@@ -16,7 +16,7 @@
 
 namespace {
 
-constexpr std::size_t maxHeader = 300;   // so that the fuzzer reaches it
+constexpr std::size_t maxHeader = 300;  // so that the fuzzer reaches it
 constexpr std::size_t maxMessage = 1000;
 
 // ---- the request
@@ -25,7 +25,8 @@ void checkVerdict(const HttpVerdict& verdict, std::size_t received) {
     const auto status = std::string_view(verdict.response).substr(0, 13);
     switch (verdict.kind) {
         case HttpVerdict::Kind::upgrade:
-            check(status == "HTTP/1.1 101 " && verdict.response.ends_with("\r\n\r\n"), "an upgrade is answered otherwise");
+            check(status == "HTTP/1.1 101 " && verdict.response.ends_with("\r\n\r\n"),
+                  "an upgrade is answered otherwise");
             check(verdict.used > 0 && verdict.used <= received && verdict.used <= maxHeader,
                   "the frames begin where there are none");
             break;

@@ -111,7 +111,12 @@ std::int64_t MemoryStore::lastMailId() {
 class RelayWorld::Link : public RelayLink {
 public:
     Link(RelayWorld& world, std::size_t number, std::size_t address, std::size_t keyIndex)
-        : number(number), address(address), keyIndex(keyIndex), openedAt(world.now), openedIn(world.events), world(world) {}
+        : number(number),
+          address(address),
+          keyIndex(keyIndex),
+          openedAt(world.now),
+          openedIn(world.events),
+          world(world) {}
 
     void send(ByteView frame) override {
         check(isOpen, "something was sent to a link that is closed");
@@ -158,8 +163,8 @@ public:
     bool isAuthenticated = false;       // the relay has answered with the list
     std::optional<std::uint64_t> pendingPing;
     Date pingedAt;
-    std::size_t beforePing = 0;          // of `unproved`
-    std::vector<std::size_t> unproved;   // packs, in the order in which they came
+    std::size_t beforePing = 0;         // of `unproved`
+    std::vector<std::size_t> unproved;  // packs, in the order in which they came
     std::set<std::size_t> received;
     std::vector<MetaPerson> list;
     bool wasRefused = false;
@@ -199,10 +204,12 @@ private:
         check(original.target == *person, "a pack came to the wrong person");
         check(original.fromLink != number, "a pack came back to the link that sent it");
         check(original.fate != Fate::mustNot, "a pack came that was refused, or belongs to somebody removed");
-        check(!original.isProved || original.provedAt >= openedIn, "a pack came again to a link that was opened after its proof");
+        check(!original.isProved || original.provedAt >= openedIn,
+              "a pack came again to a link that was opened after its proof");
         check(received.insert(index).second, "a pack came twice to one link");
         const std::string author = Nacl::hex(RelayKeys::all().person(original.author));
-        const bool isListed = std::any_of(list.begin(), list.end(), [&](const MetaPerson& each) { return each.publicKey == author; });
+        const bool isListed =
+            std::any_of(list.begin(), list.end(), [&](const MetaPerson& each) { return each.publicKey == author; });
         check(isListed || !world.store.isMember(RelayKeys::all().person(original.author)),
               "a pack came from somebody who is not yet listed");
         unproved.push_back(index);
@@ -238,9 +245,7 @@ RelayWorld::RelayWorld() {
     start();
 }
 
-RelayWorld::~RelayWorld() {
-    core.reset();
-}
+RelayWorld::~RelayWorld() { core.reset(); }
 
 void RelayWorld::start() {
     core = std::make_unique<RelayCore>(fuzzLimits(), store, static_cast<RelayHost&>(*this));
@@ -300,7 +305,8 @@ void RelayWorld::sendPack(std::size_t index, std::size_t target, std::size_t bod
     Nonce nonce{};
     const std::uint64_t number = sent.size();
     std::memcpy(nonce.data(), &number, sizeof number);
-    const EncryptedPack pack(RelayKeys::all().person(*link->person), RelayKeys::all().person(target), nonce, Bytes(bodySize + 1, 7));
+    const EncryptedPack pack(RelayKeys::all().person(*link->person), RelayKeys::all().person(target), nonce,
+                             Bytes(bodySize + 1, 7));
     const bool isToSelf = target == *link->person;
     const bool isMember = store.isMember(RelayKeys::all().person(target));
     sent.push_back({pack.bytes(), *link->person, target, index, Fate::may, false, 0});
@@ -328,7 +334,8 @@ void RelayWorld::command(std::size_t index, std::string_view text) {
     Link* link = openLink(index);
     if (!link || !link->isAuthenticated) return;
     const auto admins = [&] {
-        return std::count_if(store.people.begin(), store.people.end(), [](const StoredMember& each) { return each.isAdmin; });
+        return std::count_if(store.people.begin(), store.people.end(),
+                             [](const StoredMember& each) { return each.isAdmin; });
     };
     const bool hadAdmins = admins() > 0;
     const bool isAdmin = std::any_of(store.people.begin(), store.people.end(), [&](const StoredMember& each) {
@@ -360,7 +367,8 @@ void RelayWorld::pong(std::size_t index) {
         if (!pack.isProved) pack.provedAt = events;
         pack.isProved = true;
     }
-    link->unproved.erase(link->unproved.begin(), link->unproved.begin() + static_cast<std::ptrdiff_t>(link->beforePing));
+    link->unproved.erase(link->unproved.begin(),
+                         link->unproved.begin() + static_cast<std::ptrdiff_t>(link->beforePing));
     core->pongReceived(*link, payload, now);
     afterEvent();
 }
@@ -443,7 +451,8 @@ void RelayWorld::checkTimes() {
     for (const auto& link : links) {
         if (!link->isOpen) continue;
         if (!link->isAuthenticated)
-            check(now - link->openedAt <= core->limits().firstPack + 2 * checkInterval, "a link stays without a first pack");
+            check(now - link->openedAt <= core->limits().firstPack + 2 * checkInterval,
+                  "a link stays without a first pack");
         else if (link->pendingPing)
             check(now - link->pingedAt <= core->limits().silence + 2 * checkInterval, "a silent link stays");
     }
@@ -525,15 +534,19 @@ void RelayWorld::end() {
         }
         check(links[index]->isOpen, "the mail closes its link");
         for (std::size_t i = 0; i < sent.size(); ++i)
-            check(sent[i].target != *person || sent[i].fate != Fate::must || sent[i].isProved, "a pack that was taken is lost");
+            check(sent[i].target != *person || sent[i].fate != Fate::must || sent[i].isProved,
+                  "a pack that was taken is lost");
         std::set<std::string> listed, wanted;
-        for (const MetaPerson& each : links[index]->list) listed.insert(each.publicKey + (each.isAdmin ? " admin" : ""));
-        for (const StoredMember& each : store.people) wanted.insert(Nacl::hex(each.key) + (each.isAdmin ? " admin" : ""));
+        for (const MetaPerson& each : links[index]->list)
+            listed.insert(each.publicKey + (each.isAdmin ? " admin" : ""));
+        for (const StoredMember& each : store.people)
+            wanted.insert(Nacl::hex(each.key) + (each.isAdmin ? " admin" : ""));
         check(listed == wanted, "the list tells of other people than the store");
         drop(index);
     }
     advance(1);
-    check(store.rows.empty() && core->gauges().mailPacks == 0 && core->gauges().mailBytes == 0, "mail is left when all was read");
+    check(store.rows.empty() && core->gauges().mailPacks == 0 && core->gauges().mailBytes == 0,
+          "mail is left when all was read");
     check(core->shutDown(now), "the relay does not stop");
     check(store.rows.empty(), "stopping makes mail of nothing");
 }

@@ -26,7 +26,9 @@ public:
 
     const PublicKey& person(std::size_t index) const { return personKeys[index].publicKey; }
     const Nacl::KeyPair& link(std::size_t index) const { return linkKeys[index % links]; }
-    const Nacl::SharedKey& shared(std::size_t link, std::size_t person) const { return *sharedKeys[link % links][person]; }
+    const Nacl::SharedKey& shared(std::size_t link, std::size_t person) const {
+        return *sharedKeys[link % links][person];
+    }
     /// Who has the key; nothing for nobody.
     std::optional<std::size_t> personOf(ByteView key) const;
 

@@ -45,7 +45,8 @@ public:
     }
 
     SealedFileStore store() const {
-        return SealedFileStore(path, [](SealedFileStore::Reason) { return std::optional(passphrase()); }, cheap);
+        return SealedFileStore(
+            path, [](SealedFileStore::Reason) { return std::optional(passphrase()); }, cheap);
     }
 
     const TemporaryFolder folder;
@@ -137,7 +138,8 @@ std::optional<std::string> maybeText(FuzzInput& input) {
 }
 
 SecretItem item(FuzzInput& input) {
-    SecretItem item{maybeText(input), maybeText(input), maybeText(input), maybeText(input), maybeText(input), input.flag(), {}};
+    SecretItem item{
+        maybeText(input), maybeText(input), maybeText(input), maybeText(input), maybeText(input), input.flag(), {}};
     if (input.flag()) {
         const ByteView data = input.bytes();
         item.data = Bytes(data.begin(), data.end());
@@ -162,23 +164,28 @@ void operate(FuzzInput& input) {
                     return each.service == added.service && each.account == added.account &&
                            each.accessGroup == added.accessGroup && each.synchronizable == added.synchronizable;
                 });
-                check(store.add(added) == (isThere ? SecretStatuses::duplicateItem : SecretStatuses::ok), "adding went wrong");
+                check(store.add(added) == (isThere ? SecretStatuses::duplicateItem : SecretStatuses::ok),
+                      "adding went wrong");
                 if (!isThere) items.push_back(added);
                 break;
             }
             case 1: {
                 const SecretQuery asked = query(input);
-                const auto known = std::find_if(items.begin(), items.end(), [&](const SecretItem& each) { return matches(asked, each); });
+                const auto known = std::find_if(items.begin(), items.end(),
+                                                [&](const SecretItem& each) { return matches(asked, each); });
                 const auto found = store.copyMatching(asked);
-                check(found.status == (known == items.end() ? SecretStatuses::itemNotFound : SecretStatuses::ok), "finding went wrong");
+                check(found.status == (known == items.end() ? SecretStatuses::itemNotFound : SecretStatuses::ok),
+                      "finding went wrong");
                 check(known == items.end() || found.item == *known, "another item was found");
                 break;
             }
             case 2: {
                 const SecretQuery asked = query(input);
                 const ByteView data = input.bytes();
-                const auto known = std::find_if(items.begin(), items.end(), [&](const SecretItem& each) { return matches(asked, each); });
-                check(store.update(asked, data) == (known == items.end() ? SecretStatuses::itemNotFound : SecretStatuses::ok),
+                const auto known = std::find_if(items.begin(), items.end(),
+                                                [&](const SecretItem& each) { return matches(asked, each); });
+                check(store.update(asked, data) ==
+                          (known == items.end() ? SecretStatuses::itemNotFound : SecretStatuses::ok),
                       "changing went wrong");
                 if (known != items.end()) known->data = Bytes(data.begin(), data.end());
                 break;
@@ -186,7 +193,8 @@ void operate(FuzzInput& input) {
             case 3: {
                 const SecretQuery asked = query(input);
                 const auto gone = std::erase_if(items, [&](const SecretItem& each) { return matches(asked, each); });
-                check(store.remove(asked) == (gone ? SecretStatuses::ok : SecretStatuses::itemNotFound), "removing went wrong");
+                check(store.remove(asked) == (gone ? SecretStatuses::ok : SecretStatuses::itemNotFound),
+                      "removing went wrong");
                 break;
             }
         }

@@ -104,10 +104,12 @@ void happen(SocketWorld& world, FuzzInput& input) {
         case 17: world.sends(static_cast<FakeLink::Sends>(input.below(3))); break;
         case 18: world.completeSends(); break;
         // What happens next is answered by the user from inside an observer's action.
-        case 19: world.duringNext([&world, next = input.bytes()] {
-            FuzzInput inner(next.data(), next.size());
-            act(world, inner);
-        }); break;
+        case 19:
+            world.duringNext([&world, next = input.bytes()] {
+                FuzzInput inner(next.data(), next.size());
+                act(world, inner);
+            });
+            break;
         default: act(world, input); break;
     }
 }

@@ -188,7 +188,8 @@ void SocketWorld::rawFrame(ByteView frame) {
 }
 
 void SocketWorld::greet(std::size_t server) {
-    if (openLink() && greetedLink != openLink() && deliver(Greeting::encoded(Everybody::all().servers[server].publicKey))) {
+    if (openLink() && greetedLink != openLink() &&
+        deliver(Greeting::encoded(Everybody::all().servers[server].publicKey))) {
         greetedLink = &transport.last();
         greetedBy = server;
     }
@@ -202,7 +203,8 @@ void SocketWorld::serverSays(ByteView plaintext) {
     if (!link || link != greetedLink || !kit) return settle();
 
     State expected = kit->state();
-    const auto list = message && message->kind == ServerMessage::list ? ServerMessage::decodedList(message->body) : std::nullopt;
+    const auto list =
+        message && message->kind == ServerMessage::list ? ServerMessage::decodedList(message->body) : std::nullopt;
     if (list) applyList(expected, *list);
     // Whoever has left is not brought back by a word that crosses the close frame.
     const bool isFirst = kit->socket() && !kit->socket()->isConnected();
@@ -210,7 +212,8 @@ void SocketWorld::serverSays(ByteView plaintext) {
     const auto rosters = observer->rosters;
 
     const Everybody& all = Everybody::all();
-    lastFrame = sealedFrame(all.servers[greetedBy].publicKey, all.user(), fuzzNonce(), plaintext, *all.withServer[greetedBy]);
+    lastFrame =
+        sealedFrame(all.servers[greetedBy].publicKey, all.user(), fuzzNonce(), plaintext, *all.withServer[greetedBy]);
     const bool wasUndisturbed = !next;
     if (deliver(lastFrame) && wasUndisturbed && isUndisturbed()) {
         check(kit->socket()->isConnected(), "a pack from the server proves nothing");
@@ -387,13 +390,16 @@ void SocketWorld::settle() {
     loop.run();
     for (const auto& link : transport.links) checkSent(*link);
     // Links that are over for good only take time to look at.
-    std::erase_if(transport.links, [&](const auto& link) { return link->isDestroyed && link != transport.links.back(); });
+    std::erase_if(transport.links,
+                  [&](const auto& link) { return link->isDestroyed && link != transport.links.back(); });
     if (!kit) return;
 
     const State& state = kit->state();
     check(state.publicKey == keyText(0), "the user has become somebody else");
-    check(state.endpoint.has_value() == (kit->socket() != nullptr), "there is a server without a socket, or a socket without one");
-    for (const auto& [key, person] : state.people) check(person.publicKey == key, "somebody stands under another's key");
+    check(state.endpoint.has_value() == (kit->socket() != nullptr),
+          "there is a server without a socket, or a socket without one");
+    for (const auto& [key, person] : state.people)
+        check(person.publicKey == key, "somebody stands under another's key");
     const auto checkChat = [](const Chat& chat) {
         check(chat.readCount >= 0 && chat.readCount <= static_cast<std::int64_t>(chat.messages.size()),
               "more was read than there is");
@@ -409,8 +415,7 @@ void SocketWorld::settle() {
     if (state.connection == Connection::online)
         check(kit->socket() && kit->socket()->isConnected(), "the user is online without a link");
     if (kit->canSend()) check(state.me() != nullptr, "the user may send before they are listed");
-    if (wishesNoLink)
-        check(state.connection == Connection::setup, "the user is connected against their wish");
+    if (wishesNoLink) check(state.connection == Connection::setup, "the user is connected against their wish");
     check(state.roster().size() == state.people.size(), "the roster leaves somebody out");
 }
 
@@ -424,7 +429,8 @@ void SocketWorld::checkSent(FakeLink& link) {
         try {
             for (std::size_t i = 0; i < serverCount; ++i)
                 if (target == all.servers[i].publicKey)
-                    check(Text::isUtf8(textOf(all.withServer[i]->open(pack->ciphertext, pack->nonce))), "a command is no UTF-8");
+                    check(Text::isUtf8(textOf(all.withServer[i]->open(pack->ciphertext, pack->nonce))),
+                          "a command is no UTF-8");
             for (std::size_t i = 0; i < personCount; ++i)
                 if (target == all.people[i].publicKey)
                     check(PackPlaintext::decoded(all.withPerson[i]->open(pack->ciphertext, pack->nonce)).has_value(),

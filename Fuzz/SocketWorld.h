@@ -95,7 +95,7 @@ private:
     std::function<void()> next;
     std::uint64_t disturbances = 0;  // actions that ran inside an observer's
     std::uint64_t disturbancesBefore = 0;
-    const FakeLink* endedLink = nullptr;    // its end was told: nothing more comes of it
+    const FakeLink* endedLink = nullptr;  // its end was told: nothing more comes of it
     const FakeLink* greetedLink = nullptr;
     std::size_t greetedBy = 0;
     bool wishesNoLink = false;

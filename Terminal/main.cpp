@@ -61,7 +61,8 @@ std::optional<Endpoint> chosenServer(const TerminalOptions& options) {
         throw StartError("\"" + *options.server + "\" is no server; \"localhost\", a host name or a URL would be one");
     // A host and a port alone read as a scheme and what follows it, which leads nowhere.
     if (const auto url = Url::parse(endpoint->url()); !url || !url->host || url->host->empty())
-        throw StartError("\"" + *options.server + "\" is no server, since it names no host; with a port it takes a whole " +
+        throw StartError("\"" + *options.server +
+                         "\" is no server, since it names no host; with a port it takes a whole " +
                          "URL, such as http://localhost:8080 or https://chat.example.org:8443");
     return endpoint;
 }

@@ -18,6 +18,4 @@ inline ByteView bytesOf(std::string_view text) {
 }
 
 /// Bytes read as text, borrowed and unchecked: the caller knows that they are UTF-8, or checks.
-inline std::string_view textOf(ByteView bytes) {
-    return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
-}
+inline std::string_view textOf(ByteView bytes) { return {reinterpret_cast<const char*>(bytes.data()), bytes.size()}; }

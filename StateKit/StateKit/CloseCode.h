@@ -9,5 +9,5 @@ enum class CloseCode : std::uint16_t {
     goingAway = 1001,        // also: the link was silent for too long
     policyViolation = 1008,  // refused, or removed: a client takes it as "thrown out" and does not come back
     internalError = 1011,
-    tryAgainLater = 1013     // a limit was reached
+    tryAgainLater = 1013  // a limit was reached
 };

@@ -6,5 +6,6 @@
 ///
 /// Names its `StateType`, is built from a state or from none (a null pointer), and compares by content.
 template <class Subset>
-concept CoreInitable = std::equality_comparable<Subset> && requires { typename Subset::StateType; } &&
-                       std::constructible_from<Subset, const typename Subset::StateType*>;
+concept CoreInitable = std::equality_comparable<Subset> && requires {
+    typename Subset::StateType;
+} && std::constructible_from<Subset, const typename Subset::StateType*>;

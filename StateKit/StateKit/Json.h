@@ -37,9 +37,7 @@ public:
 /// The JSON text of a value, in the buffer that it was written into.
 class JsonText {
 public:
-    ByteView bytes() const {
-        return {reinterpret_cast<const std::uint8_t*>(buffer->GetString()), buffer->GetSize()};
-    }
+    ByteView bytes() const { return {reinterpret_cast<const std::uint8_t*>(buffer->GetString()), buffer->GetSize()}; }
     std::string_view view() const { return {buffer->GetString(), buffer->GetSize()}; }
     rapidjson::StringBuffer& stream() { return *buffer; }
 
@@ -325,7 +323,8 @@ void read(Source& source, Type& out) {
 }
 
 inline void checkEnd(simdjson::ondemand::document& document) {
-    if (document.current_location().error() != simdjson::OUT_OF_BOUNDS) throw JsonError("There is something behind the value.");
+    if (document.current_location().error() != simdjson::OUT_OF_BOUNDS)
+        throw JsonError("There is something behind the value.");
 }
 
 inline bool isListOrObject(std::string_view text) {

@@ -21,7 +21,8 @@ void Log::write(LogLevel level, std::string_view message) const {
         sink->write(level, subsystem, category, message);
     } else if (level == LogLevel::error) {
         std::fprintf(stderr, "%.*s/%.*s: %.*s\n", static_cast<int>(subsystem.size()), subsystem.data(),
-                     static_cast<int>(category.size()), category.data(), static_cast<int>(message.size()), message.data());
+                     static_cast<int>(category.size()), category.data(), static_cast<int>(message.size()),
+                     message.data());
     }
 }
 

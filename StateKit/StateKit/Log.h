@@ -10,7 +10,8 @@ enum class LogLevel { debug, info, error };
 class LogSink {
 public:
     virtual ~LogSink() = default;
-    virtual void write(LogLevel level, std::string_view subsystem, std::string_view category, std::string_view message) = 0;
+    virtual void write(LogLevel level, std::string_view subsystem, std::string_view category,
+                       std::string_view message) = 0;
 };
 
 /// Messages for whoever looks after the program, by subsystem and category.

@@ -23,7 +23,9 @@ struct Field {
 };
 
 template <class Type>
-concept Record = requires { Type::fields; };
+concept Record = requires {
+    Type::fields;
+};
 
 /// Calls `visit` with each field of the record type, in order.
 template <Record Type, class Visit>

@@ -77,7 +77,8 @@ public:
         if (!spine) spine = std::make_shared<Spine>();
         const std::size_t chunkIndex = count / chunkSize;
         const std::size_t used = count % chunkSize;
-        if (spine->size() > chunkIndex + 1 || (spine->size() == chunkIndex + 1 && (*spine)[chunkIndex]->size() != used)) {
+        if (spine->size() > chunkIndex + 1 ||
+            (spine->size() == chunkIndex + 1 && (*spine)[chunkIndex]->size() != used)) {
             takeOwnTail(chunkIndex, used);
         }
         if (used == 0) {

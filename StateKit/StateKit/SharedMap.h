@@ -16,7 +16,7 @@
 template <class Key, class Value>
 class SharedMap {
     using Entry = std::pair<const Key, Value>;
-    using Chunk = std::vector<std::shared_ptr<const Entry>>;   // never empty
+    using Chunk = std::vector<std::shared_ptr<const Entry>>;  // never empty
     using Spine = std::vector<std::shared_ptr<const Chunk>>;
     static constexpr std::size_t chunkLimit = 32;
 
@@ -30,7 +30,8 @@ public:
         using reference = const Entry&;
 
         const_iterator() = default;
-        const_iterator(const Spine* spine, std::size_t chunk, std::size_t index) : spine(spine), chunk(chunk), index(index) {}
+        const_iterator(const Spine* spine, std::size_t chunk, std::size_t index)
+            : spine(spine), chunk(chunk), index(index) {}
 
         reference operator*() const { return *(*(*spine)[chunk])[index]; }
         pointer operator->() const { return &**this; }
@@ -75,15 +76,14 @@ public:
         return find(key) != nullptr;
     }
 
-    void set(const Key& key, Value value) {
-        put(locate(key), std::make_shared<const Entry>(key, std::move(value)));
-    }
+    void set(const Key& key, Value value) { put(locate(key), std::make_shared<const Entry>(key, std::move(value))); }
 
     /// Changes the value in place, as it looks to the caller; starts from `Value()` where there is none.
     template <class Change>
     void update(const Key& key, Change&& change) {
         const Place place = locate(key);
-        auto entry = std::make_shared<Entry>(key, place.isThere ? (*(*spine)[place.chunk])[place.index]->second : Value());
+        auto entry =
+            std::make_shared<Entry>(key, place.isThere ? (*(*spine)[place.chunk])[place.index]->second : Value());
         change(entry->second);
         put(place, std::move(entry));
     }
@@ -163,12 +163,14 @@ private:
     Place locate(const Wanted& key) const {
         if (!spine) return {};
         // The last chunk whose first key is not past the one wanted.
-        auto after = std::upper_bound(spine->begin(), spine->end(), key,
-                                      [](const auto& wanted, const auto& chunk) { return wanted < chunk->front()->first; });
+        auto after = std::upper_bound(spine->begin(), spine->end(), key, [](const auto& wanted, const auto& chunk) {
+            return wanted < chunk->front()->first;
+        });
         if (after == spine->begin()) return {};
         const auto chunk = std::prev(after);
-        const auto entry = std::lower_bound((*chunk)->begin(), (*chunk)->end(), key,
-                                            [](const auto& candidate, const auto& wanted) { return candidate->first < wanted; });
+        const auto entry =
+            std::lower_bound((*chunk)->begin(), (*chunk)->end(), key,
+                             [](const auto& candidate, const auto& wanted) { return candidate->first < wanted; });
         return {static_cast<std::size_t>(chunk - spine->begin()), static_cast<std::size_t>(entry - (*chunk)->begin()),
                 entry != (*chunk)->end() && (*entry)->first == key};
     }

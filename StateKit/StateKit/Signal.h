@@ -58,9 +58,8 @@ struct ChangeDetector {
     /// @param path  anything that reads an equatable value from a `Value`: a pointer to a member, a function
     template <class Path>
     static ChangeDetector of(Path path) {
-        return {[path](const Value& old, const Value& now) {
-            return !(std::invoke(path, old) == std::invoke(path, now));
-        }};
+        return {
+            [path](const Value& old, const Value& now) { return !(std::invoke(path, old) == std::invoke(path, now)); }};
     }
 };
 
@@ -148,8 +147,9 @@ public:
         const Value* now = value.as<Value>();
         if (!now) return false;
         const bool changed =
-            !memo || std::any_of(detectors.begin(), detectors.end(),
-                                 [&](const ChangeDetector<Value>& detector) { return detector.hasChanged(*memo, *now); });
+            !memo || std::any_of(detectors.begin(), detectors.end(), [&](const ChangeDetector<Value>& detector) {
+                return detector.hasChanged(*memo, *now);
+            });
         memo = *now;
         return changed;
     }
@@ -209,9 +209,7 @@ public:
     /// For signals whose value is of no interest.
     template <class Target>
         requires std::same_as<Value, NoValue>
-    void subscribe(Target& target, void (Target::*action)()) {
-        append<VoidSignalSubscriber<Target>>(target, action);
-    }
+    void subscribe(Target& target, void (Target::*action)()) { append<VoidSignalSubscriber<Target>>(target, action); }
     template <class Target>
         requires std::same_as<Value, NoValue>
     void subscribe(Target& target, std::type_identity_t<std::function<void(Target&)>> action) {
@@ -245,11 +243,7 @@ public:
             loop->post([list = subs, value] { deliver(list, value, [](const SignalSubscriber&) { return true; }); });
         }
     }
-    void send() const
-        requires std::same_as<Value, NoValue>
-    {
-        send(NoValue{});
-    }
+    void send() const requires std::same_as<Value, NoValue> { send(NoValue{}); }
 
     /// To that target's subscribers only; the memos of others stay as they are. May be called on any
     /// thread that keeps the target alive for the length of the call.
@@ -263,11 +257,7 @@ public:
             });
         }
     }
-    void send(const SignalTarget& target) const
-        requires std::same_as<Value, NoValue>
-    {
-        send(NoValue{}, target);
-    }
+    void send(const SignalTarget& target) const requires std::same_as<Value, NoValue> { send(NoValue{}, target); }
 
     /// Whether anybody might be listening: lets a caller leave a costly value unbuilt.
     bool hasSubscribers() const {
@@ -283,7 +273,8 @@ private:
     template <class Subscriber, class Target, class... Args>
     void append(Target& target, Args&&... args) {
         static_assert(std::is_base_of_v<SignalTarget, Target>, "a subscriber derives from SignalTarget");
-        const bool isTwice = std::any_of(subs.begin(), subs.end(), [&](const auto& sub) { return sub->hasTarget(&target); });
+        const bool isTwice =
+            std::any_of(subs.begin(), subs.end(), [&](const auto& sub) { return sub->hasTarget(&target); });
         if (isTwice) {
             Log("StateKit", "Signal").error(std::string("Failed to subscribe ") + plainTypeName<Target>() + " twice");
             return;
@@ -295,8 +286,8 @@ private:
     template <class Filter>
     static void deliver(const List& subs, const Value& sent, Filter isMeant) {
         if (subs.empty()) return;
-        const List list = subs;     // the actions may change the list,
-        const Value value = sent;   // and what the value was read from
+        const List list = subs;    // the actions may change the list,
+        const Value value = sent;  // and what the value was read from
         const AnyValue any(value);
         List firing;
         firing.reserve(list.size());

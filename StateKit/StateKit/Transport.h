@@ -36,9 +36,9 @@ struct TransportMessage {
 
 /// How a connection is to be made.
 struct TransportParameters {
-    std::string url;                                          // as the user's endpoint has it, any scheme
+    std::string url;  // as the user's endpoint has it, any scheme
     bool usesTls = true;
-    std::vector<std::pair<std::string, std::string>> headers; // of the opening handshake, in order
+    std::vector<std::pair<std::string, std::string>> headers;  // of the opening handshake, in order
 };
 
 /// One WebSocket connection of version 13, from its making to its end.
@@ -67,7 +67,8 @@ public:
     /// Sends one complete message; only in the state `ready`.
     /// @param completion  called once the message is handed over, or with the error that prevented it;
     ///        may be empty. Never called after the connection's destruction.
-    virtual void send(TransportMessage message, std::function<void(const std::optional<TransportError>&)> completion) = 0;
+    virtual void send(TransportMessage message,
+                      std::function<void(const std::optional<TransportError>&)> completion) = 0;
 
     /// Ends the connection at once, in any state. `stateChanged` with `cancelled` follows.
     virtual void cancel() = 0;

@@ -55,7 +55,8 @@ void TerminalSession::read(std::string_view bytes) {
 
 void TerminalSession::typed(const std::string& line) {
     if (settings.isInteractive && line.size() >= terminalLineBytes) {
-        notSent("", "a terminal cuts lines at " + std::to_string(terminalLineBytes) + " bytes, and this one may have been longer");
+        notSent("", "a terminal cuts lines at " + std::to_string(terminalLineBytes) +
+                        " bytes, and this one may have been longer");
         return;
     }
     TypedLine said = TypedLine::parse(line);

@@ -33,8 +33,8 @@ void tell(const Simulation::Result& result) {
         std::cout << "FAILED " << *result.failure << '\n';
     else
         std::cout << result.machines << " machines, " << result.texts << " texts in " << result.packs << " packs ("
-                  << result.lost << " never read, " << result.repeats << " doubled, " << result.excused
-                  << " excused), " << result.links << " links, " << result.kills << " kills\n";
+                  << result.lost << " never read, " << result.repeats << " doubled, " << result.excused << " excused), "
+                  << result.links << " links, " << result.kills << " kills\n";
 }
 
 int runOne(std::uint64_t seed) {

@@ -72,7 +72,8 @@ void checkSizes(ByteView nonce, ByteView publicKey, ByteView secretKey) {
 constexpr std::array<std::int8_t, 256> digitValues = [] {
     std::array<std::int8_t, 256> values{};
     values.fill(-1);
-    for (int digit = 0; digit < 10; ++digit) values[static_cast<std::size_t>('0' + digit)] = static_cast<std::int8_t>(digit);
+    for (int digit = 0; digit < 10; ++digit)
+        values[static_cast<std::size_t>('0' + digit)] = static_cast<std::int8_t>(digit);
     for (int digit = 0; digit < 6; ++digit) {
         values[static_cast<std::size_t>('a' + digit)] = static_cast<std::int8_t>(10 + digit);
         values[static_cast<std::size_t>('A' + digit)] = static_cast<std::int8_t>(10 + digit);
@@ -111,7 +112,8 @@ Bytes SharedKey::open(ByteView sealed, ByteView nonce) const {
     if (nonce.size() != nonceBytes) throw NaclError(NaclErrorCode::badNonceSize);
     if (sealed.size() < authenticatorBytes) throw NaclError(NaclErrorCode::internalError);
     Bytes message(sealed.size() - authenticatorBytes);
-    if (crypto_box_open_easy_afternm(message.data(), sealed.data(), sealed.size(), nonce.data(), bytes.view().data()) != 0)
+    if (crypto_box_open_easy_afternm(message.data(), sealed.data(), sealed.size(), nonce.data(), bytes.view().data()) !=
+        0)
         throw NaclError(NaclErrorCode::internalError);
     return message;
 }
@@ -177,7 +179,8 @@ std::string hex(ByteView bytes) {
 
 std::optional<Bytes> fromHex(std::string_view text) {
     // Characters are counted, not bytes: one odd character at the end is ignored whatever its length.
-    const auto foreign = std::find_if(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) > 127; });
+    const auto foreign =
+        std::find_if(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) > 127; });
     const auto ascii = static_cast<std::size_t>(foreign - text.begin());
     if (ascii < text.size()) {
         const bool isOneCharacter = std::all_of(foreign + 1, text.end(), [](char c) { return (c & 0xC0) == 0x80; });

@@ -50,7 +50,8 @@ TEST(ConsoleLinesTest, TheAnswersToCommandsHaveNoLine) {
 TEST(ConsoleLinesTest, ARosterShowsEveryFieldByName) {
     EXPECT_EQ(line(Events::Roster{{}}), "Roster update: []");
     EXPECT_EQ(line(Events::Roster{{ada}}),
-              "Roster update: [Person(publicKey: \"0123456789\", name: \"Ada\", emoji: \"🦊\", isAdmin: false, isOnline: true)]");
+              "Roster update: [Person(publicKey: \"0123456789\", name: \"Ada\", emoji: \"🦊\", isAdmin: false, "
+              "isOnline: true)]");
 }
 
 }  // namespace

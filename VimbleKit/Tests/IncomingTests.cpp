@@ -176,7 +176,8 @@ TEST_F(IncomingTest, APackWithoutARecordIsIgnored) {
     incoming.receivedPeople({listed(1), listed(2)});
     take();
     takeCommits();
-    for (const char* plaintext : {"", "x", "{}", R"({"text":"hi"})", R"({"name":"","emoji":"")", R"({"name":1,"emoji":""})"}) {
+    for (const char* plaintext :
+         {"", "x", "{}", R"({"text":"hi"})", R"({"name":"","emoji":"")", R"({"name":1,"emoji":""})"}) {
         const auto bytes = bytesOf(plaintext);
         incoming.receivedPack({keysOf(2).publicKey, keysOf(1).publicKey, Nonce{}, Bytes(bytes.begin(), bytes.end())});
     }
@@ -271,7 +272,8 @@ TEST_F(IncomingTest, ACopyOfOnesOwnTextIsTakenAsANewOne) {
 TEST_F(IncomingTest, AppendingLeavesTheReadCountAlone) {
     incoming.receivedPeople({listed(1), listed(2)});
     receivePack(2, {std::nullopt, "", "", "hi"});
-    core->commit([](State& state) { state.conversations.update(keyTextOf(2), [](Chat& chat) { chat.readCount = 1; }); });
+    core->commit(
+        [](State& state) { state.conversations.update(keyTextOf(2), [](Chat& chat) { chat.readCount = 1; }); });
     receivePack(2, {std::nullopt, "", "", "again"});
     EXPECT_EQ(core->state().conversations.find(keyTextOf(2))->readCount, 1);
 }

@@ -58,10 +58,16 @@ std::string outcome(Operation&& operation) {
 }
 
 // Every kind of store that can't answer: locked, denied, absent, slow, damaged, and numbers of any other kind.
-const SecretStatus failures[] = {SecretStatuses::userCanceled,  SecretStatuses::notAvailable,
-                                 SecretStatuses::authFailed,    SecretStatuses::interactionNotAllowed,
-                                 SecretStatuses::decode,        SecretStatuses::internalError,
-                                 SecretStatuses::duplicateItem, -1, 1, -25301};
+const SecretStatus failures[] = {SecretStatuses::userCanceled,
+                                 SecretStatuses::notAvailable,
+                                 SecretStatuses::authFailed,
+                                 SecretStatuses::interactionNotAllowed,
+                                 SecretStatuses::decode,
+                                 SecretStatuses::internalError,
+                                 SecretStatuses::duplicateItem,
+                                 -1,
+                                 1,
+                                 -25301};
 
 TEST(KeysTest, WithoutAnyItemAnIdentityIsMadeAndStored) {
     MemorySecretStore store;
@@ -115,8 +121,8 @@ TEST(KeysTest, AFailureAtAnyOfTheReadsOfALoadIsRaised) {
 }
 
 TEST(KeysTest, AnItemThatIsNoKeyCountsAsAbsentAndIsOverwritten) {
-    for (const std::string& bad : {std::string(62, '1'), std::string(66, '1'), std::string(63, '1') + "g", std::string("\xff\xfe"),
-                                   std::string(), std::string(64, 'z')}) {
+    for (const std::string& bad : {std::string(62, '1'), std::string(66, '1'), std::string(63, '1') + "g",
+                                   std::string("\xff\xfe"), std::string(), std::string(64, 'z')}) {
         MemorySecretStore store;
         store.put(bad);
         EXPECT_FALSE(Keys::load(store)) << bad;
@@ -250,7 +256,8 @@ TEST(KeysTest, RegeneratingStoresNewKeysInThePresentItem) {
 TEST(KeysTest, RegeneratingOrReplacingThatFailsAtAnyCallLeavesTheOldKey) {
     const auto regenerate = [](SecretStore& store) { Keys::regenerate(store); };
     const auto replace = [](SecretStore& store) { Keys::replace(twoText, store); };
-    for (const auto& operation : {std::function<void(SecretStore&)>(regenerate), std::function<void(SecretStore&)>(replace)}) {
+    for (const auto& operation :
+         {std::function<void(SecretStore&)>(regenerate), std::function<void(SecretStore&)>(replace)}) {
         for (const SecretStatus status : failures) {
             for (std::size_t call = 1; call <= 2; ++call) {  // search, update
                 MemorySecretStore store;
@@ -318,9 +325,9 @@ TEST(KeysTest, KeysFromTextTakeEitherCaseAndAreStoredInLower) {
 TEST(KeysTest, TextThatIsNoKeyIsRefusedWithItselfAsPayload) {
     MemorySecretStore store;
     store.put(oneText);
-    for (const std::string& bad : {std::string(), std::string(62, 'a'), std::string(63, 'a'), std::string(65, 'a'),
-                                   std::string(63, 'a') + "g", std::string(63, 'a') + " ", std::string(62, 'a') + "ä",
-                                   std::string(128, 'a')}) {
+    for (const std::string& bad :
+         {std::string(), std::string(62, 'a'), std::string(63, 'a'), std::string(65, 'a'), std::string(63, 'a') + "g",
+          std::string(63, 'a') + " ", std::string(62, 'a') + "ä", std::string(128, 'a')}) {
         for (const bool isReplacing : {false, true}) {
             try {
                 if (isReplacing)
@@ -348,7 +355,8 @@ TEST(KeysTest, ThePayloadIsInNoMessageAndInNoLog) {
     } catch (const std::exception& error) {
         const std::string text = error.what();
         EXPECT_FALSE(text.empty());
-        for (std::size_t i = 0; i + 4 <= nearlyAKey.size(); ++i) EXPECT_EQ(text.find(nearlyAKey.substr(i, 4)), std::string::npos);
+        for (std::size_t i = 0; i + 4 <= nearlyAKey.size(); ++i)
+            EXPECT_EQ(text.find(nearlyAKey.substr(i, 4)), std::string::npos);
     }
     EXPECT_TRUE(log.take().empty());
 }

@@ -124,8 +124,9 @@ TEST_F(KitTest, TheFirstListMakesItOnlineAndTheStateComesFirst) {
     };
     session.server().accept({listed(1)});
     EXPECT_EQ(connection(), Connection::online);
-    EXPECT_EQ(watcher.take(), (Strings{"Session Online", "Connected to the server",
-                                       "anonymous" + session.own.substr(0, 6) + " was added to the conversation", "Roster of 1"}));
+    EXPECT_EQ(watcher.take(),
+              (Strings{"Session Online", "Connected to the server",
+                       "anonymous" + session.own.substr(0, 6) + " was added to the conversation", "Roster of 1"}));
 }
 
 TEST_F(KitTest, ALostLinkIsTriedAgainAfterASecond) {
@@ -150,7 +151,8 @@ TEST_F(KitTest, FailedConnectionsBackOff) {
     for (const Seconds delay : {1.0, 2.0, 4.0, 8.0, 16.0, 30.0, 30.0, 30.0}) {
         const std::size_t before = links();
         failConnection();
-        EXPECT_EQ(watcher.take(), (Strings{"Session Offline", "Connection failed: Network connnection failed (reset)"}));
+        EXPECT_EQ(watcher.take(),
+                  (Strings{"Session Offline", "Connection failed: Network connnection failed (reset)"}));
         session.loop.advance(delay - 0.001);
         EXPECT_EQ(links(), before) << delay;
         session.loop.advance(0.002);
@@ -312,8 +314,8 @@ TEST_F(KitTest, ARefusalOfALiveLinkIsAlsoADisconnection) {
     watcher.watch(kit);
     watcher.then = [&](const std::string&) { EXPECT_EQ(connection(), Connection::setup); };
     session.server().refuse();
-    EXPECT_EQ(watcher.take(), (Strings{"Session Offline", "Authorization failed: closed by the server", "Session Offline",
-                                       "You disconnected from the server"}));
+    EXPECT_EQ(watcher.take(), (Strings{"Session Offline", "Authorization failed: closed by the server",
+                                       "Session Offline", "You disconnected from the server"}));
     session.loop.advance(1000);
     EXPECT_EQ(links(), 1u);
 }
@@ -454,7 +456,8 @@ TEST_F(KitTest, AFailedWriteIsLoggedAndTriedAgainWithTheNextChange) {
     session.loop.advance(3);
     const auto lines = session.log.take();
     ASSERT_EQ(lines.size(), 1u);
-    EXPECT_THAT(lines[0], testing::StartsWith("error zorvane.VimbleKit/Kit: Failed to suspend state: Could not encode "));
+    EXPECT_THAT(lines[0],
+                testing::StartsWith("error zorvane.VimbleKit/Kit: Failed to suspend state: Could not encode "));
     EXPECT_EQ(kit.state().room.messages.size(), 1u);
 
     fs::remove(session.file("Room"));

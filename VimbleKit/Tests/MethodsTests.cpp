@@ -152,7 +152,8 @@ TEST_F(MethodsTest, ANameGoesToEverybodyAndThenIntoTheState) {
     const auto packs = session.server().takePacks();
     ASSERT_EQ(packs.size(), 3u);
     for (std::uint8_t reader = 1; reader <= 3; ++reader)
-        EXPECT_EQ(recordIn(packs[reader - 1u], keysOf(reader)), (PackPlaintext{std::nullopt, "Me", "🦊", std::nullopt}));
+        EXPECT_EQ(recordIn(packs[reader - 1u], keysOf(reader)),
+                  (PackPlaintext{std::nullopt, "Me", "🦊", std::nullopt}));
 }
 
 TEST_F(MethodsTest, AnEmojiGoesToEverybodyWithTheName) {
@@ -227,7 +228,8 @@ TEST_F(MethodsTest, TheWordNameSetsWhatStandsBehindIt) {
 TEST_F(MethodsTest, AWordOfOursWithNothingBehindItDoesNothing) {
     Kit& kit = connected();
     const State before = kit.state();
-    for (const char* line : {"name", "name ", "name    ", " name ", "emoji", "emoji   ", "", " ", "     "}) kit.command(line);
+    for (const char* line : {"name", "name ", "name    ", " name ", "emoji", "emoji   ", "", " ", "     "})
+        kit.command(line);
     EXPECT_EQ(kit.state(), before);
     EXPECT_TRUE(session.server().takePacks().empty());
 }
@@ -324,10 +326,9 @@ TEST_F(MethodsTest, TextThatIsNotUtf8IsRefusedAndKeepsNothingFromBeingSaved) {
 }
 
 TEST_F(MethodsTest, WhatWasSentToOneServerDoesNotEnterTheHistoryOfAnother) {
-    const std::function<void(Kit&)> operations[] = {[](Kit& kit) { kit.send("hi", Kit::roomKey); },
-                                                    [](Kit& kit) { kit.send("hi", keyTextOf(2)); },
-                                                    [](Kit& kit) { kit.setName("Me"); },
-                                                    [](Kit& kit) { kit.setEmoji("🦊"); }};
+    const std::function<void(Kit&)> operations[] = {
+        [](Kit& kit) { kit.send("hi", Kit::roomKey); }, [](Kit& kit) { kit.send("hi", keyTextOf(2)); },
+        [](Kit& kit) { kit.setName("Me"); }, [](Kit& kit) { kit.setEmoji("🦊"); }};
     for (const auto& operation : operations) {
         Session each;
         Kit& kit = each.startConnected({listed(1), listed(2)});

@@ -136,7 +136,8 @@ TEST_F(SocketTest, TheGreetingIsAnsweredWithTheSealedCommandList) {
     ASSERT_TRUE(pack);
     EXPECT_EQ(pack->authorKey, keysOf(1).publicKey);
     EXPECT_EQ(pack->targetKey, server->keys.publicKey);
-    EXPECT_EQ(textOf(Nacl::open(pack->ciphertext, pack->nonce, pack->authorKey, server->keys.secretKey.view())), "list");
+    EXPECT_EQ(textOf(Nacl::open(pack->ciphertext, pack->nonce, pack->authorKey, server->keys.secretKey.view())),
+              "list");
     EXPECT_TRUE(socket->isConnecting());
     EXPECT_FALSE(socket->isConnected());
 }
@@ -238,8 +239,9 @@ TEST_F(SocketTest, WhatIsNoPackOrDoesNotOpenIsDropped) {
         server->link->deliver(ByteView(altered));
     }
     // Sealed for somebody else.
-    server->link->deliver(ByteView(
-        Pack{keysOf(2).publicKey, keysOf(3).publicKey, std::nullopt, {'x'}}.encrypted(keysOf(2).secretKey.view()).bytes()));
+    server->link->deliver(ByteView(Pack{keysOf(2).publicKey, keysOf(3).publicKey, std::nullopt, {'x'}}
+                                       .encrypted(keysOf(2).secretKey.view())
+                                       .bytes()));
     EXPECT_TRUE(recorder.take().empty());
     EXPECT_TRUE(recorder.packs.empty());
 
@@ -268,7 +270,8 @@ TEST_F(SocketTest, NobodyElseCanSpeakForTheServer) {
 
 TEST_F(SocketTest, AListThatDoesNotDecodeLeavesTheOldOne) {
     connectWith({one, two});
-    for (const char* message : {"list", "list[", "list{}", "list[{\"publicKey\":\"x\"}]", "list[] x"}) server->send(message);
+    for (const char* message : {"list", "list[", "list{}", "list[{\"publicKey\":\"x\"}]", "list[] x"})
+        server->send(message);
     EXPECT_TRUE(recorder.take().empty());
     EXPECT_EQ(socket->serverPeople().size(), 2u);
 }
@@ -324,7 +327,8 @@ TEST_F(SocketTest, TheGreetingIsPrinted) {
     server->greet();
     DebugLines::setPrint(before);
     const std::string key = server->keys.publicKeyText();
-    EXPECT_EQ(lines, (Strings{"Got websocket data: " + Nacl::hex(bytesOf("vimble:")) + key, "Got Websocket server key: " + key}));
+    EXPECT_EQ(lines, (Strings{"Got websocket data: " + Nacl::hex(bytesOf("vimble:")) + key,
+                              "Got Websocket server key: " + key}));
 }
 
 // ---- the end of a link
@@ -460,7 +464,8 @@ TEST_F(SocketTest, AChatGoesToEverybodyOnTheListSealedForEach) {
         EXPECT_EQ(textOf(Nacl::open(packs[i].ciphertext, packs[i].nonce, packs[i].authorKey,
                                     keysOf(readers[i]).secretKey.view())),
                   R"({"kind":"room","name":"Me","emoji":"🦊","text":"hello"})");
-        for (std::uint8_t other : readers) EXPECT_EQ(recordIn(packs[i], keysOf(other)).has_value(), other == readers[i]);
+        for (std::uint8_t other : readers)
+            EXPECT_EQ(recordIn(packs[i], keysOf(other)).has_value(), other == readers[i]);
         nonces.insert(packs[i].nonce);
         ciphertexts.insert(packs[i].ciphertext);
     }
@@ -572,7 +577,8 @@ TEST_F(SocketTest, ADirectTextGoesToItsReaderAloneWhetherListedOrNot) {
     const auto packs = server->takePacks();
     ASSERT_EQ(packs.size(), 1u);
     EXPECT_EQ(packs[0].targetKey, keysOf(77).publicKey);
-    EXPECT_EQ(textOf(packs[0].decrypted(keysOf(77).secretKey.view()).plaintext), R"({"name":"Me","emoji":"🦊","text":"psst"})");
+    EXPECT_EQ(textOf(packs[0].decrypted(keysOf(77).secretKey.view()).plaintext),
+              R"({"name":"Me","emoji":"🦊","text":"psst"})");
     EXPECT_EQ(recorder.take(), (Strings{"sent dm → " + keyTextOf(77).substr(0, 8) + ": psst"}));
 }
 
@@ -631,9 +637,16 @@ TEST_F(SocketTest, LinesThatNobodyReadsAreNotTold) {
 // ---- a delegate that destroys, leaves or closes in the middle
 
 TEST_F(SocketTest, TheDelegateMayDestroyTheSocketInAnyCallback) {
-    const Strings all{"sent scmd: list",           "connected", "received list of 2 people", "people 2",
-                      "received command error: e", "failed: e", "received command response: r", "responded: r",
-                      "pack",                      "refused: closed by the server",
+    const Strings all{"sent scmd: list",
+                      "connected",
+                      "received list of 2 people",
+                      "people 2",
+                      "received command error: e",
+                      "failed: e",
+                      "received command response: r",
+                      "responded: r",
+                      "pack",
+                      "refused: closed by the server",
                       "disconnected: Authorization failed (closed by the server)"};
     for (std::size_t last = 0; last < all.size(); ++last) {
         makeSocket("https://chat.example.org");

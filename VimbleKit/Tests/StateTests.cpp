@@ -201,7 +201,9 @@ TEST_F(StateTest, StatesThatDifferInOneFieldDiffer) {
         [](State& s) { s.connection = Connection::online; },
         [](State& s) { s.people.update("a", [](Person& p) { p.isOnline = true; }); },
         [](State& s) { s.room.readCount = 7; },
-        [](State& s) { s.conversations.update("a", [](Chat& c) { c.messages.push_back({"a", "", {0}}); }); },
+        [](State& s) { s.conversations.update("a", [](Chat& c) {
+                           c.messages.push_back({"a", "", {0}});
+                       }); },
     };
     for (const auto& change : changes) {
         State other = base;
@@ -244,8 +246,10 @@ std::vector<std::string> rosterKeys(const std::vector<Person>& people) {
 TEST(RosterTest, NobodyMakesAnEmptyRoster) { EXPECT_TRUE(rosterKeys({}).empty()); }
 
 TEST(RosterTest, WhoIsOnlineStandsFirst) {
-    EXPECT_EQ(rosterKeys({{"1", "A", "", false, false}, {"2", "Z", "", false, true}}), (std::vector<std::string>{"2", "1"}));
-    EXPECT_EQ(rosterKeys({{"1", "A", "", false, false}, {"2", "A", "", false, true}}), (std::vector<std::string>{"2", "1"}));
+    EXPECT_EQ(rosterKeys({{"1", "A", "", false, false}, {"2", "Z", "", false, true}}),
+              (std::vector<std::string>{"2", "1"}));
+    EXPECT_EQ(rosterKeys({{"1", "A", "", false, false}, {"2", "A", "", false, true}}),
+              (std::vector<std::string>{"2", "1"}));
 }
 
 TEST(RosterTest, NamesStandInPlainOrderCapitalsFirst) {
@@ -254,12 +258,16 @@ TEST(RosterTest, NamesStandInPlainOrderCapitalsFirst) {
 }
 
 TEST(RosterTest, EqualNamesStandByKey) {
-    EXPECT_EQ(rosterKeys({{"2", "A", "", false, false}, {"1", "A", "", false, false}}), (std::vector<std::string>{"1", "2"}));
+    EXPECT_EQ(rosterKeys({{"2", "A", "", false, false}, {"1", "A", "", false, false}}),
+              (std::vector<std::string>{"1", "2"}));
 }
 
 TEST(RosterTest, TheAnonymousStandAmongTheNames) {
-    EXPECT_EQ(rosterKeys({{"cccccccc", "", "", false, true}, {"1", "anonymous", "", false, true},
-                          {"2", "anonymousd", "", false, true}, {"3", "b", "", false, true}, {"4", "Ann", "", false, true}}),
+    EXPECT_EQ(rosterKeys({{"cccccccc", "", "", false, true},
+                          {"1", "anonymous", "", false, true},
+                          {"2", "anonymousd", "", false, true},
+                          {"3", "b", "", false, true},
+                          {"4", "Ann", "", false, true}}),
               (std::vector<std::string>{"4", "1", "cccccccc", "2", "3"}));
 }
 
@@ -286,7 +294,8 @@ TEST(RosterTest, TheOrderIsTotal) {
         for (std::size_t i = 0; i < roster.size(); ++i) {
             EXPECT_EQ(*state.people.find(roster[i].publicKey), roster[i]);
             for (std::size_t j = 0; j < roster.size(); ++j)
-                EXPECT_EQ(standsBefore(roster[i], roster[j]), i < j) << roster[i].publicKey << " " << roster[j].publicKey;
+                EXPECT_EQ(standsBefore(roster[i], roster[j]), i < j)
+                    << roster[i].publicKey << " " << roster[j].publicKey;
         }
     }
 }
@@ -357,9 +366,7 @@ TEST(StateCopyTest, RandomOperationsAgreeWithAPlainModel) {
                 model.people[key] = person;
                 break;
             }
-            case 1:
-                EXPECT_EQ(state.people.erase(key), model.people.erase(key) == 1);
-                break;
+            case 1: EXPECT_EQ(state.people.erase(key), model.people.erase(key) == 1); break;
             case 2:
                 EXPECT_EQ(state.people.updateExisting(key, [&](Person& person) { person.name = "n"; }),
                           model.people.contains(key));

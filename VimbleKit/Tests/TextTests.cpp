@@ -25,7 +25,10 @@ TEST(TextTest, AnEmojiWithItsModifiersIsOneCharacter) {
 }
 
 TEST(TextTest, ABrokenByteIsACharacterByItself) {
-    EXPECT_EQ(Text::prefix("a\xff\xfe" "b", 2), "a\xff");
+    EXPECT_EQ(Text::prefix("a\xff\xfe"
+                           "b",
+                           2),
+              "a\xff");
     EXPECT_EQ(Text::prefix("\xe2\x82", 1), "\xe2");
 }
 

@@ -30,10 +30,28 @@ TEST(UrlTest, WhatIsAbsentIsNotEmpty) {
 }
 
 TEST(UrlTest, TheTextComesBackAsItWas) {
-    for (const char* text :
-         {"https://me@host.example:8443/a/b%20c?x=1#end", "https://h", "https://h/", "https://h//x", "https://h/a//b/",
-          "http://[::1]:8080/x", "http://127.0.0.1", "localhost:8080", "mailto:a@b", "host.example", "host.example/path",
-          "/a/b", "a/b/", "", "?q", "#f", "https://h:?#", "file:///x", "scheme:", "scheme:/", "scheme:/a/b", "//h/x"}) {
+    for (const char* text : {"https://me@host.example:8443/a/b%20c?x=1#end",
+                             "https://h",
+                             "https://h/",
+                             "https://h//x",
+                             "https://h/a//b/",
+                             "http://[::1]:8080/x",
+                             "http://127.0.0.1",
+                             "localhost:8080",
+                             "mailto:a@b",
+                             "host.example",
+                             "host.example/path",
+                             "/a/b",
+                             "a/b/",
+                             "",
+                             "?q",
+                             "#f",
+                             "https://h:?#",
+                             "file:///x",
+                             "scheme:",
+                             "scheme:/",
+                             "scheme:/a/b",
+                             "//h/x"}) {
         const auto url = Url::parse(text);
         ASSERT_TRUE(url) << text;
         EXPECT_EQ(url->text(), text);
@@ -41,8 +59,8 @@ TEST(UrlTest, TheTextComesBackAsItWas) {
 }
 
 TEST(UrlTest, WhatTheStandardDoesNotAllowIsNoUrl) {
-    for (const char* text : {"https://a b", "https://h/%zz", "https://höst", "http://h:x", "http://[::1", "a\\b", "1.2.3.4:80",
-                             "http://h:65536", "http://h:99999999999999999999", "\xff"})
+    for (const char* text : {"https://a b", "https://h/%zz", "https://höst", "http://h:x", "http://[::1", "a\\b",
+                             "1.2.3.4:80", "http://h:65536", "http://h:99999999999999999999", "\xff"})
         EXPECT_FALSE(Url::parse(text)) << text;
     EXPECT_FALSE(Url::parse(std::string_view("a\0b", 3)));
     EXPECT_TRUE(Url::parse("http://h:65535"));

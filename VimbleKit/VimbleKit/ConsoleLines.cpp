@@ -10,14 +10,18 @@ using Line = std::optional<std::string>;
 
 struct EventLine {
     Line operator()(const Events::Add& e) const { return e.added.displayName() + " was added to the conversation"; }
-    Line operator()(const Events::Remove& e) const { return e.removed.displayName() + " was removed from the conversation"; }
+    Line operator()(const Events::Remove& e) const {
+        return e.removed.displayName() + " was removed from the conversation";
+    }
     Line operator()(const Events::Join& e) const { return e.user.displayName() + " is online"; }
     Line operator()(const Events::Leave& e) const { return e.user.displayName() + " went away"; }
     Line operator()(const Events::NameSet& e) const { return e.from + " changed name to " + e.user.displayName(); }
     Line operator()(const Events::EmojiSet& e) const {
         return e.user.displayName() + " changed emoji to " + e.user.displayEmoji();
     }
-    Line operator()(const Events::Message& e) const { return "Message from " + e.user.displayName() + ": " + e.message; }
+    Line operator()(const Events::Message& e) const {
+        return "Message from " + e.user.displayName() + ": " + e.message;
+    }
     Line operator()(const Events::Roster& e) const { return "Roster update: " + printed(e.users); }
     Line operator()(const Events::ConnectFailed& e) const { return "Connection failed: " + e.exp; }
     Line operator()(const Events::AuthorizationFailed& e) const { return "Authorization failed: " + e.exp; }

@@ -62,7 +62,8 @@ Kit::Kit(const KitEnvironment& environment)
     if (state().endpoint) _socket = makeSocket(*state().endpoint);
     _core->subscribe(*this, &Kit::coreStateChanged);
     _suspendTimer->subscribe(*this, &Kit::persist);
-    _environment.internets.subscribe(*this, [](Kit& kit, Internets::Status status) { kit.internetStatusChanged(status); });
+    _environment.internets.subscribe(*this,
+                                     [](Kit& kit, Internets::Status status) { kit.internetStatusChanged(status); });
     _environment.loop.post([self = Weak<Kit>(this)] {
         if (self) self->reconnectIfNeeded();
     });
@@ -203,9 +204,7 @@ void Kit::socketCommandResponded(Socket&, const std::string& text) { _subsEvents
 
 void Kit::socketReceivedPack(Socket&, const Pack& pack) { _incoming->receivedPack(pack); }
 
-void Kit::socketSent(Socket&, const std::string& line) {
-    _subsNetworkIO.send({NetworkIO::Direction::outbound, line});
-}
+void Kit::socketSent(Socket&, const std::string& line) { _subsNetworkIO.send({NetworkIO::Direction::outbound, line}); }
 
 void Kit::socketReceived(Socket&, const std::string& line) {
     _subsNetworkIO.send({NetworkIO::Direction::inbound, line});

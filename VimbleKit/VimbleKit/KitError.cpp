@@ -38,7 +38,8 @@ static_assert([] {
 
 }  // namespace
 
-KitError::KitError(Code code, std::optional<std::string> explanation) : _code(code), _explanation(std::move(explanation)) {
+KitError::KitError(Code code, std::optional<std::string> explanation)
+    : _code(code), _explanation(std::move(explanation)) {
     const Entry& entry = entryOf(_code);
     text = entry.text;
     if (entry.takesExplanation) text += _explanation.value_or("");

@@ -96,9 +96,8 @@ void Kit::setName(const std::string& name) {
     const SentTo sent(*this);
     _socket->sendPong(name, state().me()->emoji);
     if (!sent.isPresent()) return;
-    _core->commit([&](State& state) {
-        state.people.updateExisting(state.publicKey, [&](Person& me) { me.name = name; });
-    });
+    _core->commit(
+        [&](State& state) { state.people.updateExisting(state.publicKey, [&](Person& me) { me.name = name; }); });
 }
 
 void Kit::setEmoji(const std::string& emoji) {
@@ -107,9 +106,8 @@ void Kit::setEmoji(const std::string& emoji) {
     const SentTo sent(*this);
     _socket->sendPong(state().me()->name, emoji);
     if (!sent.isPresent()) return;
-    _core->commit([&](State& state) {
-        state.people.updateExisting(state.publicKey, [&](Person& me) { me.emoji = emoji; });
-    });
+    _core->commit(
+        [&](State& state) { state.people.updateExisting(state.publicKey, [&](Person& me) { me.emoji = emoji; }); });
 }
 
 void Kit::command(std::string_view text) {

@@ -18,11 +18,11 @@ constexpr SecretStatus ok = 0;
 constexpr SecretStatus duplicateItem = -25299;  // add: there is such an item already
 constexpr SecretStatus itemNotFound = -25300;   // the store itself says that there is none
 // The adapters' failures, with the numbers of the error list that the two above come from.
-constexpr SecretStatus userCanceled = -128;         // the user dismissed the prompt
-constexpr SecretStatus notAvailable = -25291;       // no store answers
-constexpr SecretStatus authFailed = -25293;         // wrong passphrase, or refused
+constexpr SecretStatus userCanceled = -128;             // the user dismissed the prompt
+constexpr SecretStatus notAvailable = -25291;           // no store answers
+constexpr SecretStatus authFailed = -25293;             // wrong passphrase, or refused
 constexpr SecretStatus interactionNotAllowed = -25308;  // locked, and it could not be unlocked
-constexpr SecretStatus decode = -26275;             // the store holds what can't be read
+constexpr SecretStatus decode = -26275;                 // the store holds what can't be read
 constexpr SecretStatus internalError = -2070;
 }  // namespace SecretStatuses
 

@@ -273,9 +273,7 @@ void Socket::sendDirect(const std::string& text, const std::string& targetKey, c
     PublicKey target;
     std::copy(key->begin(), key->end(), target.begin());
     seal(target, Nacl::randomNonce(), payload, sharedKey(target));
-    logSent([&] {
-        return joined({"dm → ", Text::prefix(targetKey, 8), ": ", Text::prefix(text, shownCharacters)});
-    });
+    logSent([&] { return joined({"dm → ", Text::prefix(targetKey, 8), ": ", Text::prefix(text, shownCharacters)}); });
 }
 
 void Socket::sendCommand(std::string_view command) {

@@ -90,6 +90,6 @@ private:
     std::optional<PublicKey> serverKey;  // from the greeting to the end of the link
     std::vector<MetaPerson> _serverPeople;
     std::vector<std::optional<Recipient>> recipients;  // for each of `_serverPeople`; nothing: no key at all
-    std::string printedPeople;  // the list's printed form, empty until a line needs it
-    Websocket websocket;        // last: it reports to the rest
+    std::string printedPeople;                         // the list's printed form, empty until a line needs it
+    Websocket websocket;                               // last: it reports to the rest
 };

@@ -37,8 +37,8 @@ bool disturbsLine(utf8proc_int32_t c) {
     if (category == UTF8PROC_CATEGORY_CC || category == UTF8PROC_CATEGORY_CS || category == UTF8PROC_CATEGORY_ZL ||
         category == UTF8PROC_CATEGORY_ZP)
         return true;
-    const bool isBidiControl = c == 0x061C || c == 0x200E || c == 0x200F || (c >= 0x202A && c <= 0x202E) ||
-                               (c >= 0x2066 && c <= 0x2069);
+    const bool isBidiControl =
+        c == 0x061C || c == 0x200E || c == 0x200F || (c >= 0x202A && c <= 0x202E) || (c >= 0x2066 && c <= 0x2069);
     return isBidiControl;
 }
 
@@ -51,8 +51,8 @@ std::string_view Text::prefix(std::string_view text, std::size_t count) {
     utf8proc_int32_t state = 0;
     while (at < text.size()) {
         const CodePoint point = codePointAt(text.substr(at));
-        const bool begins = at == 0 || before < 0 || point.value < 0 ||
-                            utf8proc_grapheme_break_stateful(before, point.value, &state);
+        const bool begins =
+            at == 0 || before < 0 || point.value < 0 || utf8proc_grapheme_break_stateful(before, point.value, &state);
         if (begins && characters++ == count) return text.substr(0, at);
         before = point.value;
         at += point.length;

@@ -12,7 +12,8 @@ std::optional<std::string> textOfRange(const UriTextRangeA& range) {
 }
 
 bool isPort(const std::string& port) {
-    if (port.size() > 5 || !std::all_of(port.begin(), port.end(), [](char c) { return c >= '0' && c <= '9'; })) return false;
+    if (port.size() > 5 || !std::all_of(port.begin(), port.end(), [](char c) { return c >= '0' && c <= '9'; }))
+        return false;
     return port.empty() || std::stoi(port) <= 65535;
 }
 

@@ -20,7 +20,8 @@ EncryptedPack Pack::encrypted(ByteView authorSecretKey) const {
     return {authorKey, targetKey, used, Nacl::box(plaintext, used, targetKey, authorSecretKey)};
 }
 
-EncryptedPack::EncryptedPack(const PublicKey& authorKey, const PublicKey& targetKey, const Nonce& nonce, Bytes ciphertext)
+EncryptedPack::EncryptedPack(const PublicKey& authorKey, const PublicKey& targetKey, const Nonce& nonce,
+                             Bytes ciphertext)
     : authorKey(authorKey), targetKey(targetKey), nonce(nonce), ciphertext(std::move(ciphertext)) {}
 
 std::optional<EncryptedPack> EncryptedPack::parse(ByteView frame) {

@@ -92,8 +92,9 @@ struct PackPlaintext {
     std::string emoji;
     std::optional<std::string> text;
 
-    static constexpr auto fields = std::tuple{Field{"kind", &PackPlaintext::kind}, Field{"name", &PackPlaintext::name},
-                                              Field{"emoji", &PackPlaintext::emoji}, Field{"text", &PackPlaintext::text}};
+    static constexpr auto fields =
+        std::tuple{Field{"kind", &PackPlaintext::kind}, Field{"name", &PackPlaintext::name},
+                   Field{"emoji", &PackPlaintext::emoji}, Field{"text", &PackPlaintext::text}};
 
     /// The JSON form. @throws JsonError  for text that is not UTF-8
     Bytes encoded() const;

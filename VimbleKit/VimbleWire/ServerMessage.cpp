@@ -19,9 +19,7 @@ Bytes encodedMessage(std::string_view kind, ByteView body) {
 
 }  // namespace
 
-Bytes Greeting::encoded(const PublicKey& serverKey) {
-    return encodedMessage(prefix, serverKey);
-}
+Bytes Greeting::encoded(const PublicKey& serverKey) { return encodedMessage(prefix, serverKey); }
 
 std::optional<PublicKey> Greeting::decoded(ByteView frame) {
     if (frame.size() != size || textOf(frame.first(prefix.size())) != prefix) return std::nullopt;

@@ -18,9 +18,9 @@ struct MetaPerson {
     bool isAdmin = false;
     bool isOnline = false;
 
-    static constexpr auto fields = std::tuple{Field{"publicKey", &MetaPerson::publicKey},
-                                              Field{"isAdmin", &MetaPerson::isAdmin},
-                                              Field{"isOnline", &MetaPerson::isOnline}};
+    static constexpr auto fields =
+        std::tuple{Field{"publicKey", &MetaPerson::publicKey}, Field{"isAdmin", &MetaPerson::isAdmin},
+                   Field{"isOnline", &MetaPerson::isOnline}};
 
     bool operator==(const MetaPerson&) const = default;
 };

@@ -34,7 +34,8 @@ void ExpectedHistory::write(const State& state) {
     kept.room = beginning(present.room, state.room.messages);
     kept.conversations.clear();
     for (const auto& [key, texts] : present.conversations)
-        if (const Chat* chat = state.conversations.find(key)) kept.conversations[key] = beginning(texts, chat->messages);
+        if (const Chat* chat = state.conversations.find(key))
+            kept.conversations[key] = beginning(texts, chat->messages);
     serverOnDisk = server;
 }
 

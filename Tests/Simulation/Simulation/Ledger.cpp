@@ -23,8 +23,8 @@ Copy* Ledger::find(ByteView frame) {
 }
 
 const SimulatedPerson* Ledger::person(ByteView key) const {
-    const auto found =
-        std::ranges::find_if(people, [&](const SimulatedPerson& each) { return std::ranges::equal(each.publicKey, key); });
+    const auto found = std::ranges::find_if(
+        people, [&](const SimulatedPerson& each) { return std::ranges::equal(each.publicKey, key); });
     return found == people.end() ? nullptr : &*found;
 }
 
@@ -61,8 +61,7 @@ void Ledger::sent(const SimulatedPerson& author, ByteView frame, const SaidText*
     if (text) byText[text].push_back(&copy);
 }
 
-void Ledger::read(const Wire& wire, ByteView frame, int incarnation,
-                  const std::deque<std::unique_ptr<Wire>>& wires) {
+void Ledger::read(const Wire& wire, ByteView frame, int incarnation, const std::deque<std::unique_ptr<Wire>>& wires) {
     Copy* copy = find(frame);
     if (!copy) return;
     const bool hasLink = std::ranges::any_of(wires, [&](const auto& each) {
@@ -158,7 +157,8 @@ void Ledger::checkLink(const Wire& wire, const SimulatedPerson& owner) {
         if (copy->target != &owner || !copy->read || !wire.authenticatedAt) continue;
         if (copy->read->place <= *wire.authenticatedAt || copy->read->wire == &wire) continue;
         if (copy->read->incarnation != wire.incarnation) continue;
-        const bool wasDelivered = std::ranges::any_of(copy->delivered, [&](const auto& each) { return each.wire == &wire; });
+        const bool wasDelivered =
+            std::ranges::any_of(copy->delivered, [&](const auto& each) { return each.wire == &wire; });
         if (!wasDelivered) return journal.fail(described(*copy) + " never came on link " + std::to_string(wire.number));
     }
 }

@@ -32,7 +32,7 @@ struct Copy {
         std::uint64_t place = 0;        // among all that was ever read
         std::optional<int> membership;  // of the reader at that moment
         const Wire* wire = nullptr;
-        bool wasForLink = false;        // whether the reader had a link then, to the relay's knowledge
+        bool wasForLink = false;  // whether the reader had a link then, to the relay's knowledge
     };
     struct Handed {
         const Wire* wire = nullptr;
@@ -46,14 +46,14 @@ struct Copy {
         int incarnation = 0;
     };
 
-    std::uint64_t number = 0;  // as they were sent
+    std::uint64_t number = 0;        // as they were sent
     const SaidText* text = nullptr;  // null: it only tells a name
     const SimulatedPerson* author = nullptr;
     const SimulatedPerson* target = nullptr;
-    std::optional<Read> read;         // by the relay
-    std::vector<Handed> handed;       // by the relay to the network
-    std::vector<Delivered> delivered; // by the network to a client
-    std::optional<Proof> proof;       // the first that reached the relay
+    std::optional<Read> read;          // by the relay
+    std::vector<Handed> handed;        // by the relay to the network
+    std::vector<Delivered> delivered;  // by the network to a client
+    std::optional<Proof> proof;        // the first that reached the relay
 };
 
 /// The life of every pack, as the network sees it, and what the relay owes for it.

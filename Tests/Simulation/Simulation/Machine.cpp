@@ -167,7 +167,8 @@ void Machine::arrived(Wire& wire, ByteView frame, const std::function<void()>& h
         const std::string& author = copy->author->publicKeyText;
         const bool isListed = kit->state().people.contains(author);
         network.journal.line([&] {
-            return name + " gets " + network.ledger.described(*copy) + (isListed ? "" : ", whose author it does not know");
+            return name + " gets " + network.ledger.described(*copy) +
+                   (isListed ? "" : ", whose author it does not know");
         });
         const auto handed = std::ranges::find(copy->handed, &wire, &Copy::Handed::wire);
         if (!isListed && handed != copy->handed.end() && handed->isAuthorMember)

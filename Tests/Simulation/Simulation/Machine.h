@@ -49,8 +49,8 @@ public:
     const SimulatedPerson& person;
     const std::string name;
     bool isPathUp = true;
-    bool wantsLink = true;       // what the user wants
-    bool wasThrownOut = false;   // since the user last connected
+    bool wantsLink = true;      // what the user wants
+    bool wasThrownOut = false;  // since the user last connected
     Death death = Death::closed;
     const SaidText* textBeingSaid = nullptr;
 

@@ -22,8 +22,8 @@ struct Network {
 
     Seconds lowestLatency = 0.01;
     Seconds highestLatency = 0.1;
-    double refusals = 0;       // share of attempts that somebody on the way refuses
-    Seconds slowestSend = 0;   // until a message that was sent is handed over, at most
+    double refusals = 0;      // share of attempts that somebody on the way refuses
+    Seconds slowestSend = 0;  // until a message that was sent is handed over, at most
 
     /// The server where the relay is.
     static const std::string server;

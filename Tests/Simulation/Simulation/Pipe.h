@@ -21,10 +21,10 @@ struct WireItem {
     };
 
     Kind kind = Kind::frame;
-    Bytes bytes = {};               // of a frame
-    std::uint64_t payload = 0;      // of a ping or pong
-    std::size_t heard = 0;          // of a client's pong: the packs that had arrived when it was sent
-    std::optional<int> code = {};   // of a close frame
+    Bytes bytes = {};              // of a frame
+    std::uint64_t payload = 0;     // of a ping or pong
+    std::size_t heard = 0;         // of a client's pong: the packs that had arrived when it was sent
+    std::optional<int> code = {};  // of a close frame
 };
 
 /// One direction of a connection: what goes in comes out later, in order, or not at all.

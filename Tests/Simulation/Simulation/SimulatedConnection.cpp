@@ -145,8 +145,7 @@ void SimulatedConnection::arrived(WireItem item) {
     const auto told = handlers;
     heardAt = network.loop.now();
     switch (item.kind) {
-        case WireItem::Kind::upgrade:
-            return becomeReady();
+        case WireItem::Kind::upgrade: return becomeReady();
         case WireItem::Kind::frame:
             machine.arrived(*wire, item.bytes, [&] {
                 told->received({.opcode = Opcode::binary, .content = item.bytes, .closeCode = {}});
@@ -155,8 +154,7 @@ void SimulatedConnection::arrived(WireItem item) {
         case WireItem::Kind::ping:
             wire->up.push({.kind = WireItem::Kind::pong, .payload = item.payload, .heard = wire->heard.size()});
             return;
-        case WireItem::Kind::pong:
-            return;
+        case WireItem::Kind::pong: return;
         case WireItem::Kind::close:
             if (_state != TransportState::ready) return;
             if (item.code == static_cast<int>(CloseCode::policyViolation)) machine.wasThrownOut = true;

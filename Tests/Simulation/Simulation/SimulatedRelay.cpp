@@ -116,15 +116,12 @@ void SimulatedRelay::arrived(Wire& wire, WireItem item) {
     }
     if (!wire.isOpen) return;
     switch (item.kind) {
-        case WireItem::Kind::upgrade:
-            return;
+        case WireItem::Kind::upgrade: return;
         case WireItem::Kind::frame:
             ledger.read(wire, item.bytes, incarnation, wires);
             process->core.frameReceived(*wire.relayEnd, item.bytes, loop.now());
             break;
-        case WireItem::Kind::ping:
-            gather(wire, {.kind = WireItem::Kind::pong, .payload = item.payload});
-            break;
+        case WireItem::Kind::ping: gather(wire, {.kind = WireItem::Kind::pong, .payload = item.payload}); break;
         case WireItem::Kind::pong:
             ledger.proved(wire, item.heard, incarnation);
             process->core.pongReceived(*wire.relayEnd, item.payload, loop.now());
@@ -133,8 +130,7 @@ void SimulatedRelay::arrived(Wire& wire, WireItem item) {
             gather(wire, {.kind = WireItem::Kind::close, .code = item.code});
             gather(wire, {.kind = WireItem::Kind::end});
             [[fallthrough]];
-        case WireItem::Kind::end:
-            return ended(wire);
+        case WireItem::Kind::end: return ended(wire);
     }
     turn();
 }

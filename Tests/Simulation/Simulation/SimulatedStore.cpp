@@ -44,7 +44,8 @@ std::vector<StoredPack> SimulatedStore::mail(const PublicKey& target, std::int64
     operate();
     std::vector<StoredPack> packs;
     std::size_t bytes = 0;
-    for (auto row = mailbox.upper_bound(after); row != mailbox.end() && packs.size() < maxPacks && bytes < maxBytes; ++row) {
+    for (auto row = mailbox.upper_bound(after); row != mailbox.end() && packs.size() < maxPacks && bytes < maxBytes;
+         ++row) {
         if (row->second.target != target) continue;
         packs.push_back({row->first, row->second.arrived, row->second.frame});
         bytes += row->second.frame.size();

@@ -23,10 +23,10 @@ public:
         std::size_t texts = 0;
         std::size_t packs = 0;
         std::size_t links = 0;
-        std::size_t kills = 0;     // of clients and relays
-        std::size_t repeats = 0;   // packs that a machine got more than once
-        std::size_t lost = 0;      // packs that the relay never read
-        std::size_t excused = 0;   // packs that a killed relay took with it
+        std::size_t kills = 0;    // of clients and relays
+        std::size_t repeats = 0;  // packs that a machine got more than once
+        std::size_t lost = 0;     // packs that the relay never read
+        std::size_t excused = 0;  // packs that a killed relay took with it
     };
 
     /// Runs one seed from its calm beginning to its verdict.

@@ -49,7 +49,8 @@ void Storm::rage() {
     while (world.now() < end && !world.journal.failure()) {
         world.loop.advance(world.random.gap(meanGap));
         double at = world.random.unit() * totalWeight;
-        const auto chosen = std::ranges::find_if(actions, [&](const Action& action) { return (at -= action.weight) < 0; });
+        const auto chosen =
+            std::ranges::find_if(actions, [&](const Action& action) { return (at -= action.weight) < 0; });
         (this->*(chosen == actions.end() ? actions.front() : *chosen).run)();
     }
 }

@@ -35,14 +35,16 @@ void judgeRosters(World& world) {
     for (const auto& machine : world.machines) {
         if (!machine->isRunning() || !world.isMember(machine->person)) continue;
         const State& state = machine->session().state();
-        if (state.people.size() != online.size()) return world.journal.fail(machine->name + " lists others than there are");
+        if (state.people.size() != online.size())
+            return world.journal.fail(machine->name + " lists others than there are");
         for (const auto& [key, person] : state.people) {
             const auto found = online.find(key);
             if (found == online.end()) return world.journal.fail(machine->name + " lists somebody who is no member");
             if (person.isOnline != found->second)
                 return world.journal.fail(machine->name + " is wrong about who is online: " + key.substr(0, 6));
             const StoredMember* member = world.store.member(*Nacl::publicKeyFromHex(key));
-            if (person.isAdmin != member->isAdmin) return world.journal.fail(machine->name + " is wrong about an admin");
+            if (person.isAdmin != member->isAdmin)
+                return world.journal.fail(machine->name + " is wrong about an admin");
         }
     }
 }
@@ -82,8 +84,8 @@ void judgeTexts(World& world) {
 
 void judgeNames(World& world) {
     for (const auto& machine : world.machines) {
-        const auto count = std::ranges::count_if(
-            world.machines, [&](const auto& each) { return &each->person == &machine->person; });
+        const auto count =
+            std::ranges::count_if(world.machines, [&](const auto& each) { return &each->person == &machine->person; });
         const Person* own = machine->session().state().me();
         // Two machines that were apart may not agree.
         if (count > 1 || !own || !world.isMember(machine->person)) continue;

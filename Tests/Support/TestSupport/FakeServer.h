@@ -38,8 +38,12 @@ public:
     }
 
     bool sendList(const std::vector<MetaPerson>& people) { return send(ServerMessage::encodedList(people)); }
-    bool sendError(std::string_view text) { return send(ServerMessage::encodedText(ServerMessage::commandError, text)); }
-    bool sendResponse(std::string_view text) { return send(ServerMessage::encodedText(ServerMessage::commandResponse, text)); }
+    bool sendError(std::string_view text) {
+        return send(ServerMessage::encodedText(ServerMessage::commandError, text));
+    }
+    bool sendResponse(std::string_view text) {
+        return send(ServerMessage::encodedText(ServerMessage::commandResponse, text));
+    }
 
     /// A server message of any form.
     bool send(std::string_view plaintext) { return send(Bytes(plaintext.begin(), plaintext.end())); }
