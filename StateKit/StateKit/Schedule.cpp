@@ -10,7 +10,6 @@
 namespace {
 
 using std::chrono::duration;
-using std::chrono::duration_cast;
 using std::chrono::system_clock;
 
 using SystemSeconds = date::sys_time<std::chrono::seconds>;

@@ -13,8 +13,8 @@ using testing::SizeIs;
 
 namespace {
 
-constexpr TerminalSession::Settings interactive{.form = OutputForm::plain, .version = "1.2", .isInteractive = true};
-constexpr TerminalSession::Settings json{.form = OutputForm::json, .version = "1.2", .isInteractive = false};
+const TerminalSession::Settings interactive{.form = OutputForm::plain, .version = "1.2", .isInteractive = true};
+const TerminalSession::Settings json{.form = OutputForm::json, .version = "1.2", .isInteractive = false};
 
 }  // namespace
 
