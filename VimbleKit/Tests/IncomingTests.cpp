@@ -1,4 +1,4 @@
-#include "Session.h"
+#include "TestSupport/Session.h"
 
 #include "VimbleKit/Incoming.h"
 

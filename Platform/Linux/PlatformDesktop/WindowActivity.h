@@ -1,0 +1,19 @@
+#pragma once
+
+#include "StateKit/Activity.h"
+
+#include <QMetaObject>
+
+/// The activity of a program with windows: in front while one of them has the keyboard.
+///
+/// `willTerminate` comes with the application's `aboutToQuit`. Make it after the `QGuiApplication`.
+class WindowActivity : public Activity {
+public:
+    ~WindowActivity() override;
+    void observe(Handlers handlers) override;
+
+private:
+    QMetaObject::Connection stateConnection;
+    QMetaObject::Connection endConnection;
+    bool isActive = false;
+};
