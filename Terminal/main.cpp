@@ -1,6 +1,7 @@
 #include "PlatformCore/ApplicationFolder.h"
 #include "PlatformCore/LinuxHost.h"
 #include "PlatformCore/NetlinkPathMonitor.h"
+#include "PlatformCore/QtMessages.h"
 #include "PlatformCore/QtMainLoop.h"
 #include "PlatformCore/QtTransport.h"
 #include "PlatformCore/SealedFileStore.h"
@@ -10,15 +11,15 @@
 #include "TerminalKit/TerminalOptions.h"
 #include "TerminalKit/TerminalSession.h"
 #include "TerminalShell/PassphrasePrompt.h"
-#include "TerminalShell/SignalWatch.h"
+#include "PlatformCore/SignalWatch.h"
 #include "TerminalShell/StandardStreams.h"
 #include "TerminalShell/TerminalLog.h"
 #include "VimbleKit/Endpoint.h"
 #include "VimbleKit/Keys.h"
 #include "VimbleKit/Kit.h"
+#include "VimbleKit/ServerText.h"
 #include "VimbleKit/State.h"
 #include "VimbleKit/Text.h"
-#include "VimbleKit/Url.h"
 
 #include <QCoreApplication>
 
@@ -56,15 +57,11 @@ std::unique_ptr<SecretStore> makeStore(const TerminalOptions& options, Passphras
 
 std::optional<Endpoint> chosenServer(const TerminalOptions& options) {
     if (!options.server) return std::nullopt;
-    auto endpoint = Endpoint::parse(*options.server);
-    if (!endpoint)
-        throw StartError("\"" + *options.server + "\" is no server; \"localhost\", a host name or a URL would be one");
-    // A host and a port alone read as a scheme and what follows it, which leads nowhere.
-    if (const auto url = Url::parse(endpoint->url()); !url || !url->host || url->host->empty())
-        throw StartError("\"" + *options.server +
-                         "\" is no server, since it names no host; with a port it takes a whole " +
-                         "URL, such as http://localhost:8080 or https://chat.example.org:8443");
-    return endpoint;
+    try {
+        return serverFrom(*options.server);
+    } catch (const ServerTextError& error) {
+        throw StartError(error.what());
+    }
 }
 
 StartError noServer() { return StartError("no server has been used yet; say which with --server"); }
@@ -152,7 +149,7 @@ int main(int argc, char** argv) {
         return usageStatus;
     }
 
-    TerminalLog::takeQtMessages();
+    QtMessages::toLog();
     const auto log = std::make_shared<TerminalLog>(options.isDebug);
     Log::setSink(log);
     // What a server sends may stand in these lines.

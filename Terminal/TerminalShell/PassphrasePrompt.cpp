@@ -1,11 +1,11 @@
 #include "TerminalShell/PassphrasePrompt.h"
 
+#include "PlatformCore/EnvironmentPassphrase.h"
+
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
-#include <cstdlib>
-#include <cstring>
 #include <fcntl.h>
 #include <string>
 #include <string_view>
@@ -14,8 +14,6 @@
 #include <utility>
 
 namespace {
-
-constexpr char variable[] = "VIMBLE_SECRET_PASSPHRASE";
 
 volatile std::sig_atomic_t pendingSignal = 0;
 
@@ -115,14 +113,7 @@ bool areSame(const Passphrase& a, const Passphrase& b) {
 
 }  // namespace
 
-PassphrasePrompt::PassphrasePrompt() {
-    char* value = std::getenv(variable);
-    if (value == nullptr) return;
-    if (*value != '\0') given.emplace(std::string(value));
-    // The kernel shows a process's first environment, which unsetenv leaves as it was.
-    explicit_bzero(value, std::strlen(value));
-    unsetenv(variable);
-}
+PassphrasePrompt::PassphrasePrompt() : given(EnvironmentPassphrase::take()) {}
 
 Passphrase PassphrasePrompt::ask(Purpose purpose) {
     if (given) {

@@ -1,6 +1,6 @@
 #include "TerminalShell/StandardStreams.h"
 
-#include "TerminalShell/SignalWatch.h"
+#include "PlatformCore/SignalWatch.h"
 
 #include <array>
 #include <cerrno>

@@ -11,9 +11,6 @@ public:
     void write(LogLevel level, std::string_view subsystem, std::string_view category,
                std::string_view message) override;
 
-    /// Lets Qt's messages go the same way, instead of to standard error as they come.
-    static void takeQtMessages();
-
 private:
     SystemLog log;
     const bool isDebug;

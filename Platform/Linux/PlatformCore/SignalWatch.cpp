@@ -1,4 +1,4 @@
-#include "TerminalShell/SignalWatch.h"
+#include "PlatformCore/SignalWatch.h"
 
 #include "Base/Check.h"
 

@@ -1,0 +1,108 @@
+#include "DesktopKit/MainMenu.h"
+
+#include <QApplication>
+#include <QMenuBar>
+#include <QMetaMethod>
+
+#include <utility>
+
+namespace {
+
+/// Whether a widget has that operation without arguments, and would do something by it.
+bool canDo(const QWidget* widget, const char* operation) {
+    if (widget == nullptr || !widget->isEnabled()) return false;
+    const QByteArray signature = QByteArray(operation) + "()";
+    if (widget->metaObject()->indexOfMethod(signature) < 0) return false;
+    const bool changesText = signature == "paste()" || signature == "cut()";
+    return !changesText || !widget->property("readOnly").toBool();
+}
+
+}  // namespace
+
+MainMenu::MainMenu(Commands commands, std::function<Look()> look) : look(std::move(look)) {
+    about = add(tr("&About Vimble"), {}, commands.about);
+    preferences = add(tr("&Preferences…"), QKeySequence(Qt::CTRL | Qt::Key_Comma), commands.orderFrontPreferences);
+    updates = add(tr("Check for &Updates…"), {}, commands.checkForUpdates);
+    disconnection = add(tr("&Disconnect"), {}, commands.disconnect);
+    close = add(tr("&Close Window"), QKeySequence(Qt::CTRL | Qt::Key_W), commands.close);
+    quit = add(tr("&Quit Vimble"), QKeySequence(Qt::CTRL | Qt::Key_Q), commands.quit);
+    addEditing(tr("Cu&t"), QKeySequence::Cut, "cut");
+    addEditing(tr("&Copy"), QKeySequence::Copy, "copy");
+    addEditing(tr("&Paste"), QKeySequence::Paste, "paste");
+    addEditing(tr("Select &All"), QKeySequence::SelectAll, "selectAll");
+    people = add(tr("&People"), QKeySequence(Qt::CTRL | Qt::Key_1), commands.toggleRosterWindow);
+    console = add(tr("&Console"), QKeySequence(Qt::CTRL | Qt::Key_2), commands.toggleConsoleWindow);
+    room = add(tr("&Room"), QKeySequence(Qt::CTRL | Qt::Key_3), commands.toggleRoomWindow);
+    for (QAction* window : {people, console, room}) window->setCheckable(true);
+    connect(qApp, &QApplication::focusChanged, this, [this] { refreshEditing(); });
+    refresh();
+}
+
+QAction* MainMenu::add(const QString& text, const QKeySequence& shortcut, const std::function<void()>& command) {
+    auto* action = new QAction(text, this);
+    action->setShortcut(shortcut);
+    action->setEnabled(static_cast<bool>(command));
+    // No desktop is to take one for its own "Quit" or "Preferences" by the look of its name.
+    action->setMenuRole(QAction::NoRole);
+    if (command)
+        connect(action, &QAction::triggered, this, [this, command] {
+            command();
+            // The tick was set by the click; the windows say what is true.
+            refresh();
+        });
+    return action;
+}
+
+QAction* MainMenu::addEditing(const QString& text, const QKeySequence& shortcut, const char* operation) {
+    auto* action = new QAction(text, this);
+    action->setShortcut(shortcut);
+    action->setData(QByteArray(operation));
+    connect(action, &QAction::triggered, this, [operation] {
+        QWidget* widget = QApplication::focusWidget();
+        if (canDo(widget, operation)) QMetaObject::invokeMethod(widget, operation);
+    });
+    editing.append(action);
+    return action;
+}
+
+void MainMenu::attach(QMainWindow& window) {
+    QMenuBar* bar = window.menuBar();
+    QMenu* program = bar->addMenu(tr("&Vimble"));
+    program->addActions({about, preferences, updates});
+    program->addSeparator();
+    program->addAction(disconnection);
+    program->addSeparator();
+    program->addActions({close, quit});
+    QMenu* edit = bar->addMenu(tr("&Edit"));
+    edit->addActions(editing);
+    QMenu* windows = bar->addMenu(tr("&Window"));
+    windows->addActions({people, console, room});
+    for (QMenu* menu : {program, edit, windows})
+        connect(menu, &QMenu::aboutToShow, this, [this] {
+            refresh();
+            refreshEditing();
+        });
+}
+
+void MainMenu::fill(QMenu& menu) {
+    menu.addActions({people, room, console});
+    menu.addSeparator();
+    menu.addActions({preferences, disconnection});
+    menu.addSeparator();
+    menu.addAction(quit);
+    connect(&menu, &QMenu::aboutToShow, this, [this] { refresh(); });
+}
+
+void MainMenu::refresh() {
+    const Look now = look();
+    people->setChecked(now.isRosterVisible);
+    console->setChecked(now.isConsoleVisible);
+    room->setChecked(now.isRoomVisible);
+    disconnection->setEnabled(now.canDisconnect);
+}
+
+void MainMenu::refreshEditing() {
+    // An open menu has the focus of nobody: the widget below keeps it.
+    QWidget* widget = QApplication::focusWidget();
+    for (QAction* action : std::as_const(editing)) action->setEnabled(canDo(widget, action->data().toByteArray()));
+}

@@ -1,0 +1,64 @@
+#pragma once
+
+#include <functional>
+
+#include <QAction>
+#include <QMainWindow>
+#include <QMenu>
+#include <QObject>
+
+/// The menu bar that all windows carry, and its shortcuts.
+///
+/// There is one set of actions; each window gets a bar of its own that shows them. What an action does is
+/// the application's; what concerns text (copy, paste, select all) goes to the widget that has the keyboard,
+/// if it can do that. Make it after the QApplication; it must outlive the windows' use of their bars.
+class MainMenu : public QObject {
+public:
+    /// What each command does; one that is not set is shown and can't be chosen.
+    struct Commands {
+        std::function<void()> orderFrontPreferences;
+        std::function<void()> checkForUpdates;
+        std::function<void()> disconnect;
+        std::function<void()> toggleRosterWindow;
+        std::function<void()> toggleConsoleWindow;
+        std::function<void()> toggleRoomWindow;
+        std::function<void()> close;
+        std::function<void()> quit;
+        std::function<void()> about;
+    };
+
+    /// How the window commands stand: which windows are on the screen, and whether there is a link to give up.
+    struct Look {
+        bool isRosterVisible = false;
+        bool isConsoleVisible = false;
+        bool isRoomVisible = false;
+        bool canDisconnect = false;
+    };
+
+    MainMenu(Commands commands, std::function<Look()> look);
+
+    /// Gives the window its menu bar.
+    void attach(QMainWindow& window);
+    /// Adds the commands that make sense without a window.
+    void fill(QMenu& menu);
+
+    /// The window commands tell what is to be seen; asked for whenever a menu opens, too.
+    void refresh();
+
+private:
+    QAction* add(const QString& text, const QKeySequence& shortcut, const std::function<void()>& command);
+    QAction* addEditing(const QString& text, const QKeySequence& shortcut, const char* operation);
+    void refreshEditing();
+
+    std::function<Look()> look;
+    QAction* about;
+    QAction* preferences;
+    QAction* updates;
+    QAction* disconnection;
+    QAction* close;
+    QAction* quit;
+    QList<QAction*> editing;
+    QAction* people;
+    QAction* console;
+    QAction* room;
+};

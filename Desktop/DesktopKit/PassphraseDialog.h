@@ -1,0 +1,38 @@
+#pragma once
+
+#include "PlatformCore/SealedFileStore.h"
+#include "TweetNacl/SealedBox.h"
+
+#include <filesystem>
+#include <optional>
+
+#include <QDialog>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+
+/// Asks for the passphrase of a sealed file, or for a new one, twice.
+class PassphraseDialog : public QDialog {
+public:
+    /// The longest passphrase, in bytes of UTF-8.
+    static constexpr int maximumBytes = 1024;
+
+    /// @param wasWrong  an earlier answer did not open the file
+    PassphraseDialog(SealedFileStore::Reason reason, const std::filesystem::path& file, bool wasWrong,
+                     QWidget* parent = nullptr);
+
+    /// What was typed, once; the fields are emptied by it.
+    Passphrase take();
+
+    /// Opens the dialog and waits for the answer. @return nothing if the user gave it up
+    static std::optional<Passphrase> ask(SealedFileStore::Reason reason, const std::filesystem::path& file,
+                                         bool wasWrong);
+
+private:
+    void check();
+
+    QLineEdit* passphrase;
+    QLineEdit* again = nullptr;  // only for a new one
+    QLabel* hint;
+    QPushButton* accept;
+};

@@ -1,0 +1,25 @@
+#include "PlatformCore/QtMessages.h"
+
+#include "PlatformCore/Text.h"
+#include "StateKit/Log.h"
+
+#include <QtGlobal>
+
+namespace {
+
+const Log qtLog("Qt", "Qt");
+
+void takeMessage(QtMsgType type, const QMessageLogContext&, const QString& message) {
+    switch (type) {
+        case QtDebugMsg:
+        case QtInfoMsg:
+        // Qt warns of much that is no trouble, such as a locale that it does not care for.
+        case QtWarningMsg: qtLog.debug(fromQt(message)); return;
+        case QtCriticalMsg:
+        case QtFatalMsg: qtLog.error(fromQt(message)); return;
+    }
+}
+
+}  // namespace
+
+void QtMessages::toLog() { qInstallMessageHandler(takeMessage); }
