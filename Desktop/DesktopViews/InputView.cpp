@@ -1,0 +1,127 @@
+#include "DesktopViews/InputView.h"
+
+#include "DesktopViews/ConnectionView.h"
+#include "DesktopViews/Look.h"
+#include "PlatformCore/Text.h"
+
+#include <QGuiApplication>
+#include <QInputMethod>
+#include <QKeyEvent>
+#include <QPointer>
+#include <QScrollBar>
+#include <QTextBlock>
+#include <QTextDocument>
+#include <QTextLayout>
+
+namespace {
+
+constexpr double textSize = 14;
+constexpr int insetX = 12;
+constexpr int insetY = 8;
+// Besides the pill: its distance to the edge, and the text's to it.
+constexpr int pillRoom = 30;
+
+// An ordinary scroll bar is nearly as wide as it is long here, and would lie under the pill.
+const char scrollBarStyle[] =
+    "QScrollBar:vertical { width: 8px; background: transparent; border: none; margin: 2px 1px; }"
+    "QScrollBar::handle:vertical { background: palette(mid); border-radius: 3px; min-height: 12px; }"
+    "QScrollBar::add-line, QScrollBar::sub-line { height: 0; }"
+    "QScrollBar::add-page, QScrollBar::sub-page { background: none; }";
+
+bool isReturn(const QKeyEvent& event) { return event.key() == Qt::Key_Return || event.key() == Qt::Key_Enter; }
+
+}  // namespace
+
+InputTextView::InputTextView(QWidget* parent) : QPlainTextEdit(parent) {
+    setFrameShape(QFrame::NoFrame);
+    viewport()->setAutoFillBackground(false);
+    setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    verticalScrollBar()->setStyleSheet(QLatin1String(scrollBarStyle));
+    setLineWrapMode(QPlainTextEdit::WidgetWidth);
+    setWordWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
+    // Else the keyboard could not leave the field.
+    setTabChangesFocus(true);
+    setPlaceholderText(QStringLiteral("Message"));
+    setAccessibleName(QStringLiteral("Message"));
+    applyFont();
+    // A document has one margin for all sides; the view adds what the sides need more.
+    document()->setDocumentMargin(insetY);
+    applyMargins();
+}
+
+void InputTextView::setRightContentInset(int inset) {
+    if (inset == rightInset) return;
+    rightInset = inset;
+    applyMargins();
+}
+
+QString InputTextView::text() const {
+    // toPlainText would turn no-break spaces into plain ones.
+    QString text = document()->toRawText();
+    for (QChar& character : text) {
+        switch (character.unicode()) {
+            case QChar::ParagraphSeparator:
+            case QChar::LineSeparator: character = QLatin1Char('\n');
+        }
+    }
+    return text;
+}
+
+bool InputTextView::event(QEvent* event) {
+    if (event->type() == QEvent::ApplicationFontChange) applyFont();
+    return QPlainTextEdit::event(event);
+}
+
+void InputTextView::keyPressEvent(QKeyEvent* event) {
+    if (!isReturn(*event)) return QPlainTextEdit::keyPressEvent(event);
+    event->accept();
+    if (!textCursor().block().layout()->preeditAreaText().isEmpty()) return QGuiApplication::inputMethod()->commit();
+    if ((event->modifiers() & ~Qt::KeypadModifier) == Qt::NoModifier) return Q_EMIT newlineCommand();
+    textCursor().insertBlock();
+    ensureCursorVisible();
+}
+
+void InputTextView::applyFont() { setFont(Look::font(textSize)); }
+
+void InputTextView::applyMargins() { setViewportMargins(insetX - insetY, 0, insetX - insetY + rightInset, 0); }
+
+InputView::InputView(QWidget* parent)
+    : QWidget(parent), _textView(new InputTextView(this)), _connection(new ConnectionView(this)) {
+    _connection->hide();
+    setFocusProxy(_textView);
+    connect(_textView, &InputTextView::newlineCommand, this, &InputView::submit);
+}
+
+void InputView::setOffline(bool isOffline) {
+    _isOffline = isOffline;
+    _connection->setVisible(isOffline);
+    _connection->setState(isOffline ? ConnectionView::State::offline : ConnectionView::State::normal);
+    makeRoom();
+}
+
+bool InputView::event(QEvent* event) {
+    // The pill's size hint has changed.
+    if (event->type() == QEvent::LayoutRequest) makeRoom();
+    return QWidget::event(event);
+}
+
+void InputView::resizeEvent(QResizeEvent* event) {
+    QWidget::resizeEvent(event);
+    _textView->setGeometry(rect());
+    _connection->place(rect());
+}
+
+void InputView::submit() {
+    // The delegate may close the window.
+    const QPointer<InputView> self(this);
+    const std::string text = fromQt(_textView->text());
+    const bool isTaken = !delegate || delegate->didSubmit(text);
+    if (self && isTaken) _textView->clear();
+}
+
+void InputView::makeRoom() {
+    const QSize size = _connection->sizeHint();
+    const bool isNothing = size.width() == 0 && size.height() == 0;
+    _textView->setRightContentInset(isNothing ? 0 : size.width() + pillRoom);
+    _connection->place(rect());
+}
