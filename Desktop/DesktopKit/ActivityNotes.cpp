@@ -1,0 +1,36 @@
+#include "DesktopKit/ActivityNotes.h"
+
+#include "PlatformCore/Text.h"
+#include "TranscriptKit/DisplayText.h"
+
+#include <string>
+#include <string_view>
+#include <variant>
+
+namespace {
+
+std::string safe(std::string_view words) { return fromQt(DisplayText::name(words)); }
+
+}  // namespace
+
+std::optional<Activity> ActivityNotes::ofChange(const Event& event) {
+    if (const auto* e = std::get_if<Events::NameSet>(&event))
+        return Activity{safe(e->from) + " name → " + safe(e->user.displayName()), e->when};
+    if (const auto* e = std::get_if<Events::EmojiSet>(&event))
+        return Activity{safe(e->user.displayName()) + " emoji → " + safe(e->user.displayEmoji()), e->when};
+    return std::nullopt;
+}
+
+std::optional<Activity> ActivityNotes::ofMembership(const Event& event) {
+    if (const auto* e = std::get_if<Events::Add>(&event))
+        return Activity{safe(e->added.displayName()) + " was added to the conversation", e->when};
+    if (const auto* e = std::get_if<Events::Remove>(&event))
+        return Activity{safe(e->removed.displayName()) + " was removed from the conversation", e->when};
+    return std::nullopt;
+}
+
+const Person* ActivityNotes::changed(const Event& event) {
+    if (const auto* e = std::get_if<Events::NameSet>(&event)) return &e->user;
+    if (const auto* e = std::get_if<Events::EmojiSet>(&event)) return &e->user;
+    return nullptr;
+}

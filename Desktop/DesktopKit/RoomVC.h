@@ -1,0 +1,52 @@
+#pragma once
+
+#include "DesktopViews/ChatterView.h"
+#include "DesktopViews/InputView.h"
+#include "StateKit/MainLoop.h"
+#include "StateKit/SignalTarget.h"
+#include "TranscriptKit/TranscriptBuilder.h"
+#include "VimbleKit/Event.h"
+#include "VimbleKit/Kit.h"
+#include "VimbleKit/State.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <QWidget>
+
+class TalkPane;
+
+/// The controller of the room that everybody shares: as `ChatterVC` is for a talk of two, with the names
+/// of those who speak.
+///
+/// It notes between the messages when somebody takes a new name or emoji, is added or is removed; these
+/// notes go with it. The room counts as read whenever it appears on the screen, and at no other time.
+///
+/// Main thread; the session and the loop must outlive it.
+class RoomVC : public QWidget, public SignalTarget, public InputViewDelegate {
+    Q_OBJECT
+
+public:
+    RoomVC(Kit& kit, MainLoop& loop, QWidget* parent = nullptr);
+
+    ChatterView& output();
+    InputView& input();
+    const std::vector<Activity>& activities() const;
+
+    /// Always true; what could not be sent is put back into the input a moment later.
+    bool didSubmit(const std::string& text) override;
+
+protected:
+    void showEvent(QShowEvent* event) override;
+
+private:
+    void stateChanged(const State& now);
+    void happened(const Event& event);
+    void viewWillAppear();
+    void showTranscript();
+
+    Kit& kit;
+    TalkPane* pane;
+    std::optional<State> state;  // the last one received
+};

@@ -1,0 +1,150 @@
+#include "DesktopKit/TalkPane.h"
+
+#include "DesktopViews/Look.h"
+#include "PlatformCore/Text.h"
+#include "StateKit/Log.h"
+#include "TweetNacl/Nacl.h"
+#include "VimbleKit/SocketError.h"
+
+#include <QCoreApplication>
+#include <QEvent>
+#include <QKeyEvent>
+#include <QPainter>
+#include <QPointer>
+#include <QTextCursor>
+#include <QVBoxLayout>
+
+#include <cmath>
+#include <utility>
+
+namespace {
+
+const Log talkLog("zorvane.Vimble", "TalkPane");
+
+/// The line between transcript and input, in the palette's present colour.
+class Divider : public QWidget {
+public:
+    explicit Divider(QWidget* parent) : QWidget(parent) { setFixedHeight(1); }
+
+protected:
+    void paintEvent(QPaintEvent*) override { QPainter(this).fillRect(rect(), Look::divider(palette())); }
+};
+
+constexpr double inputHeight = 40;  // points
+
+/// Whether the key writes something, as opposed to moving, copying or choosing a menu.
+bool writes(const QKeyEvent& key) {
+    constexpr auto commanding = Qt::ControlModifier | Qt::AltModifier | Qt::MetaModifier;
+    const QString text = key.text();
+    // AltGr arrives as a modifier of its own, and characters that need it are typing.
+    return !text.isEmpty() && text.at(0).isPrint() && !(key.modifiers() & commanding);
+}
+
+bool turnsPage(const QKeyEvent& key) {
+    return (key.key() == Qt::Key_PageUp || key.key() == Qt::Key_PageDown) && !(key.modifiers() & ~Qt::KeypadModifier);
+}
+
+}  // namespace
+
+TalkPane::TalkPane(Kit& kit, MainLoop& loop, ChatterView::Authors authors, std::string target, QWidget* parent)
+    : QWidget(parent),
+      kit(kit),
+      loop(loop),
+      target(std::move(target)),
+      _output(new ChatterView(authors, this)),
+      divider(new Divider(this)),
+      _input(new InputView(this)) {
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(0);
+    layout->addWidget(_output, 1);
+    layout->addWidget(divider);
+    layout->addWidget(_input);
+    fitInput();
+
+    _output->setAccessibleName(QStringLiteral("Transcript"));
+    _output->setClock([&loop] { return loop.now(); });
+    _output->setNameOf([this](const std::string& author) { return nameOf(author); });
+    setTabOrder(&_input->textView(), _output);
+    setFocusProxy(&_input->textView());
+    _output->installEventFilter(this);
+    _input->textView().installEventFilter(this);
+}
+
+void TalkPane::showChat(const State& state, const Chat* chat) {
+    _input->setOffline(state.connection != Connection::online);
+    const bool areNamesNew = !(people == state.people);
+    people = state.people;
+    _output->setTranscript(builder.build(chat, people, _activities));
+    if (areNamesNew) _output->namesChanged();
+}
+
+void TalkPane::submit(const std::string& text) {
+    bool isGone = false;
+    try {
+        isGone = pass(text);
+    } catch (const SocketError& error) {
+        talkLog.error(std::string("Failed to send: ") + error.what());
+    } catch (const NaclError& error) {
+        talkLog.error(std::string("Failed to send: ") + error.what());
+    }
+    if (isGone) return;
+    // The input empties itself once this returns, so the text can only come back behind that.
+    loop.post([pane = QPointer<TalkPane>(this), text] {
+        if (pane) pane->putBack(text);
+    });
+}
+
+/// @return false if the text has gone nowhere
+bool TalkPane::pass(const std::string& text) {
+    if (text.starts_with('/')) return passCommand(std::string_view(text).substr(1));
+    const bool canSend = kit.canSend();
+    kit.send(text, target);
+    return canSend;
+}
+
+bool TalkPane::passCommand(std::string_view command) {
+    if (command.empty()) return true;
+    const bool isConnected = kit.socket() && kit.socket()->isConnected();
+    kit.command(command);
+    return isConnected;
+}
+
+void TalkPane::putBack(const std::string& text) {
+    if (text.empty()) return;
+    InputTextView& editor = _input->textView();
+    const bool wasEmpty = editor.document()->isEmpty();
+    QTextCursor cursor(editor.document());
+    cursor.insertText(toQt(wasEmpty ? text : text + "\n"));
+    if (wasEmpty) editor.moveCursor(QTextCursor::End);
+}
+
+void TalkPane::focusInput() { _input->textView().setFocus(Qt::OtherFocusReason); }
+
+void TalkPane::changeEvent(QEvent* event) {
+    if (event->type() == QEvent::FontChange) fitInput();
+    QWidget::changeEvent(event);
+}
+
+bool TalkPane::eventFilter(QObject* watched, QEvent* event) {
+    if (event->type() != QEvent::KeyPress) return QWidget::eventFilter(watched, event);
+    const auto& key = static_cast<const QKeyEvent&>(*event);
+    if (watched == _output && writes(key)) {
+        focusInput();
+        QCoreApplication::sendEvent(&_input->textView(), event);
+        return true;
+    }
+    if (watched == &_input->textView() && turnsPage(key)) {
+        QCoreApplication::sendEvent(_output, event);
+        return true;
+    }
+    return QWidget::eventFilter(watched, event);
+}
+
+/// The height goes with the size of the text in it.
+void TalkPane::fitInput() { _input->setFixedHeight(static_cast<int>(std::lround(Look::scaled(inputHeight)))); }
+
+std::string TalkPane::nameOf(const std::string& author) const {
+    const Person* person = people.find(author);
+    return person ? person->displayName() : "Anonymous";
+}
