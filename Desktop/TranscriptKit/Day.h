@@ -29,7 +29,8 @@ struct Day {
 
     Day() = default;
     Day(std::int64_t year, std::int64_t month, std::int64_t day) : year(year), month(month), day(day) {}
-    /// The day of an instant, in the user's time zone if none is given.
+    /// The day of an instant, in the user's time zone if none is given. A date of a damaged file may lie
+    /// anywhere: before the year 1 it counts as that year's first day, behind 9999 as that year's last.
     explicit Day(Date instant);
     Day(Date instant, const QTimeZone& zone);
 
@@ -39,18 +40,21 @@ struct Day {
     static Day today(Date now, const QTimeZone& zone, bool isNightOwl = false);
 
     /// The start of the day in the user's time zone (or the given one): midnight, or the first instant
-    /// behind it where the clock skips midnight. Ends the process for components that are no day.
+    /// behind it where the clock skips midnight. A day too many for its month is one of the next month; any
+    /// other components that are no day (a month 13, a year beyond 9999) end the process.
     Date date() const;
     Date date(const QTimeZone& zone) const;
 
     /// The heading: "Today"; from 1 to 6 days ago such as "Sunday November 15"; else "November 15", with
-    /// the year where it is another one. Month and weekday in the locale's words.
+    /// the year where it is another one. Month and weekday in the locale's words. Components that are no
+    /// day are treated as in `date`.
     /// @param today  the day that it is now
     QString displayText(const Day& today, const QLocale& locale = QLocale()) const;
 
-    /// "%04d-%02d-%02d": the description, and the coded form.
+    /// The text form, as of "%04d-%02d-%02d": the description, and what is coded.
     std::string description() const;
 
+    /// Reads the text form. Doubled "-" count as one.
     /// @throws DayError  the first of the checks that fails: the form, the numbers, the month, the day.
     ///                   The length of the month is not looked at.
     static Day decoded(std::string_view text);
@@ -61,6 +65,7 @@ struct Day {
 template <>
 struct std::hash<Day> {
     std::size_t operator()(const Day& day) const {
-        return std::hash<std::int64_t>()((day.year * 16 + day.month) * 32 + day.day);
+        const auto part = [](std::int64_t value) { return static_cast<std::uint64_t>(value); };
+        return std::hash<std::uint64_t>()((part(day.year) * 16 + part(day.month)) * 32 + part(day.day));
     }
 };

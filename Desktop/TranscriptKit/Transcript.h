@@ -42,9 +42,16 @@ struct Transcript {
     bool operator==(const Transcript&) const = default;
 };
 
+/// With these a row as a whole (`std::hash<Transcript::Item>`) can be hashed too.
 template <>
-struct std::hash<Transcript::Text>;
+struct std::hash<Transcript::Text> {
+    std::size_t operator()(const Transcript::Text& text) const;
+};
 template <>
-struct std::hash<Transcript::Activity>;
+struct std::hash<Transcript::Activity> {
+    std::size_t operator()(const Transcript::Activity& activity) const;
+};
 template <>
-struct std::hash<Transcript::Daybreak>;
+struct std::hash<Transcript::Daybreak> {
+    std::size_t operator()(const Transcript::Daybreak& daybreak) const;
+};

@@ -2,11 +2,17 @@
 
 #include "StateKit/Date.h"
 #include "StateKit/SharedMap.h"
+#include "TranscriptKit/Day.h"
+#include "TranscriptKit/DayFinder.h"
 #include "TranscriptKit/Transcript.h"
 #include "VimbleKit/Chat.h"
 #include "VimbleKit/Person.h"
 
+#include <cstddef>
+#include <optional>
 #include <string>
+#include <string_view>
+#include <unordered_map>
 #include <vector>
 
 /// A local note of one window, never stored.
@@ -20,18 +26,55 @@ struct Activity {
 using People = SharedMap<std::string, Person>;
 
 /// The rows of a chat: its messages and the activities by time, messages first where the times are
-/// equal, with a daybreak before the first of each day (in the user's time zone).
+/// equal, with a daybreak before the first of each day (in the user's time zone). Any time will do, however
+/// far off (see `Day`); one that is not a number counts as before all others.
+///
+/// The rows take texts and authors from the messages without copying them, and so keep these in memory.
+/// 100,000 messages that are in order already take about 10 ms, 80 bytes a row; those that are not are
+/// sorted first.
 /// @param chat  null for a chat that is not there: only the activities are shown
 Transcript buildTranscript(const Chat* chat, const People& people, const std::vector<Activity>& activities);
 
 /// The same, again and again for one chat, at the cost of what changed: a message or an activity more at
-/// the end costs the same at any length, and the result shares its beginning with the one before. The
-/// result is always equal to a full `buildTranscript`, except that days are judged by the time zone that
-/// held when a row was first built.
+/// the end costs the same at any length, and the result shares its beginning with the one before. With
+/// nothing changed that the rows show, they are the very same ones. The result is always equal to a full
+/// `buildTranscript`, except that days are judged by the time zone that held when a row was first built.
+///
+/// An entry that belongs before rows that are there (the clock was set back) costs what lies behind its
+/// place. Another emoji of an author, or another chat, costs as much as the first build. The activities are
+/// compared one by one, since they are not shared: keep to some thousands.
+///
+/// Copies are independent. Keeps the messages and people of the last call.
 class TranscriptBuilder {
 public:
     Transcript build(const Chat* chat, const People& people, const std::vector<Activity>& activities);
 
 private:
-    // up to the implementation
+    /// What the rows of one author have in common.
+    struct Author {
+        SharedText key;
+        SharedText emoji;
+    };
+
+    bool canGoOn(const SharedList<Message>& newMessages, const People& newPeople,
+                 const std::vector<Activity>& newActivities) const;
+    void addEntries(std::size_t firstMessage, std::size_t firstActivity);
+    std::vector<Transcript::Item> takeEntriesBehind(Date time, bool isActivity);
+    void addMessage(std::size_t index);
+    void addActivity(const Activity& activity);
+    void addAgain(Transcript::Item item);
+    void breakDay(Date time);
+    const Author& authorOf(std::size_t messageIndex);
+
+    // What the rows were built from.
+    SharedList<Message> messages;
+    std::vector<Activity> activities;
+    People people;
+
+    SharedList<Transcript::Item> rows;
+    std::optional<Day> lastDay;  // of the last row
+    DayFinder days;
+    std::vector<Author> authors;                                     // only those whom a message of the chat names
+    std::unordered_map<std::string_view, std::size_t> authorPlaces;  // by the `key` in `authors`
+    std::size_t lastAuthor = 0;
 };

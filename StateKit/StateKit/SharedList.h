@@ -69,6 +69,18 @@ public:
     bool empty() const { return count == 0; }
     const Element& operator[](std::size_t index) const { return (*(*spine)[index / chunkSize])[index % chunkSize]; }
     const Element& back() const { return (*this)[count - 1]; }
+    /// An element for somebody who outlives the list: it stays where it is as long as the pointer lives.
+    /// Nothing is copied, but the elements of its chunk are kept along with it.
+    std::shared_ptr<const Element> shared(std::size_t index) const {
+        const std::shared_ptr<Chunk>& chunk = (*spine)[index / chunkSize];
+        return {chunk, &(*chunk)[index % chunkSize]};
+    }
+    /// The first `length` elements (all, if there are fewer), shared with this list.
+    SharedList prefix(std::size_t length) const {
+        SharedList list = *this;
+        list.count = std::min(count, length);
+        return list;
+    }
     const_iterator begin() const { return {this, 0}; }
     const_iterator end() const { return {this, count}; }
 

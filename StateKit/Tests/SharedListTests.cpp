@@ -105,6 +105,45 @@ TEST(SharedListTest, ElementsStayWhereTheyAreWhileTheListGrows) {
     EXPECT_EQ(*first, "first");
 }
 
+TEST(SharedListTest, ASharedElementIsTheListsOwnAndOutlivesIt) {
+    std::shared_ptr<const std::string> first, last;
+    {
+        SharedList<std::string> list;
+        for (int i = 0; i < 300; ++i) list.push_back("element number " + std::to_string(i));
+        first = list.shared(0);
+        last = list.shared(299);
+        EXPECT_EQ(first.get(), &list[0]);
+        EXPECT_EQ(last.get(), &list[299]);
+        for (int i = 0; i < 300; ++i) list.push_back("more");
+        EXPECT_EQ(last.get(), &list[299]);
+    }
+    EXPECT_EQ(*first, "element number 0");
+    EXPECT_EQ(*last, "element number 299");
+}
+
+TEST(SharedListTest, ASharedElementIsTheSameOneInACopyThatShares) {
+    SharedList<std::string> list = {"a", "b"};
+    const SharedList<std::string> copy = list;
+    list.push_back("c");
+    EXPECT_EQ(list.shared(1), copy.shared(1));
+}
+
+TEST(SharedListTest, APrefixSharesItsElementsAndGoesItsOwnWay) {
+    for (const int length : {0, 1, 255, 256, 257, 599, 600, 900}) {
+        SCOPED_TRACE(length);
+        const SharedList<int> list = listOf(600);
+        SharedList<int> prefix = list.prefix(static_cast<std::size_t>(length));
+        const int expected = std::min(length, 600);
+        EXPECT_EQ(prefix, listOf(expected));
+        EXPECT_EQ(prefix.sharedBeginning(list), static_cast<std::size_t>(expected));
+        prefix.push_back(-1);
+        EXPECT_EQ(prefix.back(), -1);
+        EXPECT_EQ(prefix.size(), static_cast<std::size_t>(expected) + 1);
+        EXPECT_EQ(list, listOf(600));
+    }
+    EXPECT_TRUE(SharedList<int>().prefix(3).empty());
+}
+
 TEST(SharedListTest, AppendingAnElementOfTheListItselfIsSafe) {
     SharedList<std::string> list = {"long enough to lie on the heap, surely"};
     for (int i = 0; i < 600; ++i) list.push_back(list[0]);

@@ -1,0 +1,22 @@
+#include "TranscriptKit/ZoneSpan.h"
+
+#include <QDateTime>
+
+#include <cmath>
+#include <limits>
+
+ZoneSpan ZoneSpan::at(double unixSeconds, const QTimeZone& zone) {
+    constexpr double forever = std::numeric_limits<double>::infinity();
+    ZoneSpan span{.start = -forever, .end = forever, .offset = 0};
+    if (!zone.isValid()) return span;
+    // Clocks are changed at whole seconds.
+    const auto instant = QDateTime::fromSecsSinceEpoch(static_cast<qint64>(std::floor(unixSeconds)), Qt::UTC);
+    span.offset = zone.offsetFromUtc(instant);
+    if (!zone.hasTransitions()) return span;
+    // "Previous" leaves the instant itself out, and so does "next".
+    const QTimeZone::OffsetData previous = zone.previousTransition(instant.addSecs(1));
+    if (previous.atUtc.isValid()) span.start = static_cast<double>(previous.atUtc.toSecsSinceEpoch());
+    const QTimeZone::OffsetData next = zone.nextTransition(instant);
+    if (next.atUtc.isValid()) span.end = static_cast<double>(next.atUtc.toSecsSinceEpoch());
+    return span;
+}

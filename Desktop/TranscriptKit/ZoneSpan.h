@@ -1,0 +1,24 @@
+#pragma once
+
+#include "StateKit/Date.h"
+
+#include <cstdint>
+
+#include <QTimeZone>
+
+/// A stretch of time in which the clocks of a zone are not changed.
+///
+/// Within one, clock time is arithmetic, and the zone's rules, which cost microseconds, need not be asked.
+struct ZoneSpan {
+    // Seconds since 1970-01-01 UTC: from `start`, up to but not including `end`. Infinite where the zone knows no
+    // change before, or after.
+    double start = 0;
+    double end = 0;
+    std::int32_t offset = 0;  // of the clocks, in seconds east of UTC
+
+    /// The one that holds an instant. A zone that is not valid counts as UTC.
+    /// @param unixSeconds  from the year 1 to the year 9999
+    static ZoneSpan at(double unixSeconds, const QTimeZone& zone);
+
+    bool holds(double unixSeconds) const { return start <= unixSeconds && unixSeconds < end; }
+};
