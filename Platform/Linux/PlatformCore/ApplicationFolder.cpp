@@ -98,8 +98,7 @@ ApplicationFolderInUse::ApplicationFolderInUse(const fs::path& folder, std::stri
       processId(holderId) {}
 
 ApplicationFolder::ApplicationFolder(const std::optional<fs::path>& dataDir, const std::string& program, Date now)
-    : folder(fs::absolute(dataDir ? *dataDir : baseFolder("XDG_DATA_HOME", ".local/share") / folderName)
-                 .lexically_normal()),
+    : folder(fs::absolute(place(dataDir)).lexically_normal()),
       temporaryFolder(baseFolder("XDG_CACHE_HOME", ".cache") / folderName / "tmp") {
     if (!folder.has_filename()) folder = folder.parent_path();  // "DIR/" means "DIR"
     makeFolder(folder);
@@ -107,6 +106,10 @@ ApplicationFolder::ApplicationFolder(const std::optional<fs::path>& dataDir, con
     claimPrivateFolder(temporaryFolder);
     lock(program);
     removeLeftovers(temporaryFolder, now);
+}
+
+fs::path ApplicationFolder::place(const std::optional<fs::path>& dataDir) {
+    return dataDir ? *dataDir : baseFolder("XDG_DATA_HOME", ".local/share") / folderName;
 }
 
 ApplicationFolder::~ApplicationFolder() {

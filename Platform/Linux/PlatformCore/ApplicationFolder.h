@@ -42,6 +42,10 @@ public:
 
     const std::filesystem::path& path() const { return folder; }
 
+    /// Where the folder of that choice is, or would be made.
+    /// @throws ApplicationFolderError  nothing is chosen, and there is no home folder
+    static std::filesystem::path place(const std::optional<std::filesystem::path>& dataDir);
+
     /// A folder that only this user can enter: "zorvane.Vimble/tmp" in $XDG_CACHE_HOME, or ~/.cache.
     /// Shared by this user's programs; what was last changed over a day ago was removed at the start.
     const std::filesystem::path& temporary() const { return temporaryFolder; }
