@@ -1,0 +1,54 @@
+#pragma once
+
+#include "StateKit/SignalTarget.h"
+#include "VimbleKit/State.h"
+
+#include <QAbstractButton>
+
+#include <cstdint>
+#include <functional>
+
+class Kit;
+
+/// The row that opens the room, above the list of people and looking like its rows; bold, with a count,
+/// while the room holds what has not been in view.
+///
+/// A double-click opens it, and Return, Enter or Space while it has the focus. Main thread only.
+class RoomRow : public QAbstractButton, public SignalTarget {
+    Q_OBJECT
+
+public:
+    struct LocalState {
+        using StateType = State;
+        LocalState() = default;
+        explicit LocalState(const State* state);
+
+        std::int64_t unread = 0;  // never negative
+
+        bool operator==(const LocalState&) const = default;
+    };
+
+    explicit RoomRow(Kit& kit, QWidget* parent = nullptr);
+
+    /// The key "Down" was pressed.
+    std::function<void()> onLeaveDownwards;
+
+    QSize sizeHint() const override;
+    QSize minimumSizeHint() const override;
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+    void changeEvent(QEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
+    void mouseReleaseEvent(QMouseEvent* event) override;
+    void mouseMoveEvent(QMouseEvent* event) override;
+    void mouseDoubleClickEvent(QMouseEvent* event) override;
+    void focusInEvent(QFocusEvent* event) override;
+    void focusOutEvent(QFocusEvent* event) override;
+
+private:
+    void apply(const LocalState& newState);
+
+    LocalState state;
+};

@@ -1,0 +1,231 @@
+#include "DesktopKit/RosterVC.h"
+
+#include "DesktopKit/PersonView.h"
+#include "DesktopKit/RoomRow.h"
+#include "DesktopKit/RosterModel.h"
+#include "DesktopKit/RosterTableView.h"
+#include "DesktopViews/ElidedLabel.h"
+#include "DesktopViews/Look.h"
+#include "DesktopViews/Spinner.h"
+#include "DesktopViews/StatusPopUp.h"
+#include "PlatformCore/Text.h"
+#include "StateKit/Log.h"
+#include "TranscriptKit/DisplayText.h"
+#include "VimbleKit/Kit.h"
+
+#include <QAction>
+#include <QClipboard>
+#include <QFrame>
+#include <QGuiApplication>
+#include <QHBoxLayout>
+#include <QMenu>
+#include <QScrollBar>
+#include <QVBoxLayout>
+
+#include <algorithm>
+#include <string_view>
+#include <utility>
+
+namespace {
+
+void say(std::string_view line) {
+    DebugLines::print([line] { return line; });
+}
+
+}  // namespace
+
+RosterVC::LocalState::LocalState(const State* state) {
+    if (!state) return;
+    isOnline = state->connection == Connection::online;
+    // Those of `State::roster` who are online, in its order, without sorting those who are not.
+    for (const auto& [key, person] : state->people)
+        if (person.isOnline) roster.push_back(person);
+    std::sort(roster.begin(), roster.end(), [](const Person& a, const Person& b) {
+        const int order = a.displayName().compare(b.displayName());
+        return order != 0 ? order < 0 : a.publicKey < b.publicKey;
+    });
+    if (const Person* me = state->me()) user = *me;
+}
+
+RosterVC::RosterVC(Kit& kit, QWidget* parent) : QWidget(parent) {
+    auto* column = new QVBoxLayout(this);
+    column->setContentsMargins(0, 0, 0, 0);
+    column->setSpacing(0);
+    buildHeader();
+    buildList(kit);
+    applyFonts();
+    setFocusProxy(table);
+    kit.observeModel<LocalState>(*this, [](RosterVC& self, const LocalState& state) { self.apply(state); });
+}
+
+RosterVC::~RosterVC() = default;
+
+void RosterVC::buildHeader() {
+    meEmojiLabel = new ElidedLabel(this);
+    meEmojiLabel->setObjectName(QStringLiteral("meEmojiLabel"));
+    meEmojiLabel->setAlignment(Qt::AlignHCenter);
+    meNameLabel = new ElidedLabel(this);
+    meNameLabel->setObjectName(QStringLiteral("meNameLabel"));
+    meNameLabel->setText(QStringLiteral("•••"));
+    meStatusDropdown = new StatusPopUp(this);
+    meStatusDropdown->setObjectName(QStringLiteral("meStatusDropdown"));
+    meStatusDropdown->setAccessibleName(QStringLiteral("Status"));
+    connect(meStatusDropdown, &QComboBox::activated, this, [this] { statusDropdownHit(); });
+    spinner = new Spinner(this);
+    spinner->setObjectName(QStringLiteral("spinner"));
+    divider = new QFrame(this);
+    divider->setObjectName(QStringLiteral("divider"));
+    divider->setFixedHeight(1);
+    divider->setAutoFillBackground(true);
+
+    auto* words = new QVBoxLayout;
+    words->setSpacing(1);
+    words->addWidget(meNameLabel);
+    words->addWidget(meStatusDropdown);
+    auto* header = new QHBoxLayout;
+    header->setContentsMargins(10, 8, 10, 7);
+    header->setSpacing(7);
+    header->addWidget(meEmojiLabel);
+    header->addLayout(words, 1);
+    header->addWidget(spinner);
+    auto* column = static_cast<QVBoxLayout*>(layout());
+    column->addLayout(header);
+    column->addWidget(divider);
+}
+
+void RosterVC::buildList(Kit& kit) {
+    roomRow = new RoomRow(kit, this);
+    roomRow->setObjectName(QStringLiteral("roomRow"));
+    connect(roomRow, &QAbstractButton::clicked, this, [this] {
+        if (const auto open = openRoom) open();
+    });
+    model = new RosterModel(this);
+    table = new RosterTableView(this);
+    table->setObjectName(QStringLiteral("table"));
+    table->setModel(model);
+    table->setItemDelegate(new PersonView(table));
+    table->onActivate = [this] { openRow(-1); };
+    table->onClick = [this](int row) { tableRowHit(row); };
+    table->onDoubleClick = [this](int row) { tableRowDoubleClick(row); };
+    table->onContextMenu = [this](int row, QPoint position) { showContextMenu(row, position); };
+    table->onLeaveUpwards = [this] { roomRow->setFocus(Qt::BacktabFocusReason); };
+    roomRow->onLeaveDownwards = [this] {
+        if (!state.roster.empty() && table->selectedRow() < 0) table->selectRow(0);
+        table->setFocus(Qt::TabFocusReason);
+    };
+    // Whoever is selected otherwise, a click is forgotten that deselected somebody.
+    connect(table->selectionModel(), &QItemSelectionModel::selectionChanged, this, [this] {
+        if (table->selectedRow() >= 0) deselectedKey.clear();
+    });
+
+    context = new QMenu(this);
+    context->setObjectName(QStringLiteral("context"));
+    contextCopy = context->addAction(QStringLiteral("Copy Public Key"));
+    contextCopy->setObjectName(QStringLiteral("contextCopy"));
+    connect(context, &QMenu::aboutToShow, this, &RosterVC::menuNeedsUpdate);
+    connect(contextCopy, &QAction::triggered, this, &RosterVC::copyPublicKeyHit);
+
+    auto* column = static_cast<QVBoxLayout*>(layout());
+    column->addSpacing(4);
+    column->addWidget(roomRow);
+    column->addWidget(table, 1);
+}
+
+void RosterVC::applyFonts() {
+    meEmojiLabel->setFont(Look::emojiFont(20));
+    meEmojiLabel->setFixedWidth(static_cast<int>(Look::scaled(28)));
+    meNameLabel->setFont(Look::font(13, QFont::Medium));
+    meStatusDropdown->setFont(Look::font(11));
+}
+
+void RosterVC::changeEvent(QEvent* event) {
+    if (event->type() == QEvent::ApplicationFontChange) {
+        applyFonts();
+        table->doItemsLayout();
+    }
+    QWidget::changeEvent(event);
+}
+
+void RosterVC::apply(const LocalState& newState) {
+    state = newState;
+    meNameLabel->setText(state.user ? DisplayText::name(state.user->displayName()) : QStringLiteral("•••"));
+    meEmojiLabel->setText(state.user ? DisplayText::name(state.user->displayEmoji()) : QString());
+    if (state.isOnline)
+        transitionOnline();
+    else
+        transitionOffline();
+    reload();
+}
+
+void RosterVC::transitionOnline() {
+    say("Transitioning Online");
+    meStatusDropdown->setArrowVisible(true);
+    meStatusDropdown->setEnabled(true);
+    meStatusDropdown->setItems({QStringLiteral("Available"), QStringLiteral("Idle"), QStringLiteral("Away")});
+    spinner->stop();
+}
+
+void RosterVC::transitionOffline() {
+    say("Transitioning Offline");
+    meStatusDropdown->setArrowVisible(false);
+    meStatusDropdown->setEnabled(false);
+    meStatusDropdown->setItems({QStringLiteral("Offline")});
+    spinner->start();
+}
+
+void RosterVC::reload() {
+    const Person* person = model->personAt(table->selectedRow());
+    const std::string selected = person ? person->publicKey : std::string();
+    // What is being looked at stays where it is, while others come and go above it; but who looks at the
+    // beginning goes on looking at the beginning.
+    const int scrolled = table->verticalScrollBar()->value();
+    const QModelIndex top = table->indexAt({0, 0});
+    const Person* topPerson = scrolled > 0 ? model->personAt(top.row()) : nullptr;
+    const std::string topKey = topPerson ? topPerson->publicKey : std::string();
+    const int topDistance = top.isValid() ? table->visualRect(top).top() : 0;
+
+    model->setPeople(state.roster);
+    table->doItemsLayout();
+
+    if (!selected.empty()) table->selectRow(model->rowOf(selected));
+    const int topRow = topKey.empty() ? -1 : model->rowOf(topKey);
+    table->verticalScrollBar()->setValue(topRow < 0 ? scrolled : topRow * PersonView::rowHeight() - topDistance);
+}
+
+void RosterVC::statusDropdownHit() { say("Status Dropdown Hit"); }
+
+void RosterVC::tableRowHit(int clickedRow) {
+    if (clickedRow != -1) return;
+    const Person* person = model->personAt(table->selectedRow());
+    table->selectRow(-1);
+    deselectedKey = person ? person->publicKey : std::string();
+}
+
+void RosterVC::tableRowDoubleClick(int clickedRow) {
+    // The first of the two clicks has deselected whom a double-click beside the rows is to open.
+    if (clickedRow == -1 && !deselectedKey.empty()) table->selectRow(model->rowOf(deselectedKey));
+    openRow(clickedRow);
+}
+
+void RosterVC::openRow(int row) {
+    const Person* found = model->personAt(row == -1 ? table->selectedRow() : row);
+    if (!found) return;
+    const Person person = *found;  // opening may change the list
+    if (delegate) delegate->openConversation(person);
+}
+
+void RosterVC::showContextMenu(int clickedRow, QPoint globalPosition) {
+    contextRow = clickedRow;
+    context->popup(globalPosition);
+}
+
+void RosterVC::menuNeedsUpdate() {
+    const Person* person = model->personAt(contextRow == -1 ? table->selectedRow() : contextRow);
+    contextKey = person ? person->publicKey : std::string();
+    contextCopy->setEnabled(person != nullptr);
+}
+
+void RosterVC::copyPublicKeyHit() {
+    // By key and not by number: the list may have changed while the menu was open.
+    if (!contextKey.empty() && model->rowOf(contextKey) >= 0) QGuiApplication::clipboard()->setText(toQt(contextKey));
+}

@@ -1,0 +1,82 @@
+#pragma once
+
+#include "DesktopKit/RosterVC.h"
+#include "StateKit/SignalTarget.h"
+#include "VimbleKit/Connection.h"
+#include "VimbleKit/State.h"
+
+#include <QMainWindow>
+#include <QPointer>
+
+#include <functional>
+
+class AuthVC;
+class Kit;
+class QMessageBox;
+class QStackedWidget;
+
+/// Told when the user opens a conversation from the main window.
+class RosterWindowDelegate {
+public:
+    /// @param person  holds for the call only
+    virtual void openConversation(const Person& person) = 0;
+
+protected:
+    ~RosterWindowDelegate() = default;
+};
+
+/// The program's main window: the list of people, or the access screen until the user has connected.
+///
+/// It follows the session while it is hidden; the application shows, hides and places it, and puts the
+/// menu bar in. Main thread only.
+class RosterWindow : public QMainWindow, public SignalTarget, public RosterVCDelegate {
+    Q_OBJECT
+
+public:
+    /// Under which the window is restored, and its object name.
+    static constexpr char restorationIdentifier[] = "RosterWindowID";
+    /// Under which its place is remembered.
+    static constexpr char frameAutosaveName[] = "RosterWindow";
+
+    struct LocalState {
+        using StateType = State;
+        LocalState() = default;
+        explicit LocalState(const State* state);
+
+        Connection connection = Connection::setup;
+
+        bool operator==(const LocalState&) const = default;
+    };
+
+    /// @param kit  must outlive the window
+    explicit RosterWindow(Kit& kit);
+    ~RosterWindow() override;
+
+    void setDelegate(Weak<RosterWindowDelegate> newDelegate) { delegate = newDelegate; }
+    /// What opens the room's window.
+    void setOpenRoom(std::function<void()> openRoom);
+
+    RosterVC& rosterVC() const { return *_rosterVC; }
+    AuthVC& authVC() const { return *_authVC; }
+    /// The one of the two that is shown.
+    QWidget* content() const;
+
+    void openConversation(const Person& person) override;
+
+protected:
+    void showEvent(QShowEvent* event) override;
+    void hideEvent(QHideEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
+
+private:
+    void apply(const LocalState& state);
+    void setContent(QWidget* wanted);
+    void showRefusal();
+
+    Weak<RosterWindowDelegate> delegate;
+    QStackedWidget* stack;
+    RosterVC* _rosterVC;
+    AuthVC* _authVC;
+    QPointer<QMessageBox> refusal;  // the sheet, while it is open
+    bool isRefusalWaiting = false;  // for the window to be shown
+};

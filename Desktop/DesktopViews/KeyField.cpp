@@ -1,0 +1,98 @@
+#include "DesktopViews/KeyField.h"
+
+#include "DesktopViews/Look.h"
+
+#include <QFontMetricsF>
+#include <QPainter>
+#include <QTextDocument>
+#include <QTextOption>
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+namespace {
+
+constexpr int padding = 7;
+constexpr double radius = 6;
+constexpr int keyLength = 64;
+constexpr int shortestLine = 8;
+
+}  // namespace
+
+KeyField::KeyField(QWidget* parent) : QPlainTextEdit(parent) {
+    setReadOnly(true);
+    setFrameShape(QFrame::NoFrame);
+    setTabChangesFocus(true);
+    setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+    setWordWrapMode(QTextOption::WrapAnywhere);
+    setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+    document()->setDocumentMargin(0);
+    // The box has round corners, so it is drawn here and not by the viewport.
+    viewport()->setAutoFillBackground(false);
+    applyLook();
+}
+
+void KeyField::setKey(const QString& key) {
+    if (key == toPlainText()) return;
+    setPlainText(key);
+    fit();
+}
+
+int KeyField::lineLength() const {
+    const int room = static_cast<int>((width() - 2 * padding) / characterWidth);
+    int length = keyLength;
+    while (length > shortestLine && length > room) length /= 2;
+    return length;
+}
+
+QSize KeyField::sizeHint() const {
+    const int lines = keyLength / lineLength();
+    // Whole lines, for the text's layout rounds each up.
+    const int height = static_cast<int>(std::ceil(lines * std::ceil(QFontMetricsF(font()).lineSpacing())));
+    return {static_cast<int>(std::ceil(16 * characterWidth)) + 2 * padding + 2, height + 2 * padding};
+}
+
+QSize KeyField::minimumSizeHint() const {
+    return {static_cast<int>(std::ceil(shortestLine * characterWidth)) + 2 * padding, sizeHint().height()};
+}
+
+void KeyField::applyLook() {
+    setFont(Look::monospacedFont(12));
+    characterWidth = std::max(1.0, QFontMetricsF(font()).horizontalAdvance(QLatin1Char('0')));
+    fit();
+}
+
+void KeyField::fit() {
+    const double text = lineLength() * characterWidth;
+    const int side = std::max(0, static_cast<int>(std::floor((width() - text) / 2)) - 1);
+    setViewportMargins(side, padding, side, padding);
+    // The height goes with the lines alone; asking the layout for more would go in circles.
+    if (std::exchange(fittedLength, lineLength()) != lineLength()) updateGeometry();
+}
+
+bool KeyField::event(QEvent* event) {
+    // Only the frame's painting comes this way; the text is painted by the viewport.
+    if (event->type() == QEvent::Paint) {
+        QPainter painter(this);
+        painter.setRenderHint(QPainter::Antialiasing);
+        painter.setPen(hasFocus() ? palette().color(QPalette::Highlight) : Look::divider(palette()));
+        painter.setBrush(palette().color(QPalette::Base));
+        painter.drawRoundedRect(rect().toRectF().adjusted(0.5, 0.5, -0.5, -0.5), radius, radius);
+        return true;
+    }
+    if (event->type() == QEvent::FocusIn || event->type() == QEvent::FocusOut) update();
+    return QPlainTextEdit::event(event);
+}
+
+void KeyField::changeEvent(QEvent* event) {
+    QPlainTextEdit::changeEvent(event);
+    if (event->type() == QEvent::ApplicationFontChange) applyLook();
+}
+
+void KeyField::resizeEvent(QResizeEvent* event) {
+    QPlainTextEdit::resizeEvent(event);
+    fit();
+}
