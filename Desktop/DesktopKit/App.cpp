@@ -1,0 +1,259 @@
+#include "DesktopKit/App.h"
+
+#include "Base/Check.h"
+#include "DesktopKit/ChatterWindow.h"
+#include "PlatformCore/Text.h"
+#include "TranscriptKit/DisplayText.h"
+
+#include <QApplication>
+#include <QCloseEvent>
+#include <QGuiApplication>
+#include <QMenuBar>
+#include <QMessageBox>
+#include <QScreen>
+
+#include <algorithm>
+#include <utility>
+
+namespace {
+
+constexpr char keepsWindows[] = "NSQuitAlwaysKeepsWindows";
+
+/// The store's own words for what went wrong, where it has some.
+std::string detail(const KeysError& error, SecretStore& secrets) {
+    if (error.code == KeysError::Code::securityError) {
+        std::string text = secrets.errorMessage(error.status);
+        if (!text.empty()) return text;
+    }
+    return error.what();
+}
+
+void alertAboutKeys(const std::string& detail) {
+    QMessageBox alert(QMessageBox::Critical, QApplication::applicationName(),
+                      QStringLiteral("Could not access the keychain"));
+    alert.setTextFormat(Qt::PlainText);
+    alert.setInformativeText(QStringLiteral("Vimble could not read or update the “Vimble Identity Secret Key” item "
+                                            "in the keychain.\n\n") +
+                             DisplayText::message(detail));
+    alert.exec();
+}
+
+void centre(QWidget& window) {
+    const QScreen* screen = window.screen();
+    if (screen == nullptr) return;
+    QRect frame(QPoint(), window.size());
+    frame.moveCenter(screen->availableGeometry().center());
+    window.move(frame.topLeft());
+}
+
+}  // namespace
+
+App::App(AppEnvironment environment) : environment(std::move(environment)) {}
+
+App::~App() {
+    tray.reset();
+    // The windows of chats belong to their class, which must not outlive the session.
+    for (QMainWindow* window : std::vector(adopted))
+        if (dynamic_cast<ChatterWindow*>(window) != nullptr) delete window;
+}
+
+bool App::applicationWillFinishLaunching() {
+    // The engine can't start without keys, and has no way to say so: this comes before anything touches it.
+    try {
+        Keys::loadOrGenerate(environment.secrets);
+    } catch (const KeysError& error) {
+        alertAboutKeys(detail(error, environment.secrets));
+        return false;
+    }
+    menu = std::make_unique<MainMenu>(commands(), [this] { return look(); });
+    restoration = std::make_unique<WindowRestoration>(environment.loop, environment.folder);
+
+    Kit& kit = environment.kit();
+    _rosterWindow = std::make_unique<RosterWindow>(kit);
+    adopt(*_rosterWindow, RosterWindow::restorationIdentifier);
+    _consoleWindow = std::make_unique<ConsoleWindow>(kit, environment.host.bundleInfo("CFBundleShortVersionString"),
+                                                     [this] { return environment.loop.now(); });
+    adopt(*_consoleWindow, ConsoleWindow::identifier);
+    _roomWindow = std::make_unique<RoomWindow>(kit, environment.loop);
+    adopt(*_roomWindow, RoomWindow::identifier);
+
+    _rosterWindow->setDelegate(this);
+    _rosterWindow->setOpenRoom([this] { openRoom(); });
+    environment.userDefaults.setValue(QLatin1String(keepsWindows), true);
+    restoreWindows();
+    return true;
+}
+
+void App::applicationDidFinishLaunching() {
+    RosterWindow& window = rosterWindow();
+    window.setAttribute(Qt::WA_ShowWithoutActivating, QGuiApplication::focusWindow() != nullptr);
+    if (!window.isMinimized()) window.show();
+    window.raise();
+    window.setAttribute(Qt::WA_ShowWithoutActivating, false);
+
+    trayContents = std::make_unique<QMenu>();
+    menu->fill(*trayContents);
+    tray = std::make_unique<TrayMenu>(*trayContents, [this] { showRosterWindow(); });
+}
+
+void App::openUrls(const QStringList& urls, const ActivationToken& token) {
+    if (!urls.isEmpty()) activate(token);
+}
+
+void App::activate(const ActivationToken& token) { showRosterWindow(token); }
+
+void App::applicationWillTerminate() {
+    isEnding = true;
+    if (restoration) restoration->finish();
+}
+
+// ---- commands
+
+MainMenu::Commands App::commands() {
+    return {.orderFrontPreferences = {},
+            .checkForUpdates = {},
+            .disconnect = [this] { disconnect(); },
+            .toggleRosterWindow = [this] { toggleRosterWindow(); },
+            .toggleConsoleWindow = [this] { toggleConsoleWindow(); },
+            .toggleRoomWindow = [this] { toggleRoomWindow(); },
+            .close =
+                [] {
+                    if (QWidget* window = QApplication::activeWindow()) window->close();
+                },
+            .quit = environment.quit,
+            .about = [this] { showAbout(); }};
+}
+
+MainMenu::Look App::look() const {
+    return {.isRosterVisible = _rosterWindow && _rosterWindow->isVisible(),
+            .isConsoleVisible = _consoleWindow && _consoleWindow->isVisible(),
+            .isRoomVisible = _roomWindow && _roomWindow->isVisible(),
+            .canDisconnect = _rosterWindow && environment.kit().state().connection != Connection::setup};
+}
+
+void App::disconnect() { environment.kit().disconnect(); }
+
+void App::toggleRosterWindow() { toggle(rosterWindow()); }
+
+void App::toggleConsoleWindow() { toggle(consoleWindow()); }
+
+void App::toggleRoomWindow() { toggle(roomWindow()); }
+
+void App::toggle(QWidget& window) {
+    if (!window.isVisible() || window.isMinimized())
+        showForward(window);
+    else
+        window.close();  // as the user's own closing: it hides, or is minimised where it could not be found again
+}
+
+void App::showRosterWindow(const ActivationToken& token) { showForward(rosterWindow(), token); }
+
+void App::openRoom() { showForward(roomWindow()); }
+
+void App::openConversation(const Person& person) { openConversation(person.publicKey); }
+
+void App::openConversation(const std::string& key) {
+    ChatterWindow* window = ChatterWindow::existing(key);
+    if (window == nullptr) {
+        window = new ChatterWindow(environment.kit(), environment.loop, key);
+        adopt(*window, window->identifier(), key);
+    }
+    showForward(*window);
+}
+
+void App::showAbout() {
+    auto* box = new QMessageBox(QApplication::activeWindow());
+    box->setAttribute(Qt::WA_DeleteOnClose);
+    box->setIconPixmap(QApplication::windowIcon().pixmap(64));
+    box->setTextFormat(Qt::PlainText);
+    box->setWindowTitle(tr("About Vimble"));
+    box->setText(QStringLiteral("Vimble ") +
+                 toQt(environment.host.bundleInfo("CFBundleShortVersionString").value_or("0.0")));
+    box->setInformativeText(
+        tr("A chat for a small closed group. Every text is sealed for each of its readers before it leaves this "
+           "machine."));
+    box->setWindowModality(Qt::NonModal);
+    box->open();
+}
+
+RosterWindow& App::rosterWindow() const {
+    check(_rosterWindow != nullptr, "the People window is used before it is made");
+    return *_rosterWindow;
+}
+
+ConsoleWindow& App::consoleWindow() const {
+    check(_consoleWindow != nullptr, "the console window is used before it is made");
+    return *_consoleWindow;
+}
+
+RoomWindow& App::roomWindow() const {
+    check(_roomWindow != nullptr, "the room window is used before it is made");
+    return *_roomWindow;
+}
+
+// ---- windows
+
+void App::adopt(QMainWindow& window, const std::string& identifier, const std::string& withKey) {
+    const QSize content = window.size();
+    const QSize smallest = window.minimumSize();
+    menu->attach(window);
+    // The sizes that a window asks for are those of what stands below its menu.
+    const QSize bar(0, window.menuBar()->isNativeMenuBar() ? 0 : window.menuBar()->sizeHint().height());
+    window.setMinimumSize(smallest + bar);
+    window.resize(content + bar);
+    adopted.push_back(&window);
+    connect(&window, &QObject::destroyed, this, [this](QObject* gone) {
+        std::erase_if(adopted, [gone](const QMainWindow* each) { return each == gone; });
+    });
+    window.installEventFilter(this);
+    if (withKey.empty()) {
+        const WindowRecord* record = restoration->remembered(identifier);
+        if (record == nullptr || !WindowRestoration::place(window, *record)) centre(window);
+    }
+    restoration->watch(window, identifier, withKey);
+}
+
+void App::restoreWindows() {
+    const auto show = [](QWidget& window, const WindowRecord& record) {
+        window.setAttribute(Qt::WA_ShowWithoutActivating);
+        record.isMinimized ? window.showMinimized() : window.show();
+        window.setAttribute(Qt::WA_ShowWithoutActivating, false);
+    };
+    for (const WindowRecord& record : restoration->remembered()) {
+        if (!record.isOpen) continue;
+        if (record.identifier == ConsoleWindow::identifier) {
+            show(consoleWindow(), record);
+        } else if (record.identifier == RoomWindow::identifier) {
+            show(roomWindow(), record);
+        } else if (record.identifier == RosterWindow::restorationIdentifier) {
+            if (record.isMinimized) show(rosterWindow(), record);
+        } else if (!record.withKey.empty() && ChatterWindow::existing(record.withKey) == nullptr) {
+            auto* window = new ChatterWindow(environment.kit(), environment.loop, record.withKey);
+            adopt(*window, window->identifier(), record.withKey);
+            WindowRestoration::place(*window, record);
+            show(*window, record);
+        }
+    }
+}
+
+void App::showForward(QWidget& window, const ActivationToken& token) {
+    environment.bringForward(window, token);
+    menu->refresh();
+}
+
+bool App::isLastOpen(const QWidget& window) const {
+    return std::none_of(adopted.begin(), adopted.end(),
+                        [&window](const QMainWindow* other) { return other != &window && other->isVisible(); });
+}
+
+bool App::eventFilter(QObject* object, QEvent* event) {
+    if (event->type() == QEvent::Close && !isEnding) {
+        auto* window = qobject_cast<QMainWindow*>(object);
+        if (window != nullptr && window->isVisible() && isLastOpen(*window) && !(tray && tray->isShown())) {
+            event->ignore();
+            window->showMinimized();
+            return true;
+        }
+    }
+    return QObject::eventFilter(object, event);
+}

@@ -1,0 +1,105 @@
+#pragma once
+
+#include "DesktopKit/ConsoleWindow.h"
+#include "DesktopKit/MainMenu.h"
+#include "DesktopKit/RoomWindow.h"
+#include "DesktopKit/RosterWindow.h"
+#include "DesktopKit/TrayMenu.h"
+#include "DesktopKit/WindowRestoration.h"
+#include "PlatformDesktop/WindowActivation.h"
+#include "StateKit/Host.h"
+#include "StateKit/MainLoop.h"
+#include "StateKit/SignalTarget.h"
+#include "VimbleKit/Keys.h"
+#include "VimbleKit/Kit.h"
+
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <QMenu>
+#include <QObject>
+#include <QSettings>
+#include <QStringList>
+
+/// What the application needs of the machine. All references must outlive it.
+struct AppEnvironment {
+    MainLoop& loop;
+    SecretStore& secrets;
+    std::function<Kit&()> kit;  // the first call starts the engine
+    const Host& host;
+    std::filesystem::path folder;  // the application's own
+    QSettings& userDefaults;
+    /// Shows a window and gives it the keyboard. The token is what the desktop gave to whoever asked for
+    /// that; empty for a command of the user's in one of our own windows.
+    std::function<void(QWidget& window, const ActivationToken& token)> bringForward;
+    std::function<void()> quit;  // begins the end of the program
+};
+
+/// A place for debugging aids.
+class AppDebug {};
+
+/// The application: checks that the identity can be read, builds the windows that live as long as it, in
+/// a fixed order, and carries the commands of the menu. What stands behind the windows is the engine's.
+///
+/// Closing the last window does not end the program. Where there is no tray icon to bring it back, that
+/// window is minimised instead.
+///
+/// Main thread only. One at a time; must not outlive the QApplication, nor the session.
+class App : public QObject, public SignalTarget, public RosterWindowDelegate {
+public:
+    explicit App(AppEnvironment environment);
+    ~App() override;
+
+    /// Everything up to the first window. @return false if the identity can't be read, of which the user
+    /// has been told then: the program is to end
+    bool applicationWillFinishLaunching();
+    /// The first window comes to the screen.
+    void applicationDidFinishLaunching();
+    /// Links, which are not read: whatever they say, the People window comes forward.
+    void openUrls(const QStringList& urls, const ActivationToken& token);
+    /// Somebody started the program again.
+    void activate(const ActivationToken& token);
+    /// Notes which windows are open, as they are to come back. Behind this, windows may be closed.
+    void applicationWillTerminate();
+
+    void disconnect();
+    void toggleRosterWindow();
+    void toggleConsoleWindow();
+    void toggleRoomWindow();
+    void showRosterWindow(const ActivationToken& token = {});
+    void openRoom();
+    void showAbout();
+
+    void openConversation(const Person& person) override;
+
+    RosterWindow& rosterWindow() const;
+    ConsoleWindow& consoleWindow() const;
+    RoomWindow& roomWindow() const;
+
+    bool eventFilter(QObject* object, QEvent* event) override;
+
+private:
+    void adopt(QMainWindow& window, const std::string& identifier, const std::string& withKey = {});
+    void restoreWindows();
+    void openConversation(const std::string& key);
+    void toggle(QWidget& window);
+    void showForward(QWidget& window, const ActivationToken& token = {});
+    bool isLastOpen(const QWidget& window) const;
+    MainMenu::Commands commands();
+    MainMenu::Look look() const;
+
+    const AppEnvironment environment;
+    AppDebug appDebug;
+    std::unique_ptr<RosterWindow> _rosterWindow;
+    std::unique_ptr<ConsoleWindow> _consoleWindow;
+    std::unique_ptr<RoomWindow> _roomWindow;
+    std::unique_ptr<WindowRestoration> restoration;
+    std::unique_ptr<MainMenu> menu;
+    std::unique_ptr<QMenu> trayContents;
+    std::unique_ptr<TrayMenu> tray;
+    std::vector<QMainWindow*> adopted;  // those that live
+    bool isEnding = false;
+};
