@@ -8,8 +8,6 @@
 namespace {
 
 constexpr double secondsOfDay = 86400;
-constexpr double firstInstant = -62135596800;  // 0001-01-01 00:00:00 UTC
-constexpr double lastInstant = 253402300799;   // 9999-12-31 23:59:59 UTC
 
 const std::chrono::sys_days firstDay = std::chrono::year(1) / 1 / 1;
 const std::chrono::sys_days lastDay = std::chrono::year(9999) / 12 / 31;
@@ -21,12 +19,11 @@ DayFinder::DayFinder(const QTimeZone& zone) : givenZone(zone) {}
 const Day& DayFinder::day(Date instant) {
     const double unixSeconds = instant.toUnix();
     // Written so that what is not a number fails it.
-    if (!(start <= unixSeconds && unixSeconds < end)) find(unixSeconds);
+    if (!(start <= unixSeconds && unixSeconds < end)) find(ZoneSpan::unixSecondsWithinReach(instant));
     return found;
 }
 
-void DayFinder::find(double unixSeconds) {
-    const double instant = unixSeconds >= firstInstant ? std::min(unixSeconds, lastInstant) : firstInstant;
+void DayFinder::find(double instant) {
     const QTimeZone current = givenZone ? *givenZone : QTimeZone::systemTimeZone();
     if (!span.holds(instant) || !(current == zone)) {
         zone = current;

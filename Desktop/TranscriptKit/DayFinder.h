@@ -23,7 +23,7 @@ public:
     const Day& day(Date instant);
 
 private:
-    void find(double unixSeconds);
+    void find(double instant);
 
     std::optional<QTimeZone> givenZone;
     QTimeZone zone;

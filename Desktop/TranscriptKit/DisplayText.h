@@ -13,15 +13,17 @@ namespace DisplayText {
 /// other control characters and those that change the direction of what follows go, and a text that
 /// holds right-to-left letters stands between isolates (U+2068, U+2069), so that its neighbours stay
 /// where they are. A text of ordinary letters is unchanged. At most 200 user-perceived characters, then
-/// "…"; of one character, at most 16 combining marks are kept.
+/// "…"; of one character, at most 16 combining marks and 32 code points are kept. What is not valid UTF-8,
+/// and what is no character, becomes U+FFFD.
 QString name(std::string_view text);
 
 /// A line of the console: everything that could steer what stands beside it is shown as an escape
-/// ("\n", "\u{202e}"); the backslash stays single.
+/// ("\n", "\u{202e}", "\xff" for a byte that is not UTF-8); the backslash stays single.
 QString line(std::string_view text);
 
-/// A message: lines and tabs stay, other control characters go, and every line that opens a change of
-/// direction without closing it is closed at its end.
+/// A message: lines (of any kind of end, each given as "\n") and tabs stay, other control characters go, and
+/// every line that opens a change of direction without closing it is closed at its end; what closes one that
+/// the line did not open goes. What is not valid UTF-8, and what is no character, becomes U+FFFD. Linear.
 QString message(std::string_view text);
 
 }  // namespace DisplayText

@@ -1,5 +1,7 @@
 #include "TranscriptKit/RowRules.h"
 
+#include "TranscriptKit/ZoneSpan.h"
+
 #include <variant>
 
 #include <QDateTime>
@@ -25,7 +27,8 @@ RowLook RowRules::look(const Transcript& transcript, std::size_t index) {
 }
 
 QString RowRules::timeText(Date time) {
-    const QTime clock = QDateTime::fromSecsSinceEpoch(static_cast<qint64>(std::floor(time.toUnix()))).time();
+    const auto seconds = static_cast<qint64>(std::floor(ZoneSpan::unixSecondsWithinReach(time)));
+    const QTime clock = QDateTime::fromSecsSinceEpoch(seconds).time();
     const int hour = clock.hour() % 12 == 0 ? 12 : clock.hour() % 12;
     return QStringLiteral("%1:%2").arg(hour).arg(clock.minute(), 2, 10, QLatin1Char('0'));
 }

@@ -23,7 +23,8 @@ namespace RowRules {
 /// @param index  of a `Transcript::Text`; for any other row nothing is shown
 RowLook look(const Transcript& transcript, std::size_t index);
 
-/// "h:mm" in the user's time zone: a clock of twelve hours.
+/// "h:mm" in the user's time zone: a clock of twelve hours. Any time will do; one beyond the years 1 to 9999
+/// shows that of the nearest instant within.
 QString timeText(Date time);
 
 }  // namespace RowRules

@@ -2,6 +2,7 @@
 
 #include <QDateTime>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 
@@ -19,4 +20,12 @@ ZoneSpan ZoneSpan::at(double unixSeconds, const QTimeZone& zone) {
     const QTimeZone::OffsetData next = zone.nextTransition(instant);
     if (next.atUtc.isValid()) span.end = static_cast<double>(next.atUtc.toSecsSinceEpoch());
     return span;
+}
+
+double ZoneSpan::unixSecondsWithinReach(Date instant) {
+    constexpr double first = -62135596800;  // 0001-01-01 00:00:00
+    constexpr double last = 253402300799;   // 9999-12-31 23:59:59
+    const double unixSeconds = instant.toUnix();
+    // Written so that what is not a number fails it.
+    return unixSeconds >= first ? std::min(unixSeconds, last) : first;
 }

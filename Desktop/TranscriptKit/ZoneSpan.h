@@ -17,8 +17,12 @@ struct ZoneSpan {
     std::int32_t offset = 0;  // of the clocks, in seconds east of UTC
 
     /// The one that holds an instant. A zone that is not valid counts as UTC.
-    /// @param unixSeconds  from the year 1 to the year 9999
+    /// @param unixSeconds  within some 10,000 years
     static ZoneSpan at(double unixSeconds, const QTimeZone& zone);
+
+    /// An instant in seconds since 1970-01-01 UTC, moved into the years 1 to 9999 (of UTC), which calendars can be
+    /// asked about: a date of a damaged file may lie anywhere. What is not a number becomes the first instant.
+    static double unixSecondsWithinReach(Date instant);
 
     bool holds(double unixSeconds) const { return start <= unixSeconds && unixSeconds < end; }
 };
