@@ -1,13 +1,24 @@
 #pragma once
 
+#include "DesktopViews/RowWindow.h"
+#include "DesktopViews/TextSelection.h"
+#include "DesktopViews/TranscriptRows.h"
 #include "TranscriptKit/Transcript.h"
 
+#include <cstddef>
 #include <functional>
+#include <optional>
 #include <string>
 
 #include <QAbstractScrollArea>
+#include <QBasicTimer>
+#include <QElapsedTimer>
+#include <QPoint>
+#include <QRect>
 #include <QString>
 #include <QUrl>
+
+class QMenu;
 
 /// Shows a transcript as a list of rows whose text can be selected and copied.
 ///
@@ -17,6 +28,11 @@
 ///
 /// When a transcript is set, the view follows its end only if the reader was within 4 points of it and
 /// the change was a pure addition at the end; anything else leaves alone what is being read.
+///
+/// With the mouse, text is selected within a row and across rows; with the keyboard, Ctrl and an arrow
+/// moves through the rows, and Return opens the links of one. Of a text of more than
+/// `RowLayout::mostCharacters` only the beginning is laid out, with a "…" behind it; copying its row
+/// by Select All or a triple click copies all of it.
 class ChatterView : public QAbstractScrollArea {
     Q_OBJECT
 
@@ -47,12 +63,87 @@ public:
     bool isAtEnd() const;
     void scrollToEnd();
 
+    /// Rows as a screen reader and the keyboard see them. Numbers count from 0 at the top.
+    std::size_t rowCount() const { return _transcript.items.size(); }
+    /// "Ann, 3:05, text", or the words of a note or heading.
+    QString spokenRow(std::size_t row) const { return rows.spoken(row); }
+    /// In the viewport's coordinates, also for a row that is not on the screen.
+    QRect rowRect(std::size_t row) const;
+    /// The row at a height of the viewport, if there is one.
+    std::optional<std::size_t> rowAt(int y) const;
+    /// The row on which the keyboard acts; none until it was used.
+    std::optional<std::size_t> currentRow() const { return _currentRow; }
+    /// Makes a row the current one and brings it onto the screen.
+    void setCurrentRow(std::size_t row);
+    /// Opens the row's link, or lets the user choose where it has several.
+    void openRow(std::size_t row);
+
+    /// The texts that are selected, a line each.
+    QString selectedText() const;
+
 public Q_SLOTS:
-    /// Puts what is selected on the clipboard: the texts of messages, a line each.
+    /// Puts what is selected on the clipboard: the texts of messages, a line each. With nothing selected,
+    /// the current row's.
     void copy();
     void selectAll();
 
+protected:
+    bool event(QEvent* event) override;
+    bool viewportEvent(QEvent* event) override;
+    void changeEvent(QEvent* event) override;
+    void showEvent(QShowEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+    void paintEvent(QPaintEvent* event) override;
+    void scrollContentsBy(int dx, int dy) override;
+    void timerEvent(QTimerEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
+    void mouseMoveEvent(QMouseEvent* event) override;
+    void mouseReleaseEvent(QMouseEvent* event) override;
+    void mouseDoubleClickEvent(QMouseEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
+    void focusInEvent(QFocusEvent* event) override;
+    void focusOutEvent(QFocusEvent* event) override;
+    void contextMenuEvent(QContextMenuEvent* event) override;
+    QSize sizeHint() const override;
+
 private:
-    // up to the implementation
+    enum class Unit { position, word, row };
+
+    void settle();
+    void settleWhenShown();
+    void restyle(bool isOnlyColors);
+    void checkToday();
+    void moveTo(const std::function<void()>& wish);
+    void moveCurrentRow(int step);
+
+    TextPosition positionAt(QPoint point);
+    TextSpan spanAt(QPoint point);
+    const Links::Link* linkAt(QPoint point);
+    void startSelection(QPoint point, Unit unit, bool isExtended);
+    void extendSelection(QPoint point);
+    void showPointer(QPoint point);
+    void open(const QUrl& url);
+    QMenu* makeMenu(const std::vector<Links::Link>& links);
+    void announce(std::size_t oldCount);
+
     Transcript _transcript;
+    // What is measured may be looked up by questions that change nothing to be seen.
+    mutable TranscriptRows rows;
+    mutable RowWindow rowWindow;
+    std::function<void(const QUrl&)> openLink;
+    std::function<Date()> clock;
+    bool isSettling = false;
+    bool isUnsettled = true;
+    int shownWidth = -1;
+    QBasicTimer midnight;
+
+    TextSelection selection;
+    Unit unit = Unit::position;
+    bool isSelecting = false;
+    QPoint pressed;
+    QUrl pressedLink;
+    QPoint pointer;
+    QElapsedTimer sinceDoubleClick;
+    QBasicTimer dragScroll;
+    std::optional<std::size_t> _currentRow;
 };

@@ -1,0 +1,87 @@
+#pragma once
+
+#include "DesktopViews/RowStyle.h"
+#include "TranscriptKit/Links.h"
+
+#include <memory>
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include <QPointF>
+#include <QRectF>
+#include <QString>
+
+class QPainter;
+class QTextLayout;
+
+/// What one row shows, with every word made fit to be shown.
+struct RowContent {
+    enum class Kind { text, activity, daybreak };
+
+    Kind kind = Kind::text;
+    QString text;
+    bool startsBlock = false;  // has an emoji, or a name
+    QString time;              // empty where none is shown
+    QString emoji;             // likewise
+    QString name;              // likewise; only where rows carry names
+    QColor nameColor;
+};
+
+/// One row at one width: its height, what it looks like, and what lies where in it. Positions in the text
+/// are in UTF-16 units, points are relative to the row's upper left corner.
+///
+/// Each paragraph runs in the direction of its own first strong letter, and aligns with it. Laying out
+/// takes time with the length of the text: the caller gives no more than `mostCharacters`.
+/// Main thread. Not copied, since it holds laid out text.
+class RowLayout {
+public:
+    /// What is laid out of a text at most; of more, the beginning, and a note that it goes on.
+    static constexpr qsizetype mostCharacters = 65536;
+
+    RowLayout(RowContent content, const RowStyle& style, int width);
+    ~RowLayout();
+
+    int height() const { return _height; }
+    const RowContent& content() const { return _content; }
+    const std::vector<Links::Link>& links() const { return _links; }
+
+    /// @param selected  begin and end of what is selected of the text
+    /// @param clip      in the painter's coordinates: nothing outside needs to be drawn
+    void paint(QPainter& painter, const RowStyle& style, QPointF origin, const QRectF& clip,
+               std::pair<int, int> selected, bool isActive) const;
+
+    /// The place in the text that is nearest to the point.
+    int positionAt(QPointF point) const;
+    /// Whether letters are there, not only the row.
+    bool isOverText(QPointF point) const;
+    /// Whether the author's name or emoji is there.
+    const Links::Link* linkAt(QPointF point) const;
+    /// The word around a position, or the blanks or signs between two.
+    std::pair<int, int> wordAt(int position) const;
+
+private:
+    struct Piece {
+        int start = 0;
+        double top = 0;
+        double bottom = 0;
+        std::unique_ptr<QTextLayout> layout;
+    };
+
+    void layOutText(const RowStyle& style, int width);
+    double layOut(Piece& piece, const QString& text, const RowStyle& style, double y, bool isLarge);
+    const Piece* pieceAt(double y) const;
+    std::optional<int> exactPositionAt(QPointF point) const;
+    void paintText(QPainter& painter, const RowStyle& style, QPointF origin, const QRectF& clip,
+                   std::pair<int, int> selected, bool isActive) const;
+    void paintNote(QPainter& painter, const RowStyle& style, QPointF origin) const;
+
+    RowContent _content;
+    std::vector<Links::Link> _links;
+    std::vector<Piece> pieces;
+    double textLeft = 0;
+    double textWidth = 0;
+    double firstBaseline = 0;  // of the line that time and emoji stand on
+    int width = 0;
+    int _height = 0;
+};
