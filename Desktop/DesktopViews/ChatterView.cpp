@@ -35,13 +35,10 @@ constexpr int mostRounds = 4;
 
 Date systemTime() { return Date::fromUnix(static_cast<double>(QDateTime::currentMSecsSinceEpoch()) / 1000); }
 
-QString plainToolTip(const QString& text) {
-    return Qt::mightBeRichText(text) ? Qt::convertFromPlainText(text) : text;
-}
+QString plainToolTip(const QString& text) { return Qt::mightBeRichText(text) ? Qt::convertFromPlainText(text) : text; }
 
 bool isTakenByMenus(Qt::FocusReason reason) {
-    return reason == Qt::ActiveWindowFocusReason || reason == Qt::PopupFocusReason ||
-           reason == Qt::MenuBarFocusReason;
+    return reason == Qt::ActiveWindowFocusReason || reason == Qt::PopupFocusReason || reason == Qt::MenuBarFocusReason;
 }
 
 }  // namespace
@@ -50,7 +47,7 @@ ChatterView::ChatterView(Authors authors, QWidget* parent)
     : QAbstractScrollArea(parent),
       rows(_transcript, authors == Authors::named, palette()),
       rowWindow([this](std::size_t row) { return rows.estimate(row); },
-             [this](std::size_t row) { return rows.layout(row).height(); }),
+                [this](std::size_t row) { return rows.layout(row).height(); }),
       openLink([](const QUrl& url) { QDesktopServices::openUrl(url); }),
       clock(systemTime) {
     ChatterAccessible::install();
@@ -82,8 +79,10 @@ void ChatterView::setTranscript(Transcript transcript) {
     _transcript = std::move(transcript);
     if (change.isAppend()) {
         rowWindow.resize(rowCount(), oldCount);
-        if (wasPinned) rowWindow.goToEnd();
-        else rowWindow.holdFirstRow();
+        if (wasPinned)
+            rowWindow.goToEnd();
+        else
+            rowWindow.holdFirstRow();
     } else {
         const auto newRow = [&change](std::size_t row) { return change.newRow(row); };
         rowWindow.holdFirstRow();
@@ -274,9 +273,12 @@ void ChatterView::scrollContentsBy(int dx, int dy) {
     Q_UNUSED(dy);
     if (isSettling) return;
     QScrollBar* bar = verticalScrollBar();
-    if (bar->isSliderDown() && bar->value() == bar->maximum()) rowWindow.goToEnd();
-    else if (bar->isSliderDown() && bar->value() == bar->minimum()) rowWindow.goToStart();
-    else rowWindow.scrollBy(bar->value() - rowWindow.place());
+    if (bar->isSliderDown() && bar->value() == bar->maximum())
+        rowWindow.goToEnd();
+    else if (bar->isSliderDown() && bar->value() == bar->minimum())
+        rowWindow.goToStart();
+    else
+        rowWindow.scrollBy(bar->value() - rowWindow.place());
     settleWhenShown();
 }
 
@@ -394,8 +396,10 @@ const Links::Link* ChatterView::linkAt(QPoint point) {
 void ChatterView::startSelection(QPoint point, Unit unit, bool isExtended) {
     this->unit = unit;
     isSelecting = true;
-    if (isExtended) selection.extend(spanAt(point));
-    else selection.start(spanAt(point));
+    if (isExtended)
+        selection.extend(spanAt(point));
+    else
+        selection.start(spanAt(point));
     viewport()->update();
 }
 
@@ -451,10 +455,12 @@ void ChatterView::mouseReleaseEvent(QMouseEvent* event) {
 
 void ChatterView::showPointer(QPoint point) {
     const std::optional<std::size_t> row = rowAt(point.y());
-    if (row && linkAt(point) != nullptr) viewport()->setCursor(Qt::PointingHandCursor);
+    if (row && linkAt(point) != nullptr)
+        viewport()->setCursor(Qt::PointingHandCursor);
     else if (row && rows.layout(*row).isOverText(point - QPoint(0, rowWindow.find(*row)->y)))
         viewport()->setCursor(Qt::IBeamCursor);
-    else viewport()->unsetCursor();
+    else
+        viewport()->unsetCursor();
 }
 
 void ChatterView::keyPressEvent(QKeyEvent* event) {

@@ -26,6 +26,15 @@ double factor() {
     return std::abs(ratio - 1) < 0.06 ? 1 : std::clamp(ratio, 0.5, 4.0);
 }
 
+/// The font's families with that of the emoji behind them. An alias such as "Sans Serif" finds its font only
+/// where it stands alone: in a list it is passed over, and digits and blanks would come from the emoji's.
+QStringList familiesWithEmoji(const QFont& font) {
+    QStringList families = font.families();
+    for (const QString& family : {QFontInfo(font).family(), QString::fromLatin1(emojiFamily)})
+        if (!families.contains(family)) families.append(family);
+    return families;
+}
+
 QFont sized(QFont font, double points, QFont::Weight weight) {
     font.setPixelSize(std::max(1, static_cast<int>(std::lround(points * factor()))));
     font.setWeight(weight);
@@ -48,16 +57,14 @@ double Look::scaled(double points) { return points * factor(); }
 
 QFont Look::font(double points, QFont::Weight weight) {
     QFont font = QGuiApplication::font();
-    QStringList families = font.families();
-    if (!families.contains(emojiFamily)) families.append(emojiFamily);
-    font.setFamilies(families);
+    font.setFamilies(familiesWithEmoji(font));
     return sized(font, points, weight);
 }
 
 QFont Look::monospacedFont(double points, QFont::Weight weight) {
     QFont font = QFontDatabase::systemFont(QFontDatabase::FixedFont);
     font.setStyleHint(QFont::Monospace);
-    font.setFamilies(font.families() + QStringList{emojiFamily});
+    font.setFamilies(familiesWithEmoji(font));
     return sized(font, points, weight);
 }
 

@@ -4,8 +4,8 @@
 #include "TranscriptKit/EmojiRanges.h"
 
 #include <QFontMetricsF>
-#include <QPainter>
 #include <QPaintDevice>
+#include <QPainter>
 #include <QTextBoundaryFinder>
 #include <QTextLayout>
 
@@ -38,13 +38,14 @@ std::vector<Paragraphs> paragraphsOf(const QString& text) {
         while (end < text.size() && !isLineEnd(text[end])) ++end;
         const QStringView paragraph = QStringView(text).mid(start, end - start);
         const bool isRightToLeft = paragraph.isRightToLeft();
-        const bool isNeutral = !isRightToLeft && std::none_of(paragraph.begin(), paragraph.end(), [](QChar c) {
-            return c.isLetter();
-        });
+        const bool isNeutral =
+            !isRightToLeft && std::none_of(paragraph.begin(), paragraph.end(), [](QChar c) { return c.isLetter(); });
         const bool goesOn = !all.empty() && (isNeutral || all.back().isRightToLeft == isRightToLeft) &&
                             end - all.back().start <= pieceSize;
-        if (goesOn) all.back().length = end - all.back().start;
-        else all.push_back({start, end - start, isRightToLeft});
+        if (goesOn)
+            all.back().length = end - all.back().start;
+        else
+            all.push_back({start, end - start, isRightToLeft});
         if (end == text.size()) return all;
         start = end + 1;
     }
@@ -133,7 +134,8 @@ double RowLayout::layOut(Piece& piece, const QString& text, const RowStyle& styl
     QVector<QTextLayout::FormatRange> formats = Look::emojiFormats(text, font);
     for (const Links::Link& link : _links) {
         const int begin = std::max(0, static_cast<int>(link.start) - piece.start);
-        const int end = std::min(static_cast<int>(text.size()), static_cast<int>(link.start + link.length) - piece.start);
+        const int end =
+            std::min(static_cast<int>(text.size()), static_cast<int>(link.start + link.length) - piece.start);
         if (begin >= end) continue;
         QTextLayout::FormatRange range{.start = begin, .length = end - begin, .format = {}};
         range.format.setFontUnderline(true);

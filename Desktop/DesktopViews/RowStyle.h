@@ -31,7 +31,7 @@ struct RowStyle {
     int blockPadding = 0;  // above the first row of a block besides
     int notePadding = 0;   // above and below an activity
     int dayPadding = 0;
-    int lineHeight = 0;    // of a message; a line with taller letters takes what it needs
+    int lineHeight = 0;  // of a message; a line with taller letters takes what it needs
     int lineAscent = 0;
     int nameHeight = 0;
     int noteHeight = 0;  // of one line of an activity
