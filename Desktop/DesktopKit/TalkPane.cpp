@@ -14,6 +14,7 @@
 #include <QTextCursor>
 #include <QVBoxLayout>
 
+#include <algorithm>
 #include <cmath>
 #include <utility>
 
@@ -141,8 +142,10 @@ bool TalkPane::eventFilter(QObject* watched, QEvent* event) {
     return QWidget::eventFilter(watched, event);
 }
 
-/// The height goes with the size of the text in it.
-void TalkPane::fitInput() { _input->setFixedHeight(static_cast<int>(std::lround(Look::scaled(inputHeight)))); }
+/// One line of text fits at any size of the desktop's font.
+void TalkPane::fitInput() {
+    _input->setFixedHeight(static_cast<int>(std::lround(std::max(inputHeight, Look::scaled(inputHeight)))));
+}
 
 std::string TalkPane::nameOf(const std::string& author) const {
     const Person* person = people.find(author);
