@@ -14,7 +14,7 @@ const std::chrono::sys_days lastDay = std::chrono::year(9999) / 12 / 31;
 
 }  // namespace
 
-DayFinder::DayFinder(const QTimeZone& zone) : givenZone(zone) {}
+DayFinder::DayFinder(const QTimeZone& zone) : zone(zone), isZoneGiven(true), isZoneKnown(true) {}
 
 const Day& DayFinder::day(Date instant) {
     const double unixSeconds = instant.toUnix();
@@ -24,11 +24,12 @@ const Day& DayFinder::day(Date instant) {
 }
 
 void DayFinder::find(double instant) {
-    const QTimeZone current = givenZone ? *givenZone : QTimeZone::systemTimeZone();
-    if (!span.holds(instant) || !(current == zone)) {
-        zone = current;
-        span = ZoneSpan::at(instant, zone);
+    if (!isZoneKnown) {
+        zone = QTimeZone::systemTimeZone();
+        isZoneKnown = true;
+        span = ZoneSpan();
     }
+    if (!span.holds(instant)) span = ZoneSpan::at(instant, zone);
     const double dayNumber = std::floor((instant + span.offset) / secondsOfDay);
     const auto civil =
         std::clamp(std::chrono::sys_days(std::chrono::days(static_cast<int>(dayNumber))), firstDay, lastDay);

@@ -4,8 +4,6 @@
 #include "TranscriptKit/Day.h"
 #include "TranscriptKit/ZoneSpan.h"
 
-#include <optional>
-
 #include <QTimeZone>
 
 /// Finds the days of many instants.
@@ -14,9 +12,13 @@
 /// where its clocks may have been changed in between.
 class DayFinder {
 public:
-    /// For the time zone that the user has at each new day.
+    /// For the user's time zone, which is asked for when the first day is found.
     DayFinder() = default;
     explicit DayFinder(const QTimeZone& zone);
+
+    /// The user may have another time zone by now: it is asked for again when an instant is not in the day
+    /// found last. Does nothing where a zone was given.
+    void askForZoneAgain() { isZoneKnown = isZoneGiven; }
 
     /// An instant before the year 1 counts as its first day, one behind the year 9999 as its last; what is not
     /// a number as the first.
@@ -25,8 +27,9 @@ public:
 private:
     void find(double instant);
 
-    std::optional<QTimeZone> givenZone;
     QTimeZone zone;
+    bool isZoneGiven = false;
+    bool isZoneKnown = false;
     ZoneSpan span;  // empty at first
     // The day found last, and the instants that are in it: from `start`, before `end`. None at first.
     Day found;

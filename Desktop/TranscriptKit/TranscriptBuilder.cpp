@@ -111,6 +111,7 @@ void TranscriptBuilder::addEntries(std::size_t firstMessage, std::size_t firstAc
     Queue newMessages(firstMessage, messages.size(), placeOfMessage);
     Queue newActivities(firstActivity, activities.size(), placeOfActivity);
 
+    days.askForZoneAgain();
     std::vector<Transcript::Item> behind;
     std::size_t nextBehind = 0;
     bool isFirst = true;
