@@ -20,3 +20,20 @@ void RatioReporter::printRatios(const std::vector<Ratio>& ratios) const {
                     measured <= ratio.atMost ? "" : "  NOT REACHED");
     }
 }
+
+int runBenchmarks(int count, char** arguments, const std::vector<Ratio>& ratios) {
+    std::vector<std::string> all = {arguments[0], "--benchmark_repetitions=9",
+                                    "--benchmark_enable_random_interleaving=true",
+                                    "--benchmark_report_aggregates_only=true", "--benchmark_min_time=0.2"};
+    // Those of the user come later, and win.
+    all.insert(all.end(), arguments + 1, arguments + count);
+    std::vector<char*> pointers;
+    for (std::string& argument : all) pointers.push_back(argument.data());
+    int left = static_cast<int>(pointers.size());
+    benchmark::Initialize(&left, pointers.data());
+    if (benchmark::ReportUnrecognizedArguments(left, pointers.data())) return 1;
+    RatioReporter reporter;
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+    reporter.printRatios(ratios);
+    return 0;
+}

@@ -26,3 +26,8 @@ public:
 private:
     std::map<std::string, double> medians;  // real time, in the run's unit
 };
+
+/// Runs the benchmarks of the program, several times each and in a random order, so that a slow minute of
+/// the machine does not hit one side alone, and prints the ratios. Options given by the user win.
+/// @return the program's exit status
+int runBenchmarks(int count, char** arguments, const std::vector<Ratio>& ratios);

@@ -1,9 +1,6 @@
 #include "Ratios.h"
 
-#include <cstring>
 #include <vector>
-
-#include <benchmark/benchmark.h>
 
 namespace {
 
@@ -16,27 +13,6 @@ const std::vector<Ratio> ratios = {
     {"Relay, processor time of a delivered pack, against ws", "deliverThroughRelay", "deliverThroughRouter", 0.4},
 };
 
-/// Several runs of each, of which the median counts, in a random order, so that a slow minute of the
-/// machine does not hit one side alone. Options given by the user come later and win.
-std::vector<char*> withDefaults(int count, char** arguments, std::vector<std::string>& storage) {
-    storage = {arguments[0], "--benchmark_repetitions=9", "--benchmark_enable_random_interleaving=true",
-               "--benchmark_report_aggregates_only=true", "--benchmark_min_time=0.2"};
-    storage.insert(storage.end(), arguments + 1, arguments + count);
-    std::vector<char*> pointers;
-    for (std::string& argument : storage) pointers.push_back(argument.data());
-    return pointers;
-}
-
 }  // namespace
 
-int main(int argc, char** argv) {
-    std::vector<std::string> storage;
-    auto arguments = withDefaults(argc, argv, storage);
-    int count = static_cast<int>(arguments.size());
-    benchmark::Initialize(&count, arguments.data());
-    if (benchmark::ReportUnrecognizedArguments(count, arguments.data())) return 1;
-    RatioReporter reporter;
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    reporter.printRatios(ratios);
-    return 0;
-}
+int main(int argc, char** argv) { return runBenchmarks(argc, argv, ratios); }

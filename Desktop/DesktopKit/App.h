@@ -93,6 +93,7 @@ private:
 
     const AppEnvironment environment;
     AppDebug appDebug;
+    std::vector<QMainWindow*> adopted;  // those that live; each leaves as it dies
     std::unique_ptr<RosterWindow> _rosterWindow;
     std::unique_ptr<ConsoleWindow> _consoleWindow;
     std::unique_ptr<RoomWindow> _roomWindow;
@@ -100,6 +101,5 @@ private:
     std::unique_ptr<MainMenu> menu;
     std::unique_ptr<QMenu> trayContents;
     std::unique_ptr<TrayMenu> tray;
-    std::vector<QMainWindow*> adopted;  // those that live
     bool isEnding = false;
 };

@@ -1,0 +1,162 @@
+#include "ChildProcess.h"
+#include "DesktopHistory.h"
+#include "Ratios.h"
+
+#include "DesktopKit/App.h"
+#include "DesktopKit/ChatterVC.h"
+#include "DesktopKit/ChatterWindow.h"
+#include "PlatformCore/LinuxHost.h"
+#include "PlatformCore/QtMainLoop.h"
+#include "TestSupport/FakePathMonitor.h"
+#include "TestSupport/FakeTransport.h"
+#include "TestSupport/MemorySecretStore.h"
+#include "TestSupport/TemporaryFolder.h"
+
+#include <cstdio>
+#include <fstream>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unistd.h>
+
+#include <benchmark/benchmark.h>
+
+#include <QApplication>
+#include <QSettings>
+
+namespace {
+
+const std::vector<Ratio> ratios = {
+    {"A chat of 100,000 messages opens, against one of 1,000", "openChat100000", "openChat1000", 3.0},
+    {"One more message at the end, likewise", "receiveOneAt100000", "receiveOneAt1000", 2.0},
+    {"A scroll step, likewise", "scrollStepAt100000", "scrollStepAt1000", 1.5},
+    {"Start to first paint with 100,000 messages, against none", "startWith100000", "startWithNone", 2.0},
+};
+
+constexpr std::size_t many = 100000;
+constexpr double mostMegabytes = 120;
+
+/// Runs its action when a window is painted for the first time, behind that.
+class FirstPaint : public QObject {
+public:
+    FirstPaint(QWidget& window, std::function<void()> painted) : painted(std::move(painted)) {
+        window.installEventFilter(this);
+    }
+    bool eventFilter(QObject* object, QEvent* event) override {
+        if (event->type() == QEvent::Paint && painted)
+            QMetaObject::invokeMethod(this, std::exchange(painted, {}), Qt::QueuedConnection);
+        return QObject::eventFilter(object, event);
+    }
+
+private:
+    std::function<void()> painted;
+};
+
+/// The program as a user starts it, with a secret store that costs nothing and without a network.
+struct Program {
+    explicit Program(const std::filesystem::path& folder)
+        : folder(folder),
+          defaults(QString::fromStdString((folder / "UserDefaults.ini").native()), QSettings::IniFormat) {
+        secrets.put(Nacl::hex(keysOf(1).secretKey.view()));
+        app.emplace(
+            AppEnvironment{.loop = loop,
+                           .secrets = secrets,
+                           .kit = [this]() -> Kit& {
+                               if (!kit)
+                                   kit.emplace(KitEnvironment{loop, internets, secrets, transport, host, this->folder});
+                               return *kit;
+                           },
+                           .host = host,
+                           .folder = folder,
+                           .userDefaults = defaults,
+                           .bringForward = [](QWidget& window, const ActivationToken&) { window.show(); },
+                           .quit = [] {}});
+        app->applicationWillFinishLaunching();
+        app->applicationDidFinishLaunching();
+    }
+
+    const std::filesystem::path folder;
+    QtMainLoop loop;
+    FakePath path;
+    Internets internets{loop, path.monitor()};
+    MemorySecretStore secrets;
+    FakeTransport transport{loop};
+    LinuxHost host;
+    QSettings defaults;
+    std::optional<Kit> kit;
+    std::optional<App> app;
+};
+
+double residentMegabytes() {
+    long pages = 0;
+    long resident = 0;
+    std::ifstream("/proc/self/statm") >> pages >> resident;
+    return static_cast<double>(resident) * static_cast<double>(sysconf(_SC_PAGESIZE)) / 1e6;
+}
+
+[[noreturn]] void tellMemoryAndEnd() {
+    std::printf("%.3f\n", residentMegabytes());
+    std::fflush(stdout);
+    _exit(0);
+}
+
+/// What this program does as another process of its own. @return the exit status
+int runAsChild(std::string_view what, const std::filesystem::path& folder) {
+    if (what == "--child-empty") {
+        QMainWindow window;
+        window.resize(512, 384);
+        const FirstPaint paint(window, tellMemoryAndEnd);
+        window.show();
+        return QApplication::exec();
+    }
+    Program program(folder);
+    if (what == "--child-start") {
+        const FirstPaint paint(program.app->rosterWindow(), [] { _exit(0); });
+        return QApplication::exec();
+    }
+    program.app->openConversation({DesktopHistory::partner(), "", "", false, false});
+    auto* window = ChatterWindow::existing(DesktopHistory::partner());
+    if (window->chatterVC().output().transcript().items.size() < many) return 1;
+    const FirstPaint paint(*window, tellMemoryAndEnd);
+    return QApplication::exec();
+}
+
+/// Folders as the program finds them.
+struct Folders {
+    Folders() { DesktopHistory::save(full.path, many); }
+
+    TemporaryFolder full;
+    TemporaryFolder empty;
+};
+
+const Folders& folders() {
+    static const Folders all;
+    return all;
+}
+
+void start(benchmark::State& state, const std::filesystem::path& folder) {
+    for (auto _ : state) state.SetIterationTime(ChildProcess::timeOf({"--child-start", folder.native()}));
+}
+
+void startWithNone(benchmark::State& state) { start(state, folders().empty.path); }
+void startWith100000(benchmark::State& state) { start(state, folders().full.path); }
+
+}  // namespace
+
+BENCHMARK(startWithNone)->Unit(benchmark::kMillisecond)->UseManualTime();
+BENCHMARK(startWith100000)->Unit(benchmark::kMillisecond)->UseManualTime();
+
+int main(int argc, char** argv) {
+    int none = 1;
+    QApplication application(none, argv);
+    QApplication::setQuitOnLastWindowClosed(false);
+    if (argc > 2 && std::string_view(argv[1]).starts_with("--child-")) return runAsChild(argv[1], argv[2]);
+    const int status = runBenchmarks(argc, argv, ratios);
+    if (status != 0) return status;
+    const double empty = ChildProcess::numberFrom({"--child-empty", "/"});
+    const double full = ChildProcess::numberFrom({"--child-memory", folders().full.path.native()});
+    std::printf("%-58s %8.1f %8.1f%s\n", "MB with 100,000 messages, over an empty window", full - empty, mostMegabytes,
+                full - empty <= mostMegabytes ? "" : "  NOT REACHED");
+    return 0;
+}

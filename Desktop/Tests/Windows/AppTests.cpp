@@ -1,0 +1,348 @@
+#include "DesktopKit/App.h"
+#include "DesktopKit/ChatterWindow.h"
+#include "TestSupport/Session.h"
+
+#include <QMenuBar>
+#include <QMessageBox>
+#include <QPlainTextEdit>
+#include <QSettings>
+#include <QStandardPaths>
+#include <QTest>
+#include <QTimer>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+namespace {
+
+/// A run of the program on a machine that outlives it.
+class AppTest : public testing::Test {
+protected:
+    ~AppTest() override { endProgram(); }
+
+    /// As far as the first window. @return what the launch said
+    bool start() {
+        app.emplace(AppEnvironment{.loop = session.loop,
+                                   .secrets = session.secrets,
+                                   .kit = [this]() -> Kit& {
+                                       ++kitCalls;
+                                       if (!session.kit) {
+                                           keysReadBeforeKit = session.secrets.calls.size();
+                                           session.start();
+                                       }
+                                       return *session.kit;
+                                   },
+                                   .host = session.host,
+                                   .folder = session.folder.path,
+                                   .userDefaults = defaults,
+                                   .bringForward =
+                                       [this](QWidget& window, const ActivationToken& token) {
+                                           tokens.push_back(token.activation.toStdString());
+                                           window.showNormal();
+                                           window.activateWindow();
+                                           last = &window;
+                                       },
+                                   .quit = [this] { ++quits; }});
+        if (!app->applicationWillFinishLaunching()) return false;
+        app->applicationDidFinishLaunching();
+        return true;
+    }
+
+    /// The program goes in good order, with windows that close as it does.
+    void endProgram() {
+        if (app) app->applicationWillTerminate();
+        crash();
+    }
+    /// It goes without a word.
+    void crash() {
+        app.reset();
+        session.kit.reset();
+    }
+
+    /// Lets what waits for a quiet moment be written.
+    void pass() {
+        QCoreApplication::processEvents();
+        session.loop.advance(1);
+    }
+
+    static std::vector<QWidget*> visibleWindows() {
+        std::vector<QWidget*> windows;
+        for (QWidget* window : QApplication::topLevelWidgets())
+            if (window->isVisible() && qobject_cast<QMainWindow*>(window) != nullptr) windows.push_back(window);
+        return windows;
+    }
+
+    Person person(std::uint8_t number) const { return {keyTextOf(number), "", "", false, true}; }
+
+    Session session;
+    QSettings defaults{QString::fromStdString((session.folder.path / "UserDefaults.ini").native()),
+                       QSettings::IniFormat};
+    std::optional<App> app;
+    int kitCalls = 0;
+    int quits = 0;
+    std::size_t keysReadBeforeKit = 0;
+    std::vector<std::string> tokens;
+    QWidget* last = nullptr;
+};
+
+TEST_F(AppTest, AFirstStartMakesAnIdentityInSilenceAndShowsTheAccessScreen) {
+    session.secrets.items.clear();
+    ASSERT_TRUE(start());
+    EXPECT_THAT(session.secrets.items, SizeIs(1));
+    EXPECT_EQ(session.kit->state().connection, Connection::setup);
+    EXPECT_THAT(visibleWindows(), ElementsAre(&app->rosterWindow()));
+}
+
+TEST_F(AppTest, TheIdentityIsReadBeforeAnythingTouchesTheEngine) {
+    ASSERT_TRUE(start());
+    EXPECT_GT(keysReadBeforeKit, 0u);
+}
+
+TEST_F(AppTest, AKeychainThatRefusesIsToldAndNoWindowOpens) {
+    session.secrets.failAll(-25293);
+    QString text, more;
+    QMessageBox::Icon icon = QMessageBox::NoIcon;
+    QTimer::singleShot(0, [&] {
+        auto* alert = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+        ASSERT_NE(alert, nullptr);
+        text = alert->text();
+        more = alert->informativeText();
+        icon = alert->icon();
+        EXPECT_THAT(visibleWindows(), IsEmpty());
+        alert->accept();
+    });
+    EXPECT_FALSE(start());
+    EXPECT_EQ(icon, QMessageBox::Critical);
+    EXPECT_EQ(text, "Could not access the keychain");
+    EXPECT_EQ(more,
+              "Vimble could not read or update the “Vimble Identity Secret Key” item in the keychain.\n\n"
+              "status -25293");
+    EXPECT_EQ(kitCalls, 0);
+    EXPECT_THAT(visibleWindows(), IsEmpty());
+}
+
+TEST_F(AppTest, AfterTheLaunchOnlyPeopleIsOnTheScreenAndWindowsAreToBeKept) {
+    ASSERT_TRUE(start());
+    EXPECT_THAT(visibleWindows(), ElementsAre(&app->rosterWindow()));
+    EXPECT_TRUE(defaults.value("NSQuitAlwaysKeepsWindows").toBool());
+}
+
+TEST_F(AppTest, TogglingTheConsoleTwiceShowsItAgainWithItsLogIntact) {
+    ASSERT_TRUE(start());
+    auto* log = app->consoleWindow().findChild<QPlainTextEdit*>();
+    ASSERT_NE(log, nullptr);
+    const QString before = log->toPlainText();
+    EXPECT_THAT(before.toStdString(), HasSubstr("Vimble 1.2"));
+
+    app->toggleConsoleWindow();
+    EXPECT_TRUE(app->consoleWindow().isVisible());
+    app->toggleConsoleWindow();
+    EXPECT_FALSE(app->consoleWindow().isVisible());
+    app->toggleConsoleWindow();
+    EXPECT_TRUE(app->consoleWindow().isVisible());
+    EXPECT_EQ(log->toPlainText(), before);
+}
+
+TEST_F(AppTest, ALinkBringsTheHiddenPeopleWindowForwardWithTheDesktopsToken) {
+    ASSERT_TRUE(start());
+    app->toggleConsoleWindow();
+    app->toggleRosterWindow();
+    ASSERT_FALSE(app->rosterWindow().isVisible());
+    tokens.clear();
+
+    app->openUrls({}, {"nothing", ""});
+    EXPECT_FALSE(app->rosterWindow().isVisible());
+    app->openUrls({"vimble://anything"}, {"token", ""});
+    EXPECT_TRUE(app->rosterWindow().isVisible());
+    EXPECT_THAT(tokens, ElementsAre("token"));
+}
+
+TEST_F(AppTest, APersonWhoHasAWindowGetsNoSecond) {
+    ASSERT_TRUE(start());
+    app->openConversation(person(2));
+    auto* first = ChatterWindow::existing(keyTextOf(2));
+    ASSERT_NE(first, nullptr);
+    EXPECT_TRUE(first->isVisible());
+    app->openConversation(person(3));
+    app->openConversation(person(2));
+    EXPECT_EQ(ChatterWindow::existing(keyTextOf(2)), first);
+    EXPECT_EQ(last, first);
+    EXPECT_THAT(ChatterWindow::windows(), SizeIs(2));
+}
+
+TEST_F(AppTest, WithoutATrayTheLastWindowIsMinimisedInsteadOfClosed) {
+    ASSERT_TRUE(start());
+    app->rosterWindow().close();
+    EXPECT_TRUE(app->rosterWindow().isVisible());
+    EXPECT_TRUE(app->rosterWindow().isMinimized());
+    EXPECT_EQ(quits, 0);
+}
+
+TEST_F(AppTest, AWindowThatIsNotTheLastIsHiddenByClosing) {
+    ASSERT_TRUE(start());
+    app->openRoom();
+    app->rosterWindow().close();
+    EXPECT_FALSE(app->rosterWindow().isVisible());
+    app->roomWindow().close();
+    EXPECT_TRUE(app->roomWindow().isMinimized());
+}
+
+TEST_F(AppTest, AChatThatIsTheLastWindowIsMinimisedAndLives) {
+    ASSERT_TRUE(start());
+    app->openConversation(person(2));
+    app->rosterWindow().close();
+    auto* chat = ChatterWindow::existing(keyTextOf(2));
+    chat->close();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    EXPECT_EQ(ChatterWindow::existing(keyTextOf(2)), chat);
+    EXPECT_TRUE(chat->isMinimized());
+}
+
+TEST_F(AppTest, WhatWasOpenAtTheEndComesBackAtItsPlaceUnderFreshIdentifiers) {
+    ASSERT_TRUE(start());
+    app->toggleConsoleWindow();
+    app->openRoom();
+    app->openConversation(person(2));
+    app->openConversation(person(3));
+    auto* chat = ChatterWindow::existing(keyTextOf(2));
+    chat->setGeometry(120, 90, 400, 300);
+    app->roomWindow().setGeometry(30, 40, 444, 333);
+    const QRect chatFrame = chat->geometry();
+    const QRect roomFrame = app->roomWindow().geometry();
+    const std::string identifier = chat->identifier();
+    endProgram();
+    ASSERT_THAT(ChatterWindow::windows(), IsEmpty());
+
+    ASSERT_TRUE(start());
+    EXPECT_TRUE(app->consoleWindow().isVisible());
+    EXPECT_TRUE(app->roomWindow().isVisible());
+    EXPECT_EQ(app->roomWindow().geometry(), roomFrame);
+    ASSERT_THAT(ChatterWindow::windows(), SizeIs(2));
+    auto* restored = ChatterWindow::existing(keyTextOf(2));
+    ASSERT_NE(restored, nullptr);
+    EXPECT_EQ(restored->geometry(), chatFrame);
+    EXPECT_NE(restored->identifier(), identifier);
+}
+
+TEST_F(AppTest, AProgramThatDiesForgetsNoWindow) {
+    ASSERT_TRUE(start());
+    app->openConversation(person(2));
+    pass();
+    app->openConversation(person(3));
+    ChatterWindow::existing(keyTextOf(3))->close();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    pass();
+    const auto file = session.folder.path / "app" / "WindowRecords.json";
+    std::ifstream left(file);
+    const std::string text((std::istreambuf_iterator<char>(left)), {});
+    crash();
+    std::ofstream(file) << text;  // whatever its last moments did
+
+    ASSERT_TRUE(start());
+    EXPECT_NE(ChatterWindow::existing(keyTextOf(2)), nullptr);
+    EXPECT_EQ(ChatterWindow::existing(keyTextOf(3)), nullptr);
+}
+
+TEST_F(AppTest, AWindowClosedBeforeTheEndStaysClosedAndKeepsItsPlace) {
+    ASSERT_TRUE(start());
+    app->openRoom();
+    app->roomWindow().setGeometry(30, 40, 444, 333);
+    const QRect frame = app->roomWindow().geometry();
+    pass();
+    app->roomWindow().close();
+    endProgram();
+
+    ASSERT_TRUE(start());
+    EXPECT_FALSE(app->roomWindow().isVisible());
+    app->openRoom();
+    EXPECT_EQ(app->roomWindow().geometry(), frame);
+}
+
+TEST_F(AppTest, DamagedRecordsOfWindowsCostOnlyTheirPlaces) {
+    std::filesystem::create_directories(session.folder.path / "app");
+    for (const char* text : {"", "{", "{\"windows\": [{\"identifier\": 1}]}", "[]",
+                             R"({"windows": [{"identifier": "RosterWindowID", "WithKey": "", "frame": "%%%",
+                                 "isOpen": true, "isMinimized": false}]})"}) {
+        std::ofstream(session.folder.path / "app" / "WindowRecords.json") << text;
+        ASSERT_TRUE(start()) << text;
+        EXPECT_TRUE(app->rosterWindow().isVisible()) << text;
+        endProgram();
+    }
+}
+
+TEST_F(AppTest, ARecordForAStrangerOpensTheirChat) {
+    std::filesystem::create_directories(session.folder.path / "app");
+    std::ofstream(session.folder.path / "app" / "WindowRecords.json")
+        << R"({"windows": [{"identifier": "x", "WithKey": "abc", "frame": "", "isOpen": true, "isMinimized": false}]})";
+    ASSERT_TRUE(start());
+    ASSERT_NE(ChatterWindow::existing("abc"), nullptr);
+    EXPECT_EQ(ChatterWindow::existing("abc")->windowTitle(), "Anonymous");
+}
+
+TEST_F(AppTest, EveryWindowCarriesTheMenuAndNoShortcutIsThereTwice) {
+    ASSERT_TRUE(start());
+    app->openConversation(person(2));
+    for (QMainWindow* window :
+         {static_cast<QMainWindow*>(&app->rosterWindow()), static_cast<QMainWindow*>(&app->consoleWindow()),
+          static_cast<QMainWindow*>(&app->roomWindow()),
+          static_cast<QMainWindow*>(ChatterWindow::existing(keyTextOf(2)))}) {
+        std::set<QString> shortcuts;
+        std::set<QString> texts;
+        for (QAction* menu : window->menuBar()->actions()) {
+            for (QAction* action : menu->menu()->actions()) {
+                texts.insert(action->text().remove('&'));
+                const QString shortcut = action->shortcut().toString();
+                if (shortcut.isEmpty()) continue;
+                EXPECT_TRUE(shortcuts.insert(shortcut).second) << shortcut.toStdString();
+            }
+        }
+        for (const char* text : {"Preferences…", "Check for Updates…", "Disconnect", "People", "Console", "Room",
+                                 "Quit Vimble", "Close Window", "Copy", "Paste", "Select All", "About Vimble"})
+            EXPECT_TRUE(texts.count(text)) << text;
+        for (const char* shortcut : {"Ctrl+,", "Ctrl+Q", "Ctrl+W", "Ctrl+1", "Ctrl+2", "Ctrl+3"})
+            EXPECT_TRUE(shortcuts.count(shortcut)) << shortcut;
+    }
+}
+
+TEST_F(AppTest, TheShortcutsWorkFromTheKeyboardAlone) {
+    ASSERT_TRUE(start());
+    QWidget& people = app->rosterWindow();
+    people.activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&people));
+    QTest::keyClick(&people, Qt::Key_2, Qt::ControlModifier);
+    EXPECT_TRUE(app->consoleWindow().isVisible());
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&app->consoleWindow()));
+    QTest::keyClick(&app->consoleWindow(), Qt::Key_W, Qt::ControlModifier);
+    EXPECT_FALSE(app->consoleWindow().isVisible());
+    people.activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&people));
+    QTest::keyClick(&people, Qt::Key_3, Qt::ControlModifier);
+    EXPECT_TRUE(app->roomWindow().isVisible());
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&app->roomWindow()));
+    QTest::keyClick(&app->roomWindow(), Qt::Key_Q, Qt::ControlModifier);
+    EXPECT_EQ(quits, 1);
+}
+
+TEST_F(AppTest, DisconnectGivesUpTheLinkWithoutAQuestion) {
+    ASSERT_TRUE(start());
+    session.kit->setEndpoint(session.endpoint);
+    session.kit->connect();
+    session.loop.run();
+    session.server().accept({listed(1)});
+    ASSERT_EQ(session.kit->state().connection, Connection::online);
+    app->disconnect();
+    EXPECT_EQ(session.kit->state().connection, Connection::setup);
+}
+
+}  // namespace

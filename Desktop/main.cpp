@@ -1,0 +1,295 @@
+#include "DesktopKit/App.h"
+#include "DesktopKit/DesktopOptions.h"
+#include "DesktopKit/PassphraseDialog.h"
+#include "DesktopViews/Icons.h"
+#include "PlatformCore/ApplicationFolder.h"
+#include "PlatformCore/EnvironmentPassphrase.h"
+#include "PlatformCore/LinuxHost.h"
+#include "PlatformCore/NetlinkPathMonitor.h"
+#include "PlatformCore/QtMainLoop.h"
+#include "PlatformCore/QtMessages.h"
+#include "PlatformCore/QtTransport.h"
+#include "PlatformCore/SealedFileStore.h"
+#include "PlatformCore/SecretServiceStore.h"
+#include "PlatformCore/SignalWatch.h"
+#include "PlatformCore/SystemLog.h"
+#include "PlatformCore/Text.h"
+#include "PlatformDesktop/SingleInstance.h"
+#include "PlatformDesktop/WindowActivation.h"
+#include "StateKit/Internets.h"
+#include "StateKit/Log.h"
+#include "TranscriptKit/DisplayText.h"
+#include "VimbleKit/Keys.h"
+#include "VimbleKit/Kit.h"
+#include "VimbleKit/ServerText.h"
+#include "VimbleKit/Text.h"
+
+#include <QApplication>
+#include <QMessageBox>
+#include <QSettings>
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+constexpr char programName[] = "vimble";
+constexpr int usageStatus = 2;
+/// How long the end of the program waits for the network to take what was said.
+constexpr Seconds drainTime = 3;
+
+const Log log("zorvane.Vimble", "main");
+
+void complain(const std::string& text) { std::fprintf(stderr, "%s: %s\n", programName, text.c_str()); }
+
+/// For whoever started the program from a desktop, and sees no standard error.
+void alert(const std::string& text, const std::string& more = {}) {
+    complain(Text::escaped(text + (more.empty() ? "" : ": " + more)));
+    QMessageBox box(QMessageBox::Critical, QApplication::applicationName(), DisplayText::message(text));
+    box.setTextFormat(Qt::PlainText);
+    if (!more.empty()) box.setInformativeText(DisplayText::message(more));
+    box.exec();
+}
+
+/// Where the secret key is kept, as the user has chosen.
+class Secrets {
+public:
+    explicit Secrets(const DesktopOptions& options, std::optional<Passphrase> given)
+        : file(options.secretFile), given(std::move(given)) {
+        if (!file)
+            _store = std::make_unique<SecretServiceStore>();
+        else
+            _store = std::make_unique<SealedFileStore>(
+                *file, [this](SealedFileStore::Reason reason) { return passphrase(reason); });
+    }
+
+    SecretStore& store() { return *_store; }
+
+    /// Has the file opened, and asks for as long as the answers are wrong.
+    /// @return false if the user has given it up
+    bool unlock() {
+        while (file) {
+            try {
+                Keys::load(*_store);
+                return true;
+            } catch (const KeysError& error) {
+                if (error.status == SecretStatuses::userCanceled) return false;
+                // Anything else is told by whoever needs the key.
+                if (error.status != SecretStatuses::authFailed) return true;
+                wasWrong = true;
+            }
+        }
+        return true;
+    }
+
+private:
+    std::optional<Passphrase> passphrase(SealedFileStore::Reason reason) {
+        if (given) {
+            std::optional<Passphrase> result = std::move(given);
+            given.reset();
+            return result;
+        }
+        return PassphraseDialog::ask(reason, *file, wasWrong);
+    }
+
+    const std::optional<std::filesystem::path> file;
+    std::optional<Passphrase> given;
+    bool wasWrong = false;
+    std::unique_ptr<SecretStore> _store;
+};
+
+/// Tells the watch of the network which server is in use: one on this machine needs no network.
+class EndpointWatch : public SignalTarget {
+public:
+    struct LocalState {
+        using StateType = State;
+        explicit LocalState(const State* state) : endpoint(state != nullptr ? state->endpoint : std::nullopt) {}
+        bool operator==(const LocalState&) const = default;
+
+        std::optional<Endpoint> endpoint;
+    };
+
+    EndpointWatch(Kit& kit, NetlinkPathMonitor& watched) : monitor(watched) {
+        kit.observeModel<LocalState>(*this, [](EndpointWatch& self, const LocalState& state) {
+            if (state.endpoint) self.monitor.setEndpointUrl(state.endpoint->url());
+        });
+    }
+
+private:
+    NetlinkPathMonitor& monitor;
+};
+
+std::unique_ptr<QSettings> userDefaults(const DesktopOptions& options) {
+    if (options.dataDir)
+        return std::make_unique<QSettings>(toQt((*options.dataDir / "UserDefaults.ini").native()),
+                                           QSettings::IniFormat);
+    return std::make_unique<QSettings>(QSettings::IniFormat, QSettings::UserScope, QStringLiteral("zorvane.Vimble"),
+                                       QStringLiteral("UserDefaults"));
+}
+
+/// Runs the program to its end. @return the exit status
+int chat(const DesktopOptions& options, const std::optional<Endpoint>& server, Secrets& secrets,
+         SingleInstance& instance, QtMainLoop& loop) {
+    if (!secrets.unlock()) return 1;
+    const ApplicationFolder folder(options.dataDir, programName, loop.now());
+    const LinuxHost host;
+    auto ownMonitor = std::make_unique<NetlinkPathMonitor>(loop);
+    NetlinkPathMonitor& monitor = *ownMonitor;
+    Internets internets(loop, std::move(ownMonitor));
+    QtTransport transport(loop);
+    const auto defaults = userDefaults(options);
+
+    std::optional<Kit> kit;
+    std::optional<EndpointWatch> endpointWatch;
+    const auto startedKit = [&]() -> Kit& {
+        if (!kit) {
+            kit.emplace(KitEnvironment{loop, internets, secrets.store(), transport, host, folder.path()});
+            if (server) kit->setEndpoint(*server);
+            endpointWatch.emplace(*kit, monitor);
+            internets.start();
+            if (server) kit->connect();
+        }
+        return *kit;
+    };
+
+    std::optional<App> app;
+    bool isEnding = false;
+    const auto quit = [&] {
+        if (isEnding) return;
+        isEnding = true;
+        if (app) app->applicationWillTerminate();
+        for (QWidget* window : QApplication::topLevelWidgets()) window->hide();
+        // What was just said may still be on its way out.
+        if (kit && kit->canSend())
+            transport.drain(drainTime, [](bool) { QCoreApplication::exit(0); });
+        else
+            QCoreApplication::exit(0);
+    };
+    const SignalWatch signalWatch(quit);
+    QObject::connect(qGuiApp, &QGuiApplication::commitDataRequest, qGuiApp, [&app] {
+        if (app) app->applicationWillTerminate();
+    });
+
+    app.emplace(AppEnvironment{
+        .loop = loop,
+        .secrets = secrets.store(),
+        .kit = startedKit,
+        .host = host,
+        .folder = folder.path(),
+        .userDefaults = *defaults,
+        .bringForward = [](QWidget& window, const ActivationToken& token) { bringForward(window, token); },
+        .quit = quit});
+    if (!app->applicationWillFinishLaunching()) return 1;
+    app->applicationDidFinishLaunching();
+    transport.onTrouble([](const std::string& text) { log.info(text); });
+    instance.setHandlers(
+        {.activate = [&app](const ActivationToken& given) { app->activate(given); },
+         .open = [&app](const QStringList& urls, const ActivationToken& given) { app->openUrls(urls, given); }});
+
+    const int status = QCoreApplication::exec();
+    // What is told while all this is taken down is told to nobody.
+    transport.onTrouble({});
+    instance.setHandlers({.activate = [](const auto&) {}, .open = [](const auto&, const auto&) {}});
+    app->applicationWillTerminate();
+    app.reset();
+    // The link has gone on taking what came meanwhile, and the relay has forgotten it.
+    QCoreApplication::sendPostedEvents();
+    try {
+        kit->save();
+    } catch (const std::exception& error) {
+        alert("What was said could not be saved", error.what());
+        return 1;
+    }
+    return status;
+}
+
+int run(const DesktopOptions& options, std::optional<Passphrase> passphrase, const ActivationToken& token,
+        QtMainLoop& loop) {
+    std::optional<Endpoint> server;
+    if (options.server) server = serverFrom(*options.server);
+
+    SingleInstance instance(SingleInstance::busName(options.dataDir));
+    QStringList urls;
+    for (const std::string& url : options.urls) urls.append(toQt(url));
+    switch (instance.claim(urls, token)) {
+        case SingleInstance::Outcome::first: break;
+        case SingleInstance::Outcome::noBus: log.info(fromQt(instance.error())); break;
+        case SingleInstance::Outcome::forwarded:
+            if (server) complain("Vimble runs already for this data, and stays with its server");
+            return 0;
+        case SingleInstance::Outcome::noAnswer:
+            alert("Vimble runs already, and does not answer", fromQt(instance.error()));
+            return 1;
+    }
+    Secrets secrets(options, std::move(passphrase));
+    return chat(options, server, secrets, instance, loop);
+}
+
+bool hasScreen() {
+    const auto isSet = [](const char* name) {
+        const char* value = std::getenv(name);
+        return value != nullptr && *value != '\0';
+    };
+    return isSet("DISPLAY") || isSet("WAYLAND_DISPLAY") || isSet("QT_QPA_PLATFORM");
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    std::signal(SIGPIPE, SIG_IGN);
+    auto passphrase = EnvironmentPassphrase::take();
+    DesktopOptions options;
+    try {
+        options = DesktopOptions::parse({argv + (argc > 0 ? 1 : 0), argv + argc});
+    } catch (const DesktopOptionsError& error) {
+        complain(error.what());
+        return usageStatus;
+    }
+    if (options.wantsHelp || options.wantsVersion) {
+        const std::string text =
+            options.wantsHelp ? std::string(DesktopOptions::help())
+                              : "vimble " + LinuxHost().bundleInfo("CFBundleShortVersionString").value_or("0.0") + "\n";
+        return std::fputs(text.c_str(), stdout) >= 0 && std::fflush(stdout) == 0 ? 0 : 1;
+    }
+    if (!hasScreen()) {
+        complain("there is no screen (neither WAYLAND_DISPLAY nor DISPLAY is set); vimble-terminal needs none");
+        return 1;
+    }
+
+    Log::setSink(std::make_shared<SystemLog>(SystemLog::Destination::journal, LogLevel::info, programName));
+    QtMessages::toLog();
+    // They tell who talks to whom, which does not belong into the journal.
+    if (!SystemLog::isJournal(STDOUT_FILENO))
+        DebugLines::setPrint([](std::string_view line) {
+            const std::string text = Text::escaped(line) + "\n";
+            std::fputs(text.c_str(), stdout);
+        });
+
+    const ActivationToken token = ActivationToken::fromEnvironment();
+    // Without the arguments: Qt has some of its own, which are nobody's business here.
+    int count = argc > 0 ? 1 : 0;
+    QApplication application(count, argv);
+    // No display name: Qt would put it behind every title.
+    QApplication::setApplicationName(QStringLiteral("Vimble"));
+    QApplication::setDesktopFileName(QStringLiteral("zorvane.Vimble"));
+    QApplication::setWindowIcon(Icons::app());
+    QApplication::setQuitOnLastWindowClosed(false);
+    QtMainLoop loop;
+    try {
+        return run(options, std::move(passphrase), token, loop);
+    } catch (const ServerTextError& error) {
+        complain(Text::escaped(error.what()));
+        return usageStatus;
+    } catch (const std::exception& error) {
+        alert("Vimble could not start", error.what());
+        return 1;
+    }
+}
