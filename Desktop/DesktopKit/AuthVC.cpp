@@ -22,7 +22,7 @@
 namespace {
 
 constexpr int margin = 16;
-constexpr int widest = 540;  // of what is centred in a large window: a key on one line fits
+constexpr int widest = 300;  // of what is centred in a large window: a key on two lines fits
 
 /// A host and a port alone read as a scheme and what follows it: an address that leads nowhere.
 bool namesHost(const Endpoint& endpoint) {
@@ -64,7 +64,6 @@ void AuthVC::setOpenUrl(std::function<bool(const QUrl&)> openUrl) { shareMenu->s
 void AuthVC::build() {
     setFrameShape(QFrame::NoFrame);
     setWidgetResizable(true);
-    setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     setFocusPolicy(Qt::NoFocus);
     // The window's own background, and not that of a list.
     viewport()->setAutoFillBackground(false);
@@ -120,7 +119,7 @@ void AuthVC::build() {
     column->addWidget(expLabel);
     column->addWidget(copyField);
     column->addWidget(shareButton, 0, Qt::AlignHCenter);
-    column->addStretch(1);
+    column->addSpacing(10);
     column->addWidget(serverCombo);
     column->addWidget(hintLabel);
     column->addWidget(connectButton);

@@ -17,6 +17,7 @@
 namespace {
 
 constexpr double textPoints = 13;
+constexpr double emojiPoints = 14;
 constexpr double inset = 6;  // of the selection from the sides of the list
 constexpr double radius = 5;
 
@@ -57,7 +58,7 @@ bool PersonView::drawRow(QPainter& painter, const QRect& row, const QString& emo
     painter.save();
     painter.setOpacity(style.emojiOpacity);
     const QRectF emojiPlace(row.left() + emojiLeft(), row.top(), emojiWidth(), row.height());
-    LineText(emoji, Look::emojiFont(textPoints), emojiWidth()).draw(painter, emojiPlace, style.color, Qt::AlignHCenter);
+    LineText(emoji, Look::font(emojiPoints), emojiWidth()).draw(painter, emojiPlace, style.color, Qt::AlignHCenter);
     painter.restore();
     const QRectF namePlace(row.left() + nameLeft(), row.top(), nameWidth(row), row.height());
     const LineText name(text, Look::font(textPoints, style.weight), nameWidth(row));

@@ -53,7 +53,7 @@ RosterVC::RosterVC(Kit& kit, QWidget* parent) : QWidget(parent) {
     column->setSpacing(0);
     buildHeader();
     buildList(kit);
-    applyFonts();
+    applyLook();
     setFocusProxy(table);
     kit.observeModel<LocalState>(*this, [](RosterVC& self, const LocalState& state) { self.apply(state); });
 }
@@ -67,6 +67,8 @@ void RosterVC::buildHeader() {
     meNameLabel = new ElidedLabel(this);
     meNameLabel->setObjectName(QStringLiteral("meNameLabel"));
     meNameLabel->setText(QStringLiteral("•••"));
+    // As far to the left as the frameless pop-up's words.
+    meNameLabel->setIndent(StatusPopUp::textIndent);
     meStatusDropdown = new StatusPopUp(this);
     meStatusDropdown->setObjectName(QStringLiteral("meStatusDropdown"));
     meStatusDropdown->setAccessibleName(QStringLiteral("Status"));
@@ -81,13 +83,17 @@ void RosterVC::buildHeader() {
     auto* words = new QVBoxLayout;
     words->setSpacing(1);
     words->addWidget(meNameLabel);
-    words->addWidget(meStatusDropdown);
+    auto* status = new QHBoxLayout;
+    status->setSpacing(2);
+    status->addWidget(meStatusDropdown);
+    status->addWidget(spinner);
+    status->addStretch();
+    words->addLayout(status);
     auto* header = new QHBoxLayout;
-    header->setContentsMargins(10, 8, 10, 7);
-    header->setSpacing(7);
+    header->setContentsMargins(8, 8, 8, 7);
+    header->setSpacing(5);
     header->addWidget(meEmojiLabel);
     header->addLayout(words, 1);
-    header->addWidget(spinner);
     auto* column = static_cast<QVBoxLayout*>(layout());
     column->addLayout(header);
     column->addWidget(divider);
@@ -125,22 +131,31 @@ void RosterVC::buildList(Kit& kit) {
     connect(context, &QMenu::aboutToShow, this, &RosterVC::menuNeedsUpdate);
     connect(contextCopy, &QAction::triggered, this, &RosterVC::copyPublicKeyHit);
 
-    auto* column = static_cast<QVBoxLayout*>(layout());
-    column->addSpacing(4);
-    column->addWidget(roomRow);
-    column->addWidget(table, 1);
+    // One ground for the room's row and the people's.
+    auto* list = new QWidget(this);
+    list->setBackgroundRole(QPalette::Base);
+    list->setAutoFillBackground(true);
+    auto* rows = new QVBoxLayout(list);
+    rows->setContentsMargins(0, 5, 0, 0);
+    rows->setSpacing(0);
+    rows->addWidget(roomRow);
+    rows->addWidget(table, 1);
+    static_cast<QVBoxLayout*>(layout())->addWidget(list, 1);
 }
 
-void RosterVC::applyFonts() {
-    meEmojiLabel->setFont(Look::emojiFont(20));
+void RosterVC::applyLook() {
+    QPalette line;
+    line.setColor(QPalette::Window, Look::divider(palette()));
+    divider->setPalette(line);
+    meEmojiLabel->setFont(Look::font(20));
     meEmojiLabel->setFixedWidth(static_cast<int>(Look::scaled(28)));
     meNameLabel->setFont(Look::font(13, QFont::Medium));
     meStatusDropdown->setFont(Look::font(11));
 }
 
 void RosterVC::changeEvent(QEvent* event) {
-    if (event->type() == QEvent::ApplicationFontChange) {
-        applyFonts();
+    if (event->type() == QEvent::ApplicationFontChange || event->type() == QEvent::PaletteChange) {
+        applyLook();
         table->doItemsLayout();
     }
     QWidget::changeEvent(event);

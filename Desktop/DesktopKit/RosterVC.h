@@ -67,7 +67,7 @@ protected:
 private:
     void buildHeader();
     void buildList(Kit& kit);
-    void applyFonts();
+    void applyLook();
     void apply(const LocalState& newState);
     void transitionOnline();
     void transitionOffline();

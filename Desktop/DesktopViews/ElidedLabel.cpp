@@ -29,16 +29,22 @@ void ElidedLabel::setAlignment(Qt::Alignment newAlignment) {
     update();
 }
 
+void ElidedLabel::setIndent(int newIndent) {
+    indent = newIndent;
+    updateGeometry();
+    update();
+}
+
 QSize ElidedLabel::sizeHint() const {
     const double width = LineText(_text, font(), std::numeric_limits<double>::max()).width();
-    return {static_cast<int>(std::ceil(width)), fontMetrics().height()};
+    return {static_cast<int>(std::ceil(width)) + indent, fontMetrics().height()};
 }
 
 QSize ElidedLabel::minimumSizeHint() const { return {0, fontMetrics().height()}; }
 
 bool ElidedLabel::event(QEvent* event) {
     if (event->type() != QEvent::ToolTip) return QWidget::event(event);
-    if (LineText(_text, font(), width()).isElided())
+    if (LineText(_text, font(), width() - indent).isElided())
         QToolTip::showText(static_cast<QHelpEvent*>(event)->globalPos(),
                            Qt::convertFromPlainText(_text, Qt::WhiteSpaceNormal), this);
     else
@@ -54,5 +60,6 @@ void ElidedLabel::changeEvent(QEvent* event) {
 
 void ElidedLabel::paintEvent(QPaintEvent*) {
     QPainter painter(this);
-    LineText(_text, font(), width()).draw(painter, rect(), palette().color(foregroundRole()), alignment);
+    LineText(_text, font(), width() - indent)
+        .draw(painter, rect().adjusted(indent, 0, 0, 0), palette().color(foregroundRole()), alignment);
 }

@@ -17,6 +17,8 @@ public:
     const QString& text() const { return _text; }
 
     void setAlignment(Qt::Alignment alignment);
+    /// Leaves so much free at the left.
+    void setIndent(int indent);
 
     QSize sizeHint() const override;
     QSize minimumSizeHint() const override;
@@ -29,4 +31,5 @@ protected:
 private:
     QString _text;
     Qt::Alignment alignment = Qt::AlignLeft;
+    int indent = 0;
 };

@@ -4,6 +4,7 @@
 
 #include <QFontMetricsF>
 #include <QPainter>
+#include <QResizeEvent>
 #include <QTextDocument>
 #include <QTextOption>
 
@@ -60,7 +61,7 @@ QSize KeyField::minimumSizeHint() const {
 }
 
 void KeyField::applyLook() {
-    setFont(Look::monospacedFont(12));
+    setFont(Look::monospacedFont(13));
     characterWidth = std::max(1.0, QFontMetricsF(font()).horizontalAdvance(QLatin1Char('0')));
     fit();
 }
@@ -69,6 +70,9 @@ void KeyField::fit() {
     const double text = lineLength() * characterWidth;
     const int side = std::max(0, static_cast<int>(std::floor((width() - text) / 2)) - 1);
     setViewportMargins(side, padding, side, padding);
+    // The text keeps the lines of an earlier width until it is told, if it was hidden meanwhile.
+    QResizeEvent relayout(viewport()->size(), QSize());
+    QPlainTextEdit::resizeEvent(&relayout);
     // The height goes with the lines alone; asking the layout for more would go in circles.
     if (std::exchange(fittedLength, lineLength()) != lineLength()) updateGeometry();
 }

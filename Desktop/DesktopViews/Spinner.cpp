@@ -3,7 +3,6 @@
 #include "DesktopViews/Look.h"
 
 #include <QPainter>
-#include <QSizePolicy>
 
 #include <algorithm>
 #include <cmath>
@@ -16,9 +15,7 @@ constexpr int roundMs = 960;
 }  // namespace
 
 Spinner::Spinner(QWidget* parent) : QWidget(parent) {
-    QSizePolicy policy(QSizePolicy::Fixed, QSizePolicy::Fixed);
-    policy.setRetainSizeWhenHidden(true);
-    setSizePolicy(policy);
+    setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
     setAccessibleName(QStringLiteral("Connecting"));
     timer.setInterval(roundMs / spokes);
     connect(&timer, &QTimer::timeout, this, &Spinner::turn);
@@ -36,7 +33,7 @@ void Spinner::stop() {
 }
 
 QSize Spinner::sizeHint() const {
-    const int side = static_cast<int>(std::lround(Look::scaled(14)));
+    const int side = static_cast<int>(std::lround(Look::scaled(13)));
     return {side, side};
 }
 

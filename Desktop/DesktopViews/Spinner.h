@@ -5,7 +5,7 @@
 
 /// A small sign that something goes on whose end nobody knows.
 ///
-/// Hidden while stopped, in a place that stays its own. The timer runs only while it turns where it can
+/// Hidden while stopped. The timer runs only while it turns where it can
 /// be seen.
 class Spinner : public QWidget {
     Q_OBJECT

@@ -14,7 +14,7 @@
 
 namespace {
 
-constexpr int padding = 3;
+constexpr int padding = StatusPopUp::textIndent;
 
 int arrowRoom() { return static_cast<int>(std::lround(Look::scaled(14))); }
 
@@ -48,8 +48,7 @@ QSize StatusPopUp::sizeHint() const {
     int width = 0;
     for (int index = 0; index < count(); ++index)
         width = std::max(width, fontMetrics().horizontalAdvance(itemText(index)));
-    // The place of the arrow is kept, so that nothing beside it moves when it goes.
-    return {width + 2 * padding + arrowRoom(), fontMetrics().height() + 2};
+    return {width + 1 + 2 * padding + (_isArrowVisible ? arrowRoom() : 0), fontMetrics().height() + 2};
 }
 
 QSize StatusPopUp::minimumSizeHint() const { return {0, sizeHint().height()}; }
@@ -59,7 +58,10 @@ void StatusPopUp::wheelEvent(QWheelEvent* event) { event->ignore(); }
 void StatusPopUp::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
-    const QColor ink = Look::secondaryLabel(palette());
+    // What can't be chosen can be read all the same.
+    QPalette colors = palette();
+    colors.setCurrentColorGroup(QPalette::Active);
+    const QColor ink = Look::secondaryLabel(colors);
     if (isEnabled() && (underMouse() || hasFocus())) {
         QColor background = Look::label(palette());
         background.setAlphaF(underMouse() ? 0.09F : 0.05F);

@@ -7,6 +7,9 @@ class StatusPopUp : public QComboBox {
     Q_OBJECT
 
 public:
+    /// Between its left side and its words.
+    static constexpr int textIndent = 3;
+
     explicit StatusPopUp(QWidget* parent = nullptr);
 
     /// Replaces the items and selects the first. Items that are there already stay, and with them an
