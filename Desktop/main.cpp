@@ -267,11 +267,14 @@ int main(int argc, char** argv) {
     Log::setSink(std::make_shared<SystemLog>(SystemLog::Destination::journal, LogLevel::info, programName));
     QtMessages::toLog();
     // They tell who talks to whom, which does not belong into the journal.
-    if (!SystemLog::isJournal(STDOUT_FILENO))
+    if (!SystemLog::isJournal(STDOUT_FILENO)) {
+        // Whoever reads along through a pipe wants a line when it is written.
+        std::setvbuf(stdout, nullptr, _IOLBF, 0);
         DebugLines::setPrint([](std::string_view line) {
             const std::string text = Text::escaped(line) + "\n";
             std::fputs(text.c_str(), stdout);
         });
+    }
 
     const ActivationToken token = ActivationToken::fromEnvironment();
     // Without the arguments: Qt has some of its own, which are nobody's business here.
