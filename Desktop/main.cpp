@@ -14,6 +14,7 @@
 #include "PlatformCore/SignalWatch.h"
 #include "PlatformCore/SystemLog.h"
 #include "PlatformCore/Text.h"
+#include "PlatformDesktop/DesktopAppearance.h"
 #include "PlatformDesktop/SingleInstance.h"
 #include "PlatformDesktop/WindowActivation.h"
 #include "StateKit/Internets.h"
@@ -285,6 +286,7 @@ int main(int argc, char** argv) {
     QApplication::setDesktopFileName(QStringLiteral("zorvane.Vimble"));
     QApplication::setWindowIcon(Icons::app());
     QApplication::setQuitOnLastWindowClosed(false);
+    const DesktopAppearance appearance;
     QtMainLoop loop;
     try {
         return run(options, std::move(passphrase), token, loop);
