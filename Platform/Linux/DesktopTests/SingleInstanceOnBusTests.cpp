@@ -172,7 +172,7 @@ TEST_F(SingleInstanceOnBusTest, OfManyThatStartTogetherOneIsTheFirst) {
             const Connection connection;
             SingleInstance instance(name, connection.bus());
             // Nobody turns a loop here, so those who lose have to give up by themselves.
-            const Outcome mine = instance.claim({}, {}, 300ms);
+            const Outcome mine = instance.claim({}, {}, 2s);
             claimed++;
             done.wait();
             return mine;
@@ -188,7 +188,7 @@ TEST_F(SingleInstanceOnBusTest, OneThatDoesNotAnswerIsReportedOnceTheTimeIsOver)
     SingleInstance first(name, own.bus());
     ASSERT_EQ(first.claim({}, {}), Outcome::first);
     // Our loop does not turn while this waits, so that the first is as one that hangs.
-    auto later = startLater(name, {QStringLiteral("vimble:1")}, {}, 200ms);
+    auto later = startLater(name, {QStringLiteral("vimble:1")}, {}, 1s);
     const Later end = later.get();
     EXPECT_EQ(end.outcome, Outcome::noAnswer);
     EXPECT_FALSE(end.error.isEmpty());

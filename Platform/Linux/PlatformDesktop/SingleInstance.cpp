@@ -125,7 +125,10 @@ SingleInstance::SingleInstance(QString name, QDBusConnection bus) : name(std::mo
 }
 
 SingleInstance::~SingleInstance() {
-    if (!isFirst) return;
+    if (isFirst) leave();
+}
+
+void SingleInstance::leave() {
     bus.unregisterObject(objectPath(name));
     QDBusMessage release = toBus("ReleaseName");
     release << name;
@@ -151,11 +154,15 @@ SingleInstance::Outcome SingleInstance::claim(const QStringList& urls, const Act
     };
 
     const QStringList sent = withinLimits(urls);
+    bool hasAsked = false;
     for (;;) {
         QDBusMessage request = toBus("RequestName");
         request << name << doNotQueue;
         const QDBusMessage owner = bus.call(request, QDBus::Block, left());
-        if (owner.type() != QDBusMessage::ReplyMessage) return ending(Outcome::noBus, owner.errorMessage());
+        if (owner.type() != QDBusMessage::ReplyMessage) {
+            leave();  // a slow bus may still give us the name, and nobody would answer under it
+            return ending(hasAsked ? Outcome::noAnswer : Outcome::noBus, owner.errorMessage());
+        }
         const uint result = owner.arguments().value(0).toUInt();
         if (result == primaryOwner || result == alreadyOwner) {
             isFirst = true;
@@ -170,6 +177,7 @@ SingleInstance::Outcome SingleInstance::claim(const QStringList& urls, const Act
         call << platformData(token);
         const QDBusMessage answer = bus.call(call, QDBus::Block, left());
         if (answer.type() == QDBusMessage::ReplyMessage) return ending(Outcome::forwarded, {});
+        hasAsked = true;
         const bool isWorthAnother = isGone(answer) || hasNotAnswered(answer);
         if (!isWorthAnother || deadline.hasExpired()) return ending(Outcome::noAnswer, answer.errorMessage());
     }

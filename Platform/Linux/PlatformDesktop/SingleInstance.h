@@ -81,6 +81,7 @@ private:
         ActivationToken token;
     };
 
+    void leave();
     bool keep(Call call);
     void deliver();
 
