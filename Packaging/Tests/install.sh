@@ -55,3 +55,5 @@ entry=$prefix/$data/applications/zorvane.Vimble.desktop
 [[ $(sed -n 's/^Icon=//p' "$entry") == zorvane.Vimble ]]
 grep -qx 'Exec=vimble %U' "$entry"
 grep -qx 'MimeType=x-scheme-handler/vimble;' "$entry"
+# Under X11 Qt calls a window's class what the application is called.
+grep -qx 'StartupWMClass=Vimble' "$entry"
