@@ -88,8 +88,9 @@ void ConsoleOutputView::append(std::string_view text) {
 
 void ConsoleOutputView::insertAtEnd(const QString& line, Date arrived) {
     QTextCursor end(document());
-    end.movePosition(QTextCursor::End);
+    // First, since a cursor that moves outside of an edit lays out the block that it comes to.
     end.beginEditBlock();
+    end.movePosition(QTextCursor::End);
     qsizetype start = 0;
     bool isContinued = false;
     do {
