@@ -32,7 +32,8 @@ bool ChatterVC::didSubmit(const std::string& text) {
 }
 
 void ChatterVC::showEvent(QShowEvent* event) {
-    viewWillAppear();
+    // A window that comes back minimised is told to be shown too; nobody sees it before it is told again.
+    if (!window()->isMinimized()) viewWillAppear();
     QWidget::showEvent(event);
 }
 

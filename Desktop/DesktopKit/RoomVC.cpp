@@ -29,7 +29,8 @@ bool RoomVC::didSubmit(const std::string& text) {
 }
 
 void RoomVC::showEvent(QShowEvent* event) {
-    viewWillAppear();
+    // A window that comes back minimised is told to be shown too; nobody sees it before it is told again.
+    if (!window()->isMinimized()) viewWillAppear();
     QWidget::showEvent(event);
 }
 

@@ -35,6 +35,7 @@ constexpr double inputHeight = 40;  // points
 
 /// Whether the key writes something, as opposed to moving, copying or choosing a menu.
 bool writes(const QKeyEvent& key) {
+    if (key.matches(QKeySequence::Paste)) return true;
     constexpr auto commanding = Qt::ControlModifier | Qt::AltModifier | Qt::MetaModifier;
     const QString text = key.text();
     // AltGr arrives as a modifier of its own, and characters that need it are typing.

@@ -1,6 +1,8 @@
 #include "DesktopKit/ChatterVC.h"
 #include "TalkWorld.h"
 
+#include <QClipboard>
+#include <QGuiApplication>
 #include <QScrollBar>
 
 #include <gmock/gmock.h>
@@ -362,6 +364,16 @@ TEST_F(ChatterVCTest, WhatComesWhileItIsOpenStaysUnreadUntilItAppearsAnew) {
     EXPECT_EQ(readCount(), 2);
 }
 
+TEST_F(ChatterVCTest, AWindowThatComesBackMinimisedHasNotAppeared) {
+    world.annSays("one");
+    openWithAnn();
+    vc->showMinimized();
+    EXPECT_EQ(readCount(), 0);
+    vc->hide();
+    vc->showNormal();
+    EXPECT_EQ(readCount(), 1);
+}
+
 TEST_F(ChatterVCTest, OtherTalksStayUnread) {
     world.says(world.bob, {std::nullopt, "Bob", "🦉", "from Bob"});
     openWithAnn();
@@ -399,6 +411,16 @@ TEST_F(ChatterVCTest, LettersTypedAtTheTranscriptGoToTheInput) {
     QTest::keyClicks(&vc->output(), "H");
     EXPECT_EQ(vc->focusWidget(), &vc->input().textView());
     EXPECT_EQ(typed(), "H");
+}
+
+TEST_F(ChatterVCTest, PastingAtTheTranscriptGoesToTheInput) {
+    openWithAnn();
+    vc->show();
+    vc->output().setFocus();
+    QGuiApplication::clipboard()->setText("pasted");
+    QTest::keyClick(&vc->output(), Qt::Key_V, Qt::ControlModifier);
+    EXPECT_EQ(typed(), "pasted");
+    EXPECT_EQ(vc->focusWidget(), &vc->input().textView());
 }
 
 TEST_F(ChatterVCTest, KeysThatWriteNothingStayAtTheTranscript) {
