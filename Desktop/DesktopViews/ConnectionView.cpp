@@ -1,5 +1,6 @@
 #include "DesktopViews/ConnectionView.h"
 
+#include "DesktopViews/Icons.h"
 #include "DesktopViews/Look.h"
 
 #include <QEvent>
@@ -20,7 +21,7 @@ constexpr double textSize = 11;
 /// Grows with a larger desktop font, so that its text fits, and does not shrink with a smaller one.
 int atLeast(double points) { return static_cast<int>(std::lround(std::max(points, Look::scaled(points)))); }
 
-/// Waves that reach nobody: arcs over a dot, struck through.
+/// The glyph in the colour of the text beside it.
 class OfflineIcon : public QWidget {
 public:
     using QWidget::QWidget;
@@ -28,17 +29,7 @@ public:
 protected:
     void paintEvent(QPaintEvent*) override {
         QPainter painter(this);
-        painter.setRenderHint(QPainter::Antialiasing);
-        painter.scale(width() / iconSize, height() / iconSize);
-        const QColor ink = palette().color(QPalette::WindowText);
-        QPen pen(ink, 1.3, Qt::SolidLine, Qt::RoundCap);
-        painter.setPen(pen);
-        const QPointF dot(6.5, 10.4);
-        for (const double radius : {3.4, 6.6})
-            painter.drawArc(QRectF(dot.x() - radius, dot.y() - radius, 2 * radius, 2 * radius), 45 * 16, 90 * 16);
-        painter.setBrush(ink);
-        painter.drawEllipse(dot, 0.6, 0.6);
-        painter.drawLine(QPointF(2.2, 1.6), QPointF(10.8, 11.6));
+        Icons::symbol(QStringLiteral("offline"), palette()).paint(&painter, rect());
     }
 };
 
@@ -90,7 +81,8 @@ void ConnectionView::applyLook() {
     status->setFont(Look::font(textSize, QFont::Medium));
     setColor(Look::offlineBackground(palette()));
     QPalette inner = palette();
-    inner.setColor(QPalette::WindowText, Look::label(palette()));
+    for (const QPalette::ColorRole role : {QPalette::WindowText, QPalette::ButtonText})
+        inner.setColor(role, Look::label(palette()));
     if (inner != status->palette()) status->setPalette(inner);
     if (inner != icon->palette()) icon->setPalette(inner);
     updateGeometry();
