@@ -294,6 +294,7 @@ void ChatterView::settle() {
             rows.setWidth(shownWidth);
         }
         rowWindow.setPage(size.height());
+        rowWindow.setMargin(rows.style().dayPadding);
         rowWindow.settle();
         constexpr std::int64_t most = std::numeric_limits<int>::max() / 2;
         QScrollBar* bar = verticalScrollBar();

@@ -61,7 +61,7 @@ void RowWindow::settle() {
     std::size_t row = heights.count() - 1;
     int y = 0;
     if (held == Held::end) {
-        y = page + endDistance - measured(row);
+        y = page + endDistance - margin - measured(row);
     } else {
         row = std::min(heldRow, row);
         const int height = measured(row);
@@ -77,7 +77,7 @@ void RowWindow::settle() {
         fill(row, y);
     }
     _place = heights.top(row) - y;
-    const std::int64_t total = heights.total();
+    const std::int64_t total = heights.total() + margin;
     _lastPlace = std::max<std::int64_t>(0, total - page);
     goTo(row, y);
     if (_lastPlace - _place <= endTolerance) {
@@ -123,5 +123,5 @@ int RowWindow::fill(std::size_t row, int y) {
         visible.push_back({.row = row, .y = y, .height = measured(row)});
         y += visible.back().height;
     }
-    return y;
+    return row == heights.count() ? y + margin : y;
 }

@@ -39,6 +39,8 @@ public:
     void forgetHeights();
     /// How high the view is.
     void setPage(int page) { this->page = page; }
+    /// How much room is left below the last row.
+    void setMargin(int margin) { this->margin = margin; }
 
     void goToStart();
     void goToEnd();
@@ -75,6 +77,7 @@ private:
     RowHeights heights;
     std::function<int(std::size_t)> measure;
     int page = 0;
+    int margin = 0;
 
     Held held = Held::end;
     int endDistance = 0;  // how far the end is below the view
