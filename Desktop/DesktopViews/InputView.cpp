@@ -24,7 +24,7 @@ constexpr int pillRoom = 30;
 // An ordinary scroll bar is nearly as wide as it is long here, and would lie under the pill.
 const char scrollBarStyle[] =
     "QScrollBar:vertical { width: 8px; background: transparent; border: none; margin: 2px 1px; }"
-    "QScrollBar::handle:vertical { background: palette(mid); border-radius: 3px; min-height: 12px; }"
+    "QScrollBar::handle:vertical { background: rgba(128, 128, 128, 160); border-radius: 3px; min-height: 12px; }"
     "QScrollBar::add-line, QScrollBar::sub-line { height: 0; }"
     "QScrollBar::add-page, QScrollBar::sub-page { background: none; }";
 

@@ -10,6 +10,7 @@
 #include <QTest>
 #include <QTextBlock>
 #include <QToolTip>
+#include <QVBoxLayout>
 
 #include <random>
 #include <string>
@@ -105,6 +106,19 @@ TEST_F(ConsoleOutputViewTest, ShownForTheFirstTimeItOpensAtItsEnd) {
     QTextCursor cursor(fresh.document());
     cursor.movePosition(QTextCursor::End);
     EXPECT_TRUE(fresh.viewport()->rect().contains(fresh.cursorRect(cursor).center()));
+}
+
+TEST_F(ConsoleOutputViewTest, ShownForTheFirstTimeAShortLogHasNoScrollBar) {
+    QWidget window;
+    auto* layout = new QVBoxLayout(&window);
+    auto* fresh = new ConsoleOutputView([this] { return now; });
+    layout->addWidget(fresh);
+    window.resize(400, 300);
+    for (int line = 0; line < 5; ++line) fresh->append("line");
+    window.show();
+    QCoreApplication::processEvents();
+    EXPECT_EQ(fresh->verticalScrollBar()->maximum(), 0);
+    EXPECT_FALSE(fresh->verticalScrollBar()->isVisible());
 }
 
 TEST_F(ConsoleOutputViewTest, HiddenAndShownAgainItStaysWhereItWasScrolledTo) {
