@@ -1,6 +1,7 @@
 #include "DesktopKit/AuthVC.h"
 
 #include "DesktopKit/ShareMenu.h"
+#include "DesktopViews/Icons.h"
 #include "DesktopViews/KeyField.h"
 #include "DesktopViews/Look.h"
 #include "PlatformCore/Text.h"
@@ -16,6 +17,7 @@
 #include <QPushButton>
 #include <QVBoxLayout>
 
+#include <cmath>
 #include <initializer_list>
 #include <utility>
 
@@ -57,7 +59,8 @@ AuthVC::AuthVC(Kit& kit, QWidget* parent, std::optional<std::string> previewKey)
         kit.observeModel<LocalState>(*this, [](AuthVC& self, const LocalState& state) { self.apply(state); });
 }
 
-AuthVC::~AuthVC() = default;
+// The controls tell of changes even while they die, so they go before what they tell.
+AuthVC::~AuthVC() { delete takeWidget(); }
 
 void AuthVC::setOpenUrl(std::function<bool(const QUrl&)> openUrl) { shareMenu->setOpenUrl(std::move(openUrl)); }
 
@@ -87,7 +90,9 @@ void AuthVC::build() {
     shareButton->setAccessibleName(QStringLiteral("Share your public key"));
     serverCombo = new QComboBox(container);
     serverCombo->setObjectName(QStringLiteral("serverCombo"));
+    // On this desktop the name of a combo box is what it shows, so what it is for is told behind.
     serverCombo->setAccessibleName(QStringLiteral("Server"));
+    serverCombo->setAccessibleDescription(QStringLiteral("Server"));
     serverCombo->setEditable(true);
     serverCombo->setInsertPolicy(QComboBox::NoInsert);
     serverCombo->setMaxVisibleItems(5);
@@ -152,6 +157,9 @@ void AuthVC::build() {
 }
 
 void AuthVC::applyLook() {
+    const int iconSide = static_cast<int>(std::lround(Look::scaled(48)));
+    appIcon->setPixmap(Icons::app().pixmap(QSize(iconSide, iconSide), devicePixelRatioF()));
+    shareButton->setIcon(Icons::symbol(QStringLiteral("share"), palette()));
     expLabel->setFont(Look::font(12));
     hintLabel->setFont(Look::font(11));
     for (QWidget* control : std::initializer_list<QWidget*>{serverCombo, connectButton, shareButton})

@@ -5,6 +5,8 @@
 #include <QKeyEvent>
 #include <QMouseEvent>
 
+#include <algorithm>
+
 namespace {
 
 bool opensRow(const QKeyEvent& event) {
@@ -50,12 +52,23 @@ void RosterTableView::keyPressEvent(QKeyEvent* event) {
         event->accept();
         return;
     }
+    // A list that has just got the focus has a current row that isn't selected: the first "Down" selects
+    // it, where the toolkit would step over it.
+    if (event->key() == Qt::Key_Down && selectedRow() < 0 && model()->rowCount() > 0) {
+        selectRow(std::max(0, currentIndex().row()));
+        event->accept();
+        return;
+    }
     QListView::keyPressEvent(event);
 }
 
 void RosterTableView::mousePressEvent(QMouseEvent* event) {
     isClick = event->button() == Qt::LeftButton;
-    QListView::mousePressEvent(event);
+    // The base class would deselect at a press beside the rows, of any button, before anybody is asked.
+    if (indexAt(event->pos()).isValid())
+        QListView::mousePressEvent(event);
+    else
+        event->accept();
 }
 
 void RosterTableView::mouseReleaseEvent(QMouseEvent* event) {
@@ -81,12 +94,4 @@ void RosterTableView::contextMenuEvent(QContextMenuEvent* event) {
         onContextMenu(indexAt(event->pos()).row(), event->globalPos());
     }
     event->accept();
-}
-
-QModelIndex RosterTableView::moveCursor(CursorAction action, Qt::KeyboardModifiers modifiers) {
-    // A list that has just got the focus has a current row that isn't selected: the first "Down" selects
-    // it, where the toolkit would step over it.
-    if ((action == MoveDown || action == MoveNext) && selectedRow() < 0 && currentIndex().isValid())
-        return currentIndex();
-    return QListView::moveCursor(action, modifiers);
 }

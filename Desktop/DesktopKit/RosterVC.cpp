@@ -58,7 +58,8 @@ RosterVC::RosterVC(Kit& kit, QWidget* parent) : QWidget(parent) {
     kit.observeModel<LocalState>(*this, [](RosterVC& self, const LocalState& state) { self.apply(state); });
 }
 
-RosterVC::~RosterVC() = default;
+// The list tells of changes even while it dies, so it goes before what it tells.
+RosterVC::~RosterVC() { delete table; }
 
 void RosterVC::buildHeader() {
     meEmojiLabel = new ElidedLabel(this);
@@ -71,7 +72,9 @@ void RosterVC::buildHeader() {
     meNameLabel->setIndent(StatusPopUp::textIndent);
     meStatusDropdown = new StatusPopUp(this);
     meStatusDropdown->setObjectName(QStringLiteral("meStatusDropdown"));
+    // On this desktop the name of a pop-up is what it shows, so what it is for is told behind.
     meStatusDropdown->setAccessibleName(QStringLiteral("Status"));
+    meStatusDropdown->setAccessibleDescription(QStringLiteral("Status"));
     connect(meStatusDropdown, &QComboBox::activated, this, [this] { statusDropdownHit(); });
     spinner = new Spinner(this);
     spinner->setObjectName(QStringLiteral("spinner"));
