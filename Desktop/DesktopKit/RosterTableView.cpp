@@ -79,8 +79,8 @@ void RosterTableView::mouseReleaseEvent(QMouseEvent* event) {
 }
 
 void RosterTableView::mouseDoubleClickEvent(QMouseEvent* event) {
-    isClick = false;
     QListView::mouseDoubleClickEvent(event);
+    isClick = false;  // behind the base class, which may make a press of it
     if (event->button() == Qt::LeftButton && onDoubleClick) onDoubleClick(indexAt(event->pos()).row());
 }
 
