@@ -247,6 +247,14 @@ bool App::isLastOpen(const QWidget& window) const {
 }
 
 bool App::eventFilter(QObject* object, QEvent* event) {
+    if (event->type() == QEvent::ApplicationFontChange && object->isWidgetType()) {
+        // The toolkit tells only windows of a new font of the desktop's, and what they hold takes its
+        // sizes from that font by itself.
+        for (QWidget* child : static_cast<QWidget*>(object)->findChildren<QWidget*>()) {
+            QEvent change(QEvent::ApplicationFontChange);
+            QCoreApplication::sendEvent(child, &change);
+        }
+    }
     if (event->type() == QEvent::Close && !isEnding) {
         auto* window = qobject_cast<QMainWindow*>(object);
         if (window != nullptr && window->isVisible() && isLastOpen(*window) && !(tray && tray->isShown())) {

@@ -1,5 +1,6 @@
 #include "DesktopKit/App.h"
 #include "DesktopKit/ChatterWindow.h"
+#include "DesktopViews/InputView.h"
 #include "TestSupport/Session.h"
 
 #include <QMenuBar>
@@ -332,6 +333,24 @@ TEST_F(AppTest, TheShortcutsWorkFromTheKeyboardAlone) {
     ASSERT_TRUE(QTest::qWaitForWindowActive(&app->roomWindow()));
     QTest::keyClick(&app->roomWindow(), Qt::Key_Q, Qt::ControlModifier);
     EXPECT_EQ(quits, 1);
+}
+
+TEST_F(AppTest, ALargerFontOfTheDesktopReachesWhatTheWindowsHold) {
+    ASSERT_TRUE(start());
+    app->openRoom();
+    auto* input = app->roomWindow().findChild<InputTextView*>();
+    ASSERT_NE(input, nullptr);
+    const int before = input->font().pixelSize();
+    const QFont usual = QApplication::font();
+    QFont larger = usual;
+    larger.setPointSizeF(usual.pointSizeF() * 2);
+    QApplication::setFont(larger);
+    QCoreApplication::processEvents();
+    const int after = input->font().pixelSize();
+    QApplication::setFont(usual);
+    QCoreApplication::processEvents();
+    EXPECT_GT(after, before);
+    EXPECT_EQ(input->font().pixelSize(), before);
 }
 
 TEST_F(AppTest, DisconnectGivesUpTheLinkWithoutAQuestion) {
