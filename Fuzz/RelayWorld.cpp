@@ -279,11 +279,19 @@ void RelayWorld::open(std::size_t address) {
 }
 
 void RelayWorld::frame(Link& link, ByteView bytes) {
+    // A link that floods is refused without an answer, and counted all the same.
+    const auto refusals = [&] {
+        const RelayCounters& counters = core->counters();
+        return counters.refusedGarbage + counters.refusedAuthor + counters.refusedTarget + counters.refusedTooLarge +
+               counters.refusedFullMailbox;
+    };
+    const auto refusalsBefore = refusals();
     link.wasRefused = false;
     // A copy of exactly this size, which dies behind the call: whatever is kept of it shows.
     const Bytes copy(bytes.begin(), bytes.end());
     const auto peopleBefore = storedPeople();
     core->frameReceived(link, copy, now);
+    if (refusals() != refusalsBefore) link.wasRefused = true;
     noticeRemovals(peopleBefore);
     afterEvent();
 }
