@@ -109,7 +109,7 @@ void RelayCore::Engine::firstPack(LinkState& link, ByteView frame, Date now) {
     member->links.push_back(&link);
     if (comes) listChanged(now);
     sendList(link);
-    collectIfNeeded(*member, now);
+    collectIfNeeded(link);
 }
 
 void RelayCore::Engine::pongReceived(LinkState& link, std::uint64_t payload, Date now) {
@@ -124,7 +124,7 @@ void RelayCore::Engine::pongReceived(LinkState& link, std::uint64_t payload, Dat
         mailroom.prove(parcel, now);
     }
     if (link.bytesSent > link.bytesProved) touch(link);
-    if (link.isCollecting && link.parcelsProved >= link.pageEnd) collect(link, now);
+    if (link.isCollecting && link.parcelsProved >= link.pageEnd) collect(link);
 }
 
 void RelayCore::Engine::linkClosed(LinkState& link, Date now) {
@@ -154,11 +154,11 @@ void RelayCore::Engine::drop(LinkState& link, Date now) {
     Member* member = link.member;
     if (!member) return;
     std::erase(member->links, &link);
-    if (member->collector == &link) member->collector = nullptr;
     if (!member->isOnline()) listChanged(now);
     for (Parcel* parcel : link.unproved) mailroom.release(*parcel, now);
     for (Parcel* parcel : link.behind) mailroom.release(*parcel, now);
-    collectIfNeeded(*member, now);
+    // Nothing of that needs another link now: each that is left holds, or is about to collect, all that is
+    // not proved.
 }
 
 void RelayCore::Engine::touch(LinkState& link) {
@@ -269,27 +269,34 @@ void RelayCore::Engine::push(LinkState& link, Parcel& parcel, const Member* auth
     touch(link);
 }
 
-void RelayCore::Engine::collectIfNeeded(Member& member, Date now) {
-    if (failure || isStopping || member.collector || member.links.empty() || member.mail.packs == 0) return;
-    // The newest link: an older one may be dead without our knowing.
-    collect(*member.links.back(), now);
+void RelayCore::Engine::collectIfNeeded(LinkState& link) {
+    // An older link may be dead without our knowing, or just be slow; nobody can tell. So what it has not
+    // proved is taken to be lost: the new link is handed it too, before anything newer, and whichever
+    // proves it first settles it. If the older one lives, it is another client's, which misses and repeats
+    // nothing by that.
+    const auto isOwing = [&](const LinkState* each) {
+        return each != &link && (!each->unproved.empty() || !each->behind.empty() || each->isCollecting);
+    };
+    if (link.member->mail.packs == 0 && std::ranges::none_of(link.member->links, isOwing)) return;
+    link.isCollecting = true;
+    link.lastToCollect = mailroom.lastAccepted();
+    collect(link);
 }
 
-void RelayCore::Engine::collect(LinkState& link, Date now) {
-    Member& member = *link.member;
-    member.collector = &link;
-    link.isCollecting = true;
+void RelayCore::Engine::collect(LinkState& link) {
     const auto namesKnown = [&] { return link.knownList >= members.namesVersion(); };
     const auto authorOf = [&](const Parcel& parcel) {
         return namesKnown() ? nullptr : members.find(ByteView(parcel.frame).first(Nacl::publicKeyBytes));
     };
-    const auto page = mailroom.nextPage(member, now);
+    const auto page = mailroom.nextPage(*link.member, link.collectedId, link.lastToCollect);
     for (Parcel* parcel : page) push(link, *parcel, authorOf(*parcel));
     link.pageEnd = link.parcelsSent;
-    if (!page.empty()) return;
+    if (!page.empty()) {
+        link.collectedId = page.back()->id;
+        return;
+    }
 
-    // The mail is through: now what came in the meantime.
-    member.collector = nullptr;
+    // All of it is through: now what came in the meantime.
     link.isCollecting = false;
     for (Parcel* parcel : std::exchange(link.behind, {})) push(link, *parcel, authorOf(*parcel));
     link.behindBytes = 0;

@@ -67,8 +67,8 @@ private:
     // Packs.
     void memberPack(LinkState& link, const PackView& pack, ByteView frame, Date now);
     void push(LinkState& link, Parcel& parcel, const Member* author);
-    void collect(LinkState& link, Date now);
-    void collectIfNeeded(Member& member, Date now);
+    void collectIfNeeded(LinkState& link);
+    void collect(LinkState& link);
 
     // What the relay itself says.
     void say(LinkState& link, ByteView plaintext);

@@ -28,10 +28,14 @@ struct LinkState {
     std::size_t listHash = 0;
 
     std::deque<Parcel*> unproved;  // sent, in order
-    std::deque<Parcel*> behind;    // live packs that wait for the mail to be through
+    std::deque<Parcel*> behind;    // live packs that wait until what is older is through
     std::size_t behindBytes = 0;
-    bool isCollecting = false;  // the mail is on its way to this link
-    std::uint64_t pageEnd = 0;  // `parcelsSent` behind the last page of mail
+
+    // What was there before this link and is not proved, mail or held by an older link, goes to it in pages.
+    bool isCollecting = false;
+    std::uint64_t pageEnd = 0;       // `parcelsSent` behind the last page
+    std::int64_t collectedId = 0;    // of the last parcel that was read
+    std::int64_t lastToCollect = 0;  // the last id that was given away before this link was admitted
 
     // Counted from the start of the link; what lies between sent and proved is on its way.
     std::uint64_t parcelsSent = 0;

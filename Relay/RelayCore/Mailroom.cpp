@@ -75,62 +75,62 @@ void Mailroom::forget(Member& member) {
     });
 }
 
-std::vector<Parcel*> Mailroom::nextPage(Member& member, Date now) {
-    // What is proved must be gone from the store, and what has just come must be in it: then the
-    // store alone says what waits, and in which order.
-    write(Held::none, now);
+std::vector<Parcel*> Mailroom::nextPage(Member& member, std::int64_t after, std::int64_t last) {
+    // What is proved must be gone from the store, and what is not must be in it, held or not: then the
+    // store alone says what is owed, and in which order.
+    write([&](const Parcel& parcel) { return parcel.target == &member && parcel.id <= last; });
     std::vector<Parcel*> page;
-    for (std::int64_t after = 0; page.empty();) {
-        auto rows = store.mail(member.key, after, pagePacks, pageBytes);
-        if (rows.empty()) break;
-        after = rows.back().id;
-        for (StoredPack& row : rows) {
-            if (member.heldKept.contains(row.id)) continue;
-            auto* parcel = new Parcel{&member, row.id, row.arrived, std::move(row.frame)};
-            parcel->isKept = true;
-            parcel->holders = 1;
-            member.heldKept.emplace(parcel->id, parcel->frame.size());
-            page.push_back(parcel);
+    for (StoredPack& row : store.mail(member.key, after, pagePacks, pageBytes)) {
+        if (row.id > last) break;
+        const auto [place, isMail] = member.heldKept.try_emplace(row.id);
+        if (isMail) {
+            place->second = new Parcel{&member, row.id, row.arrived, std::move(row.frame)};
+            place->second->isKept = true;
             member.mail.packs -= std::min<std::uint64_t>(member.mail.packs, 1);
-            member.mail.bytes -= std::min<std::uint64_t>(member.mail.bytes, parcel->frame.size());
+            member.mail.bytes -= std::min<std::uint64_t>(member.mail.bytes, place->second->frame.size());
         }
+        hold(*place->second);
+        page.push_back(place->second);
     }
+    // By now one link has had all that there was: what is still counted has been deleted for its age.
     if (page.empty()) member.mail = {};
     return page;
 }
 
 void Mailroom::writeBatch(Date now) {
     if (!due || now < *due) return;
-    write(Held::old, now - heldDelay);
+    write([oldest = now - heldDelay](const Parcel& parcel) { return parcel.arrived <= oldest; });
     // What was too young for this batch is the first of the next.
     if (!fresh.empty()) due = std::max(fresh.front()->arrived + batchDelay, now);
 }
 
-void Mailroom::writeAll() { write(Held::all, {}); }
+void Mailroom::writeAll() {
+    write([](const Parcel&) { return true; });
+}
 
 void Mailroom::expire(const Members& members, Date now) {
-    write(Held::none, now);
+    write([](const Parcel&) { return false; });
     counters.mailExpired += store.expireMail(now - limits.mailDays * 86400);
     for (Member* member : members.all()) {
         if (member->mail.packs == 0) continue;
         const MailUsage kept = store.usage(member->key);
         MailUsage held;
-        for (const auto& [id, size] : member->heldKept) {
+        for (const auto& [id, parcel] : member->heldKept) {
             ++held.packs;
-            held.bytes += size;
+            held.bytes += parcel->frame.size();
         }
         member->mail.packs = kept.packs - std::min(kept.packs, held.packs);
         member->mail.bytes = kept.bytes - std::min(kept.bytes, held.bytes);
     }
 }
 
-void Mailroom::write(Held held, Date oldest) {
+template <class IsDue>
+void Mailroom::write(const IsDue& isDue) {
     std::vector<MailItem> items;
     for (const Parcel* parcel : fresh) {
         if (parcel->isDone) continue;
-        const bool isLeft =
-            parcel->holders > 0 && (held == Held::none || (held == Held::old && parcel->arrived > oldest));
-        if (!isLeft) items.push_back({parcel->id, parcel->target->key, parcel->arrived, parcel->frame});
+        if (parcel->holders == 0 || isDue(*parcel))
+            items.push_back({parcel->id, parcel->target->key, parcel->arrived, parcel->frame});
     }
     if (!items.empty() || !forgotten.empty()) store.changeMail(items, forgotten);
     counters.packsStored += items.size();
@@ -145,7 +145,7 @@ void Mailroom::write(Held held, Date oldest) {
         if (isWritten) {
             ++written;
             parcel->isKept = true;
-            if (parcel->holders > 0) parcel->target->heldKept.emplace(parcel->id, parcel->frame.size());
+            if (parcel->holders > 0) parcel->target->heldKept.emplace(parcel->id, parcel);
         }
         dismiss(*parcel);
         return true;

@@ -50,9 +50,13 @@ public:
     /// Forgets all that waits for somebody who is no member any more; no link may hold any of it.
     void forget(Member& member);
 
-    /// The next mail of a member, each held once for the caller; empty when there is no more.
-    /// @throws StoreError
-    std::vector<Parcel*> nextPage(Member& member, Date now);
+    /// The id of the pack that came last, to anybody.
+    std::int64_t lastAccepted() const { return lastId; }
+    /// For a link that has had its member's packs up to `after`, and will have those behind `last`: what is not
+    /// proved of those between, mail or held by other links, in order. One page, each held once for the caller;
+    /// empty when there is no more.
+    /// @throws StoreError  nothing was held
+    std::vector<Parcel*> nextPage(Member& member, std::int64_t after, std::int64_t last);
 
     /// When `writeBatch` is due next.
     std::optional<Date> batchDue() const { return due; }
@@ -64,8 +68,9 @@ public:
     void expire(const Members& members, Date now);
 
 private:
-    enum class Held { none, old, all };  // which of the packs that a link holds go into a batch
-    void write(Held held, Date oldest);
+    /// Writes what nobody holds, and of what a link holds that for which `isDue` says so.
+    template <class IsDue>
+    void write(const IsDue& isDue);
     void pending(Date now);
     void dismiss(Parcel& parcel);
 

@@ -13,17 +13,17 @@
 #include <vector>
 
 struct LinkState;
+struct Parcel;
 
 /// Somebody who may use the relay, and how they stand with it now.
 struct Member {
     PublicKey key{};
     bool isAdmin = false;
-    std::uint64_t since = 0;                                 // the first version of the list that names this member
-    std::vector<LinkState*> links;                           // authenticated; the newest last
-    LinkState* collector = nullptr;                          // the link to which the mail is on its way
-    MailUsage mail;                                          // what no link holds
-    std::unordered_map<std::int64_t, std::size_t> heldKept;  // packs in the store that a link holds; their sizes
-    double tokens = 0;                                       // packs that may be sent now
+    std::uint64_t since = 0;                             // the first version of the list that names this member
+    std::vector<LinkState*> links;                       // authenticated; the newest last
+    MailUsage mail;                                      // what no link holds
+    std::unordered_map<std::int64_t, Parcel*> heldKept;  // packs in the store that a link holds and none has proved
+    double tokens = 0;                                   // packs that may be sent now
     Date tokensAt;
 
     bool isOnline() const { return !links.empty(); }

@@ -53,11 +53,15 @@ public:
 /// that is still open ends the process.
 ///
 /// How packs are kept. A pack for a member with open links is handed to each of them (behind the list
-/// and the mail, where these are still on their way) and held in memory until one of them has answered
+/// and older packs, where these are still on their way) and held in memory until one of them has answered
 /// a ping that went behind it. What is not proved some 20 to 60 milliseconds after its arrival is written to
 /// the store as well, as is every pack for a member who is away; so a relay that is killed loses at most
 /// what arrived in the last tenth of a second. When the last link that held a pack is gone, it is mail.
-/// Mail is read from the store in pages, one page on its way at a time, by one link of the member.
+/// A new link is handed all that is not proved, in order and before anything newer: the mail, and what older
+/// links of the member hold, for they may be dead without our knowing. It goes in pages, by way of the store,
+/// one page on its way at a time. The older links still hold what they were handed, so that a late proof
+/// counts. So every link has had, or is about to be handed, all that is not proved, and none is ever handed
+/// an older pack behind a newer one.
 /// A pack to oneself goes to the other links that are open at that moment, and is never mail.
 ///
 /// When the store fails: all links are closed with 1011, and new ones too, until it works again; it is

@@ -61,14 +61,10 @@ void Ledger::sent(const SimulatedPerson& author, ByteView frame, const SaidText*
     if (text) byText[text].push_back(&copy);
 }
 
-void Ledger::read(const Wire& wire, ByteView frame, int incarnation, const std::deque<std::unique_ptr<Wire>>& wires) {
+void Ledger::read(const Wire& wire, ByteView frame, int incarnation) {
     Copy* copy = find(frame);
     if (!copy) return;
-    const bool hasLink = std::ranges::any_of(wires, [&](const auto& each) {
-        return each->isOpen && each->authenticatedAt && &each->person == copy->target;
-    });
-    copy->read =
-        Copy::Read{loop.now(), incarnation, ++places, store.membership(copy->target->publicKey), &wire, hasLink};
+    copy->read = Copy::Read{loop.now(), incarnation, ++places, store.membership(copy->target->publicKey), &wire};
     journal.line([&] { return "relay reads " + described(*copy); });
 }
 
@@ -92,9 +88,7 @@ void Ledger::handed(const Wire& wire, ByteView frame) {
     if (wasHanded && !isLive && !mayComeAgain(*copy)) return journal.fail(what() + " came again though it was proved");
     copy->handed.push_back({&wire, store.membership(copy->author->publicKey).has_value()});
 
-    // What was handed to nobody before comes in the order in which it was read, unless it was meant for
-    // a link that has died since.
-    if (wasHanded || (copy->read->wasForLink && !isLive)) return;
+    // Whatever comes again does so in its place too.
     std::uint64_t& last = wire.lastPlaces[copy->author];
     if (copy->read->place < last) return journal.fail(what() + " overtook another of the same author");
     last = copy->read->place;

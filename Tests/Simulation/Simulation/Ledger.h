@@ -9,7 +9,6 @@
 #include <cstdint>
 #include <deque>
 #include <functional>
-#include <memory>
 #include <optional>
 #include <string>
 #include <unordered_map>
@@ -32,7 +31,6 @@ struct Copy {
         std::uint64_t place = 0;        // among all that was ever read
         std::optional<int> membership;  // of the reader at that moment
         const Wire* wire = nullptr;
-        bool wasForLink = false;  // whether the reader had a link then, to the relay's knowledge
     };
     struct Handed {
         const Wire* wire = nullptr;
@@ -73,7 +71,7 @@ public:
 
     /// @param text  what is being said, or null
     void sent(const SimulatedPerson& author, ByteView frame, const SaidText* text);
-    void read(const Wire& wire, ByteView frame, int incarnation, const std::deque<std::unique_ptr<Wire>>& wires);
+    void read(const Wire& wire, ByteView frame, int incarnation);
     void handed(const Wire& wire, ByteView frame);
     /// @return the pack that this is, if any
     const Copy* delivered(Wire& wire, ByteView frame);

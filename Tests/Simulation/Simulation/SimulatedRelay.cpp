@@ -118,7 +118,7 @@ void SimulatedRelay::arrived(Wire& wire, WireItem item) {
     switch (item.kind) {
         case WireItem::Kind::upgrade: return;
         case WireItem::Kind::frame:
-            ledger.read(wire, item.bytes, incarnation, wires);
+            ledger.read(wire, item.bytes, incarnation);
             process->core.frameReceived(*wire.relayEnd, item.bytes, loop.now());
             break;
         case WireItem::Kind::ping: gather(wire, {.kind = WireItem::Kind::pong, .payload = item.payload}); break;

@@ -41,7 +41,7 @@ public:
     int incarnation = 0;  // of the relay that accepted it
     int framesSent = 0;
     std::optional<std::uint64_t> authenticatedAt;                        // `Ledger::readCount` when the relay let it in
-    mutable std::map<const SimulatedPerson*, std::uint64_t> lastPlaces;  // of new packs handed on, by author
+    mutable std::map<const SimulatedPerson*, std::uint64_t> lastPlaces;  // of packs handed on, by author
     std::vector<WireItem> gathered;                                      // sent by the relay in this turn
 
     std::shared_ptr<RelayLink> relayEnd;  // as the relay's logic holds it; nobody else has a share
