@@ -190,7 +190,10 @@ int chat(const DesktopOptions& options, const std::optional<Endpoint>& server, S
         .quit = quit});
     if (!app->applicationWillFinishLaunching()) return 1;
     app->applicationDidFinishLaunching();
-    transport.onTrouble([](const std::string& text) { log.info(text); });
+    transport.onTrouble([&app](const std::string& text) {
+        log.info(text);
+        app->showTrouble(text);
+    });
     instance.setHandlers(
         {.activate = [&app](const ActivationToken& given) { app->activate(given); },
          .open = [&app](const QStringList& urls, const ActivationToken& given) { app->openUrls(urls, given); }});

@@ -161,6 +161,8 @@ void App::openConversation(const std::string& key) {
     showForward(*window);
 }
 
+void App::showTrouble(const std::string& text) { rosterWindow().showTrouble(text); }
+
 void App::showAbout() {
     auto* box = new QMessageBox(QApplication::activeWindow());
     box->setAttribute(Qt::WA_DeleteOnClose);

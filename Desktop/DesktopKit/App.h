@@ -75,6 +75,9 @@ public:
 
     void openConversation(const Person& person) override;
 
+    /// What goes wrong below the engine, such as why no link comes about: for the People window to tell.
+    void showTrouble(const std::string& text);
+
     RosterWindow& rosterWindow() const;
     ConsoleWindow& consoleWindow() const;
     RoomWindow& roomWindow() const;

@@ -18,6 +18,7 @@
 #include <QFrame>
 #include <QGuiApplication>
 #include <QHBoxLayout>
+#include <QLabel>
 #include <QMenu>
 #include <QScrollBar>
 #include <QVBoxLayout>
@@ -141,7 +142,16 @@ void RosterVC::buildList(Kit& kit) {
     auto* rows = new QVBoxLayout(list);
     rows->setContentsMargins(0, 5, 0, 0);
     rows->setSpacing(0);
+    troubleLabel = new QLabel(list);
+    troubleLabel->setObjectName(QStringLiteral("troubleLabel"));
+    troubleLabel->setTextFormat(Qt::PlainText);
+    troubleLabel->setWordWrap(true);
+    troubleLabel->setContentsMargins(12, 8, 12, 8);
+    // However narrow the window is: it cuts the words off then.
+    troubleLabel->setMinimumWidth(1);
+    troubleLabel->hide();
     rows->addWidget(roomRow);
+    rows->addWidget(troubleLabel);
     rows->addWidget(table, 1);
     static_cast<QVBoxLayout*>(layout())->addWidget(list, 1);
 }
@@ -154,6 +164,10 @@ void RosterVC::applyLook() {
     meEmojiLabel->setFixedWidth(static_cast<int>(Look::scaled(28)));
     meNameLabel->setFont(Look::font(13, QFont::Medium));
     meStatusDropdown->setFont(Look::font(11));
+    troubleLabel->setFont(Look::font(11));
+    QPalette words = palette();
+    words.setColor(QPalette::WindowText, Look::secondaryLabel(palette()));
+    troubleLabel->setPalette(words);
 }
 
 void RosterVC::changeEvent(QEvent* event) {
@@ -175,12 +189,24 @@ void RosterVC::apply(const LocalState& newState) {
     reload();
 }
 
+void RosterVC::showTrouble(const std::string& text) {
+    constexpr qsizetype most = 300;
+    QString shown = DisplayText::line(text);
+    if (shown.size() > most) shown = shown.left(most) + QStringLiteral("…");
+    troubleLabel->setText(shown);
+    fitTrouble();
+}
+
+void RosterVC::fitTrouble() { troubleLabel->setVisible(!state.isOnline && !troubleLabel->text().isEmpty()); }
+
 void RosterVC::transitionOnline() {
     say("Transitioning Online");
     meStatusDropdown->setArrowVisible(true);
     meStatusDropdown->setEnabled(true);
     meStatusDropdown->setItems({QStringLiteral("Available"), QStringLiteral("Idle"), QStringLiteral("Away")});
     spinner->stop();
+    troubleLabel->clear();
+    fitTrouble();
 }
 
 void RosterVC::transitionOffline() {

@@ -16,6 +16,7 @@ class ElidedLabel;
 class Kit;
 class QAction;
 class QFrame;
+class QLabel;
 class QMenu;
 class RoomRow;
 class RosterModel;
@@ -60,6 +61,8 @@ public:
     void setDelegate(Weak<RosterVCDelegate> newDelegate) { delegate = newDelegate; }
     /// What opens the room's window.
     void setOpenRoom(std::function<void()> newOpenRoom) { openRoom = std::move(newOpenRoom); }
+    /// Says why no link comes about, until there is one. At most 300 characters of it are shown.
+    void showTrouble(const std::string& text);
 
 protected:
     void changeEvent(QEvent* event) override;
@@ -69,6 +72,7 @@ private:
     void buildList(Kit& kit);
     void applyLook();
     void apply(const LocalState& newState);
+    void fitTrouble();
     void transitionOnline();
     void transitionOffline();
     void reload();
@@ -92,6 +96,7 @@ private:
     Spinner* spinner;
     QFrame* divider;
     RoomRow* roomRow;
+    QLabel* troubleLabel;
     RosterTableView* table;
     RosterModel* model;
     QMenu* context;

@@ -48,6 +48,8 @@ RosterWindow::~RosterWindow() = default;
 
 void RosterWindow::setOpenRoom(std::function<void()> openRoom) { _rosterVC->setOpenRoom(std::move(openRoom)); }
 
+void RosterWindow::showTrouble(const std::string& text) { _rosterVC->showTrouble(text); }
+
 QWidget* RosterWindow::content() const { return stack->currentWidget(); }
 
 void RosterWindow::openConversation(const Person& person) {

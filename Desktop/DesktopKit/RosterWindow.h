@@ -9,6 +9,7 @@
 #include <QPointer>
 
 #include <functional>
+#include <string>
 
 class AuthVC;
 class Kit;
@@ -55,6 +56,9 @@ public:
     void setDelegate(Weak<RosterWindowDelegate> newDelegate) { delegate = newDelegate; }
     /// What opens the room's window.
     void setOpenRoom(std::function<void()> openRoom);
+
+    /// Says why no link comes about, until there is one.
+    void showTrouble(const std::string& text);
 
     RosterVC& rosterVC() const { return *_rosterVC; }
     AuthVC& authVC() const { return *_authVC; }

@@ -9,6 +9,7 @@
 #include <QFrame>
 #include <QHelpEvent>
 #include <QItemSelectionModel>
+#include <QLabel>
 #include <QPixmap>
 #include <QScrollBar>
 #include <QToolTip>
@@ -120,6 +121,26 @@ TEST_F(RosterTest, ALostLinkBringsTheOfflineLookBack) {
     EXPECT_FALSE(child<Spinner>("spinner").isAnimating());
     roster->show();
     EXPECT_TRUE(child<Spinner>("spinner").isAnimating());
+}
+
+TEST_F(RosterTest, WhyThereIsNoLinkIsToldPlainlyUntilThereIsOne) {
+    connect({1, 2});
+    show();
+    auto& trouble = child<QLabel>("troubleLabel");
+    roster->showTrouble("told too late");
+    EXPECT_FALSE(trouble.isVisible());
+    goOffline();
+    roster->showTrouble("<b>chat.example.org</b>\nrefused " + std::string(1000, 'x'));
+    EXPECT_TRUE(trouble.isVisible());
+    EXPECT_EQ(trouble.textFormat(), Qt::PlainText);
+    EXPECT_TRUE(trouble.text().startsWith(QStringLiteral("<b>chat.example.org</b>\\nrefused xxx")));
+    EXPECT_LE(trouble.text().size(), 301);
+    session.loop.advance(2);
+    session.server().accept(list({1, 2}));
+    ASSERT_EQ(session.kit->state().connection, Connection::online);
+    EXPECT_FALSE(trouble.isVisible());
+    goOffline();
+    EXPECT_FALSE(trouble.isVisible());
 }
 
 TEST_F(RosterTest, AChoiceOfStatusIsPrintedAndFallsBackAtTheNextChange) {
