@@ -54,7 +54,11 @@ bool WindowRestoration::place(QWidget& window, const WindowRecord& record) {
 
 void WindowRestoration::watch(QWidget& window, const std::string& identifier, const std::string& withKey) {
     WindowRecord record;
-    if (const WindowRecord* earlier = remembered(identifier)) record = *earlier;
+    // A talk's window has another name in each run, but is of the same talk.
+    const auto earlier = std::find_if(last.begin(), last.end(), [&](const WindowRecord& each) {
+        return withKey.empty() ? each.identifier == identifier : each.withKey == withKey;
+    });
+    if (earlier != last.end()) record = *earlier;
     record.identifier = identifier;
     record.withKey = withKey;
     record.isOpen = window.isVisible();

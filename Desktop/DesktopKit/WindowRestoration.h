@@ -37,7 +37,8 @@ public:
     static bool place(QWidget& window, const WindowRecord& record);
 
     /// Follows a window from now on. One that is destroyed is forgotten; one that is only hidden keeps its
-    /// frame. What was remembered under the same identifier holds until the window is first shown.
+    /// frame. What was remembered under the same identifier, or of the same talk, holds until the window is
+    /// first seen: one that comes back minimised has no frame to tell yet.
     void watch(QWidget& window, const std::string& identifier, const std::string& withKey = {});
 
     /// Writes now, and follows no further: at the end of the program windows close that are to come back.

@@ -236,6 +236,24 @@ TEST_F(AppTest, WhatWasOpenAtTheEndComesBackAtItsPlaceUnderFreshIdentifiers) {
     EXPECT_NE(restored->identifier(), identifier);
 }
 
+TEST_F(AppTest, AMinimisedChatKeepsItsPlaceThroughRunsInWhichNobodyLooksAtIt) {
+    ASSERT_TRUE(start());
+    app->openConversation(person(2));
+    auto* chat = ChatterWindow::existing(keyTextOf(2));
+    chat->setGeometry(120, 90, 400, 300);
+    const QRect frame = chat->geometry();
+    chat->showMinimized();
+    for (int run = 0; run < 2; ++run) {
+        endProgram();
+        ASSERT_TRUE(start());
+        chat = ChatterWindow::existing(keyTextOf(2));
+        ASSERT_NE(chat, nullptr);
+        EXPECT_TRUE(chat->isMinimized());
+    }
+    chat->showNormal();
+    EXPECT_EQ(chat->geometry(), frame);
+}
+
 TEST_F(AppTest, AProgramThatDiesForgetsNoWindow) {
     ASSERT_TRUE(start());
     app->openConversation(person(2));
