@@ -87,7 +87,9 @@ bool App::applicationWillFinishLaunching() {
 void App::applicationDidFinishLaunching() {
     RosterWindow& window = rosterWindow();
     window.setAttribute(Qt::WA_ShowWithoutActivating, QGuiApplication::focusWindow() != nullptr);
-    if (!window.isMinimized()) window.show();
+    // Even if it was minimised at the end, as it is where there is no tray to close it into: whoever starts the
+    // program wants to see it.
+    window.show();
     window.raise();
     window.setAttribute(Qt::WA_ShowWithoutActivating, false);
 
@@ -227,8 +229,6 @@ void App::restoreWindows() {
             show(consoleWindow(), record);
         } else if (record.identifier == RoomWindow::identifier) {
             show(roomWindow(), record);
-        } else if (record.identifier == RosterWindow::restorationIdentifier) {
-            if (record.isMinimized) show(rosterWindow(), record);
         } else if (!record.withKey.empty() && ChatterWindow::existing(record.withKey) == nullptr) {
             auto* window = new ChatterWindow(environment.kit(), environment.loop, record.withKey);
             adopt(*window, window->identifier(), record.withKey);

@@ -254,6 +254,20 @@ TEST_F(AppTest, AMinimisedChatKeepsItsPlaceThroughRunsInWhichNobodyLooksAtIt) {
     EXPECT_EQ(chat->geometry(), frame);
 }
 
+TEST_F(AppTest, PeopleMinimisedAtTheEndComesToTheScreenAtTheNextStart) {
+    ASSERT_TRUE(start());
+    app->rosterWindow().setGeometry(50, 60, 220, 380);
+    const QRect frame = app->rosterWindow().geometry();
+    app->rosterWindow().close();
+    ASSERT_TRUE(app->rosterWindow().isMinimized());
+    endProgram();
+
+    ASSERT_TRUE(start());
+    EXPECT_TRUE(app->rosterWindow().isVisible());
+    EXPECT_FALSE(app->rosterWindow().isMinimized());
+    EXPECT_EQ(app->rosterWindow().geometry(), frame);
+}
+
 TEST_F(AppTest, AProgramThatDiesForgetsNoWindow) {
     ASSERT_TRUE(start());
     app->openConversation(person(2));
