@@ -176,8 +176,9 @@ void App::showAbout() {
     box->setInformativeText(
         tr("A chat for a small closed group. Every text is sealed for each of its readers before it leaves this "
            "machine."));
+    // A message box is modal from its making, and opening it would make it so again.
     box->setWindowModality(Qt::NonModal);
-    box->open();
+    box->show();
 }
 
 RosterWindow& App::rosterWindow() const {

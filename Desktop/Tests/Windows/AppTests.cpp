@@ -268,6 +268,17 @@ TEST_F(AppTest, PeopleMinimisedAtTheEndComesToTheScreenAtTheNextStart) {
     EXPECT_EQ(app->rosterWindow().geometry(), frame);
 }
 
+TEST_F(AppTest, AboutHoldsNoWindowUp) {
+    ASSERT_TRUE(start());
+    app->rosterWindow().activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&app->rosterWindow()));
+    app->showAbout();
+    auto* box = app->rosterWindow().findChild<QMessageBox*>();
+    ASSERT_NE(box, nullptr);
+    EXPECT_EQ(box->windowModality(), Qt::NonModal);
+    EXPECT_EQ(QApplication::activeModalWidget(), nullptr);
+}
+
 TEST_F(AppTest, AProgramThatDiesForgetsNoWindow) {
     ASSERT_TRUE(start());
     app->openConversation(person(2));
