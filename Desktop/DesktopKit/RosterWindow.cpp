@@ -96,10 +96,13 @@ void RosterWindow::showEvent(QShowEvent* event) {
 
 void RosterWindow::hideEvent(QHideEvent* event) {
     QMainWindow::hideEvent(event);
-    // A minimised window takes its sheet along; one that is hidden would leave it alone on the screen.
-    if (event->spontaneous() || !refusal) return;
-    isRefusalWaiting = true;
-    refusal->close();
+    // A minimised window takes its sheets along; one that is hidden would leave them alone on the screen.
+    if (event->spontaneous()) return;
+    if (refusal) isRefusalWaiting = true;
+    // It lives on until the loop turns, and is not to be taken for one that is open.
+    refusal.clear();
+    for (QDialog* sheet : findChildren<QDialog*>(QString(), Qt::FindDirectChildrenOnly))
+        if (sheet->isVisible() && sheet->windowModality() == Qt::WindowModal) sheet->close();
 }
 
 void RosterWindow::mousePressEvent(QMouseEvent* event) {

@@ -187,6 +187,32 @@ TEST_F(RosterWindowTest, HidingTheWindowTakesTheSheetAlongUntilItIsShown) {
     EXPECT_TRUE(sheet());
 }
 
+TEST_F(RosterWindowTest, HiddenAndShownInOneTurnItHasItsSheet) {
+    session.start();
+    open();
+    window->show();
+    refuse();
+    window->hide();
+    window->show();
+    settle();
+    EXPECT_TRUE(sheet());
+}
+
+TEST_F(RosterWindowTest, HidingTheWindowLeavesNoOtherSheetAloneOnTheScreen) {
+    session.start();
+    open();
+    window->show();
+    auto* menu = window->findChild<QMenu*>("shareMenu");
+    menu->actions().at(1)->trigger();
+    settle();
+    auto* dialog = window->findChild<QDialog*>();
+    ASSERT_TRUE(dialog);
+    ASSERT_TRUE(dialog->isVisible());
+    window->hide();
+    settle();
+    EXPECT_FALSE(window->findChild<QDialog*>());
+}
+
 TEST_F(RosterWindowTest, OtherEventsShowNoSheet) {
     session.startConnected({listed(1)});
     open();
