@@ -111,9 +111,11 @@ void ChatWorld::startRelay() {
     port = std::stoi(line->substr(line->rfind(':') + 1));
 }
 
-void ChatWorld::admit(const std::string& name, bool isAdmin) {
+void ChatWorld::admit(const std::string& name, bool isAdmin) { admitKey(key(name), isAdmin); }
+
+void ChatWorld::admitKey(const std::string& key, bool isAdmin) {
     Process::Start start;
-    start.command = {RELAY_PROGRAM, "add", key(name), "--database", (folder.path / "relay.db").string()};
+    start.command = {RELAY_PROGRAM, "add", key, "--database", (folder.path / "relay.db").string()};
     if (isAdmin) start.command.emplace_back("--admin");
     start.environment = environment;
     std::string errors;
@@ -144,4 +146,10 @@ std::map<std::string, std::string> ChatWorld::snapshot(const std::string& name) 
         files[entry.path().string()] = contents;
     }
     return files;
+}
+
+bool ChatWorld::isSaved(const std::string& name, const std::string& text) const {
+    for (const auto& [path, contents] : snapshot(name))
+        if (contents.find(text) != std::string::npos) return true;
+    return false;
 }

@@ -27,6 +27,7 @@ public:
     /// Starts the relay, again on the port of the first time.
     void startRelay();
     void admit(const std::string& name, bool isAdmin = false);
+    void admitKey(const std::string& key, bool isAdmin = false);
     /// What the relay counts under that name.
     std::optional<long> counted(std::string_view name);
     /// Asks until the count is as wanted.
@@ -43,6 +44,9 @@ public:
 
     /// Every file below the folder of somebody, with its contents and its time.
     std::map<std::string, std::string> snapshot(const std::string& name) const;
+
+    /// Whether a text stands in any file of somebody's.
+    bool isSaved(const std::string& name, const std::string& text) const;
 
     TemporaryFolder folder;
     std::map<std::string, std::string> environment;

@@ -54,6 +54,10 @@ public:
     bool errorWith(std::string_view part);
     bool promptWith(std::string_view part);
 
+    /// Takes what the program has written so far, and does not wait for more. A pipe that nobody empties
+    /// stops the program once it is full.
+    void readAvailable() { readSome(Seconds(0)); }
+
     /// @return the exit status, 128 and the signal's number; nothing, and a test failure, if it goes on
     std::optional<int> wait();
     void signal(int number) const;

@@ -1,0 +1,152 @@
+#include "Screen.h"
+
+#include "ChatWorld.h"
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <cstdlib>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+// For characters that the keyboard has not, a key is given a new meaning before each; a program needs a
+// moment to hear of that.
+constexpr char betweenStrangeKeysMs[] = "150";
+constexpr char betweenKeysMs[] = "4";
+
+bool isAscii(const std::string& text) {
+    for (const char character : text)
+        if (static_cast<unsigned char>(character) > 0x7f) return false;
+    return true;
+}
+
+/// A title as a regular expression that fits it alone.
+std::string exactly(const std::string& title) {
+    std::string pattern = "^";
+    for (const char character : title) {
+        if (std::string_view(R"(\^$.|?*+()[]{})").find(character) != std::string_view::npos) pattern += '\\';
+        pattern += character;
+    }
+    return pattern + "$";
+}
+
+std::string firstLine(const std::string& text) { return text.substr(0, text.find('\n')); }
+
+}  // namespace
+
+Screen::Screen(const fs::path& folder) {
+    for (const char* name : {"screen-home", "screen-run"}) {
+        fs::create_directories(folder / name);
+        fs::permissions(folder / name, fs::perms::owner_all);
+    }
+    variables = {{"HOME", (folder / "screen-home").string()},
+                 {"XDG_RUNTIME_DIR", (folder / "screen-run").string()},
+                 {"LC_ALL", "C.UTF-8"},
+                 {"PATH", "/usr/bin:/bin"}};
+    startDisplay();
+    startBus(folder);
+    startWindowManager();
+}
+
+Screen::~Screen() = default;
+
+void Screen::startDisplay() {
+    Process::Start start;
+    start.command = {"/usr/bin/Xvfb", "-displayfd", "1",
+                     "-screen",       "0",          std::to_string(width) + "x" + std::to_string(height) + "x24",
+                     "-wr",           "-nolisten",  "tcp"};
+    start.environment = variables;
+    display = std::make_unique<Process>(start);
+    const auto number = display->line([](std::string_view text) { return !text.empty(); }, "display");
+    variables["DISPLAY"] = ":" + number.value_or("none");
+}
+
+void Screen::startBus(const fs::path& folder) {
+    Process::Start start;
+    start.command = {"/usr/bin/dbus-daemon", "--session", "--nofork", "--print-address=1",
+                     "--address=unix:dir=" + (folder / "screen-run").string()};
+    start.environment = variables;
+    bus = std::make_unique<Process>(start);
+    variables["DBUS_SESSION_BUS_ADDRESS"] = bus->lineThatBegins("unix:").value_or("unix:path=/none");
+}
+
+void Screen::startWindowManager() {
+    Process::Start start;
+    start.command = {"/usr/bin/openbox"};
+    start.environment = variables;
+    windowManager = std::make_unique<Process>(start);
+    EXPECT_TRUE(eventually([&] {
+        const Ended answer = run({"/usr/bin/xprop", "-root", "_NET_SUPPORTING_WM_CHECK"});
+        return answer.output.find("window id") != std::string::npos;
+    })) << "no window manager: "
+        << windowManager->errors();
+}
+
+Screen::Ended Screen::run(std::vector<std::string> command) const {
+    Process::Start start;
+    start.command = std::move(command);
+    start.environment = variables;
+    Process process(start);
+    process.closeInput();
+    const int status = process.wait().value_or(-1);
+    return {status, process.output(), process.errors()};
+}
+
+std::optional<std::string> Screen::xdotool(std::vector<std::string> words) const {
+    words.insert(words.begin(), "/usr/bin/xdotool");
+    Ended ended = run(std::move(words));
+    if (ended.status != 0) return std::nullopt;
+    return std::move(ended.output);
+}
+
+void Screen::type(const std::string& text) const {
+    const char* delay = isAscii(text) ? betweenKeysMs : betweenStrangeKeysMs;
+    EXPECT_TRUE(xdotool({"type", "--delay", delay, "--", text}));
+}
+
+void Screen::press(const std::string& keys) const { EXPECT_TRUE(xdotool({"key", keys})) << keys; }
+
+void Screen::click(int x, int y, int times) const {
+    EXPECT_TRUE(xdotool({"mousemove", std::to_string(x), std::to_string(y), "click", "--repeat", std::to_string(times),
+                         "--delay", "60", "1"}));
+}
+
+std::optional<std::string> Screen::window(const std::string& title) const {
+    const auto found = xdotool({"search", "--onlyvisible", "--name", exactly(title)});
+    if (!found || found->empty()) return std::nullopt;
+    return firstLine(*found);
+}
+
+std::optional<std::string> Screen::activeWindow() const {
+    const auto found = xdotool({"getactivewindow"});
+    if (!found) return std::nullopt;
+    return firstLine(*found);
+}
+
+std::string Screen::frame(const std::string& window) const {
+    const std::string told = run({"/usr/bin/xwininfo", "-id", window}).output;
+    const auto number = [&](const std::string& label) {
+        const std::size_t at = told.find(label);
+        return at == std::string::npos ? -1 : std::atoi(told.c_str() + at + label.size());
+    };
+    return std::to_string(number("Absolute upper-left X:")) + "," + std::to_string(number("Absolute upper-left Y:")) +
+           " " + std::to_string(number("Width:")) + "x" + std::to_string(number("Height:"));
+}
+
+void Screen::shoot(const fs::path& picture, const std::string& part) const {
+    fs::create_directories(picture.parent_path());
+    std::vector<std::string> command = {"/usr/bin/import", "-silent", "-window", "root"};
+    if (!part.empty()) command.insert(command.end(), {"-crop", part, "+repage"});
+    command.push_back(picture.string());
+    const Ended ended = run(command);
+    EXPECT_EQ(ended.status, 0) << ended.errors;
+}
+
+std::optional<long> Screen::difference(const fs::path& one, const fs::path& other) const {
+    const Ended ended = run({"/usr/bin/compare", "-metric", "AE", one.string(), other.string(), "null:"});
+    // 0 for alike, 1 for different, 2 for what can't be compared.
+    if (ended.status != 0 && ended.status != 1) return std::nullopt;
+    return std::atol(ended.errors.c_str());
+}

@@ -1,0 +1,66 @@
+#pragma once
+
+#include "Process.h"
+
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+/// A screen with a window manager, a keyboard, a mouse and a session bus, for one test alone.
+///
+/// All of it runs without a real screen, and ends with its holder.
+class Screen {
+public:
+    static constexpr int width = 1280;
+    static constexpr int height = 800;
+
+    /// Returns when windows can be shown; a test failure if that does not come to be.
+    /// @param folder  for what the desktop itself writes; exists
+    explicit Screen(const std::filesystem::path& folder);
+    ~Screen();
+    Screen(const Screen&) = delete;
+    Screen& operator=(const Screen&) = delete;
+
+    /// What a program needs in its environment to run on it.
+    const std::map<std::string, std::string>& environment() const { return variables; }
+    const std::string& sessionBus() const { return variables.at("DBUS_SESSION_BUS_ADDRESS"); }
+
+    /// Moves the mouse, types, asks for windows: all that xdotool knows.
+    /// @return what it wrote; nothing if it failed
+    std::optional<std::string> xdotool(std::vector<std::string> words) const;
+    /// Types a text, or presses keys, such as "ctrl+q".
+    void type(const std::string& text) const;
+    void press(const std::string& keys) const;
+    void click(int x, int y, int times = 1) const;
+
+    /// The number of the window with exactly that title, if it is on the screen and not minimised.
+    std::optional<std::string> window(const std::string& title) const;
+    std::optional<std::string> activeWindow() const;
+    /// "X,Y WIDTHxHEIGHT" of a window, without the window manager's frame.
+    std::string frame(const std::string& window) const;
+
+    /// Takes a picture, of all or of a part "WIDTHxHEIGHT+X+Y".
+    void shoot(const std::filesystem::path& picture, const std::string& part = {}) const;
+    /// In how many points two pictures of one size differ.
+    std::optional<long> difference(const std::filesystem::path& one, const std::filesystem::path& other) const;
+
+private:
+    struct Ended {
+        int status;
+        std::string output;
+        std::string errors;
+    };
+    Ended run(std::vector<std::string> command) const;
+    void startBus(const std::filesystem::path& folder);
+    void startDisplay();
+    void startWindowManager();
+
+    std::map<std::string, std::string> variables;
+    // In the order of their making: the display goes last.
+    std::unique_ptr<Process> display;
+    std::unique_ptr<Process> bus;
+    std::unique_ptr<Process> windowManager;
+};
