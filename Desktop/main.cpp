@@ -166,6 +166,8 @@ int chat(const DesktopOptions& options, const std::optional<Endpoint>& server, S
     const auto quit = [&] {
         if (isEnding) return;
         isEnding = true;
+        // Who starts the program now is to get one that lives.
+        instance.beginEnding();
         if (app) app->applicationWillTerminate();
         for (QWidget* window : QApplication::topLevelWidgets()) window->hide();
         // What was just said may still be on its way out.

@@ -205,6 +205,26 @@ TEST_F(SingleInstanceOnBusTest, OneThatIsAskedAndDiesLeavesTheNameToTheOneWhoAsk
     EXPECT_EQ(finished(later).outcome, Outcome::first);
 }
 
+TEST_F(SingleInstanceOnBusTest, OneThatIsEndingSendsNobodyAwayAndIsFollowedByTheOneWhoAsked) {
+    auto ending = std::make_unique<Connection>();
+    auto first = std::make_unique<SingleInstance>(name, ending->bus());
+    ASSERT_EQ(first->claim({}, {}), Outcome::first);
+    Told told;
+    first->setHandlers(told.handlers());
+    first->beginEnding();
+
+    for (const QStringList& urls : {QStringList(), QStringList(QStringLiteral("vimble:1"))}) {
+        auto impatient = startLater(name, urls, {}, 200ms);
+        EXPECT_EQ(finished(impatient).outcome, Outcome::noAnswer);
+    }
+    auto later = startLater(name, {QStringLiteral("vimble:1")});
+    EXPECT_FALSE(turnUntil([&] { return later.wait_for(0ms) == std::future_status::ready; }, 200));
+    first.reset();
+    ending.reset();
+    EXPECT_EQ(finished(later).outcome, Outcome::first);
+    EXPECT_THAT(told.lines, IsEmpty());
+}
+
 TEST_F(SingleInstanceOnBusTest, OneThatWasDestroyedLeavesTheNameToTheNext) {
     auto first = std::make_unique<SingleInstance>(name, own.bus());
     ASSERT_EQ(first->claim({}, {}), Outcome::first);

@@ -91,10 +91,12 @@ public:
 public Q_SLOTS:
     // NOLINTBEGIN(readability-identifier-naming): the names on the bus
     void Activate(const QVariantMap& platformData, const QDBusMessage& message) {
+        if (instance.isEnding) return message.setDelayedReply(true);
         if (!instance.keep({std::nullopt, tokenOf(platformData)})) refuse(message, "Too many calls wait");
     }
 
     void Open(const QStringList& uris, const QVariantMap& platformData, const QDBusMessage& message) {
+        if (instance.isEnding) return message.setDelayedReply(true);
         if (uris.size() > SingleInstance::mostUrls)
             refuse(message, "Too many URLs");
         else if (!std::all_of(uris.begin(), uris.end(), isShortEnough))
@@ -187,6 +189,11 @@ void SingleInstance::setHandlers(Handlers newHandlers) {
     handlers = std::move(newHandlers);
     QMetaObject::invokeMethod(
         this, [this] { deliver(); }, Qt::QueuedConnection);
+}
+
+void SingleInstance::beginEnding() {
+    isEnding = true;
+    waiting.clear();
 }
 
 bool SingleInstance::keep(Call call) {

@@ -66,6 +66,11 @@ public:
     /// never waits for our user.
     void setHandlers(Handlers handlers);
 
+    /// The program is ending: calls that come from now on are left without an answer, and those that wait are
+    /// forgotten. The bus tells whoever asked when we are gone, and one that asked by `claim` becomes the first then,
+    /// where an answer would have sent it away to nobody.
+    void beginEnding();
+
     /// "zorvane.Vimble" for the default folder, and for any other that with ".d" and 32 hexadecimal digits of a
     /// hash of its canonical path: one name for one folder, however it is written. The folder need not exist.
     /// @param dataDir  nothing: the default folder
@@ -88,6 +93,7 @@ private:
     QString name;
     QDBusConnection bus;
     bool isFirst = false;
+    bool isEnding = false;
     QString _error;
     std::optional<Handlers> handlers;
     std::deque<Call> waiting;
