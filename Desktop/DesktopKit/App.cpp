@@ -240,6 +240,8 @@ void App::restoreWindows() {
 }
 
 void App::showForward(QWidget& window, const ActivationToken& token) {
+    // What was just said may take seconds to go out, with the tray's icon still there.
+    if (isEnding) return;
     environment.bringForward(window, token);
     menu->refresh();
 }

@@ -62,7 +62,8 @@ public:
     void openUrls(const QStringList& urls, const ActivationToken& token);
     /// Somebody started the program again.
     void activate(const ActivationToken& token);
-    /// Notes which windows are open, as they are to come back. Behind this, windows may be closed.
+    /// Notes which windows are open, as they are to come back. Behind this, windows may be closed, and none
+    /// comes forward any more.
     void applicationWillTerminate();
 
     void disconnect();

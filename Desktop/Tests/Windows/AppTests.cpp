@@ -396,6 +396,15 @@ TEST_F(AppTest, ALargerFontOfTheDesktopReachesWhatTheWindowsHold) {
     EXPECT_EQ(input->font().pixelSize(), before);
 }
 
+TEST_F(AppTest, AtTheEndNoWindowComesBackToTheScreen) {
+    ASSERT_TRUE(start());
+    app->applicationWillTerminate();
+    app->rosterWindow().hide();
+    app->activate({"token", ""});
+    app->openConversation(person(2));
+    EXPECT_THAT(visibleWindows(), IsEmpty());
+}
+
 TEST_F(AppTest, DisconnectGivesUpTheLinkWithoutAQuestion) {
     ASSERT_TRUE(start());
     session.kit->setEndpoint(session.endpoint);
