@@ -1,6 +1,7 @@
 #include "DesktopKit/App.h"
 #include "DesktopKit/DesktopOptions.h"
 #include "DesktopKit/PassphraseDialog.h"
+#include "DesktopKit/QuitRequests.h"
 #include "DesktopViews/Icons.h"
 #include "PlatformCore/ApplicationFolder.h"
 #include "PlatformCore/EnvironmentPassphrase.h"
@@ -177,9 +178,8 @@ int chat(const DesktopOptions& options, const std::optional<Endpoint>& server, S
             QCoreApplication::exit(0);
     };
     const SignalWatch signalWatch(quit);
-    QObject::connect(qGuiApp, &QGuiApplication::commitDataRequest, qGuiApp, [&app] {
-        if (app) app->applicationWillTerminate();
-    });
+    // Nothing of this begins when a session is only about to end: that may be called off, and the program goes on.
+    const QuitRequests quitRequests(quit);
 
     app.emplace(AppEnvironment{
         .loop = loop,

@@ -1,5 +1,6 @@
 #include "DesktopKit/App.h"
 #include "DesktopKit/ChatterWindow.h"
+#include "DesktopKit/QuitRequests.h"
 #include "DesktopViews/InputView.h"
 #include "TestSupport/Session.h"
 
@@ -394,6 +395,19 @@ TEST_F(AppTest, ALargerFontOfTheDesktopReachesWhatTheWindowsHold) {
     QCoreApplication::processEvents();
     EXPECT_GT(after, before);
     EXPECT_EQ(input->font().pixelSize(), before);
+}
+
+TEST_F(AppTest, ARequestOfTheDesktopToQuitBeginsTheEndAndClosesNoWindow) {
+    ASSERT_TRUE(start());
+    app->openRoom();
+    const QuitRequests requests([this] { ++quits; });
+    QEvent quit(QEvent::Quit);
+    QCoreApplication::sendEvent(qApp, &quit);
+    EXPECT_EQ(quits, 1);
+    EXPECT_TRUE(quit.isAccepted());
+    EXPECT_TRUE(app->rosterWindow().isVisible());
+    EXPECT_FALSE(app->rosterWindow().isMinimized());
+    EXPECT_TRUE(app->roomWindow().isVisible());
 }
 
 TEST_F(AppTest, AtTheEndNoWindowComesBackToTheScreen) {
