@@ -27,6 +27,7 @@
 #include "VimbleKit/Text.h"
 
 #include <QApplication>
+#include <QLabel>
 #include <QMessageBox>
 #include <QSettings>
 
@@ -58,6 +59,8 @@ void alert(const std::string& text, const std::string& more = {}) {
     QMessageBox box(QMessageBox::Critical, QApplication::applicationName(), DisplayText::message(text));
     box.setTextFormat(Qt::PlainText);
     if (!more.empty()) box.setInformativeText(DisplayText::message(more));
+    // The box looks after the first of its texts only, and guesses at mark-up in the other.
+    for (QLabel* label : box.findChildren<QLabel*>()) label->setTextFormat(Qt::PlainText);
     box.exec();
 }
 
