@@ -238,6 +238,12 @@ int run(const DesktopOptions& options, std::optional<Passphrase> passphrase, con
             alert("Vimble runs already, and does not answer", fromQt(instance.error()));
             return 1;
     }
+    // Until there is a window, whoever starts the program again looks for the dialog that is open.
+    const auto showDialog = [](const ActivationToken& given) {
+        if (QWidget* dialog = QApplication::activeModalWidget()) bringForward(*dialog, given);
+    };
+    instance.setHandlers(
+        {.activate = showDialog, .open = [=](const QStringList&, const ActivationToken& given) { showDialog(given); }});
     Secrets secrets(options, std::move(passphrase));
     return chat(options, server, secrets, instance, loop);
 }
