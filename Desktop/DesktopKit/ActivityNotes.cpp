@@ -10,22 +10,23 @@
 namespace {
 
 std::string safe(std::string_view words) { return fromQt(DisplayText::name(words)); }
+std::string nameOf(const Person& person) { return fromQt(DisplayText::person(person)); }
 
 }  // namespace
 
 std::optional<Activity> ActivityNotes::ofChange(const Event& event) {
     if (const auto* e = std::get_if<Events::NameSet>(&event))
-        return Activity{safe(e->from) + " name → " + safe(e->user.displayName()), e->when};
+        return Activity{safe(e->from) + " name → " + nameOf(e->user), e->when};
     if (const auto* e = std::get_if<Events::EmojiSet>(&event))
-        return Activity{safe(e->user.displayName()) + " emoji → " + safe(e->user.displayEmoji()), e->when};
+        return Activity{nameOf(e->user) + " emoji → " + safe(e->user.displayEmoji()), e->when};
     return std::nullopt;
 }
 
 std::optional<Activity> ActivityNotes::ofMembership(const Event& event) {
     if (const auto* e = std::get_if<Events::Add>(&event))
-        return Activity{safe(e->added.displayName()) + " was added to the conversation", e->when};
+        return Activity{nameOf(e->added) + " was added to the conversation", e->when};
     if (const auto* e = std::get_if<Events::Remove>(&event))
-        return Activity{safe(e->removed.displayName()) + " was removed from the conversation", e->when};
+        return Activity{nameOf(e->removed) + " was removed from the conversation", e->when};
     return std::nullopt;
 }
 

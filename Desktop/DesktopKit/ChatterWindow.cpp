@@ -96,7 +96,10 @@ void ChatterWindow::stateChanged(const State& now) {
 
 void ChatterWindow::showTitle() {
     // Qt takes "[*]" in a title for the place of its mark of unsaved changes, and the doubled one for itself.
-    setWindowTitle(DisplayText::name(_state.withName).replace(QStringLiteral("[*]"), QStringLiteral("[*][*]")));
+    Person partner;
+    partner.publicKey = _with;
+    partner.name = _state.withName;
+    setWindowTitle(DisplayText::person(partner).replace(QStringLiteral("[*]"), QStringLiteral("[*][*]")));
 }
 
 void ChatterWindow::leave() {

@@ -30,10 +30,9 @@ QVariant RosterModel::data(const QModelIndex& index, int role) const {
     const Person* person = index.column() == 0 ? personAt(index.row()) : nullptr;
     if (!person) return {};
     switch (role) {
-        case Qt::DisplayRole: return DisplayText::name(person->displayName());
+        case Qt::DisplayRole: return DisplayText::person(*person);
         case Qt::AccessibleTextRole:
-            return DisplayText::name(person->displayName()) +
-                   QLatin1String(person->isOnline ? ", online" : ", offline");
+            return DisplayText::person(*person) + QLatin1String(person->isOnline ? ", online" : ", offline");
         case emojiRole: return DisplayText::name(person->displayEmoji());
         case isOnlineRole: return person->isOnline;
     }

@@ -180,7 +180,7 @@ void RosterVC::changeEvent(QEvent* event) {
 
 void RosterVC::apply(const LocalState& newState) {
     state = newState;
-    meNameLabel->setText(state.user ? DisplayText::name(state.user->displayName()) : QStringLiteral("•••"));
+    meNameLabel->setText(state.user ? DisplayText::person(*state.user) : QStringLiteral("•••"));
     meEmojiLabel->setText(state.user ? DisplayText::name(state.user->displayEmoji()) : QString());
     if (state.isOnline)
         transitionOnline();

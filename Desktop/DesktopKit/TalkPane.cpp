@@ -3,6 +3,7 @@
 #include "DesktopViews/Look.h"
 #include "PlatformCore/Text.h"
 #include "StateKit/Log.h"
+#include "TranscriptKit/DisplayText.h"
 #include "TweetNacl/Nacl.h"
 #include "VimbleKit/SocketError.h"
 
@@ -150,5 +151,5 @@ void TalkPane::fitInput() {
 
 std::string TalkPane::nameOf(const std::string& author) const {
     const Person* person = people.find(author);
-    return person ? person->displayName() : "Anonymous";
+    return person ? fromQt(DisplayText::person(*person)) : "Anonymous";
 }

@@ -34,6 +34,15 @@ bool isNoCharacter(char32_t c) {
     return QChar::isNonCharacter(c) || QChar::isSurrogate(c) || (c >= 0xFFF9 && c <= 0xFFFC);
 }
 
+/// Whether a reader sees anything of it by itself.
+bool isInk(char32_t c) {
+    // Letters and a pattern by their category, which are blank.
+    if (c == 0x115F || c == 0x1160 || c == 0x2800 || c == 0x3164 || c == 0xFFA0) return false;
+    if (QChar::isMark(c) || QChar::isSpace(c)) return false;
+    const QChar::Category category = QChar::category(c);
+    return category != QChar::Other_Control && category != QChar::Other_Format && category != QChar::Other_NotAssigned;
+}
+
 bool isRightToLeft(char32_t c) {
     const QChar::Direction direction = QChar::direction(c);
     return direction == QChar::DirR || direction == QChar::DirAL || direction == QChar::DirAN;
@@ -131,6 +140,18 @@ QString DisplayText::name(std::string_view text) {
     }
     if (line.hasRightToLeft) shown += QChar(popIsolate);
     return shown;
+}
+
+QString DisplayText::person(const Person& person) {
+    const QString shown = name(person.displayName());
+    for (qsizetype at = 0; at < shown.size();) {
+        const CodePoint point = CodePoint::at(shown, at);
+        if (isInk(point.value)) return shown;
+        at += point.length;
+    }
+    Person nameless = person;
+    nameless.name.clear();
+    return name(nameless.displayName());
 }
 
 QString DisplayText::line(std::string_view text) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "VimbleKit/Person.h"
+
 #include <string_view>
 
 #include <QString>
@@ -16,6 +18,10 @@ namespace DisplayText {
 /// "…"; of one character, at most 16 combining marks and 32 code points are kept. What is not valid UTF-8,
 /// and what is no character, becomes U+FFFD.
 QString name(std::string_view text);
+
+/// Somebody's display name, as `name` shows it. Of whoever has chosen one in which there is nothing to be seen
+/// (blanks, marks, fillers, what `name` takes away), that of those who have none: nobody goes without a name.
+QString person(const Person& person);
 
 /// A line of the console: everything that could steer what stands beside it is shown as an escape
 /// ("\n", "\u{202e}", "\xff" for a byte that is not UTF-8); the backslash stays single.

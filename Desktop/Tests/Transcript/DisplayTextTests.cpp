@@ -80,6 +80,21 @@ TEST(DisplayTextTest, WhatALayoutTakesForAnObjectIsReplaced) {
     }
 }
 
+TEST(DisplayTextTest, NobodyGoesWithoutAName) {
+    const auto shown = [](std::string_view name) {
+        Person person;
+        person.publicKey = "0123456789ab";
+        person.name = name;
+        return DisplayText::person(person).toStdString();
+    };
+    for (const char* text :
+         {"", " ", "\u200E", "\u200B\u00AD", "\n\t", "\u3164\u2800\u00A0", "\uFE0F", "\u0301", "\x7f"})
+        EXPECT_EQ(shown(text), "anonymous012345") << testing::PrintToString(std::string(text));
+    for (const char* text : {"Ann", "é", "🐙", "٣", ".", "\uE000", "\u3164x"})
+        EXPECT_EQ(shown(text).find("anon"), std::string::npos) << text;
+    EXPECT_EQ(shown("a\nb"), "a b");
+}
+
 TEST(DisplayTextTest, ALineShowsWhatCouldSteerAsEscapes) {
     EXPECT_EQ(line("a\nb\r\tc\u202e\u2066\u200f\x1b[0m\0"s), "a\\nb\\r\\tc\\u{202e}\\u{2066}\\u{200f}\\u{1b}[0m\\u{0}");
     EXPECT_EQ(line("👩‍👩‍👧 é \u2028"), "👩‍👩‍👧 é \\u{2028}");

@@ -71,6 +71,11 @@ TEST_F(ChatterWindowTest, AKeyThatNobodyHasIsAnonymous) {
     EXPECT_EQ(window->windowTitle(), toQt("anonymous" + keyTextOf(9).substr(0, 6)));
 }
 
+TEST_F(ChatterWindowTest, ANameThatCantBeSeenIsTheAnonymousFormInTheTitle) {
+    world.annIsCalled("\u200B");
+    EXPECT_EQ(make(world.annKey)->windowTitle(), toQt("anonymous" + world.annKey.substr(0, 6)));
+}
+
 TEST_F(ChatterWindowTest, SomebodyWhoIsRemovedBecomesAnonymousAndTheTalkStays) {
     world.annSays("before");
     ChatterWindow* window = make(world.annKey);

@@ -100,6 +100,20 @@ TEST_F(RoomVCTest, ANameCantDisturbTheWordsBesideIt) {
     }
 }
 
+TEST_F(RoomVCTest, WhoHasANameThatCantBeSeenIsAnonymousAndTheirRowsKeepTheirRoom) {
+    const std::string unseen = "\u200E";
+    const std::string anonymous = "anonymous" + world.annKey.substr(0, 6);
+    vc->resize(400, 300);
+    vc->show();
+    toRoom(world.ann, unseen, "🐙", "one");
+    EXPECT_EQ(vc->output().spokenRow(1).section(',', 0, 0), toQt(anonymous));
+    EXPECT_EQ(vc->activities().back().text, "Ann name → " + anonymous);
+    // The name that comes later has its place above the text already.
+    world.annIsCalled("Ann");
+    toRoom(world.bob, "Bob", "🦉", "two");
+    EXPECT_EQ(vc->output().rowRect(1).height(), vc->output().rowRect(2).height());
+}
+
 TEST_F(RoomVCTest, RowsSayWhoSpeaks) {
     toRoom(world.ann, "Ann", "🐙", "one");
     toRoom(world.bob, "Bob", "🦉", "two");
