@@ -73,6 +73,13 @@ void Desk::expectActive(const std::string& window) {
     if (!isActive) ADD_FAILURE() << window << " is not in front\n" << told(window);
 }
 
+void Desk::opensMenu(const std::function<void()>& how) {
+    const std::size_t before = _screen.countOfWindows("vimble");
+    how();
+    if (!comesTrue([&] { return _screen.countOfWindows("vimble") > before; }))
+        ADD_FAILURE() << "no menu opens\n" << told({});
+}
+
 std::optional<Desk::Item> Desk::find(const std::string& window, const std::string& part, const std::string& role) {
     for (Item& item : _tree.items(window))
         if (item.name.find(part) != std::string::npos && (role.empty() || item.role == role)) return std::move(item);

@@ -39,6 +39,9 @@ public:
     void expectActive(const std::string& window);
     bool hasWindow(const std::string& title) const { return _screen.window(title).has_value(); }
 
+    /// Does what opens a menu, and waits for that. Menus are not told of as windows.
+    void opensMenu(const std::function<void()>& how);
+
     /// Waits for something whose name contains a text. @return nothing, and a failure, if it does not come
     std::optional<Item> sees(const std::string& window, const std::string& part, const std::string& role = {});
     /// Waits until there is nothing of that.

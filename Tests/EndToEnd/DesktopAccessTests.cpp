@@ -25,6 +25,16 @@ TEST(DesktopAccessTest, SomebodyNewIsRefusedUntilTheirKeyIsAddedAndThenSeesWhoIs
     EXPECT_THAT(key, MatchesRegex("[0-9a-f]{64}"));
     ann.picture("access-screen");
 
+    ann.opensMenu([&] { ann.click("People", "Share"); });
+    ann.picture("share-menu");
+    ann.press("Down");
+    ann.press("Down");
+    ann.press("Return");
+    ann.expectActive("Your Public Key");
+    ann.picture("qr-code");
+    ann.press("Escape");
+    EXPECT_TRUE(ann.comesTrue([&] { return !ann.hasWindow("Your Public Key"); }));
+
     ann.click("People", "chat.vimble.example", "combo box");
     ann.press("ctrl+a");
     ann.type(world.server());

@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <fstream>
 #include <string>
 
 using testing::HasSubstr;
@@ -185,5 +187,50 @@ TEST_F(DesktopChatTest, ThePillTellsOfARelayThatIsGoneUntilItIsBack) {
     EXPECT_TRUE(bob->lineWith("into the gap"));
     ann.sees("Bob", "into the gap", "list item");
     ann.picture("back");
+    ann.quit();
+}
+
+TEST_F(DesktopChatTest, WhatIsShownIsCopiedAndALinkOpens) {
+    // What a desktop has to open links with.
+    const auto opener = world.folder.path / "bin";
+    std::filesystem::create_directories(opener);
+    std::ofstream(opener / "xdg-open") << "#!/bin/sh\nprintf '%s\\n' \"$1\" >> '" << (opener / "opened").string()
+                                       << "'\n";
+    std::filesystem::permissions(opener / "xdg-open", std::filesystem::perms::owner_all);
+
+    auto bob = bobAtATerminal();
+    Desk ann(world, "ann");
+    auto start = ann.programStart({"--server", world.server()});
+    start.environment["PATH"] = opener.string() + ":" + start.environment["PATH"];
+    ann.start(start);
+    EXPECT_TRUE(bob->lineWith("is online"));
+    bob->write("/name Bob\n@" + world.key("ann") + " https://example.org/the/long/tail/of/a/fox?colour=red\n");
+    ann.doubleClick("People", "Bob, online");
+    ann.activate("Bob");
+    const auto row = ann.sees("Bob", "https://example.org", "list item");
+    ASSERT_TRUE(row);
+    const auto place = ann.tree().place(*row);
+    ASSERT_TRUE(place);
+    // The middle of a text that is nearly all of the row.
+    ann.screen().click(place->x + 150, place->y + place->height / 2);
+    EXPECT_TRUE(ann.comesTrue([&] { return std::filesystem::exists(opener / "opened"); }));
+    ann.picture("link");
+    std::string opened;
+    std::getline(std::ifstream(opener / "opened"), opened);
+    EXPECT_EQ(opened, "https://example.org/the/long/tail/of/a/fox?colour=red");
+
+    // All of the transcript, and into the input.
+    ann.click("Bob", "Transcript");
+    ann.press("ctrl+a");
+    ann.press("ctrl+c");
+    const auto input = ann.sees("Bob", "Message", "text");
+    ASSERT_TRUE(input);
+    ann.click("Bob", "Message", "text");
+    ann.press("ctrl+v");
+    EXPECT_TRUE(ann.comesTrue([&] {
+        return ann.tree().text(*input).find("https://example.org/the/long/tail/of/a/fox?colour=red") !=
+               std::string::npos;
+    })) << ann.tree().text(*input);
+    ann.picture("pasted");
     ann.quit();
 }

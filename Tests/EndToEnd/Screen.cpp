@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include <csignal>
+#include <algorithm>
 #include <cstdlib>
 
 namespace fs = std::filesystem;
@@ -123,6 +123,11 @@ std::optional<std::string> Screen::activeWindow() const {
     const auto found = xdotool({"getactivewindow"});
     if (!found) return std::nullopt;
     return firstLine(*found);
+}
+
+std::size_t Screen::countOfWindows(const std::string& windowClass) const {
+    const auto found = xdotool({"search", "--onlyvisible", "--class", windowClass});
+    return found ? static_cast<std::size_t>(std::count(found->begin(), found->end(), '\n')) : 0;
 }
 
 std::string Screen::frame(const std::string& window) const {

@@ -1,0 +1,81 @@
+#include "Desk.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace {
+
+/// Ann at a desk, Bob at a terminal, both listed.
+class DesktopKeyboardTest : public testing::Test {
+protected:
+    void SetUp() override {
+        world.startRelay();
+        world.admit("ann", true);
+        world.admit("bob");
+        bob = world.client("bob");
+        bob->lineWith("list of ");
+        ann.emplace(world, "ann");
+        ann->start();
+        EXPECT_TRUE(bob->lineWith("is online"));
+        bob->write("/name Bob\n");
+        ann->sees("People", "Bob, online");
+        ann->activate("People");
+    }
+
+    ChatWorld world;
+    std::unique_ptr<Process> bob;
+    std::optional<Desk> ann;
+};
+
+}  // namespace
+
+TEST_F(DesktopKeyboardTest, ATalkIsOpenedHeldAndClosed) {
+    ann->press("Down");
+    ann->press("Return");
+    ann->expectActive("Bob");
+    ann->say("Bob", "no mouse here");
+    EXPECT_TRUE(bob->lineWith("no mouse here"));
+    ann->press("ctrl+w");
+    EXPECT_TRUE(ann->comesTrue([&] { return !ann->hasWindow("Bob"); }));
+    ann->expectActive("People");
+    ann->quit();
+}
+
+TEST_F(DesktopKeyboardTest, TheMenusAreOpenedByTheirLetters) {
+    ann->opensMenu([&] { ann->press("alt+w"); });
+    ann->picture("window-menu");
+    ann->press("r");
+    ann->expectActive("Room");
+    ann->opensMenu([&] { ann->press("alt+e"); });
+    ann->picture("edit-menu");
+    ann->press("Escape");
+    ann->opensMenu([&] { ann->press("alt+v"); });
+    ann->picture("program-menu");
+    ann->press("a");
+    ann->expectActive("About Vimble");
+    ann->sees("About Vimble", "Vimble 1.0.0");
+    ann->picture("about");
+    ann->press("Escape");
+    EXPECT_TRUE(ann->comesTrue([&] { return !ann->hasWindow("About Vimble"); }));
+
+    // The second time, what is on the screen goes.
+    ann->activate("Room");
+    ann->press("ctrl+1");
+    EXPECT_TRUE(ann->comesTrue([&] { return !ann->hasWindow("People"); }));
+    ann->press("ctrl+1");
+    ann->expectActive("People");
+    ann->sees("People", "Bob, online");
+    ann->quit();
+}
+
+TEST_F(DesktopKeyboardTest, WhoDisconnectsComesToTheAccessScreenAndBackByReturn) {
+    ann->opensMenu([&] { ann->press("alt+v"); });
+    ann->press("d");
+    ann->sees("People", "For access, send your public key");
+    EXPECT_TRUE(bob->lineWith("went away"));
+    ann->picture("disconnected");
+    ann->press("Return");
+    ann->sees("People", "Bob, online");
+    EXPECT_TRUE(bob->lineWith("is online"));
+    ann->quit();
+}
