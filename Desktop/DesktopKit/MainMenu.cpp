@@ -34,7 +34,12 @@ MainMenu::MainMenu(Commands commands, std::function<Look()> look) : look(std::mo
     console = add(tr("&Console"), QKeySequence(Qt::CTRL | Qt::Key_2), commands.toggleConsoleWindow);
     room = add(tr("&Room"), QKeySequence(Qt::CTRL | Qt::Key_3), commands.toggleRoomWindow);
     for (QAction* window : {people, console, room}) window->setCheckable(true);
-    connect(qApp, &QApplication::focusChanged, this, [this] { refreshEditing(); });
+    edited = QApplication::focusWidget();
+    connect(qApp, &QApplication::focusChanged, this, [this](QWidget*, QWidget* now) {
+        // Opened by its letter, the bar takes the keyboard from the text that the commands are for.
+        if (qobject_cast<QMenuBar*>(now) == nullptr) edited = now;
+        refreshEditing();
+    });
     refresh();
 }
 
@@ -57,9 +62,8 @@ QAction* MainMenu::addEditing(const QString& text, const QKeySequence& shortcut,
     auto* action = new QAction(text, this);
     action->setShortcut(shortcut);
     action->setData(QByteArray(operation));
-    connect(action, &QAction::triggered, this, [operation] {
-        QWidget* widget = QApplication::focusWidget();
-        if (canDo(widget, operation)) QMetaObject::invokeMethod(widget, operation);
+    connect(action, &QAction::triggered, this, [this, operation] {
+        if (canDo(edited, operation)) QMetaObject::invokeMethod(edited, operation);
     });
     editing.append(action);
     return action;
@@ -102,7 +106,5 @@ void MainMenu::refresh() {
 }
 
 void MainMenu::refreshEditing() {
-    // An open menu has the focus of nobody: the widget below keeps it.
-    QWidget* widget = QApplication::focusWidget();
-    for (QAction* action : std::as_const(editing)) action->setEnabled(canDo(widget, action->data().toByteArray()));
+    for (QAction* action : std::as_const(editing)) action->setEnabled(canDo(edited, action->data().toByteArray()));
 }

@@ -6,6 +6,8 @@
 #include <QMainWindow>
 #include <QMenu>
 #include <QObject>
+#include <QPointer>
+#include <QWidget>
 
 /// The menu bar that all windows carry, and its shortcuts.
 ///
@@ -58,6 +60,7 @@ private:
     QAction* close;
     QAction* quit;
     QList<QAction*> editing;
+    QPointer<QWidget> edited;  // has the keyboard, or had it before the menu bar took it
     QAction* people;
     QAction* console;
     QAction* room;
