@@ -48,7 +48,27 @@ TEST_F(DesktopKeyboardTest, TheMenusAreOpenedByTheirLetters) {
     ann->expectActive("Room");
     ann->opensMenu([&] { ann->press("alt+e"); });
     ann->picture("edit-menu");
+    // Once out of the menu, once out of the bar.
     ann->press("Escape");
+    ann->press("Escape");
+    // The commands are for the text, though the bar has the keyboard for a moment.
+    const auto input = ann->sees("Room", "Message", "text");
+    ASSERT_TRUE(input);
+    const auto inputHolds = [&](const std::string& text) {
+        EXPECT_TRUE(ann->comesTrue([&] { return ann->tree().text(*input) == text; })) << ann->tree().text(*input);
+    };
+    const auto edit = [&](const std::string& letter) {
+        ann->opensMenu([&] { ann->press("alt+e"); });
+        ann->press(letter);
+    };
+    EXPECT_TRUE(ann->comesTrue([&] { return ann->tree().isFocused(*input); }));
+    ann->type("words");
+    inputHolds("words");
+    edit("a");
+    edit("t");
+    inputHolds("");
+    edit("p");
+    inputHolds("words");
     ann->opensMenu([&] { ann->press("alt+v"); });
     ann->picture("program-menu");
     ann->press("a");
