@@ -24,6 +24,7 @@
 #include "VimbleKit/Keys.h"
 #include "VimbleKit/Kit.h"
 #include "VimbleKit/ServerText.h"
+#include "VimbleKit/State.h"
 #include "VimbleKit/Text.h"
 
 #include <QApplication>
@@ -31,12 +32,17 @@
 #include <QMessageBox>
 #include <QSettings>
 
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <exception>
+#include <filesystem>
+#include <future>
 #include <memory>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <unistd.h>
@@ -48,6 +54,7 @@ constexpr char programName[] = "vimble";
 constexpr int usageStatus = 2;
 /// How long the end of the program waits for the network to take what was said.
 constexpr Seconds drainTime = 3;
+constexpr std::chrono::milliseconds nameTime{500};
 
 const Log log("zorvane.Vimble", "main");
 
@@ -140,11 +147,23 @@ std::unique_ptr<QSettings> userDefaults(const DesktopOptions& options) {
                                        QStringLiteral("UserDefaults"));
 }
 
+/// The application's folder, from the very start of the program: reading what lies in it takes as long as
+/// all that the toolkit does until the first window, and so is done at the same time.
+struct Remembered {
+    /// @throws ApplicationFolderError
+    explicit Remembered(const std::optional<std::filesystem::path>& dataDir)
+        : folder(dataDir, programName, Date::fromUnix(static_cast<double>(std::time(nullptr)))),
+          state(std::async(std::launch::async, [path = folder.path()] { return State::load(path, {}); })) {}
+
+    const ApplicationFolder folder;
+    std::future<State> state;  // the engine's, once
+};
+
 /// Runs the program to its end. @return the exit status
 int chat(const DesktopOptions& options, const std::optional<Endpoint>& server, Secrets& secrets,
-         SingleInstance& instance, QtMainLoop& loop) {
+         SingleInstance& instance, Remembered& remembered, QtMainLoop& loop) {
     if (!secrets.unlock()) return 1;
-    const ApplicationFolder folder(options.dataDir, programName, loop.now());
+    const std::filesystem::path& folder = remembered.folder.path();
     const LinuxHost host;
     auto ownMonitor = std::make_unique<NetlinkPathMonitor>(loop);
     NetlinkPathMonitor& monitor = *ownMonitor;
@@ -156,7 +175,8 @@ int chat(const DesktopOptions& options, const std::optional<Endpoint>& server, S
     std::optional<EndpointWatch> endpointWatch;
     const auto startedKit = [&]() -> Kit& {
         if (!kit) {
-            kit.emplace(KitEnvironment{loop, internets, secrets.store(), transport, host, folder.path()});
+            kit.emplace(KitEnvironment{loop, internets, secrets.store(), transport, host, folder,
+                                       [&remembered] { return remembered.state.get(); }});
             if (server) kit->setEndpoint(*server);
             endpointWatch.emplace(*kit, monitor);
             internets.start();
@@ -189,7 +209,7 @@ int chat(const DesktopOptions& options, const std::optional<Endpoint>& server, S
         .secrets = secrets.store(),
         .kit = startedKit,
         .host = host,
-        .folder = folder.path(),
+        .folder = folder,
         .userDefaults = *defaults,
         .bringForward = [](QWidget& window, const ActivationToken& token) { bringForward(window, token); },
         .quit = quit});
@@ -220,23 +240,27 @@ int chat(const DesktopOptions& options, const std::optional<Endpoint>& server, S
     return status;
 }
 
-int run(const DesktopOptions& options, std::optional<Passphrase> passphrase, const ActivationToken& token,
-        QtMainLoop& loop) {
-    std::optional<Endpoint> server;
-    if (options.server) server = serverFrom(*options.server);
-
+int run(const DesktopOptions& options, const std::optional<Endpoint>& server, std::optional<Passphrase> passphrase,
+        const ActivationToken& token, std::unique_ptr<Remembered> remembered, const std::string& whoHasIt) {
     SingleInstance instance(SingleInstance::busName(options.dataDir));
-    QStringList urls;
-    for (const std::string& url : options.urls) urls.append(toQt(url));
-    switch (instance.claim(urls, token)) {
-        case SingleInstance::Outcome::first: break;
-        case SingleInstance::Outcome::noBus: log.info(fromQt(instance.error())); break;
-        case SingleInstance::Outcome::forwarded:
-            if (server) complain("Vimble runs already for this data, and stays with its server");
-            return 0;
-        case SingleInstance::Outcome::noAnswer:
-            alert("Vimble runs already, and does not answer", fromQt(instance.error()));
-            return 1;
+    if (remembered) {
+        // Who has the folder is the one to be found. A name that another one still has is about to be given back.
+        if (instance.claim({}, {}, nameTime) != SingleInstance::Outcome::first)
+            log.info("Nobody will find this program over the session bus. " + fromQt(instance.error()));
+    } else {
+        QStringList urls;
+        for (const std::string& url : options.urls) urls.append(toQt(url));
+        switch (instance.claim(urls, token)) {
+            case SingleInstance::Outcome::forwarded:
+                if (server) complain("Vimble runs already for this data, and stays with its server");
+                return 0;
+            case SingleInstance::Outcome::noAnswer:
+                alert("Vimble runs already, and does not answer", fromQt(instance.error()));
+                return 1;
+            case SingleInstance::Outcome::noBus: throw std::runtime_error(whoHasIt);
+            // It has ended while it was asked, or is another program.
+            case SingleInstance::Outcome::first: remembered = std::make_unique<Remembered>(options.dataDir); break;
+        }
     }
     // Until there is a window, whoever starts the program again looks for the dialog that is open.
     const auto showDialog = [](const ActivationToken& given) {
@@ -244,8 +268,9 @@ int run(const DesktopOptions& options, std::optional<Passphrase> passphrase, con
     };
     instance.setHandlers(
         {.activate = showDialog, .open = [=](const QStringList&, const ActivationToken& given) { showDialog(given); }});
+    QtMainLoop loop;
     Secrets secrets(options, std::move(passphrase));
-    return chat(options, server, secrets, instance, loop);
+    return chat(options, server, secrets, instance, *remembered, loop);
 }
 
 bool hasScreen() {
@@ -291,6 +316,22 @@ int main(int argc, char** argv) {
         });
     }
 
+    std::optional<Endpoint> server;
+    std::unique_ptr<Remembered> remembered;
+    std::string whoHasIt;
+    std::string trouble;
+    try {
+        if (options.server) server = serverFrom(*options.server);
+        remembered = std::make_unique<Remembered>(options.dataDir);
+    } catch (const ServerTextError& error) {
+        complain(Text::escaped(error.what()));
+        return usageStatus;
+    } catch (const ApplicationFolderInUse& error) {
+        whoHasIt = error.what();
+    } catch (const std::exception& error) {
+        trouble = error.what();
+    }
+
     const ActivationToken token = ActivationToken::fromEnvironment();
     // Without the arguments: Qt has some of its own, which are nobody's business here.
     int count = argc > 0 ? 1 : 0;
@@ -301,12 +342,9 @@ int main(int argc, char** argv) {
     QApplication::setWindowIcon(Icons::app());
     QApplication::setQuitOnLastWindowClosed(false);
     const DesktopAppearance appearance;
-    QtMainLoop loop;
     try {
-        return run(options, std::move(passphrase), token, loop);
-    } catch (const ServerTextError& error) {
-        complain(Text::escaped(error.what()));
-        return usageStatus;
+        if (!trouble.empty()) throw std::runtime_error(trouble);
+        return run(options, server, std::move(passphrase), token, std::move(remembered), whoHasIt);
     } catch (const std::exception& error) {
         alert("Vimble could not start", error.what());
         return 1;

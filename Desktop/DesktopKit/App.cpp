@@ -260,6 +260,9 @@ bool App::eventFilter(QObject* object, QEvent* event) {
             QCoreApplication::sendEvent(child, &change);
         }
     }
+    if (object == _roomWindow.get() &&
+        (event->type() == QEvent::Show || event->type() == QEvent::Hide || event->type() == QEvent::WindowStateChange))
+        rosterWindow().rosterVC().setRoomOpen(_roomWindow->isVisible() && !_roomWindow->isMinimized());
     if (event->type() == QEvent::Close && !isEnding) {
         auto* window = qobject_cast<QMainWindow*>(object);
         if (window != nullptr && window->isVisible() && isLastOpen(*window) && !(tray && tray->isShown())) {

@@ -14,6 +14,7 @@
 namespace {
 
 constexpr std::int64_t mostShown = 99;
+constexpr std::size_t mostLookedAt = 1000;
 constexpr double countPoints = 10;
 
 QString countText(std::int64_t unread) {
@@ -22,10 +23,14 @@ QString countText(std::int64_t unread) {
 
 }  // namespace
 
-RoomRow::LocalState::LocalState(const State* state)
-    : unread(state ? std::max<std::int64_t>(
-                         0, static_cast<std::int64_t>(state->room.messages.size()) - state->room.readCount)
-                   : 0) {}
+RoomRow::LocalState::LocalState(const State* state) {
+    if (!state) return;
+    const auto& messages = state->room.messages;
+    const auto read = static_cast<std::size_t>(std::max<std::int64_t>(0, state->room.readCount));
+    const std::size_t end = messages.size() - std::min(messages.size(), mostLookedAt);
+    for (std::size_t i = messages.size(); i > std::max(read, end) && unread <= mostShown;)
+        if (messages[--i].author != state->publicKey) ++unread;
+}
 
 RoomRow::RoomRow(Kit& kit, QWidget* parent) : QAbstractButton(parent) {
     setText(QStringLiteral("Room"));
@@ -36,7 +41,17 @@ RoomRow::RoomRow(Kit& kit, QWidget* parent) : QAbstractButton(parent) {
 
 void RoomRow::apply(const LocalState& newState) {
     state = newState;
-    setAccessibleName(state.unread == 0 ? text() : text() + QStringLiteral(", %1 unread").arg(state.unread));
+    showCount();
+}
+
+void RoomRow::setRoomOpen(bool isOpen) {
+    isRoomOpen = isOpen;
+    showCount();
+}
+
+void RoomRow::showCount() {
+    const std::int64_t count = shownCount();
+    setAccessibleName(count == 0 ? text() : text() + QStringLiteral(", %1 unread").arg(countText(count)));
     update();
 }
 
@@ -48,9 +63,9 @@ void RoomRow::paintEvent(QPaintEvent*) {
     PersonView::Style style = PersonView::style(true, palette());
     if (hasFocus()) style.color = PersonView::drawSelection(painter, rect(), palette(), true);
     QRect row = rect();
-    if (state.unread > 0) {
+    if (const std::int64_t unread = shownCount(); unread > 0) {
         style.weight = QFont::Bold;
-        const LineText count(countText(state.unread), Look::font(countPoints, QFont::Bold), width());
+        const LineText count(countText(unread), Look::font(countPoints, QFont::Bold), width());
         const double height = Look::scaled(15);
         QRectF pill(0, 0, std::max(height, count.width() + 9), height);
         pill.moveCenter(rect().toRectF().center());

@@ -11,7 +11,7 @@
 class Kit;
 
 /// The row that opens the room, above the list of people and looking like its rows; bold, with a count,
-/// while the room holds what has not been in view.
+/// while the room is closed and holds words of others that have not been in view.
 ///
 /// A double-click opens it, and Return, Enter or Space while it has the focus. Main thread only.
 class RoomRow : public QAbstractButton, public SignalTarget {
@@ -23,12 +23,15 @@ public:
         LocalState() = default;
         explicit LocalState(const State* state);
 
-        std::int64_t unread = 0;  // never negative
+        std::int64_t unread = 0;  // words of others; counted up to 100, among the last 1000 messages
 
         bool operator==(const LocalState&) const = default;
     };
 
     explicit RoomRow(Kit& kit, QWidget* parent = nullptr);
+
+    /// Whether the room is on the screen: what comes then has been in view.
+    void setRoomOpen(bool isOpen);
 
     /// The key "Down" was pressed.
     std::function<void()> onLeaveDownwards;
@@ -49,6 +52,9 @@ protected:
 
 private:
     void apply(const LocalState& newState);
+    void showCount();
+    std::int64_t shownCount() const { return isRoomOpen ? 0 : state.unread; }
 
     LocalState state;
+    bool isRoomOpen = false;
 };

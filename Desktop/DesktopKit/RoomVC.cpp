@@ -34,6 +34,12 @@ void RoomVC::showEvent(QShowEvent* event) {
     QWidget::showEvent(event);
 }
 
+void RoomVC::hideEvent(QHideEvent* event) {
+    // What came while the room was on the screen has been in view.
+    if (!event->spontaneous()) kit.markRoomRead();
+    QWidget::hideEvent(event);
+}
+
 void RoomVC::stateChanged(const State& now) {
     state = now;
     showTranscript();

@@ -21,7 +21,7 @@ class TalkPane;
 /// of those who speak.
 ///
 /// It notes between the messages when somebody takes a new name or emoji, is added or is removed; these
-/// notes go with it. The room counts as read whenever it appears on the screen, and at no other time.
+/// notes go with it. The room counts as read whenever it appears on the screen, and when it goes from it.
 ///
 /// Main thread; the session and the loop must outlive it.
 class RoomVC : public QWidget, public SignalTarget, public InputViewDelegate {
@@ -39,6 +39,7 @@ public:
 
 protected:
     void showEvent(QShowEvent* event) override;
+    void hideEvent(QHideEvent* event) override;
 
 private:
     void stateChanged(const State& now);

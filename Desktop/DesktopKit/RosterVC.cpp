@@ -189,6 +189,8 @@ void RosterVC::apply(const LocalState& newState) {
     reload();
 }
 
+void RosterVC::setRoomOpen(bool isOpen) { roomRow->setRoomOpen(isOpen); }
+
 void RosterVC::showTrouble(const std::string& text) {
     constexpr qsizetype most = 300;
     QString shown = DisplayText::line(text);

@@ -61,6 +61,8 @@ public:
     void setDelegate(Weak<RosterVCDelegate> newDelegate) { delegate = newDelegate; }
     /// What opens the room's window.
     void setOpenRoom(std::function<void()> newOpenRoom) { openRoom = std::move(newOpenRoom); }
+    /// Whether the room is on the screen.
+    void setRoomOpen(bool isOpen);
     /// Says why no link comes about, until there is one. At most 300 characters of it are shown.
     void showTrouble(const std::string& text);
 

@@ -34,6 +34,17 @@ protected:
 
 constexpr double inputHeight = 40;  // points
 
+// A screen holds some tens of rows; what is copied for the first painting is worth a blink.
+constexpr std::size_t firstMessages = 300;
+constexpr std::size_t longChat = 2000;
+
+/// The messages of a chat from that one on, as a chat of its own.
+Chat endOf(const Chat& chat, std::size_t first) {
+    Chat end;
+    for (std::size_t i = first; i < chat.messages.size(); ++i) end.messages.push_back(chat.messages[i]);
+    return end;
+}
+
 /// Whether the key writes something, as opposed to moving, copying or choosing a menu.
 bool writes(const QKeyEvent& key) {
     if (key.matches(QKeySequence::Paste)) return true;
@@ -71,6 +82,7 @@ TalkPane::TalkPane(Kit& kit, MainLoop& loop, ChatterView::Authors authors, std::
     setTabOrder(&_input->textView(), _output);
     setFocusProxy(&_input->textView());
     _output->installEventFilter(this);
+    _output->viewport()->installEventFilter(this);
     _input->textView().installEventFilter(this);
 }
 
@@ -78,8 +90,23 @@ void TalkPane::showChat(const State& state, const Chat* chat) {
     _input->setOffline(state.connection != Connection::online);
     const bool areNamesNew = !(people == state.people);
     people = state.people;
-    _output->setTranscript(builder.build(chat, people, _activities));
+    this->chat = chat != nullptr ? *chat : Chat();
+    if (this->chat.messages.size() <= longChat) isWhole = true;
+    if (isWhole) {
+        _output->setTranscript(builder.build(chat, people, _activities));
+    } else {
+        // From the same one every time: what comes meanwhile is an addition at the end, which is followed.
+        const std::size_t count = this->chat.messages.size();
+        if (firstShown == 0 || firstShown > count) firstShown = count - firstMessages;
+        const Chat end = endOf(this->chat, firstShown);
+        _output->setTranscript(buildTranscript(&end, people, _activities));
+    }
     if (areNamesNew) _output->namesChanged();
+}
+
+void TalkPane::showAll() {
+    isWhole = true;
+    _output->setTranscript(builder.build(&chat, people, _activities));
 }
 
 void TalkPane::submit(const std::string& text) {
@@ -130,6 +157,10 @@ void TalkPane::changeEvent(QEvent* event) {
 }
 
 bool TalkPane::eventFilter(QObject* watched, QEvent* event) {
+    if (event->type() == QEvent::Paint && watched == _output->viewport() && !isWhole && !isWholeAsked) {
+        isWholeAsked = true;
+        QMetaObject::invokeMethod(this, &TalkPane::showAll, Qt::QueuedConnection);
+    }
     if (event->type() != QEvent::KeyPress) return QWidget::eventFilter(watched, event);
     const auto& key = static_cast<const QKeyEvent&>(*event);
     if (watched == _output && writes(key)) {

@@ -31,6 +31,10 @@ public:
     const std::vector<Activity>& activities() const { return _activities; }
 
     /// Shows that chat; costs next to nothing for a state that changes nothing of it.
+    ///
+    /// Of a long chat that has never been on the screen, the end alone is shown at first, and all of it as
+    /// soon as that has been painted: a reader who opens a chat of years looks at its end, and is not to
+    /// wait for its beginning.
     /// @param chat  null where there is none yet
     void showChat(const State& state, const Chat* chat);
     /// Shown from the next `showChat` on.
@@ -53,6 +57,7 @@ protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
+    void showAll();
     bool pass(const std::string& text);
     bool passCommand(std::string_view command);
     void putBack(const std::string& text);
@@ -64,7 +69,11 @@ private:
     std::string target;
     TranscriptBuilder builder;
     std::vector<Activity> _activities;
-    People people;  // as last shown
+    People people;               // as last shown
+    Chat chat;                   // likewise; empty where there is none
+    bool isWhole = false;        // all of the chat is shown
+    std::size_t firstShown = 0;  // of the messages, until all are
+    bool isWholeAsked = false;   // at the loop's next turn it will be
     ChatterView* _output;
     QWidget* divider;
     InputView* _input;

@@ -5,6 +5,7 @@
 
 #include "Base/Bytes.h"
 #include "StateKit/Date.h"
+#include "StateKit/LargeBuffer.h"
 #include "StateKit/Record.h"
 #include "StateKit/SharedList.h"
 #include "StateKit/SharedMap.h"
@@ -60,20 +61,17 @@ public:
 
     /// Makes room for `size` bytes, whose contents are the caller's to write.
     void resize(std::size_t newSize) {
-        if (newSize + padding > capacity) {
-            capacity = newSize + padding;
-            // Not value-initialised: a long file would be written twice.
-            storage = std::make_unique_for_overwrite<char[]>(capacity);
-        }
+        if (newSize + padding > storage.size()) storage = LargeBuffer(newSize + padding);
         size = newSize;
-        std::memset(storage.get() + size, 0, padding);
+        std::memset(storage.data() + size, 0, padding);
     }
-    char* data() { return storage.get(); }
-    simdjson::padded_string_view view() const { return simdjson::padded_string_view(storage.get(), size, capacity); }
+    char* data() { return storage.data(); }
+    simdjson::padded_string_view view() const {
+        return simdjson::padded_string_view(storage.data(), size, storage.size());
+    }
 
 private:
-    std::unique_ptr<char[]> storage;
-    std::size_t capacity = 0;
+    LargeBuffer storage;
     std::size_t size = 0;
 };
 
@@ -235,6 +233,23 @@ inline std::string_view keyOf(simdjson::ondemand::field& field, std::string& roo
     return room;
 }
 
+/// A text. One without escapes, as most are, is taken from where it stands; the library would copy it once
+/// more, into memory that nothing has touched before.
+template <class Source>
+void readText(Source& source, std::string& out) {
+    std::string_view token = source.raw_json_token();
+    while (!token.empty() && static_cast<unsigned char>(token.back()) <= ' ') token.remove_suffix(1);
+    const bool isPlain = token.size() >= 2 && token.front() == '"' && token.back() == '"' &&
+                         std::memchr(token.data(), '\\', token.size()) == nullptr;
+    if (!isPlain) {
+        out = std::string_view(source.get_string());
+        return;
+    }
+    // Steps over it; that the string has its end, and no control characters in it, the reader has made sure.
+    (void)simdjson::ondemand::raw_json_string(source.get_raw_json_string());
+    out = token.substr(1, token.size() - 2);
+}
+
 template <class Source, class Type>
 void read(Source& source, Type& out);
 
@@ -292,7 +307,7 @@ void read(Source& source, Type& out) {
     } else if constexpr (std::same_as<Type, Date>) {
         out.sinceReference = double(source.get_double());
     } else if constexpr (std::same_as<Type, std::string>) {
-        out = std::string_view(source.get_string());
+        readText(source, out);
     } else if constexpr (isOptional<Type>) {
         if (bool(source.is_null()))
             out.reset();

@@ -29,10 +29,13 @@ std::shared_ptr<const Keys> loadKeys(SecretStore& secrets) {
     }
 }
 
-State loadState(const std::filesystem::path& folder, const Keys& keys, const std::optional<Endpoint>& endpoint) {
-    State state = State::load(folder, endpoint);
+State ownedBy(const Keys& keys, State state) {
     state.publicKey = keys.publicKeyText();
     return state;
+}
+
+State firstState(const KitEnvironment& environment) {
+    return environment.loadState ? environment.loadState() : State::load(environment.folder, {});
 }
 
 }  // namespace
@@ -51,7 +54,7 @@ void Kit::configureShared(std::function<KitEnvironment()> environment) { sharedE
 Kit::Kit(const KitEnvironment& environment)
     : _environment(environment),
       _keys(loadKeys(environment.secrets)),
-      _core(Core<State>::make(environment.loop, loadState(environment.folder, *_keys, {}))),
+      _core(Core<State>::make(environment.loop, ownedBy(*_keys, firstState(environment)))),
       _suspendTimer(Heartbeat::make(environment.loop, saveInterval, saveMaxDelay)),
       _internetStatus(environment.internets.status()),
       _subsEvents(environment.loop),

@@ -27,6 +27,9 @@ struct KitEnvironment {
     Transport& transport;
     const Host& host;
     std::filesystem::path folder;  // the application's own; holds the state files
+    /// Gives what `State::load` gives for the folder and the last server in use, to a program that has begun
+    /// to read it earlier, on another thread. Asked once, at the start; nothing reads it there and then.
+    std::function<State()> loadState = {};
 };
 
 /// The session: the only door to the chat.

@@ -123,7 +123,7 @@ TEST_F(RoomVCTest, RowsSayWhoSpeaks) {
     EXPECT_TRUE(vc->output().spokenRow(1).startsWith("Anonymous, "));
 }
 
-TEST_F(RoomVCTest, TheRoomIsReadWhenItAppearsAndNotBefore) {
+TEST_F(RoomVCTest, TheRoomIsReadWhenItAppearsAndWhenItGoes) {
     toRoom(world.ann, "Ann", "🐙", "one");
     EXPECT_EQ(world.state().room.readCount, 0);
     vc->show();
@@ -131,8 +131,11 @@ TEST_F(RoomVCTest, TheRoomIsReadWhenItAppearsAndNotBefore) {
     toRoom(world.ann, "Ann", "🐙", "two");
     EXPECT_EQ(world.state().room.readCount, 1);
     vc->hide();
-    vc->show();
     EXPECT_EQ(world.state().room.readCount, 2);
+    toRoom(world.ann, "Ann", "🐙", "three");
+    EXPECT_EQ(world.state().room.readCount, 2);
+    vc->show();
+    EXPECT_EQ(world.state().room.readCount, 3);
 }
 
 TEST_F(RoomVCTest, AppearingBringsTheFocusToTheInput) {

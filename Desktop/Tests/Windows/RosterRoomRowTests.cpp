@@ -82,6 +82,33 @@ TEST_F(RosterRoomRowTest, ItTellsWhatHasNotBeenInView) {
     EXPECT_EQ(row().grab().toImage(), before);
 }
 
+TEST_F(RosterRoomRowTest, WhatComesWhileTheRoomIsOpenIsNotUnread) {
+    connect({1, 2});
+    showWithRoom();
+    roster->setRoomOpen(true);
+    session.server().relay(keysOf(2), {"room", "B", "", "hi"});
+    EXPECT_EQ(spoken(), QStringLiteral("Room"));
+    roster->setRoomOpen(false);
+    EXPECT_EQ(spoken(), QStringLiteral("Room, 1 unread"));
+}
+
+TEST_F(RosterRoomRowTest, TheUsersOwnWordsAreNeverUnread) {
+    connect({1, 2});
+    showWithRoom();
+    session.kit->send("mine", Kit::roomKey);
+    ASSERT_EQ(session.kit->state().room.messages.size(), 1u);
+    EXPECT_EQ(spoken(), QStringLiteral("Room"));
+}
+
+TEST_F(RosterRoomRowTest, ALongAbsenceIsCountedToAHundred) {
+    State state;
+    state.publicKey = "me";
+    for (int i = 0; i < 5000; ++i) state.room.messages.push_back({i % 2 == 0 ? "me" : "you", "words", {}});
+    EXPECT_EQ(RoomRow::LocalState(&state).unread, 100);
+    state.room.readCount = 4990;
+    EXPECT_EQ(RoomRow::LocalState(&state).unread, 5);
+}
+
 TEST_F(RosterRoomRowTest, ACountBeyondTheMessagesIsNothingUnread) {
     State state;
     state.room.readCount = 5;
