@@ -2,6 +2,7 @@
 
 #include "DesktopViews/ConnectionView.h"
 #include "DesktopViews/Look.h"
+#include "DesktopViews/Wrapping.h"
 #include "PlatformCore/Text.h"
 
 #include <QGuiApplication>
@@ -38,7 +39,9 @@ InputTextView::InputTextView(QWidget* parent) : QPlainTextEdit(parent) {
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     verticalScrollBar()->setStyleSheet(QLatin1String(scrollBarStyle));
     setLineWrapMode(QPlainTextEdit::WidgetWidth);
-    setWordWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
+    setWordWrapMode(Wrapping::of({}));
+    // Told before the change is laid out.
+    connect(document(), &QTextDocument::contentsChange, this, &InputTextView::fitWrapping);
     // Else the keyboard could not leave the field.
     setTabChangesFocus(true);
     setPlaceholderText(QStringLiteral("Message"));
@@ -79,6 +82,17 @@ void InputTextView::keyPressEvent(QKeyEvent* event) {
     if ((event->modifiers() & ~Qt::KeypadModifier) == Qt::NoModifier) return Q_EMIT newlineCommand();
     textCursor().insertBlock();
     ensureCursorVisible();
+}
+
+void InputTextView::fitWrapping(int position, int, int added) {
+    QTextOption::WrapMode mode = document()->isEmpty() ? Wrapping::of({}) : wordWrapMode();
+    // What is typed letter by letter makes no word so long that it costs much.
+    if (added > Wrapping::longestWord) {
+        for (QTextBlock block = document()->findBlock(position); block.isValid() && block.position() < position + added;
+             block = block.next())
+            if (Wrapping::of(block.text()) == QTextOption::WrapAnywhere) mode = QTextOption::WrapAnywhere;
+    }
+    if (mode != wordWrapMode()) setWordWrapMode(mode);
 }
 
 void InputTextView::applyFont() { setFont(Look::font(textSize)); }

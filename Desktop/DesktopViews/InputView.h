@@ -48,6 +48,7 @@ protected:
 private:
     void applyFont();
     void applyMargins();
+    void fitWrapping(int position, int removed, int added);
 
     int rightInset = 0;
 };

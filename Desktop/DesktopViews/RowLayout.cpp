@@ -1,6 +1,7 @@
 #include "DesktopViews/RowLayout.h"
 
 #include "DesktopViews/Look.h"
+#include "DesktopViews/Wrapping.h"
 #include "TranscriptKit/EmojiRanges.h"
 
 #include <QFontMetricsF>
@@ -116,7 +117,7 @@ void RowLayout::layOutText(const RowStyle& style, int width) {
         std::replace_if(text.begin(), text.end(), isLineEnd, QChar(QChar::LineSeparator));
         QTextOption option(paragraphs.isRightToLeft ? Qt::AlignRight : Qt::AlignLeft);
         option.setTextDirection(paragraphs.isRightToLeft ? Qt::RightToLeft : Qt::LeftToRight);
-        option.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
+        option.setWrapMode(Wrapping::of(text));
         option.setTabStopDistance(8 * style.characterWidth);
         piece.layout = std::make_unique<QTextLayout>();
         piece.layout->setTextOption(option);
