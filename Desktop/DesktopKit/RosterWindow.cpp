@@ -58,7 +58,11 @@ void RosterWindow::openConversation(const Person& person) {
 
 void RosterWindow::apply(const LocalState& state) {
     switch (state.connection) {
-        case Connection::setup: setContent(_authVC); return;
+        case Connection::setup:
+            setContent(_authVC);
+            // What went wrong with one server says nothing of the one that is chosen next.
+            _rosterVC->showTrouble({});
+            return;
         case Connection::online:
         case Connection::offline: setContent(_rosterVC); return;
     }

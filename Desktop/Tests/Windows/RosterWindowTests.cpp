@@ -213,6 +213,22 @@ TEST_F(RosterWindowTest, HidingTheWindowLeavesNoOtherSheetAloneOnTheScreen) {
     EXPECT_FALSE(window->findChild<QDialog*>());
 }
 
+TEST_F(RosterWindowTest, TheTroubleWithOneServerIsNotToldOfTheNext) {
+    session.start();
+    open();
+    window->show();
+    session.kit->setEndpoint(session.endpoint);
+    session.kit->connect();
+    window->showTrouble("no such host");
+    auto* label = window->findChild<QLabel*>("troubleLabel");
+    ASSERT_TRUE(label->isVisible());
+    session.kit->disconnect();
+    session.kit->setEndpoint(session.otherEndpoint);
+    session.kit->connect();
+    ASSERT_EQ(window->content(), &window->rosterVC());
+    EXPECT_FALSE(label->isVisible());
+}
+
 TEST_F(RosterWindowTest, OtherEventsShowNoSheet) {
     session.startConnected({listed(1)});
     open();
