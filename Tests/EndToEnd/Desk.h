@@ -14,7 +14,7 @@
 ///
 /// What they do goes through mouse and keyboard; what they see is read as assistive technology reads it.
 /// Every "waits" gives up after `Process::patience`, with a test failure that lists what is on the screen.
-/// Pictures of the screen are kept in the folder that VIMBLE_ARTEFACTS names, or in the build folder, as
+/// Pictures of the screen are kept in the folder that VIMBLE_ARTEFACTS names, or in build/artefacts, as
 /// TEST/NAME-NUMBER-STEP.png.
 class Desk {
 public:
