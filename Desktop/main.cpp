@@ -85,12 +85,12 @@ public:
 
     SecretStore& store() { return *_store; }
 
-    /// Has the file opened, and asks for as long as the answers are wrong.
+    /// Has the file opened, or made with a first key in it, and asks for as long as the answers are wrong.
     /// @return false if the user has given it up
     bool unlock() {
         while (file) {
             try {
-                Keys::load(*_store);
+                Keys::loadOrGenerate(*_store);
                 return true;
             } catch (const KeysError& error) {
                 if (error.status == SecretStatuses::userCanceled) return false;
@@ -200,7 +200,19 @@ int chat(const DesktopOptions& options, const std::optional<Endpoint>& server, S
         else
             QCoreApplication::exit(0);
     };
-    const SignalWatch signalWatch(quit);
+    bool isAttended = true;
+    const SignalWatch signalWatch([&] {
+        isAttended = false;
+        quit();
+    });
+    // The end of the session may come without another word.
+    QObject::connect(qGuiApp, &QGuiApplication::commitDataRequest, qGuiApp, [&kit] {
+        try {
+            if (kit) kit->save();
+        } catch (const std::exception& error) {
+            log.error(error.what());
+        }
+    });
     // Nothing of this begins when a session is only about to end: that may be called off, and the program goes on.
     const QuitRequests quitRequests(quit);
 
@@ -234,7 +246,9 @@ int chat(const DesktopOptions& options, const std::optional<Endpoint>& server, S
     try {
         kit->save();
     } catch (const std::exception& error) {
-        alert("What was said could not be saved", error.what());
+        const std::string text = "What was said could not be saved";
+        // Nobody is there to close a dialog when the session, or the machine, is going down.
+        isAttended ? alert(text, error.what()) : complain(Text::escaped(text + ": " + error.what()));
         return 1;
     }
     return status;

@@ -91,7 +91,7 @@ void MainMenu::attach(QMainWindow& window) {
 void MainMenu::fill(QMenu& menu) {
     menu.addActions({people, room, console});
     menu.addSeparator();
-    menu.addActions({preferences, disconnection});
+    menu.addActions({about, preferences, updates, disconnection});
     menu.addSeparator();
     menu.addAction(quit);
     connect(&menu, &QMenu::aboutToShow, this, [this] { refresh(); });

@@ -34,10 +34,8 @@ class RosterWindow : public QMainWindow, public SignalTarget, public RosterVCDel
     Q_OBJECT
 
 public:
-    /// Under which the window is restored, and its object name.
+    /// Under which the window is restored and its place remembered, and its object name.
     static constexpr char restorationIdentifier[] = "RosterWindowID";
-    /// Under which its place is remembered.
-    static constexpr char frameAutosaveName[] = "RosterWindow";
 
     struct LocalState {
         using StateType = State;

@@ -135,9 +135,12 @@ bool TalkPane::pass(const std::string& text) {
 
 bool TalkPane::passCommand(std::string_view command) {
     if (command.empty()) return true;
-    const bool isConnected = kit.socket() && kit.socket()->isConnected();
+    // A new name or emoji goes to everybody, and so needs the server's list as a text does.
+    const std::string_view word = command.substr(0, command.find(' '));
+    const bool isForAll = word == "name" || word == "emoji";
+    const bool isGone = isForAll ? kit.canSend() : kit.socket() && kit.socket()->isConnected();
     kit.command(command);
-    return isConnected;
+    return isGone;
 }
 
 void TalkPane::putBack(const std::string& text) {

@@ -32,6 +32,7 @@ constexpr Seconds longestWait = 3600;
 // A transcript that is far longer than a screen can be is still announced in no time.
 constexpr std::size_t mostAnnounced = 8;
 constexpr int mostRounds = 4;
+constexpr int longestTitle = 60;  // of a link in a menu, in average characters
 
 Date systemTime() { return Date::fromUnix(static_cast<double>(QDateTime::currentMSecsSinceEpoch()) / 1000); }
 
@@ -161,7 +162,8 @@ void ChatterView::openRow(std::size_t row) {
     auto* menu = new QMenu(this);
     menu->setAttribute(Qt::WA_DeleteOnClose);
     for (const Links::Link& link : links) {
-        QString title = link.url.toDisplayString();
+        QString title = menu->fontMetrics().elidedText(link.url.toDisplayString(), Qt::ElideMiddle,
+                                                       menu->fontMetrics().averageCharWidth() * longestTitle);
         title.replace(QLatin1Char('&'), QStringLiteral("&&"));
         connect(menu->addAction(title), &QAction::triggered, this, [this, url = link.url] { open(url); });
     }

@@ -49,5 +49,4 @@ private:
 
     const std::function<Date()> clock;
     std::vector<Block> blocks;  // by block number; none for the one block of an empty log
-    bool wasPinned = true;      // before the layout changed
 };

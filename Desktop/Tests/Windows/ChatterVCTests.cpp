@@ -476,4 +476,21 @@ TEST_F(ChatterVCTest, TheInputIsFortyPointsHighBelowADividerBelowTheTranscript) 
     EXPECT_EQ(vc->input().height(), height);
 }
 
+TEST(UnlistedChatterVCTest, ANameThatNobodyCouldHearComesBackIntoTheInput) {
+    Session session;
+    session.startConnected({listed(2)});
+    ASSERT_FALSE(session.kit->canSend());
+    ChatterVC vc(*session.kit, session.loop, keyTextOf(2));
+    for (const char* command : {"/name Rose", "/emoji 🌹"}) {
+        vc.input().textView().setPlainText(QString());
+        TalkWorld::type(vc.input(), QString::fromUtf8(command));
+        session.loop.run();
+        EXPECT_EQ(TalkWorld::typed(vc.input()), command);
+    }
+    vc.input().textView().setPlainText(QString());
+    TalkWorld::type(vc.input(), QStringLiteral("/who"));
+    session.loop.run();
+    EXPECT_EQ(TalkWorld::typed(vc.input()), "");
+}
+
 }  // namespace

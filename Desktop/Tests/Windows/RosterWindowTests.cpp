@@ -54,7 +54,6 @@ TEST_F(RosterWindowTest, HasItsTitleSizesAndNames) {
     EXPECT_EQ(window->minimumSize(), QSize(100, 90));
     EXPECT_EQ(window->objectName(), QStringLiteral("RosterWindowID"));
     EXPECT_STREQ(RosterWindow::restorationIdentifier, "RosterWindowID");
-    EXPECT_STREQ(RosterWindow::frameAutosaveName, "RosterWindow");
 }
 
 TEST_F(RosterWindowTest, BothContentsFitTheSmallestWindow) {
