@@ -8,7 +8,10 @@
 #include <utility>
 
 RoomVC::RoomVC(Kit& kit, MainLoop& loop, QWidget* parent)
-    : QWidget(parent), kit(kit), pane(new TalkPane(kit, loop, ChatterView::Authors::named, Kit::roomKey, this)) {
+    : QWidget(parent),
+      kit(kit),
+      loop(loop),
+      pane(new TalkPane(kit, loop, ChatterView::Authors::named, Kit::roomKey, this)) {
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(pane);
@@ -41,12 +44,27 @@ void RoomVC::hideEvent(QHideEvent* event) {
 }
 
 void RoomVC::stateChanged(const State& now) {
+    noteOwnChange(now);
     state = now;
     showTranscript();
 }
 
+/// The engine tells of others alone, and the room is for everybody's names.
+void RoomVC::noteOwnChange(const State& now) {
+    const Person* before = state && state->endpoint == now.endpoint ? state->me() : nullptr;
+    const Person* after = now.me();
+    if (before == nullptr || after == nullptr) return;
+    if (before->displayName() != after->displayName())
+        pane->addActivity(*ActivityNotes::ofChange(Events::NameSet{*after, before->displayName(), loop.now()}));
+    if (before->displayEmoji() != after->displayEmoji())
+        pane->addActivity(*ActivityNotes::ofChange(Events::EmojiSet{*after, before->displayEmoji(), loop.now()}));
+}
+
 void RoomVC::happened(const Event& event) {
     if (!state) return;
+    // Of the user's own change from another machine the state has told already.
+    const Person* changed = ActivityNotes::changed(event);
+    if (changed != nullptr && changed->publicKey == state->publicKey) return;
     auto note = ActivityNotes::ofChange(event);
     if (!note) note = ActivityNotes::ofMembership(event);
     if (!note) return;

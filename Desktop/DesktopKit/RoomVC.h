@@ -47,7 +47,10 @@ private:
     void viewWillAppear();
     void showTranscript();
 
+    void noteOwnChange(const State& now);
+
     Kit& kit;
+    MainLoop& loop;
     TalkPane* pane;
     std::optional<State> state;  // the last one received
 };

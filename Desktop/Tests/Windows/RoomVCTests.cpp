@@ -143,4 +143,19 @@ TEST_F(RoomVCTest, AppearingBringsTheFocusToTheInput) {
     EXPECT_EQ(vc->focusWidget(), &vc->input().textView());
 }
 
+TEST_F(RoomVCTest, TheUsersOwnNewNameAndEmojiAreNotedOnce) {
+    world.kit().setName("Rose");
+    world.kit().setEmoji("🌹");
+    world.kit().setEmoji("🌹");
+    const std::string anonymous = Person{keyTextOf(1), "", "", false, true}.displayName();
+    EXPECT_THAT(rows(), ElementsAre("daybreak", "activity: " + anonymous + " name → Rose", "activity: Rose emoji → 🌹"));
+}
+
+TEST_F(RoomVCTest, AnotherServersListIsNoNewName) {
+    world.kit().setName("Rose");
+    const auto before = vc->activities().size();
+    world.kit().setEndpoint(world.session.otherEndpoint);
+    EXPECT_EQ(vc->activities().size(), before);
+}
+
 }  // namespace
