@@ -21,6 +21,7 @@
 #include "StateKit/Internets.h"
 #include "StateKit/Log.h"
 #include "TranscriptKit/DisplayText.h"
+#include "VimbleKit/Arguments.h"
 #include "VimbleKit/Keys.h"
 #include "VimbleKit/Kit.h"
 #include "VimbleKit/ServerText.h"
@@ -303,7 +304,7 @@ int main(int argc, char** argv) {
     DesktopOptions options;
     try {
         options = DesktopOptions::parse({argv + (argc > 0 ? 1 : 0), argv + argc});
-    } catch (const DesktopOptionsError& error) {
+    } catch (const ArgumentsError& error) {
         complain(error.what());
         return usageStatus;
     }

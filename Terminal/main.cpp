@@ -1,19 +1,20 @@
 #include "PlatformCore/ApplicationFolder.h"
 #include "PlatformCore/LinuxHost.h"
 #include "PlatformCore/NetlinkPathMonitor.h"
-#include "PlatformCore/QtMessages.h"
 #include "PlatformCore/QtMainLoop.h"
+#include "PlatformCore/QtMessages.h"
 #include "PlatformCore/QtTransport.h"
 #include "PlatformCore/SealedFileStore.h"
 #include "PlatformCore/SecretServiceStore.h"
+#include "PlatformCore/SignalWatch.h"
 #include "StateKit/Internets.h"
 #include "StateKit/Log.h"
 #include "TerminalKit/TerminalOptions.h"
 #include "TerminalKit/TerminalSession.h"
 #include "TerminalShell/PassphrasePrompt.h"
-#include "PlatformCore/SignalWatch.h"
 #include "TerminalShell/StandardStreams.h"
 #include "TerminalShell/TerminalLog.h"
+#include "VimbleKit/Arguments.h"
 #include "VimbleKit/Endpoint.h"
 #include "VimbleKit/Keys.h"
 #include "VimbleKit/Kit.h"
@@ -144,7 +145,7 @@ int main(int argc, char** argv) {
     TerminalOptions options;
     try {
         options = TerminalOptions::parse({argv + (argc > 0 ? 1 : 0), argv + argc});
-    } catch (const TerminalOptionsError& error) {
+    } catch (const ArgumentsError& error) {
         complain(error.what());
         return usageStatus;
     }

@@ -1,8 +1,6 @@
 #include "TerminalKit/TerminalOptions.h"
 
-#include "VimbleKit/Text.h"
-
-#include <cstddef>
+#include "VimbleKit/Arguments.h"
 
 namespace {
 
@@ -45,43 +43,26 @@ std::string_view TerminalOptions::help() { return helpText; }
 
 TerminalOptions TerminalOptions::parse(const std::vector<std::string_view>& arguments) {
     TerminalOptions options;
-    for (std::size_t at = 0; at < arguments.size(); ++at) {
-        const std::string_view argument = arguments[at];
-        const std::size_t equals = argument.find('=');
-        const std::string_view name = argument.substr(0, equals);
-        const auto givenValue = [&]() -> std::string {
-            if (equals != std::string_view::npos) return std::string(argument.substr(equals + 1));
-            if (at + 1 < arguments.size()) return std::string(arguments[++at]);
-            throw TerminalOptionsError(std::string(name) + " needs a value");
-        };
-        const auto value = [&] {
-            std::string text = givenValue();
-            if (text.empty()) throw TerminalOptionsError(std::string(name) + " needs a value");
-            return text;
-        };
-        const auto flag = [&](bool& option) {
-            if (equals != std::string_view::npos) throw TerminalOptionsError(std::string(name) + " takes no value");
-            option = true;
-        };
+    for (Arguments reader(arguments); reader.next();) {
+        const std::string_view name = reader.name();
         if (name == "--data-dir")
-            options.dataDir = value();
+            options.dataDir = reader.value();
         else if (name == "--secret-file")
-            options.secretFile = value();
+            options.secretFile = reader.value();
         else if (name == "--server")
-            options.server = givenValue();  // an empty one is no server, as any other nonsense
+            options.server = reader.givenValue();  // an empty one is no server, as any other nonsense
         else if (name == "--public-key")
-            flag(options.wantsPublicKey);
+            options.wantsPublicKey = reader.flag();
         else if (name == "--json")
-            flag(options.isJson);
+            options.isJson = reader.flag();
         else if (name == "--debug")
-            flag(options.isDebug);
+            options.isDebug = reader.flag();
         else if (name == "--help" || name == "-h")
-            flag(options.wantsHelp);
+            options.wantsHelp = reader.flag();
         else if (name == "--version")
-            flag(options.wantsVersion);
+            options.wantsVersion = reader.flag();
         else
-            throw TerminalOptionsError("there is no option " + Text::escaped(argument) +
-                                       "; --help tells which there are");
+            throw reader.unknown();
     }
     return options;
 }

@@ -1,5 +1,7 @@
 #include "TerminalKit/TerminalOptions.h"
 
+#include "VimbleKit/Arguments.h"
+
 #include <gtest/gtest.h>
 
 TEST(TerminalOptionsTest, WithoutArgumentsEverythingIsAsUsual) {
@@ -31,12 +33,12 @@ TEST(TerminalOptionsTest, AnEmptyServerIsATextLikeAnyOtherForItsReaderToRefuse) 
 }
 
 TEST(TerminalOptionsTest, WhatMakesNoSenseIsRefused) {
-    EXPECT_THROW(TerminalOptions::parse({"--server"}), TerminalOptionsError);
-    EXPECT_THROW(TerminalOptions::parse({"--data-dir", ""}), TerminalOptionsError);
-    EXPECT_THROW(TerminalOptions::parse({"--data-dir="}), TerminalOptionsError);
-    EXPECT_THROW(TerminalOptions::parse({"--json=yes"}), TerminalOptionsError);
-    EXPECT_THROW(TerminalOptions::parse({"--servers", "x"}), TerminalOptionsError);
-    EXPECT_THROW(TerminalOptions::parse({"localhost"}), TerminalOptionsError);
+    EXPECT_THROW(TerminalOptions::parse({"--server"}), ArgumentsError);
+    EXPECT_THROW(TerminalOptions::parse({"--data-dir", ""}), ArgumentsError);
+    EXPECT_THROW(TerminalOptions::parse({"--data-dir="}), ArgumentsError);
+    EXPECT_THROW(TerminalOptions::parse({"--json=yes"}), ArgumentsError);
+    EXPECT_THROW(TerminalOptions::parse({"--servers", "x"}), ArgumentsError);
+    EXPECT_THROW(TerminalOptions::parse({"localhost"}), ArgumentsError);
 }
 
 TEST(TerminalOptionsTest, TheHelpNamesEveryOption) {

@@ -1,5 +1,7 @@
 #include "DesktopKit/DesktopOptions.h"
 
+#include "VimbleKit/Arguments.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -33,12 +35,12 @@ TEST(DesktopOptionsTest, LinksOfTheProgramsSchemeAreKept) {
 
 TEST(DesktopOptionsTest, WhatIsNeitherOptionNorLinkIsRefused) {
     const auto parse = [](std::string_view argument) { return [argument] { DesktopOptions::parse({argument}); }; };
-    EXPECT_THAT(parse("https://a"), ThrowsMessage<DesktopOptionsError>(HasSubstr("no option and no \"vimble:\" link")));
-    EXPECT_THAT(parse("--colour"), ThrowsMessage<DesktopOptionsError>(HasSubstr("there is no option --colour")));
-    EXPECT_THAT(parse("--data-dir"), ThrowsMessage<DesktopOptionsError>("--data-dir needs a value"));
-    EXPECT_THAT(parse("--secret-file="), ThrowsMessage<DesktopOptionsError>("--secret-file needs a value"));
-    EXPECT_THAT(parse("--help=yes"), ThrowsMessage<DesktopOptionsError>("--help takes no value"));
-    EXPECT_THAT(parse("a\nb"), ThrowsMessage<DesktopOptionsError>(HasSubstr("a\\nb is no option")));
+    EXPECT_THAT(parse("https://a"), ThrowsMessage<ArgumentsError>(HasSubstr("no option and no \"vimble:\" link")));
+    EXPECT_THAT(parse("--colour"), ThrowsMessage<ArgumentsError>(HasSubstr("there is no option --colour")));
+    EXPECT_THAT(parse("--data-dir"), ThrowsMessage<ArgumentsError>("--data-dir needs a value"));
+    EXPECT_THAT(parse("--secret-file="), ThrowsMessage<ArgumentsError>("--secret-file needs a value"));
+    EXPECT_THAT(parse("--help=yes"), ThrowsMessage<ArgumentsError>("--help takes no value"));
+    EXPECT_THAT(parse("a\nb"), ThrowsMessage<ArgumentsError>(HasSubstr("a\\nb is no option")));
 }
 
 TEST(DesktopOptionsTest, TheHelpNamesEveryOption) {
