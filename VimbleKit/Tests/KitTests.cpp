@@ -101,6 +101,22 @@ TEST_F(KitTest, WithoutANetworkItWaitsForOne) {
     EXPECT_EQ(links(), 1u);
 }
 
+TEST_F(KitTest, AStateThatWasReadEarlierIsTakenInsteadOfTheFiles) {
+    KitEnvironment environment = session.environment();
+    int asked = 0;
+    environment.loadState = [&] {
+        ++asked;
+        State state;
+        state.endpoint = session.endpoint;
+        state.people.set("key", {"key", "Read Earlier", "", false, false});
+        return state;
+    };
+    const Kit kit(environment);
+    EXPECT_EQ(asked, 1);
+    EXPECT_EQ(kit.state().people.find("key")->name, "Read Earlier");
+    EXPECT_EQ(kit.state().publicKey, session.own);
+}
+
 TEST_F(KitTest, ASessionThatDiesBeforeItsFirstTurnConnectsNothing) {
     leave(Connection::offline);
     session.kit = std::make_unique<Kit>(session.environment());
