@@ -13,6 +13,7 @@
 #include <QScreen>
 
 #include <algorithm>
+#include <cstdint>
 #include <utility>
 
 namespace {
@@ -123,7 +124,32 @@ MainMenu::Commands App::commands() {
                     if (QWidget* window = QApplication::activeWindow()) window->close();
                 },
             .quit = environment.quit,
-            .about = [this] { showAbout(); }};
+            .about = [this] { showAbout(); },
+            .talks = [this] { return talks(); }};
+}
+
+std::vector<MainMenu::Talk> App::talks() {
+    constexpr std::size_t most = 30;
+    if (!_rosterWindow) return {};
+    const State& state = environment.kit().state();
+    std::vector<std::pair<Date, const std::string*>> keys;
+    for (const auto& [key, chat] : state.conversations)
+        if (!chat.messages.empty()) keys.emplace_back(chat.messages.back().timestamp, &key);
+    // The latest first.
+    std::sort(keys.begin(), keys.end(), [](const auto& a, const auto& b) {
+        return a.first != b.first ? b.first < a.first : *a.second < *b.second;
+    });
+    if (keys.size() > most) keys.resize(most);
+    std::vector<MainMenu::Talk> talks;
+    for (const auto& [date, key] : keys) {
+        const Person* person = state.people.find(*key);
+        const Chat& chat = *state.conversations.find(*key);
+        QString title = DisplayText::person(person != nullptr ? *person : Person{*key, "", "", false, false});
+        const auto unread = static_cast<std::int64_t>(chat.messages.size()) - chat.readCount;
+        if (unread > 0 && ChatterWindow::existing(*key) == nullptr) title += QStringLiteral(" (%1)").arg(unread);
+        talks.push_back({title, [this, key = *key] { openConversation(key); }});
+    }
+    return talks;
 }
 
 MainMenu::Look App::look() const {

@@ -93,6 +93,7 @@ private:
     void showForward(QWidget& window, const ActivationToken& token = {});
     bool isLastOpen(const QWidget& window) const;
     MainMenu::Commands commands();
+    std::vector<MainMenu::Talk> talks();
     MainMenu::Look look() const;
 
     const AppEnvironment environment;

@@ -8,6 +8,8 @@
 
 namespace {
 
+constexpr int longestTitle = 320;  // of a talk, in pixels
+
 /// Whether a widget has that operation without arguments, and would do something by it.
 bool canDo(const QWidget* widget, const char* operation) {
     if (widget == nullptr || !widget->isEnabled()) return false;
@@ -19,7 +21,7 @@ bool canDo(const QWidget* widget, const char* operation) {
 
 }  // namespace
 
-MainMenu::MainMenu(Commands commands, std::function<Look()> look) : look(std::move(look)) {
+MainMenu::MainMenu(Commands commands, std::function<Look()> look) : look(std::move(look)), talks(commands.talks) {
     about = add(tr("&About Vimble"), {}, commands.about);
     preferences = add(tr("&Preferences…"), QKeySequence(Qt::CTRL | Qt::Key_Comma), commands.orderFrontPreferences);
     updates = add(tr("Check for &Updates…"), {}, commands.checkForUpdates);
@@ -69,6 +71,25 @@ QAction* MainMenu::addEditing(const QString& text, const QKeySequence& shortcut,
     return action;
 }
 
+void MainMenu::addTalks(QMenu& menu) {
+    if (!talks) return;
+    QMenu* list = menu.addMenu(tr("&Talks"));
+    const auto fillList = [this, list] {
+        list->clear();
+        for (const Talk& talk : talks()) {
+            QString title = list->fontMetrics().elidedText(talk.title, Qt::ElideRight, longestTitle);
+            // A name is no place for a letter to choose it by.
+            title.replace(QLatin1Char('&'), QStringLiteral("&&"));
+            connect(list->addAction(title), &QAction::triggered, this, [open = talk.open] { open(); });
+        }
+        if (list->isEmpty()) list->addAction(tr("None Yet"))->setEnabled(false);
+    };
+    connect(list, &QMenu::aboutToShow, this, fillList);
+    // A tray shows what was there before, and asks for more only then.
+    connect(&menu, &QMenu::aboutToShow, this, fillList);
+    fillList();
+}
+
 void MainMenu::attach(QMainWindow& window) {
     QMenuBar* bar = window.menuBar();
     QMenu* program = bar->addMenu(tr("&Vimble"));
@@ -81,6 +102,7 @@ void MainMenu::attach(QMainWindow& window) {
     edit->addActions(editing);
     QMenu* windows = bar->addMenu(tr("&Window"));
     windows->addActions({people, console, room});
+    addTalks(*windows);
     for (QMenu* menu : {program, edit, windows})
         connect(menu, &QMenu::aboutToShow, this, [this] {
             refresh();
@@ -90,6 +112,7 @@ void MainMenu::attach(QMainWindow& window) {
 
 void MainMenu::fill(QMenu& menu) {
     menu.addActions({people, room, console});
+    addTalks(menu);
     menu.addSeparator();
     menu.addActions({about, preferences, updates, disconnection});
     menu.addSeparator();

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <vector>
 
 #include <QAction>
 #include <QMainWindow>
@@ -16,6 +17,12 @@
 /// if it can do that. Make it after the QApplication; it must outlive the windows' use of their bars.
 class MainMenu : public QObject {
 public:
+    /// A talk with one person, as the menu lists it.
+    struct Talk {
+        QString title;  // fit to be shown
+        std::function<void()> open;
+    };
+
     /// What each command does; one that is not set is shown and can't be chosen.
     struct Commands {
         std::function<void()> orderFrontPreferences;
@@ -27,6 +34,9 @@ public:
         std::function<void()> close;
         std::function<void()> quit;
         std::function<void()> about;
+        /// The talks that there have been, in the order of the menu: also those with people who are away, whom
+        /// the list of People leaves out. Asked for whenever the menu opens.
+        std::function<std::vector<Talk>()> talks;
     };
 
     /// How the window commands stand: which windows are on the screen, and whether there is a link to give up.
@@ -51,8 +61,10 @@ private:
     QAction* add(const QString& text, const QKeySequence& shortcut, const std::function<void()>& command);
     QAction* addEditing(const QString& text, const QKeySequence& shortcut, const char* operation);
     void refreshEditing();
+    void addTalks(QMenu& menu);
 
     std::function<Look()> look;
+    std::function<std::vector<Talk>()> talks;
     QAction* about;
     QAction* preferences;
     QAction* updates;

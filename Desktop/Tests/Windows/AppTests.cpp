@@ -419,6 +419,33 @@ TEST_F(AppTest, AtTheEndNoWindowComesBackToTheScreen) {
     EXPECT_THAT(visibleWindows(), IsEmpty());
 }
 
+TEST_F(AppTest, TheTalksOfThoseWhoAreAwayAreInTheMenuTheLatestFirst) {
+    State state;
+    state.endpoint = session.endpoint;
+    state.people.set(keyTextOf(2), {keyTextOf(2), "Ann & Co", "", false, false});
+    for (const std::uint8_t number : {2, 3})
+        state.conversations.update(keyTextOf(number), [&](Chat& chat) {
+            chat.messages.push_back({keyTextOf(number), "words", {700000000.0 + number}});
+        });
+    state.save(session.folder.path);
+    ASSERT_TRUE(start());
+    QMenu* talks = nullptr;
+    for (QMenu* menu : app->rosterWindow().menuBar()->findChildren<QMenu*>())
+        if (menu->title() == "&Talks") talks = menu;
+    ASSERT_NE(talks, nullptr);
+    Q_EMIT talks->aboutToShow();
+    ASSERT_EQ(talks->actions().size(), 2);
+    EXPECT_EQ(talks->actions()[0]->text(), QString::fromStdString("anonymous" + keyTextOf(3).substr(0, 6) + " (1)"));
+    EXPECT_EQ(talks->actions()[1]->text(), "Ann && Co (1)");
+
+    talks->actions()[1]->trigger();
+    auto* window = ChatterWindow::existing(keyTextOf(2));
+    ASSERT_NE(window, nullptr);
+    EXPECT_TRUE(window->isVisible());
+    Q_EMIT talks->aboutToShow();
+    EXPECT_EQ(talks->actions()[1]->text(), "Ann && Co");
+}
+
 TEST_F(AppTest, DisconnectGivesUpTheLinkWithoutAQuestion) {
     ASSERT_TRUE(start());
     session.kit->setEndpoint(session.endpoint);
