@@ -2,6 +2,7 @@
 
 #include "Base/Check.h"
 #include "DesktopKit/ChatterWindow.h"
+#include "DesktopViews/Look.h"
 #include "PlatformCore/Text.h"
 #include "TranscriptKit/DisplayText.h"
 
@@ -69,6 +70,8 @@ bool App::applicationWillFinishLaunching() {
     menu = std::make_unique<MainMenu>(commands(), [this] { return look(); });
     restoration = std::make_unique<WindowRestoration>(environment.loop, environment.folder);
 
+    // What is remembered may still be on its way from the disk: this needs nothing of it.
+    Look::loadFonts();
     Kit& kit = environment.kit();
     _rosterWindow = std::make_unique<RosterWindow>(kit);
     adopt(*_rosterWindow, RosterWindow::restorationIdentifier);

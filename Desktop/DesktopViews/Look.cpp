@@ -74,6 +74,16 @@ QFont Look::emojiFont(double points) {
     return sized(font, points, QFont::Normal);
 }
 
+void Look::loadFonts() {
+    for (const QFont& font :
+         {Look::font(13), Look::font(13, QFont::Medium), Look::font(11), Look::monospacedFont(11)}) {
+        QTextLayout layout(QStringLiteral("Ag 12"), font);
+        layout.beginLayout();
+        layout.createLine();
+        layout.endLayout();
+    }
+}
+
 QVector<QTextLayout::FormatRange> Look::emojiFormats(const QString& text, const QFont& font) {
     QVector<QTextLayout::FormatRange> formats;
     for (const EmojiRanges::Range& range : EmojiRanges::find(text)) {

@@ -23,6 +23,10 @@ QFont monospacedFont(double points, QFont::Weight weight = QFont::Normal);
 /// For a label that holds an emoji and nothing else.
 QFont emojiFont(double points);
 
+/// Has the toolkit find and load the fonts of the first window, a good part of what that window costs. For
+/// a time at which there is nothing else to do.
+void loadFonts();
+
 /// The design's points as device-independent pixels, for distances that go with a text's size.
 double scaled(double points);
 
