@@ -20,13 +20,13 @@
 #include "PlatformDesktop/WindowActivation.h"
 #include "StateKit/Internets.h"
 #include "StateKit/Log.h"
+#include "Text/Text.h"
 #include "TranscriptKit/DisplayText.h"
 #include "VimbleKit/Arguments.h"
 #include "VimbleKit/Keys.h"
 #include "VimbleKit/Kit.h"
 #include "VimbleKit/ServerText.h"
 #include "VimbleKit/State.h"
-#include "VimbleKit/Text.h"
 
 #include <QApplication>
 #include <QLabel>

@@ -4,9 +4,9 @@
 #include "Base/Bytes.h"
 #include "Base/Check.h"
 #include "StateKit/Disk.h"
+#include "Text/Text.h"
+#include "Text/Url.h"
 #include "VimbleKit/Endpoint.h"
-#include "VimbleKit/Text.h"
-#include "VimbleKit/Url.h"
 
 #include <algorithm>
 

@@ -7,7 +7,7 @@
 #include "FuzzSupport/FuzzInput.h"
 #include "SocketWorld.h"
 
-#include "VimbleKit/Text.h"
+#include "Text/Text.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 
 #include "Base/Check.h"
 #include "StateKit/Log.h"
-#include "VimbleKit/Text.h"
+#include "Text/Text.h"
 #include "VimbleWire/Pack.h"
 #include "VimbleWire/ServerMessage.h"
 

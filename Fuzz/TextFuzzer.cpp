@@ -5,8 +5,8 @@
 #include "Base/Check.h"
 #include "StateKit/Json.h"
 #include "StateKit/Printed.h"
+#include "Text/Text.h"
 #include "VimbleKit/ConsoleLines.h"
-#include "VimbleKit/Text.h"
 
 namespace {
 

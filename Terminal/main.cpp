@@ -14,13 +14,13 @@
 #include "TerminalShell/PassphrasePrompt.h"
 #include "TerminalShell/StandardStreams.h"
 #include "TerminalShell/TerminalLog.h"
+#include "Text/Text.h"
 #include "VimbleKit/Arguments.h"
 #include "VimbleKit/Endpoint.h"
 #include "VimbleKit/Keys.h"
 #include "VimbleKit/Kit.h"
 #include "VimbleKit/ServerText.h"
 #include "VimbleKit/State.h"
-#include "VimbleKit/Text.h"
 
 #include <QCoreApplication>
 

@@ -5,9 +5,9 @@
 #include "DesktopViews/KeyField.h"
 #include "DesktopViews/Look.h"
 #include "PlatformCore/Text.h"
+#include "Text/Url.h"
 #include "VimbleKit/Endpoint.h"
 #include "VimbleKit/Kit.h"
-#include "VimbleKit/Url.h"
 
 #include <QComboBox>
 #include <QHBoxLayout>

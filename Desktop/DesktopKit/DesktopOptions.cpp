@@ -1,7 +1,7 @@
 #include "DesktopKit/DesktopOptions.h"
 
+#include "Text/Text.h"
 #include "VimbleKit/Arguments.h"
-#include "VimbleKit/Text.h"
 
 namespace {
 

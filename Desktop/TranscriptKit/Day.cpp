@@ -1,9 +1,9 @@
 #include "TranscriptKit/Day.h"
 
 #include "Base/Check.h"
+#include "Text/Text.h"
 #include "TranscriptKit/DayFinder.h"
 #include "TranscriptKit/ZoneSpan.h"
-#include "VimbleKit/Text.h"
 
 #include <algorithm>
 #include <array>

@@ -1,7 +1,7 @@
 #include "TranscriptKit/DisplayText.h"
 
+#include "Text/Text.h"
 #include "TranscriptKit/Characters.h"
-#include "VimbleKit/Text.h"
 
 #include <string>
 #include <vector>

@@ -1,6 +1,6 @@
 #include "TerminalKit/Addressee.h"
 
-#include "VimbleKit/Text.h"
+#include "Text/Text.h"
 
 #include <algorithm>
 #include <optional>

@@ -1,6 +1,6 @@
 #include "TerminalKit/InputLines.h"
 
-#include "VimbleKit/Text.h"
+#include "Text/Text.h"
 
 #include <utility>
 

@@ -1,7 +1,7 @@
 #include "TerminalKit/JsonLines.h"
 
 #include "StateKit/Json.h"
-#include "VimbleKit/Text.h"
+#include "Text/Text.h"
 
 #include <cmath>
 #include <cstdio>

@@ -1,8 +1,8 @@
 #include "TerminalKit/TerminalPrinter.h"
 
 #include "TerminalKit/JsonLines.h"
+#include "Text/Text.h"
 #include "VimbleKit/ConsoleLines.h"
-#include "VimbleKit/Text.h"
 
 #include <utility>
 

@@ -1,6 +1,6 @@
 #include "TerminalKit/TerminalSession.h"
 
-#include "VimbleKit/Text.h"
+#include "Text/Text.h"
 
 #include <exception>
 #include <utility>

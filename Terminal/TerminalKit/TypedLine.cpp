@@ -1,6 +1,6 @@
 #include "TerminalKit/TypedLine.h"
 
-#include "VimbleKit/Text.h"
+#include "Text/Text.h"
 
 TypedLine TypedLine::parse(std::string_view line) {
     if (Text::trimmed(line).empty()) return {};

@@ -1,6 +1,6 @@
 #include "TerminalShell/TerminalLog.h"
 
-#include "VimbleKit/Text.h"
+#include "Text/Text.h"
 
 TerminalLog::TerminalLog(bool isDebug)
     : log(SystemLog::Destination::standardError, isDebug ? LogLevel::debug : LogLevel::error, "vimble-terminal"),

@@ -1,6 +1,6 @@
 #include "VimbleKit/Arguments.h"
 
-#include "VimbleKit/Text.h"
+#include "Text/Text.h"
 
 bool Arguments::next() { return ++at < arguments.size(); }
 

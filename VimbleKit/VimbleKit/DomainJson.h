@@ -3,10 +3,10 @@
 // How those of the engine's values stand in JSON that are no plain records. For source files only.
 
 #include "StateKit/Json.h"
+#include "Text/Url.h"
 #include "VimbleKit/Connection.h"
 #include "VimbleKit/Endpoint.h"
 #include "VimbleKit/KitError.h"
-#include "VimbleKit/Url.h"
 
 #include <optional>
 #include <string>

@@ -1,8 +1,8 @@
 #include "VimbleKit/Endpoint.h"
 
 #include "Base/Check.h"
-#include "VimbleKit/Text.h"
-#include "VimbleKit/Url.h"
+#include "Text/Text.h"
+#include "Text/Url.h"
 
 #include <algorithm>
 #include <vector>

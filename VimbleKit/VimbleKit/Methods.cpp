@@ -1,7 +1,7 @@
 #include "StateKit/Log.h"
+#include "Text/Text.h"
 #include "VimbleKit/Kit.h"
 #include "VimbleKit/KitError.h"
-#include "VimbleKit/Text.h"
 
 #include <cstdint>
 #include <utility>

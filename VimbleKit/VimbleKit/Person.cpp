@@ -1,6 +1,6 @@
 #include "VimbleKit/Person.h"
 
-#include "VimbleKit/Text.h"
+#include "Text/Text.h"
 
 std::string Person::displayName() const {
     if (!name.empty()) return name;

@@ -1,6 +1,6 @@
 #include "VimbleKit/ServerText.h"
 
-#include "VimbleKit/Url.h"
+#include "Text/Url.h"
 
 #include <string>
 

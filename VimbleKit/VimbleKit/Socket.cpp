@@ -3,8 +3,8 @@
 #include "Base/Check.h"
 #include "StateKit/Log.h"
 #include "StateKit/Printed.h"
-#include "VimbleKit/Text.h"
-#include "VimbleKit/Url.h"
+#include "Text/Text.h"
+#include "Text/Url.h"
 
 #include <algorithm>
 #include <array>

@@ -1,4 +1,4 @@
-#include "VimbleKit/Url.h"
+#include "Text/Url.h"
 
 #include <algorithm>
 #include <memory>

@@ -1,4 +1,4 @@
-#include "VimbleKit/Text.h"
+#include "Text/Text.h"
 
 #include <gtest/gtest.h>
 
