@@ -1,8 +1,8 @@
 #include "AttentionKit/Notifier.h"
 
 #include "Base/Check.h"
+#include "Text/Url.h"
 #include "TweetNacl/Nacl.h"
-#include "VimbleKit/Url.h"
 
 #include <array>
 #include <cstdint>
