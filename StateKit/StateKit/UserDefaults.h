@@ -15,11 +15,11 @@ public:
 
     /// What is read under those keys for as long as nothing is set. Not written anywhere.
     virtual void registerDefaults(const std::map<std::string, bool>& defaults) = 0;
-    /// False without a value, a default included, and where the value is no boolean.
+    /// A value that is no boolean counts as none. Without a value the default; without a default false.
     virtual bool boolForKey(std::string_view key) const = 0;
     virtual void setBool(std::string_view key, bool value) = 0;
 
-    /// Nothing without a value.
+    /// Nothing without a value, or where it is no text.
     virtual std::optional<std::string> stringForKey(std::string_view key) const = 0;
     virtual void setString(std::string_view key, std::string_view value) = 0;
 };
