@@ -15,4 +15,7 @@ public:
 
     virtual ~Activity() = default;
     virtual void observe(Handlers handlers) = 0;
+    /// Whether the application is in the foreground, as the handlers have been told; false for a program that
+    /// is neither in front nor behind.
+    virtual bool isActive() const = 0;
 };

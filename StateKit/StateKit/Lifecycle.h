@@ -20,6 +20,9 @@ public:
     /// Says how the shared instance is made. Once, before the first use.
     static void configureShared(std::function<std::unique_ptr<Lifecycle>()> make);
 
+    /// Whether the application is in the foreground now.
+    bool isActive() const { return activity->isActive(); }
+
     template <class Target>
     void subscribe(Target& target, std::type_identity_t<std::function<void(Target&, const Event&)>> action) {
         subs.subscribe(target, std::move(action));

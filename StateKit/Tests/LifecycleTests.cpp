@@ -43,6 +43,17 @@ TEST_F(LifecycleTest, EachMoveIsItsEvent) {
     EXPECT_THAT(watcher.seen, ElementsAre(Event::enteredForeground, Event::enteredBackground, Event::terminated));
 }
 
+TEST_F(LifecycleTest, KnowsWhetherTheApplicationIsInFrontAlsoInsideAReport) {
+    std::vector<bool> reported;
+    watcher.then = [&] { reported.push_back(lifecycle->isActive()); };
+    EXPECT_FALSE(lifecycle->isActive());
+    application.becomeActive();
+    EXPECT_TRUE(lifecycle->isActive());
+    application.resignActive();
+    EXPECT_FALSE(lifecycle->isActive());
+    EXPECT_THAT(reported, ElementsAre(true, false));
+}
+
 TEST_F(LifecycleTest, EveryLossOfTheActiveStateIsTold) {
     application.resignActive();
     application.resignActive();

@@ -42,10 +42,13 @@ TEST_F(WindowActivityTest, ObservedInFrontItTellsTheWayBackAndTheNextWayForward)
     WindowActivity activity;
     activity.observe(handlers());
     EXPECT_THAT(told, IsEmpty());
+    EXPECT_TRUE(activity.isActive());
     change(Qt::ApplicationInactive);
     EXPECT_THAT(told, ElementsAre("resign"));
+    EXPECT_FALSE(activity.isActive());
     change(Qt::ApplicationActive);
     EXPECT_THAT(told, ElementsAre("resign", "active"));
+    EXPECT_TRUE(activity.isActive());
 }
 
 TEST_F(WindowActivityTest, FromOneWindowToTheNextNothingIsTold) {

@@ -11,6 +11,7 @@ class ProgramActivity : public Activity {
 public:
     ~ProgramActivity() override;
     void observe(Handlers handlers) override;
+    bool isActive() const override { return false; }
 
 private:
     QMetaObject::Connection connection;

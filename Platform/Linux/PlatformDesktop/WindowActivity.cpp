@@ -12,12 +12,12 @@ WindowActivity::~WindowActivity() {
 void WindowActivity::observe(Handlers handlers) {
     endConnection =
         QObject::connect(qGuiApp, &QCoreApplication::aboutToQuit, qGuiApp, [tell = handlers.willTerminate] { tell(); });
-    isActive = QGuiApplication::applicationState() == Qt::ApplicationActive;
+    isInFront = QGuiApplication::applicationState() == Qt::ApplicationActive;
     stateConnection = QObject::connect(qGuiApp, &QGuiApplication::applicationStateChanged, qGuiApp,
                                        [this, handlers = std::move(handlers)](Qt::ApplicationState state) {
                                            // Other states come and go between the two, such as while a window opens.
-                                           const bool isInFront = state == Qt::ApplicationActive;
-                                           if (std::exchange(isActive, isInFront) == isInFront) return;
-                                           (isInFront ? handlers.didBecomeActive : handlers.willResignActive)();
+                                           const bool isNow = state == Qt::ApplicationActive;
+                                           if (std::exchange(isInFront, isNow) == isNow) return;
+                                           (isNow ? handlers.didBecomeActive : handlers.willResignActive)();
                                        });
 }

@@ -11,9 +11,10 @@ class WindowActivity : public Activity {
 public:
     ~WindowActivity() override;
     void observe(Handlers handlers) override;
+    bool isActive() const override { return isInFront; }
 
 private:
     QMetaObject::Connection stateConnection;
     QMetaObject::Connection endConnection;
-    bool isActive = false;
+    bool isInFront = false;
 };

@@ -12,14 +12,21 @@ public:
     /// What observes this application. One at a time.
     std::unique_ptr<Activity> activity() { return std::make_unique<Observer>(shared); }
 
-    void becomeActive() { run(&Activity::Handlers::didBecomeActive); }
-    void resignActive() { run(&Activity::Handlers::willResignActive); }
+    void becomeActive() {
+        shared->isActive = true;
+        run(&Activity::Handlers::didBecomeActive);
+    }
+    void resignActive() {
+        shared->isActive = false;
+        run(&Activity::Handlers::willResignActive);
+    }
     void terminate() { run(&Activity::Handlers::willTerminate); }
     bool isObserved() const { return bool(shared->handlers.didBecomeActive); }
 
 private:
     struct Shared {
         Activity::Handlers handlers;
+        bool isActive = false;
     };
 
     class Observer : public Activity {
@@ -27,6 +34,7 @@ private:
         explicit Observer(std::shared_ptr<Shared> shared) : shared(std::move(shared)) {}
         ~Observer() override { shared->handlers = {}; }
         void observe(Handlers handlers) override { shared->handlers = std::move(handlers); }
+        bool isActive() const override { return shared->isActive; }
 
     private:
         std::shared_ptr<Shared> shared;
