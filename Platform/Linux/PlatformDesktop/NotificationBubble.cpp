@@ -1,7 +1,7 @@
 #include "PlatformDesktop/NotificationBubble.h"
 
+#include "Text/Text.h"
 #include "TranscriptKit/DisplayText.h"
-#include "VimbleKit/Text.h"
 
 #include <QCoreApplication>
 
