@@ -73,4 +73,14 @@ TEST(TextTest, WhatEmojiAndScriptsNeedStays) {
     EXPECT_EQ(Text::escaped(text), text);
 }
 
+TEST(TextTest, NamesThatDifferInCaseOrCompositionFoldToOne) {
+    EXPECT_EQ(Text::caseFolded("README"), Text::caseFolded("ReadMe"));
+    EXPECT_EQ(Text::caseFolded("\u00C4"), Text::caseFolded("\u00E4"));
+    EXPECT_EQ(Text::caseFolded("\u00E4"), Text::caseFolded("a\u0308"));
+    EXPECT_EQ(Text::caseFolded("STRASSE"), Text::caseFolded("stra\u00DFe"));
+    EXPECT_NE(Text::caseFolded("a"), Text::caseFolded("b"));
+    EXPECT_EQ(Text::caseFolded(""), "");
+    EXPECT_EQ(Text::caseFolded("A\xff"), "A\xff");
+}
+
 }  // namespace

@@ -73,4 +73,35 @@ TEST(UrlTest, AComponentIsAppendedToThePathAlone) {
     EXPECT_EQ(Url::parse("https://h/a/?x=1#f")->appending("relay").text(), "https://h/a/relay?x=1#f");
 }
 
+TEST(UrlTest, TheFolderOfAUrlEndsInASlash) {
+    const auto folder = [](const char* text) { return Url::parse(text)->deletingLastPathComponent().text(); };
+    EXPECT_EQ(folder("https://h/releases/latest.json"), "https://h/releases/");
+    EXPECT_EQ(folder("https://h/releases/latest.json?x=1#f"), "https://h/releases/");
+    EXPECT_EQ(folder("https://h/releases/"), "https://h/");
+    EXPECT_EQ(folder("https://h/latest.json"), "https://h/");
+    EXPECT_EQ(folder("https://h/"), "https://h/");
+    EXPECT_EQ(folder("https://h"), "https://h/");
+    EXPECT_EQ(folder("file:///srv/latest.json"), "file:///srv/");
+    EXPECT_EQ(folder("file:///"), "file:///");
+    EXPECT_EQ(folder("latest.json"), "");
+    EXPECT_EQ(folder("a/latest.json"), "a/");
+    EXPECT_EQ(folder("/latest.json"), "/");
+}
+
+TEST(UrlTest, AReferenceIsResolvedAgainstItsDocument) {
+    const auto resolved = [](const char* base, const char* reference) -> std::string {
+        const auto url = Url::parse(base)->resolving(*Url::parse(reference));
+        return url ? url->text() : "none";
+    };
+    EXPECT_EQ(resolved("https://h/releases/", "Vimble-1.4.2.zip"), "https://h/releases/Vimble-1.4.2.zip");
+    EXPECT_EQ(resolved("https://h/releases/", "../x.zip"), "https://h/x.zip");
+    EXPECT_EQ(resolved("https://h/releases/", "../../../x.zip"), "https://h/x.zip");
+    EXPECT_EQ(resolved("https://h/releases/", "/x.zip"), "https://h/x.zip");
+    EXPECT_EQ(resolved("https://h/releases/", "//other/x.zip"), "https://other/x.zip");
+    EXPECT_EQ(resolved("https://h/releases/", "http://other/x.zip"), "http://other/x.zip");
+    EXPECT_EQ(resolved("https://h:8443/releases/", "a%20b.zip?q=1"), "https://h:8443/releases/a%20b.zip?q=1");
+    EXPECT_EQ(resolved("file:///srv/releases/", "x.zip"), "file:///srv/releases/x.zip");
+    EXPECT_EQ(resolved("releases/", "x.zip"), "none");
+}
+
 }  // namespace

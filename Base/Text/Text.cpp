@@ -2,6 +2,8 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
+#include <memory>
 #include <utf8proc.h>
 
 namespace {
@@ -118,4 +120,15 @@ std::string Text::escaped(std::string_view text) {
         at += point.length;
     }
     return result;
+}
+
+std::string Text::caseFolded(std::string_view text) {
+    if (text.empty()) return {};
+    utf8proc_uint8_t* folded = nullptr;
+    const auto length =
+        utf8proc_map(reinterpret_cast<const utf8proc_uint8_t*>(text.data()), static_cast<utf8proc_ssize_t>(text.size()),
+                     &folded, static_cast<utf8proc_option_t>(UTF8PROC_STABLE | UTF8PROC_COMPOSE | UTF8PROC_CASEFOLD));
+    const std::unique_ptr<utf8proc_uint8_t, decltype(&std::free)> owner(folded, &std::free);
+    if (length < 0) return std::string(text);
+    return {reinterpret_cast<const char*>(folded), static_cast<std::size_t>(length)};
 }

@@ -24,4 +24,9 @@ bool isUtf8(std::string_view text);
 /// them, written as escapes ("\n", "\u{202e}"), and the backslash doubled: safe to show in a line.
 std::string escaped(std::string_view text);
 
+/// The text with differences of case, and of composition of the same characters, taken out: two names for
+/// which it is equal are one name to a file system that does not look at case. A text that is not UTF-8
+/// comes back as it is.
+std::string caseFolded(std::string_view text);
+
 }  // namespace Text

@@ -17,6 +17,13 @@ struct Url {
     /// With one more component at the end of the path.
     Url appending(std::string_view pathComponent) const;
 
+    /// The folder of what it names: without the last component of the path, and ending in a slash. Query and
+    /// fragment go too. Of "https://h/a/" it is "https://h/".
+    Url deletingLastPathComponent() const;
+
+    /// What a reference in a document at this URL leads to; nothing if this URL has no scheme.
+    std::optional<Url> resolving(const Url& reference) const;
+
     std::optional<std::string> scheme;
     std::optional<std::string> userInfo;
     std::optional<std::string> host;  // an IPv6 address stands in its brackets
