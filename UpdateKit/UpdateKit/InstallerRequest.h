@@ -1,0 +1,20 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+
+/// What the application asks of the installer service. All paths absolute.
+struct InstallerRequest {
+    std::filesystem::path stagedApp;   // the unpacked, validated application
+    std::filesystem::path currentApp;  // the one to be replaced
+    std::int32_t currentProcessIdentifier = 0;
+
+    bool operator==(const InstallerRequest&) const = default;
+};
+
+/// The same at the other end, where nobody has judged it yet.
+struct InstallerLaunchRequest {
+    std::filesystem::path stagedApp;
+    std::filesystem::path currentApp;
+    std::int32_t currentProcessIdentifier = 0;
+};

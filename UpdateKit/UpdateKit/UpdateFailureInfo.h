@@ -1,0 +1,18 @@
+#pragma once
+
+#include <string>
+
+/// The stage of an update that failed.
+enum class UpdateFailureCategory { manifest, download, extraction, validation, installation, unknown };
+
+/// The case's own name, such as "manifest".
+const char* name(UpdateFailureCategory category);
+
+/// An update that failed.
+struct UpdateFailureInfo {
+    UpdateFailureCategory category = UpdateFailureCategory::unknown;
+    std::string summary;               // the error's text
+    bool shouldPresentToUser = false;  // whether that text is worded for the user
+
+    bool operator==(const UpdateFailureInfo&) const = default;
+};
