@@ -275,6 +275,49 @@ TEST(KeysTest, RegeneratingOrReplacingThatFailsAtAnyCallLeavesTheOldKey) {
     }
 }
 
+TEST(KeysTest, WhateverCallFailsInWhateverOperationTheKeyIsTheOldOneOrTheNewOne) {
+    const struct {
+        const char* name;
+        std::function<Keys(SecretStore&)> run;
+        bool makesNewKey;
+    } operations[] = {{"loadOrGenerate", [](SecretStore& store) { return Keys::loadOrGenerate(store); }, false},
+                      {"regenerate", [](SecretStore& store) { return Keys::regenerate(store); }, true},
+                      {"replace", [](SecretStore& store) { return Keys::replace(twoText, store); }, true}};
+    for (const auto& operation : operations) {
+        for (const SecretItem& place :
+             {presentItem(oneText), synchronisedItem(oneText), synchronisedItem(oneText, group), labelledItem(oneText),
+              labelledItem(oneText, group)}) {
+            for (const SecretStatus status : failures) {
+                for (std::size_t call = 1;; ++call) {
+                    MemorySecretStore store;
+                    store.groups = {{group}};
+                    store.items.push_back(place);
+                    store.failCall(call, status);
+                    std::string expected = oneText;
+                    const std::string end = outcome([&] {
+                        const Keys keys = operation.run(store);
+                        if (operation.makesNewKey) expected = Nacl::hex(keys.secretKey.view());
+                    });
+                    const bool hasFailed = store.calls.size() >= call;
+                    store.failNone();
+                    const auto found = Keys::load(store);
+                    ASSERT_TRUE(found) << operation.name << ", call " << call << ", " << status;
+                    EXPECT_EQ(Nacl::hex(found->secretKey.view()), expected)
+                        << operation.name << ", call " << call << ", " << status << ": " << end;
+                    if (!hasFailed) break;
+                    ASSERT_LT(call, 20u);
+                }
+            }
+        }
+    }
+}
+
+TEST(KeysTest, TheReasonOfAFailureIsTheStoresWordsWhereItHasSome) {
+    EXPECT_EQ(KeysError::securityError(-25293, "no entry").reason(), "no entry");
+    EXPECT_EQ(KeysError::securityError(-25293, "").reason(), "The secret store failed:  (-25293)");
+    EXPECT_EQ(KeysError::badKeyFormat("1").reason(), "The text is no valid secret key");
+}
+
 TEST(KeysTest, SavingTheFirstKeyThatFailsAtAnyCallStoresNothing) {
     for (std::size_t call = 1; call <= 2; ++call) {  // search, add
         MemorySecretStore store;

@@ -92,6 +92,7 @@ KeysError KeysError::securityError(SecretStatus status, std::string_view message
     KeysError error;
     error.code = Code::securityError;
     error.status = status;
+    error.storeText = message;
     error.message = "The secret store failed: " + std::string(message) + " (" + std::to_string(status) + ")";
     return error;
 }

@@ -22,6 +22,9 @@ public:
     /// A line for the user or the log; never the payload of `badKeyFormat`.
     const char* what() const noexcept override { return message.c_str(); }
 
+    /// The same for an alert: what the store says of its status, and where it says nothing, the line.
+    const std::string& reason() const { return storeText.empty() ? message : storeText; }
+
     Code code = Code::notFound;
     SecretStatus status = SecretStatuses::ok;  // securityError: what the store returned
 
@@ -33,6 +36,7 @@ private:
     KeysError() = default;
 
     std::string message;
+    std::string storeText;
     std::shared_ptr<const std::string> text;
 };
 
@@ -41,7 +45,7 @@ private:
 /// At rest the secret key is one item of the store, as the UTF-8 bytes of its 64 lower-case hexadecimal
 /// characters. The public key is never stored: it is derived. Move-only, since it holds the secret.
 ///
-/// Main thread only. A store that fails is never taken for an empty one: every status but "not found"
+/// On one thread at a time, as the store is. A store that fails is never taken for an empty one: every status but "not found"
 /// is raised, and leaves what is stored as it was.
 class Keys {
 public:
