@@ -55,8 +55,9 @@ struct SecretItem {
 
 /// The desktop's keeper of secrets: generic-password items with attributes, label and data.
 ///
-/// Operations block until they are done, which may take as long as a user needs for a prompt. Main
-/// thread only. A failure leaves the items as they were.
+/// Operations block until they are done, which may take as long as a user needs for a prompt. Any thread,
+/// but one at a time: at the start of a program that is the main thread, and later a `KeyAccess` sees to it.
+/// A failure leaves the items as they were.
 class SecretStore {
 public:
     struct Found {

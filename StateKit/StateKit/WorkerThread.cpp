@@ -1,0 +1,44 @@
+#include "StateKit/WorkerThread.h"
+
+#include <utility>
+
+WorkerThread::~WorkerThread() {
+    if (!thread.joinable()) return;
+    {
+        const std::lock_guard lock(mutex);
+        isEnding = true;
+    }
+    changed.notify_all();
+    thread.join();
+}
+
+void WorkerThread::run(std::function<void()> work) {
+    {
+        const std::lock_guard lock(mutex);
+        queue.push_back(std::move(work));
+    }
+    changed.notify_all();
+    if (!thread.joinable()) thread = std::thread([this] { serve(); });
+}
+
+bool WorkerThread::finish(std::chrono::milliseconds limit) {
+    std::unique_lock lock(mutex);
+    return changed.wait_for(lock, limit, [this] { return queue.empty() && !isWorking; });
+}
+
+void WorkerThread::serve() {
+    std::unique_lock lock(mutex);
+    for (;;) {
+        changed.wait(lock, [this] { return isEnding || !queue.empty(); });
+        if (queue.empty()) return;
+        auto work = std::move(queue.front());
+        queue.pop_front();
+        isWorking = true;
+        lock.unlock();
+        work();
+        work = nullptr;  // what it holds dies before anybody is told that it is done
+        lock.lock();
+        isWorking = false;
+        changed.notify_all();
+    }
+}
