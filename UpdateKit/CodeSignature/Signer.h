@@ -1,0 +1,39 @@
+#pragma once
+
+#include "CodeSignature/OpenSslPointers.h"
+#include "CodeSignature/Sha256.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+/// A certificate, as far as it says who signs: a name for people, and the key that makes it certain.
+struct Authority {
+    /// The subject's common name; where it has none or several, the whole subject (RFC 2253). Escaped.
+    std::string name;
+    /// SHA-256 of the public key with its algorithm (SubjectPublicKeyInfo, DER).
+    Sha256::Digest keyDigest = {};
+
+    bool operator==(const Authority&) const = default;
+
+    /// "NAME (sha256 HEX)": equal only if the keys are.
+    std::string text() const;
+};
+
+/// Who has signed.
+struct Signer {
+    /// The organisational unit of the first certificate; absent where it has none. Escaped.
+    std::optional<std::string> teamIdentifier;
+    /// From the one that signed to the one that is signed by itself. At most 8.
+    std::vector<Authority> chain;
+
+    bool operator==(const Signer&) const = default;
+
+    /// Takes a chain that has been checked.
+    /// @throws CodeSignatureError badSignature  several organisational units, or names that can't be read or are
+    ///         longer than 512 bytes
+    static Signer of(const std::vector<X509*>& chain);
+};
+
+/// A certificate's name for a line that refuses it; never throws for what is in it.
+std::string nameOf(X509* certificate);
