@@ -65,14 +65,14 @@ TEST(QrCodeTest, EveryDotIsBlackOrWhiteAtFractionalScalesToo) {
 
 TEST(QrCodeTest, AQuietZoneOfFourLightModulesSurroundsIt) {
     const auto code = QrCode::of(key);
-    const int all = code->size() + 2 * QrCode::quietZone;
+    const int all = code->size() + 2 * QrCode::quietModules;
     const QImage picture = painted(*code, all * 3);
     for (int at = 0; at < all * 3; ++at)
-        for (int depth = 0; depth < QrCode::quietZone * 3; ++depth) {
+        for (int depth = 0; depth < QrCode::quietModules * 3; ++depth) {
             ASSERT_EQ(picture.pixel(at, depth), QColor(Qt::white).rgb());
             ASSERT_EQ(picture.pixel(depth, at), QColor(Qt::white).rgb());
         }
-    EXPECT_EQ(picture.pixel(QrCode::quietZone * 3, QrCode::quietZone * 3), QColor(Qt::black).rgb());
+    EXPECT_EQ(picture.pixel(QrCode::quietModules * 3, QrCode::quietModules * 3), QColor(Qt::black).rgb());
 }
 
 TEST(QrCodeTest, BytesOfAnyKindSurvive) {
