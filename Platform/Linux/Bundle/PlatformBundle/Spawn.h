@@ -1,0 +1,21 @@
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <sys/types.h>
+#include <vector>
+
+/// A program to be started, with nothing to read and no open files but its output.
+struct SpawnRequest {
+    std::filesystem::path executable;                     // also its argument 0
+    std::vector<std::string> arguments;                   // behind that
+    std::optional<std::vector<std::string>> environment;  // "NAME=value" each; nothing: this process's own
+    std::optional<std::filesystem::path> workingFolder;   // nothing: this process's own
+    std::optional<int> output;                            // a file for output and errors; nothing: this process's
+    bool hasOwnSession = false;                           // it outlives terminal and session of this process
+};
+
+/// Starts a program, with signals as a new program finds them. The caller waits for its end.
+/// @throws std::system_error  there is no such program, or it can't be started
+pid_t spawn(const SpawnRequest& request);
