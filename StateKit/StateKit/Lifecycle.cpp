@@ -13,7 +13,8 @@ std::function<std::unique_ptr<Lifecycle>()>& sharedMaker() {
 
 }  // namespace
 
-Lifecycle::Lifecycle(MainLoop& loop, std::unique_ptr<Activity> activity) : subs(loop), activity(std::move(activity)) {
+Lifecycle::Lifecycle(MainLoop& loop, std::unique_ptr<ActivityMonitor> activity)
+    : subs(loop), activity(std::move(activity)) {
     const auto sending = [weak = Weak<Lifecycle>(this)](Event event) {
         return [weak, event] {
             if (const Lifecycle* lifecycle = weak.get()) lifecycle->subs.send(event);

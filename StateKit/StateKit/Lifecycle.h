@@ -1,6 +1,6 @@
 #pragma once
 
-#include "StateKit/Activity.h"
+#include "StateKit/ActivityMonitor.h"
 #include "StateKit/MainLoop.h"
 #include "StateKit/Signal.h"
 
@@ -13,7 +13,7 @@ public:
     enum class Event { enteredForeground, enteredBackground, terminated };
 
     /// Observing begins here.
-    Lifecycle(MainLoop& loop, std::unique_ptr<Activity> activity);
+    Lifecycle(MainLoop& loop, std::unique_ptr<ActivityMonitor> activity);
 
     /// The process's one instance, made at first use by what `configureShared` was given.
     static Lifecycle& shared();
@@ -30,5 +30,5 @@ public:
 
 private:
     Signal<Event> subs;
-    std::unique_ptr<Activity> activity;
+    std::unique_ptr<ActivityMonitor> activity;
 };

@@ -27,7 +27,7 @@ protected:
         ASSERT_TRUE(turnUntil([&] { return QGuiApplication::applicationState() == Qt::ApplicationActive; }));
     }
 
-    Activity::Handlers handlers() {
+    ActivityMonitor::Handlers handlers() {
         return {[this] { told.emplace_back("active"); }, [this] { told.emplace_back("resign"); },
                 [this] { told.emplace_back("end"); }};
     }

@@ -1,13 +1,13 @@
 #pragma once
 
-#include "StateKit/Activity.h"
+#include "StateKit/ActivityMonitor.h"
 
 #include <QMetaObject>
 
 /// The activity of a program without windows: it is neither in front nor behind, it only ends.
 ///
 /// `willTerminate` comes with the application's `aboutToQuit`. Make it after the `QCoreApplication`.
-class ProgramActivity : public Activity {
+class ProgramActivity : public ActivityMonitor {
 public:
     ~ProgramActivity() override;
     void observe(Handlers handlers) override;

@@ -1,13 +1,13 @@
 #pragma once
 
-#include "StateKit/Activity.h"
+#include "StateKit/ActivityMonitor.h"
 
 #include <QMetaObject>
 
 /// The activity of a program with windows: in front while one of them has the keyboard.
 ///
 /// `willTerminate` comes with the application's `aboutToQuit`. Make it after the `QGuiApplication`.
-class WindowActivity : public Activity {
+class WindowActivity : public ActivityMonitor {
 public:
     ~WindowActivity() override;
     void observe(Handlers handlers) override;

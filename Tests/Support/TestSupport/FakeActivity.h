@@ -1,6 +1,6 @@
 #pragma once
 
-#include "StateKit/Activity.h"
+#include "StateKit/ActivityMonitor.h"
 
 #include <memory>
 #include <utility>
@@ -10,26 +10,26 @@
 class FakeApplication {
 public:
     /// What observes this application. One at a time.
-    std::unique_ptr<Activity> activity() { return std::make_unique<Observer>(shared); }
+    std::unique_ptr<ActivityMonitor> activity() { return std::make_unique<Observer>(shared); }
 
     void becomeActive() {
         shared->isActive = true;
-        run(&Activity::Handlers::didBecomeActive);
+        run(&ActivityMonitor::Handlers::didBecomeActive);
     }
     void resignActive() {
         shared->isActive = false;
-        run(&Activity::Handlers::willResignActive);
+        run(&ActivityMonitor::Handlers::willResignActive);
     }
-    void terminate() { run(&Activity::Handlers::willTerminate); }
+    void terminate() { run(&ActivityMonitor::Handlers::willTerminate); }
     bool isObserved() const { return bool(shared->handlers.didBecomeActive); }
 
 private:
     struct Shared {
-        Activity::Handlers handlers;
+        ActivityMonitor::Handlers handlers;
         bool isActive = false;
     };
 
-    class Observer : public Activity {
+    class Observer : public ActivityMonitor {
     public:
         explicit Observer(std::shared_ptr<Shared> shared) : shared(std::move(shared)) {}
         ~Observer() override { shared->handlers = {}; }
@@ -40,7 +40,7 @@ private:
         std::shared_ptr<Shared> shared;
     };
 
-    void run(std::function<void()> Activity::Handlers::*member) {
+    void run(std::function<void()> ActivityMonitor::Handlers::*member) {
         // Held here, since whoever is told may end the watch.
         const auto handler = shared->handlers.*member;
         if (handler) handler();

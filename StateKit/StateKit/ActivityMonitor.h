@@ -5,7 +5,7 @@
 /// The application's moves between foreground, background and end, as this machine tells them.
 ///
 /// Main thread only. Destroying it ends the watch.
-class Activity {
+class ActivityMonitor {
 public:
     struct Handlers {
         std::function<void()> didBecomeActive;
@@ -13,7 +13,7 @@ public:
         std::function<void()> willTerminate;
     };
 
-    virtual ~Activity() = default;
+    virtual ~ActivityMonitor() = default;
     virtual void observe(Handlers handlers) = 0;
     /// Whether the application is in the foreground, as the handlers have been told; false for a program that
     /// is neither in front nor behind.
