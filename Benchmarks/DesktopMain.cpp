@@ -7,7 +7,12 @@
 #include "DesktopKit/ChatterWindow.h"
 #include "PlatformCore/LinuxHost.h"
 #include "PlatformCore/QtMainLoop.h"
+#include "PlatformCore/SettingsDefaults.h"
+#include "PlatformDesktop/WindowActivity.h"
+#include "StateKit/Lifecycle.h"
+#include "TestSupport/FakeNotificationCenter.h"
 #include "TestSupport/FakePathMonitor.h"
+#include "TestSupport/FakeSoundPlayer.h"
 #include "TestSupport/FakeTransport.h"
 #include "TestSupport/MemorySecretStore.h"
 #include "TestSupport/TemporaryFolder.h"
@@ -24,7 +29,6 @@
 #include <benchmark/benchmark.h>
 
 #include <QApplication>
-#include <QSettings>
 
 namespace {
 
@@ -57,9 +61,7 @@ private:
 /// The program as a user starts it, with a secret store that costs nothing and without a network.
 struct Program {
     Program(const std::filesystem::path& folder, std::future<State> loading)
-        : folder(folder),
-          state(std::move(loading)),
-          defaults(QString::fromStdString((folder / "UserDefaults.ini").native()), QSettings::IniFormat) {
+        : folder(folder), state(std::move(loading)), defaults(folder) {
         secrets.put(Nacl::hex(keysOf(1).secretKey.view()));
         app.emplace(AppEnvironment{.loop = loop,
                                    .secrets = secrets,
@@ -73,6 +75,10 @@ struct Program {
                                    .host = host,
                                    .folder = folder,
                                    .userDefaults = defaults,
+                                   .lifecycle = lifecycle,
+                                   .notifications = notifications,
+                                   .sounds = sounds,
+                                   .alert = [](QWidget&) {},
                                    .bringForward = [](QWidget& window, const ActivationToken&) { window.show(); },
                                    .quit = [] {}});
         app->applicationWillFinishLaunching();
@@ -87,7 +93,10 @@ struct Program {
     MemorySecretStore secrets;
     FakeTransport transport{loop};
     LinuxHost host;
-    QSettings defaults;
+    SettingsDefaults defaults;
+    Lifecycle lifecycle{loop, std::make_unique<WindowActivity>()};
+    FakeNotificationCenter notifications{loop};
+    FakeSoundPlayer sounds;
     std::optional<Kit> kit;
     std::optional<App> app;
 };

@@ -12,13 +12,18 @@
 #include "PlatformCore/QtTransport.h"
 #include "PlatformCore/SealedFileStore.h"
 #include "PlatformCore/SecretServiceStore.h"
+#include "PlatformCore/SettingsDefaults.h"
 #include "PlatformCore/SignalWatch.h"
 #include "PlatformCore/SystemLog.h"
 #include "PlatformCore/Text.h"
 #include "PlatformDesktop/DesktopAppearance.h"
+#include "PlatformDesktop/FreedesktopNotifications.h"
+#include "PlatformDesktop/QtSoundPlayer.h"
 #include "PlatformDesktop/SingleInstance.h"
 #include "PlatformDesktop/WindowActivation.h"
+#include "PlatformDesktop/WindowActivity.h"
 #include "StateKit/Internets.h"
+#include "StateKit/Lifecycle.h"
 #include "StateKit/Log.h"
 #include "Text/Text.h"
 #include "TranscriptKit/DisplayText.h"
@@ -31,7 +36,6 @@
 #include <QApplication>
 #include <QLabel>
 #include <QMessageBox>
-#include <QSettings>
 
 #include <chrono>
 #include <csignal>
@@ -140,14 +144,6 @@ private:
     NetlinkPathMonitor& monitor;
 };
 
-std::unique_ptr<QSettings> userDefaults(const DesktopOptions& options) {
-    if (options.dataDir)
-        return std::make_unique<QSettings>(toQt((*options.dataDir / "UserDefaults.ini").native()),
-                                           QSettings::IniFormat);
-    return std::make_unique<QSettings>(QSettings::IniFormat, QSettings::UserScope, QStringLiteral("zorvane.Vimble"),
-                                       QStringLiteral("UserDefaults"));
-}
-
 /// The application's folder, from the very start of the program: reading what lies in it takes as long as
 /// all that the toolkit does until the first window, and so is done at the same time.
 struct Remembered {
@@ -170,7 +166,10 @@ int chat(const DesktopOptions& options, const std::optional<Endpoint>& server, S
     NetlinkPathMonitor& monitor = *ownMonitor;
     Internets internets(loop, std::move(ownMonitor));
     QtTransport transport(loop);
-    const auto defaults = userDefaults(options);
+    SettingsDefaults defaults(options.dataDir);
+    Lifecycle lifecycle(loop, std::make_unique<WindowActivity>());
+    FreedesktopNotifications notifications(loop);
+    QtSoundPlayer sounds;
 
     std::optional<Kit> kit;
     std::optional<EndpointWatch> endpointWatch;
@@ -223,7 +222,11 @@ int chat(const DesktopOptions& options, const std::optional<Endpoint>& server, S
         .kit = startedKit,
         .host = host,
         .folder = folder,
-        .userDefaults = *defaults,
+        .userDefaults = defaults,
+        .lifecycle = lifecycle,
+        .notifications = notifications,
+        .sounds = sounds,
+        .alert = [](QWidget& window) { QApplication::alert(&window); },
         .bringForward = [](QWidget& window, const ActivationToken& token) { bringForward(window, token); },
         .quit = quit});
     if (!app->applicationWillFinishLaunching()) return 1;
@@ -232,6 +235,7 @@ int chat(const DesktopOptions& options, const std::optional<Endpoint>& server, S
         log.info(text);
         app->showTrouble(text);
     });
+    notifications.onActivated([&app](const ActivationToken& given) { app->activate(given); });
     instance.setHandlers(
         {.activate = [&app](const ActivationToken& given) { app->activate(given); },
          .open = [&app](const QStringList& urls, const ActivationToken& given) { app->openUrls(urls, given); }});
@@ -240,6 +244,7 @@ int chat(const DesktopOptions& options, const std::optional<Endpoint>& server, S
     // What is told while all this is taken down is told to nobody.
     transport.onTrouble({});
     instance.setHandlers({.activate = [](const auto&) {}, .open = [](const auto&, const auto&) {}});
+    notifications.onActivated({});
     app->applicationWillTerminate();
     app.reset();
     // The link has gone on taking what came meanwhile, and the relay has forgotten it.

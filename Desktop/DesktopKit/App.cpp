@@ -80,10 +80,18 @@ bool App::applicationWillFinishLaunching() {
     adopt(*_consoleWindow, ConsoleWindow::identifier);
     _roomWindow = std::make_unique<RoomWindow>(kit, environment.loop);
     adopt(*_roomWindow, RoomWindow::identifier);
+    attention =
+        std::make_unique<WindowAttention>(kit, environment.lifecycle, *_rosterWindow, *_roomWindow, environment.alert);
+    _notifier = std::make_unique<Notifier>(NotifierEnvironment{
+        environment.loop, kit, environment.userDefaults, environment.sounds, environment.notifications, *attention});
+    _notifier->start();
+    environment.lifecycle.subscribe(*this, [](App& self, const Lifecycle::Event& event) {
+        if (event == Lifecycle::Event::enteredForeground) self.applicationDidBecomeActive();
+    });
 
     _rosterWindow->setDelegate(this);
     _rosterWindow->setOpenRoom([this] { openRoom(); });
-    environment.userDefaults.setValue(QLatin1String(keepsWindows), true);
+    environment.userDefaults.setBool(keepsWindows, true);
     restoreWindows();
     return true;
 }
@@ -108,8 +116,11 @@ void App::openUrls(const QStringList& urls, const ActivationToken& token) {
 
 void App::activate(const ActivationToken& token) { showRosterWindow(token); }
 
+void App::applicationDidBecomeActive() { notifier().clearNotifications(); }
+
 void App::applicationWillTerminate() {
     isEnding = true;
+    if (_notifier) _notifier->stop();
     if (restoration) restoration->finish();
 }
 
@@ -223,6 +234,11 @@ ConsoleWindow& App::consoleWindow() const {
 RoomWindow& App::roomWindow() const {
     check(_roomWindow != nullptr, "the room window is used before it is made");
     return *_roomWindow;
+}
+
+Notifier& App::notifier() const {
+    check(_notifier != nullptr, "the notifier is used before it is made");
+    return *_notifier;
 }
 
 // ---- windows

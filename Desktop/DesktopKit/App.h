@@ -1,15 +1,21 @@
 #pragma once
 
+#include "AttentionKit/NotificationCenter.h"
+#include "AttentionKit/Notifier.h"
+#include "AttentionKit/SoundPlayer.h"
 #include "DesktopKit/ConsoleWindow.h"
 #include "DesktopKit/MainMenu.h"
 #include "DesktopKit/RoomWindow.h"
 #include "DesktopKit/RosterWindow.h"
 #include "DesktopKit/TrayMenu.h"
+#include "DesktopKit/WindowAttention.h"
 #include "DesktopKit/WindowRestoration.h"
 #include "PlatformDesktop/WindowActivation.h"
 #include "StateKit/Host.h"
+#include "StateKit/Lifecycle.h"
 #include "StateKit/MainLoop.h"
 #include "StateKit/SignalTarget.h"
+#include "StateKit/UserDefaults.h"
 #include "VimbleKit/Keys.h"
 #include "VimbleKit/Kit.h"
 
@@ -21,7 +27,6 @@
 
 #include <QMenu>
 #include <QObject>
-#include <QSettings>
 #include <QStringList>
 
 /// What the application needs of the machine. All references must outlive it.
@@ -31,7 +36,12 @@ struct AppEnvironment {
     std::function<Kit&()> kit;  // the first call starts the engine
     const Host& host;
     std::filesystem::path folder;  // the application's own
-    QSettings& userDefaults;
+    UserDefaults& userDefaults;
+    Lifecycle& lifecycle;
+    NotificationCenter& notifications;
+    SoundPlayer& sounds;
+    /// Has the desktop mark a window as wanting to be looked at, until it is.
+    std::function<void(QWidget& window)> alert;
     /// Shows a window and gives it the keyboard. The token is what the desktop gave to whoever asked for
     /// that; empty for a command of the user's in one of our own windows.
     std::function<void(QWidget& window, const ActivationToken& token)> bringForward;
@@ -62,8 +72,10 @@ public:
     void openUrls(const QStringList& urls, const ActivationToken& token);
     /// Somebody started the program again.
     void activate(const ActivationToken& token);
-    /// Notes which windows are open, as they are to come back. Behind this, windows may be closed, and none
-    /// comes forward any more.
+    /// The user has turned to one of the windows: what the desktop still shows of us goes.
+    void applicationDidBecomeActive();
+    /// Notes which windows are open, as they are to come back. Behind this, windows may be closed, none comes
+    /// forward any more, and the user is told of nothing more.
     void applicationWillTerminate();
 
     void disconnect();
@@ -82,6 +94,7 @@ public:
     RosterWindow& rosterWindow() const;
     ConsoleWindow& consoleWindow() const;
     RoomWindow& roomWindow() const;
+    Notifier& notifier() const;
 
     bool eventFilter(QObject* object, QEvent* event) override;
 
@@ -102,6 +115,8 @@ private:
     std::unique_ptr<RosterWindow> _rosterWindow;
     std::unique_ptr<ConsoleWindow> _consoleWindow;
     std::unique_ptr<RoomWindow> _roomWindow;
+    std::unique_ptr<WindowAttention> attention;
+    std::unique_ptr<Notifier> _notifier;
     std::unique_ptr<WindowRestoration> restoration;
     std::unique_ptr<MainMenu> menu;
     std::unique_ptr<QMenu> trayContents;

@@ -1,13 +1,12 @@
-#include "DesktopKit/App.h"
+#include "AppFixture.h"
+
 #include "DesktopKit/ChatterWindow.h"
 #include "DesktopKit/QuitRequests.h"
 #include "DesktopViews/InputView.h"
-#include "TestSupport/Session.h"
 
 #include <QMenuBar>
 #include <QMessageBox>
 #include <QPlainTextEdit>
-#include <QSettings>
 #include <QStandardPaths>
 #include <QTest>
 #include <QTimer>
@@ -16,7 +15,6 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
-#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -27,76 +25,6 @@ using testing::IsEmpty;
 using testing::SizeIs;
 
 namespace {
-
-/// A run of the program on a machine that outlives it.
-class AppTest : public testing::Test {
-protected:
-    ~AppTest() override { endProgram(); }
-
-    /// As far as the first window. @return what the launch said
-    bool start() {
-        app.emplace(AppEnvironment{.loop = session.loop,
-                                   .secrets = session.secrets,
-                                   .kit = [this]() -> Kit& {
-                                       ++kitCalls;
-                                       if (!session.kit) {
-                                           keysReadBeforeKit = session.secrets.calls.size();
-                                           session.start();
-                                       }
-                                       return *session.kit;
-                                   },
-                                   .host = session.host,
-                                   .folder = session.folder.path,
-                                   .userDefaults = defaults,
-                                   .bringForward =
-                                       [this](QWidget& window, const ActivationToken& token) {
-                                           tokens.push_back(token.activation.toStdString());
-                                           window.showNormal();
-                                           window.activateWindow();
-                                           last = &window;
-                                       },
-                                   .quit = [this] { ++quits; }});
-        if (!app->applicationWillFinishLaunching()) return false;
-        app->applicationDidFinishLaunching();
-        return true;
-    }
-
-    /// The program goes in good order, with windows that close as it does.
-    void endProgram() {
-        if (app) app->applicationWillTerminate();
-        crash();
-    }
-    /// It goes without a word.
-    void crash() {
-        app.reset();
-        session.kit.reset();
-    }
-
-    /// Lets what waits for a quiet moment be written.
-    void pass() {
-        QCoreApplication::processEvents();
-        session.loop.advance(1);
-    }
-
-    static std::vector<QWidget*> visibleWindows() {
-        std::vector<QWidget*> windows;
-        for (QWidget* window : QApplication::topLevelWidgets())
-            if (window->isVisible() && qobject_cast<QMainWindow*>(window) != nullptr) windows.push_back(window);
-        return windows;
-    }
-
-    Person person(std::uint8_t number) const { return {keyTextOf(number), "", "", false, true}; }
-
-    Session session;
-    QSettings defaults{QString::fromStdString((session.folder.path / "UserDefaults.ini").native()),
-                       QSettings::IniFormat};
-    std::optional<App> app;
-    int kitCalls = 0;
-    int quits = 0;
-    std::size_t keysReadBeforeKit = 0;
-    std::vector<std::string> tokens;
-    QWidget* last = nullptr;
-};
 
 TEST_F(AppTest, AFirstStartMakesAnIdentityInSilenceAndShowsTheAccessScreen) {
     session.secrets.items.clear();
@@ -137,7 +65,7 @@ TEST_F(AppTest, AKeychainThatRefusesIsToldAndNoWindowOpens) {
 TEST_F(AppTest, AfterTheLaunchOnlyPeopleIsOnTheScreenAndWindowsAreToBeKept) {
     ASSERT_TRUE(start());
     EXPECT_THAT(visibleWindows(), ElementsAre(&app->rosterWindow()));
-    EXPECT_TRUE(defaults.value("NSQuitAlwaysKeepsWindows").toBool());
+    EXPECT_TRUE(defaults.boolForKey("NSQuitAlwaysKeepsWindows"));
 }
 
 TEST_F(AppTest, TogglingTheConsoleTwiceShowsItAgainWithItsLogIntact) {

@@ -1,0 +1,94 @@
+#pragma once
+
+#include "DesktopKit/App.h"
+#include "TestSupport/FakeActivity.h"
+#include "TestSupport/FakeNotificationCenter.h"
+#include "TestSupport/FakeSoundPlayer.h"
+#include "TestSupport/MemoryDefaults.h"
+#include "TestSupport/Session.h"
+
+#include <QApplication>
+
+#include <gtest/gtest.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+/// A run of the program on a machine that outlives it.
+class AppTest : public testing::Test {
+protected:
+    ~AppTest() override { endProgram(); }
+
+    /// As far as the first window. @return what the launch said
+    bool start() {
+        app.emplace(AppEnvironment{.loop = session.loop,
+                                   .secrets = session.secrets,
+                                   .kit = [this]() -> Kit& {
+                                       ++kitCalls;
+                                       if (!session.kit) {
+                                           keysReadBeforeKit = session.secrets.calls.size();
+                                           session.start();
+                                       }
+                                       return *session.kit;
+                                   },
+                                   .host = session.host,
+                                   .folder = session.folder.path,
+                                   .userDefaults = defaults,
+                                   .lifecycle = lifecycle,
+                                   .notifications = notifications,
+                                   .sounds = sounds,
+                                   .alert = [this](QWidget& window) { alerted.push_back(&window); },
+                                   .bringForward =
+                                       [this](QWidget& window, const ActivationToken& token) {
+                                           tokens.push_back(token.activation.toStdString());
+                                           window.showNormal();
+                                           window.activateWindow();
+                                           last = &window;
+                                       },
+                                   .quit = [this] { ++quits; }});
+        if (!app->applicationWillFinishLaunching()) return false;
+        app->applicationDidFinishLaunching();
+        return true;
+    }
+
+    /// The program goes in good order, with windows that close as it does.
+    void endProgram() {
+        if (app) app->applicationWillTerminate();
+        crash();
+    }
+    /// It goes without a word.
+    void crash() {
+        app.reset();
+        session.kit.reset();
+    }
+
+    /// Lets what waits for a quiet moment be written.
+    void pass() {
+        QCoreApplication::processEvents();
+        session.loop.advance(1);
+    }
+
+    static std::vector<QWidget*> visibleWindows() {
+        std::vector<QWidget*> windows;
+        for (QWidget* window : QApplication::topLevelWidgets())
+            if (window->isVisible() && qobject_cast<QMainWindow*>(window) != nullptr) windows.push_back(window);
+        return windows;
+    }
+
+    Person person(std::uint8_t number) const { return {keyTextOf(number), "", "", false, true}; }
+
+    Session session;
+    MemoryDefaults defaults;
+    FakeApplication application;
+    Lifecycle lifecycle{session.loop, application.activity()};
+    FakeNotificationCenter notifications{session.loop};
+    FakeSoundPlayer sounds;
+    std::optional<App> app;
+    int kitCalls = 0;
+    int quits = 0;
+    std::size_t keysReadBeforeKit = 0;
+    std::vector<std::string> tokens;
+    QWidget* last = nullptr;
+    std::vector<QWidget*> alerted;
+};
