@@ -17,8 +17,10 @@
 #include <QApplication>
 #include <QCoreApplication>
 #include <QDir>
+#include <QFileInfo>
 #include <QFontMetricsF>
 #include <QLibrary>
+#include <QLineEdit>
 #include <QMessageBox>
 #include <QPageLayout>
 #include <QPageSize>
@@ -217,21 +219,33 @@ void printToPrinter(QPrinter& printer, const KeyExport::View& view) {
     if (const auto why = refusal()) throw KeyExportError(failure(*why));
 }
 
+QString title() { return tr("Vimble Secret Key"); }
+
+QString proposedFile() {
+    QString folder = QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation);
+    if (!QDir(folder).exists()) folder = QDir::homePath();
+    return QDir(folder).filePath(title() + QStringLiteral(".pdf"));
+}
+
 /// The printer as the dialog first shows it.
 std::shared_ptr<QPrinter> proposedPrinter() {
     auto printer = std::make_shared<QPrinter>(QPrinter::HighResolution);
-    const QString name = tr("Vimble Secret Key");
-    printer->setDocName(name);
+    printer->setDocName(title());
     printer->setCreator(QApplication::applicationName());
     if (QPrinterInfo::defaultPrinter().isNull()) {
         // With no printer to know what paper it has.
         const bool isUs = QLocale::system().measurementSystem() == QLocale::ImperialUSSystem;
         printer->setPageSize(QPageSize(isUs ? QPageSize::Letter : QPageSize::A4));
-        QString folder = QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation);
-        if (!QDir(folder).exists()) folder = QDir::homePath();
-        printer->setOutputFileName(QDir(folder).filePath(name + QStringLiteral(".pdf")));
+        printer->setOutputFileName(proposedFile());
     }
     return printer;
+}
+
+/// The dialog proposes the whole name of a file on X11 only, and elsewhere a folder, into which nothing can be
+/// printed.
+void proposeFile(const QPrintDialog& dialog) {
+    for (QLineEdit* name : dialog.findChildren<QLineEdit*>(QStringLiteral("filename")))
+        if (QFileInfo(name->text()).isDir()) name->setText(proposedFile());
 }
 
 void tell(QWidget* parent, const char* text) {
@@ -290,6 +304,7 @@ void KeyExport::print(QWidget* parent, const Host& host, std::function<void(bool
     dialog->setWindowTitle(tr("Print Secret Key"));
     // There is one page, all of it: no ranges, no selection.
     dialog->setOptions(QAbstractPrintDialog::PrintToFile | QAbstractPrintDialog::PrintShowPageSize);
+    proposeFile(*dialog);
     QObject::connect(dialog, &QDialog::finished, dialog, [=, done = std::move(done)](int result) {
         bool isPrinted = false;
         if (result == QDialog::Accepted) try {

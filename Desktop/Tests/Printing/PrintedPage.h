@@ -26,6 +26,9 @@
 /// Prints to PDF files, and reads them with tools that know nothing of the program.
 namespace PrintedPage {
 
+/// The machine on which the tests run may have a printer, which is none of their business.
+inline const bool hasNoPrinter = qputenv("CUPS_SERVER", "localhost:1");
+
 inline const QDateTime moment{QDate(2026, 11, 21), QTime(14, 5)};
 
 inline KeyExport exportOf(const SecretKey& key, const Host& host = FakeHost()) {
