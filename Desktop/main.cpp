@@ -18,7 +18,7 @@
 #include "PlatformCore/Text.h"
 #include "PlatformDesktop/DesktopAppearance.h"
 #include "PlatformDesktop/FreedesktopNotifications.h"
-#include "PlatformDesktop/QtSoundPlayer.h"
+#include "PlatformDesktop/PulseSoundPlayer.h"
 #include "PlatformDesktop/SingleInstance.h"
 #include "PlatformDesktop/WindowActivation.h"
 #include "PlatformDesktop/WindowActivity.h"
@@ -169,7 +169,7 @@ int chat(const DesktopOptions& options, const std::optional<Endpoint>& server, S
     SettingsDefaults defaults(options.dataDir);
     Lifecycle lifecycle(loop, std::make_unique<WindowActivity>());
     FreedesktopNotifications notifications(loop);
-    QtSoundPlayer sounds;
+    PulseSoundPlayer sounds;
 
     std::optional<Kit> kit;
     std::optional<EndpointWatch> endpointWatch;

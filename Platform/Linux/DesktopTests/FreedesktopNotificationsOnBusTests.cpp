@@ -215,13 +215,13 @@ TEST_F(FreedesktopNotificationsOnBusTest, ABubbleComesAfterItsDelayWithWhatTheSe
     image.beginStructure();
     image >> width >> height >> stride >> hasAlpha >> bits >> channels >> bytes;
     image.endStructure();
-    EXPECT_EQ(width, 96);
-    EXPECT_EQ(height, 96);
-    EXPECT_EQ(stride, 96 * 4);
+    EXPECT_EQ(width, 64);
+    EXPECT_EQ(height, 64);
+    EXPECT_EQ(stride, 64 * 4);
     EXPECT_TRUE(hasAlpha);
     EXPECT_EQ(bits, 8);
     EXPECT_EQ(channels, 4);
-    ASSERT_EQ(bytes.size(), 96 * 96 * 4);
+    ASSERT_EQ(bytes.size(), 64 * 64 * 4);
     EXPECT_EQ(bytes.left(4), QByteArray("\x01\x02\x03\xff", 4));
 }
 

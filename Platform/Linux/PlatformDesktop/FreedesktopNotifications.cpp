@@ -24,7 +24,7 @@ constexpr char path[] = "/org/freedesktop/Notifications";
 constexpr char interface[] = "org.freedesktop.Notifications";
 constexpr char applicationName[] = "Vimble";
 constexpr char applicationId[] = "zorvane.Vimble";  // of the desktop file, and of the icon
-constexpr int pictureSide = 96;                     // pixels
+constexpr int pictureSide = 64;                     // pixels
 constexpr int serviceDecides = -1;                  // when the bubble goes
 
 const Log bubbleLog("zorvane.Vimble", "FreedesktopNotifications");
