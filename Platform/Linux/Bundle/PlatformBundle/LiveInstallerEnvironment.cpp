@@ -1,0 +1,108 @@
+#include "PlatformBundle/LiveInstallerEnvironment.h"
+
+#include "PlatformBundle/DownloadMarks.h"
+#include "PlatformBundle/RunningProcess.h"
+#include "PlatformBundle/Spawn.h"
+#include "UpdateKit/InstallerServiceError.h"
+
+#include <algorithm>
+#include <chrono>
+#include <csignal>
+#include <optional>
+#include <stdexcept>
+#include <system_error>
+#include <thread>
+
+namespace {
+
+using Path = std::filesystem::path;
+
+/// What the operations of one request share.
+struct Request {
+    std::optional<RunningProcess> process;
+    std::optional<LaunchContext> context;
+    bool wasAsked = false;  // whether the process was looked for; without `process`, it was gone
+};
+
+InstallerServiceError terminationFailed(const std::string& why) {
+    return InstallerServiceError(InstallerServiceError::Code::processTerminationFailed, why);
+}
+
+bool liesIn(const Path& file, const Path& folder) {
+    const Path whole = std::filesystem::canonical(folder);
+    return std::mismatch(whole.begin(), whole.end(), file.begin(), file.end()).first == whole.end();
+}
+
+void terminate(Request& request, pid_t number, const Path& application) {
+    try {
+        request.wasAsked = true;
+        request.process = RunningProcess::open(number);
+        if (!request.process || !request.process->signal(0)) return;
+        request.context = request.process->launchContext();
+        if (!request.context) return;
+        if (!liesIn(request.context->executable, application)) {
+            request.process.reset();
+            throw terminationFailed("process " + std::to_string(number) + " does not run from " + application.native());
+        }
+        (void)request.process->signal(SIGTERM);
+    } catch (const std::system_error& error) {
+        request.process.reset();
+        throw terminationFailed(error.code().message());
+    }
+}
+
+bool isRunning(const Request& request, pid_t number) {
+    if (request.process) return request.process->isRunning();
+    return !request.wasAsked && isProcessRunning(number);
+}
+
+void relaunch(const Request& request, BundleReader& bundles, const Path& application) {
+    const auto bundle = bundles.open(application);
+    const auto executable = bundle ? bundle->executable() : std::nullopt;
+    if (!executable) throw std::runtime_error(application.native() + " has no executable");
+    SpawnRequest start;
+    start.executable = *executable;
+    start.hasOwnSession = true;
+    start.workingFolder = "/";
+    if (request.context) {
+        start.arguments = request.context->arguments;
+        start.environment = request.context->environment;
+        std::error_code ignored;
+        const Path& folder = request.context->workingFolder;
+        if (std::filesystem::is_directory(folder, ignored)) start.workingFolder = folder;
+    }
+    // Nobody waits for it: this process ends soon, and hands it to the system.
+    (void)spawn(start);
+}
+
+}  // namespace
+
+InstallerEnvironment liveInstallerEnvironment(std::shared_ptr<ProcessLauncher> launcher,
+                                              std::shared_ptr<BundleReader> bundleReader, const Path& codeSignTool) {
+    const auto request = std::make_shared<Request>();
+    InstallerEnvironment environment;
+    environment.readCodeSignatureProfile = [launcher, codeSignTool](const Path& application) {
+        return readCodeSignatureProfile(*launcher, codeSignTool, application, ProcessDomain::installer);
+    };
+    environment.removeQuarantine = [](const Path& application) { removeDownloadMarks(application); };
+    environment.relaunchApp = [request, bundleReader](const Path& application) {
+        relaunch(*request, *bundleReader, application);
+    };
+    environment.terminateProcess = [request](std::int32_t process, const Path& application) {
+        terminate(*request, process, application);
+    };
+    environment.forceTerminateProcess = [request](std::int32_t) {
+        try {
+            if (request->process) (void)request->process->signal(SIGKILL);
+        } catch (const std::system_error&) {
+            // The looks that follow tell whether it helped.
+        }
+    };
+    environment.processIsRunning = [request](std::int32_t process) { return isRunning(*request, process); };
+    environment.sleep = [](double seconds) { std::this_thread::sleep_for(std::chrono::duration<double>(seconds)); };
+    return environment;
+}
+
+Path toolBesideThisProgram(std::string_view name) {
+    return std::filesystem::read_symlink("/proc/self/exe").parent_path() / name;
+}

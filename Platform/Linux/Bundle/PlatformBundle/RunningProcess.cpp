@@ -1,0 +1,101 @@
+#include "PlatformBundle/RunningProcess.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/syscall.h>
+#include <system_error>
+#include <unistd.h>
+
+namespace {
+
+constexpr std::size_t maxProcFile = std::size_t(8) << 20;
+
+std::string procPath(pid_t number, const char* name) { return "/proc/" + std::to_string(number) + "/" + name; }
+
+[[noreturn]] void fail(int error, const std::string& what) {
+    throw std::system_error(error, std::system_category(), what);
+}
+
+std::string readProcFile(const std::string& path) {
+    const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    if (!file) fail(errno, path);
+    std::string result;
+    std::array<char, 4096> buffer;
+    for (;;) {
+        const ssize_t count = ::read(file.get(), buffer.data(), buffer.size());
+        if (count < 0 && errno == EINTR) continue;
+        if (count < 0) fail(errno, path);
+        if (count == 0) return result;
+        result.append(buffer.data(), static_cast<std::size_t>(count));
+        if (result.size() > maxProcFile) fail(E2BIG, path);
+    }
+}
+
+std::vector<std::string> splitAtNul(const std::string& text) {
+    std::vector<std::string> pieces;
+    for (std::size_t begin = 0; begin < text.size();) {
+        const std::size_t end = std::min(text.find('\0', begin), text.size());
+        pieces.push_back(text.substr(begin, end - begin));
+        begin = end + 1;
+    }
+    return pieces;
+}
+
+}  // namespace
+
+std::optional<RunningProcess> RunningProcess::open(pid_t number) {
+    FileDescriptor handle(static_cast<int>(::syscall(SYS_pidfd_open, number, 0)));
+    if (!handle && errno == ESRCH) return std::nullopt;
+    if (!handle) fail(errno, "process " + std::to_string(number));
+    RunningProcess process(number, std::move(handle));
+    if (!process.isRunning()) return std::nullopt;
+    return process;
+}
+
+bool RunningProcess::isRunning() const {
+    // Readable once it has ended.
+    pollfd poll{handle.get(), POLLIN, 0};
+    int ready = 0;
+    do ready = ::poll(&poll, 1, 0);
+    while (ready < 0 && errno == EINTR);
+    return ready == 0;
+}
+
+bool RunningProcess::signal(int signalNumber) const {
+    if (::syscall(SYS_pidfd_send_signal, handle.get(), signalNumber, nullptr, 0) == 0) return true;
+    if (errno == ESRCH) return false;
+    fail(errno, "process " + std::to_string(number));
+}
+
+std::optional<LaunchContext> RunningProcess::launchContext() const {
+    try {
+        LaunchContext context;
+        context.executable = std::filesystem::read_symlink(procPath(number, "exe"));
+        context.workingFolder = std::filesystem::read_symlink(procPath(number, "cwd"));
+        context.arguments = splitAtNul(readProcFile(procPath(number, "cmdline")));
+        context.environment = splitAtNul(readProcFile(procPath(number, "environ")));
+        if (!context.arguments.empty()) context.arguments.erase(context.arguments.begin());
+        // While it runs, nobody else has its number: what was read is its own.
+        return isRunning() ? std::optional(context) : std::nullopt;
+    } catch (const std::system_error&) {
+        if (!isRunning()) return std::nullopt;
+        throw;
+    }
+}
+
+bool isProcessRunning(pid_t number) {
+    if (::kill(number, 0) != 0 && errno != EPERM) return false;
+    try {
+        // "NUMBER (NAME) STATE ...", and a name may hold any character.
+        const std::string status = readProcFile(procPath(number, "stat"));
+        const std::size_t end = status.rfind(") ");
+        const char state = end == std::string::npos || end + 2 >= status.size() ? '?' : status[end + 2];
+        return state != 'Z' && state != 'X';
+    } catch (const std::system_error&) {
+        return true;  // hidden from us; it answered
+    }
+}
