@@ -1,0 +1,37 @@
+#include "ScanKit/QRExtractor.h"
+
+// The library's texts as UTF-8, which its headers ask for.
+#define ZX_USE_UTF8
+
+#include <ZXing/ReadBarcode.h>
+#include <array>
+#include <cstddef>
+#include <exception>
+
+namespace {
+
+std::optional<std::string> read(const GreyFrame& frame, const ZXing::DecodeHints& hints) {
+    // The library throws where it finds no better way; a picture that it can't read holds no code.
+    try {
+        const ZXing::ImageView view(frame.pixels().data(), frame.width(), frame.height(), ZXing::ImageFormat::Lum,
+                                    frame.width());
+        const ZXing::Result result = ZXing::ReadBarcode(view, hints);
+        if (!result.isValid() || result.bytes().empty()) return std::nullopt;
+        return std::string(result.bytes().begin(), result.bytes().end());
+    } catch (const std::exception&) {
+        return std::nullopt;
+    }
+}
+
+}  // namespace
+
+std::optional<std::string> QRExtractor::payload(const GreyFrame& frame, Effort effort) {
+    ZXing::DecodeHints hints;
+    hints.setFormats(ZXing::BarcodeFormat::QRCode).setTryHarder(true).setTryRotate(false).setMaxNumberOfSymbols(1);
+    hints.setTryDownscale(effort == Effort::thorough);
+    for (const auto binarizer : {ZXing::Binarizer::LocalAverage, ZXing::Binarizer::GlobalHistogram}) {
+        hints.setBinarizer(binarizer);
+        if (auto found = read(frame, hints)) return found;
+    }
+    return std::nullopt;
+}
