@@ -3,8 +3,8 @@
 #include <utility>
 
 BackgroundThread::~BackgroundThread() {
-    std::deque<std::function<void()>> dropped;
     {
+        std::deque<std::function<void()>> dropped;  // dies after the lock
         const std::lock_guard lock(mutex);
         isEnding = true;
         dropped = std::exchange(queue, {});
