@@ -14,7 +14,7 @@ QIcon app();
 /// A glyph in the palette's colour for button texts, and in its disabled colour where the control is disabled.
 ///
 /// The colour is that of now: make the icon again when the palette changes.
-/// @param name  "offline", "room" or "share"; any other gives a null icon
+/// @param name  "checkmark", "offline", "room", "share" or "xmark"; any other gives a null icon
 QIcon symbol(const QString& name, const QPalette& palette);
 
 }  // namespace Icons

@@ -1,0 +1,106 @@
+#pragma once
+
+#include "Base/Bytes.h"
+#include "DesktopViews/QRScannerView.h"
+#include "StateKit/MainLoop.h"
+#include "StateKit/SignalTarget.h"
+#include "TweetNacl/Nacl.h"
+
+#include <QWidget>
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string_view>
+#include <variant>
+
+class KeyScanVC;
+class OutcomeBox;
+class QLabel;
+class QLineEdit;
+class QMimeData;
+class QPushButton;
+enum class PictureTrouble;
+
+/// Told when a paper key was read.
+class KeyScanVCDelegate {
+public:
+    /// Once for a page. `scannedKey` has the key by then. The page must not be destroyed in here.
+    virtual void keyScanned(KeyScanVC& page) = 0;
+
+protected:
+    ~KeyScanVCDelegate() = default;
+};
+
+/// The page on which a paper key is read: by the camera, from a picture (opened, dropped or pasted), or from its 64
+/// characters, typed or pasted.
+///
+/// All ways lead to one judgement: what gives exactly 32 bytes from hexadecimal text is a key. Of typed text, blanks
+/// and line ends are left out before. After a good one, the page takes nothing more.
+///
+/// The camera runs while the page is shown. A machine without one shows so, and offers the other ways. The key is
+/// wiped with the page. Main thread only.
+class KeyScanVC : public QWidget, public SignalTarget, public QRScannerViewDelegate {
+    Q_OBJECT
+
+public:
+    /// @param loop        must outlive the page
+    /// @param camera      a `Camera`
+    /// @param background  where pictures are looked through; null for a thread of the page's own
+    KeyScanVC(MainLoop& loop, std::unique_ptr<FrameSource> camera, QWidget* parent = nullptr,
+              std::shared_ptr<Background> background = nullptr);
+    ~KeyScanVC() override;
+
+    void setDelegate(Weak<KeyScanVCDelegate> newDelegate) { delegate = newDelegate; }
+
+    /// The secret key, 32 bytes; nothing before one was read. A copy: whoever asks wipes it.
+    std::optional<Bytes> scannedKey() const;
+
+    QRScannerView& scannerView() const { return *_scannerView; }
+
+    /// Reads a picture from a file, as after "Open Image...".
+    void openImage(const QString& path);
+    /// What was dropped on the page or pasted: a picture, else the first file on this machine, else text.
+    /// @return false if it is none of these
+    bool take(const QMimeData& data);
+
+    bool acceptPayload(QRScannerView& view, std::string_view payload) override;
+
+protected:
+    void showEvent(QShowEvent* event) override;
+    void hideEvent(QHideEvent* event) override;
+    void changeEvent(QEvent* event) override;
+    void dragEnterEvent(QDragEnterEvent* event) override;
+    void dropEvent(QDropEvent* event) override;
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
+private:
+    using Picture = std::variant<SharedFrame, PictureTrouble>;
+    struct Reading;
+
+    void build(std::unique_ptr<QRScanner> scanner);
+    void chooseImage();
+    void paste();
+    void readPicture(std::function<Picture()> load);
+    void finish(const Reading& reading);
+    void judgeTyped(bool isWhole);
+    bool judge(std::string_view payload);
+    void close();
+    void showStatus();
+    void showOutcome(std::optional<bool> isGood, const QString& words);
+
+    MainLoop& loop;
+    std::shared_ptr<Background> background;  // shared with the scanner
+    Weak<KeyScanVCDelegate> delegate;
+    std::optional<SecretKey> _scannedKey;
+    std::uint64_t readings = 0;  // names the picture that is being read; others are dropped
+    QRScannerView* _scannerView;
+    QLabel* statusLabel;
+    OutcomeBox* outcomeBox;
+    QLabel* outcomeIcon;
+    QLabel* outcomeLabel;
+    QPushButton* openButton;
+    QLineEdit* textField;
+    QAction* showAction;
+};
