@@ -111,7 +111,9 @@ void BundleReader::readFolder(int folder, const std::string& path, unsigned dept
     meet(entry);
     keep(entry);
     for (const std::string& name : namesIn(folder, path)) {
-        const std::string below = path.empty() ? name : path + '/' + name;
+        std::string below = path;
+        if (!below.empty()) below += '/';
+        below += name;
         if (below != Seal::folder) readEntry(folder, name, below, depth);
     }
     if (!areSame(before, statusOf(folder, path))) throw changing(path);

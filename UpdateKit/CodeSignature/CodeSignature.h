@@ -18,7 +18,7 @@ class SigningIdentity;
 ///
 /// Not under the seal: owners, times, extended attributes and access lists of the files.
 ///
-/// All operations block while they read the bundle (some 1.5 s a GB) and may be called on any thread, though not for
+/// All operations block while they read the bundle (a second or so a GB) and may be called on any thread, though not for
 /// one bundle that another thread is sealing.
 namespace CodeSignature {
 

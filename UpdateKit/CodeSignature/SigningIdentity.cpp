@@ -60,12 +60,13 @@ int answer(char* buffer, int size, int, void* user) {
     // It may ask again for another form of the same key; there is no second chance.
     if (std::exchange(asking.hasAsked, true)) return -1;
     try {
-        std::optional<std::string> passphrase = asking.ask();
-        asking.isDeclined = !passphrase;
-        if (!passphrase) return -1;
-        const std::size_t length = std::min(passphrase->size(), static_cast<std::size_t>(size));
-        std::memcpy(buffer, passphrase->data(), length);
-        OPENSSL_cleanse(passphrase->data(), passphrase->size());
+        std::optional<std::string> given = asking.ask();
+        asking.isDeclined = !given;
+        if (!given) return -1;
+        std::string& passphrase = *given;
+        const std::size_t length = std::min(passphrase.size(), static_cast<std::size_t>(size));
+        std::copy_n(passphrase.begin(), length, buffer);
+        OPENSSL_cleanse(passphrase.data(), passphrase.size());
         return static_cast<int>(length);
     } catch (...) {
         asking.error = std::current_exception();
