@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
 """Writes the seeds of the fuzzers into corpus/NAME: the same ones every time.
 
-Inputs that once broke something lie beside them, as files that this does not know.
+Inputs that once broke something lie beside them, as files that this does not know; so do signatures
+(code-signature/cms-*), since it takes a key to make one.
 """
 
 from pathlib import Path
@@ -316,4 +317,25 @@ write("sealed-file", {
                          0, 1, 1, 1, 4, 4, 0, 0, 3, 4, 4, 4, 4, 0, 1, 4, 4, 4, 4, 0]),
     "damaged-head": b"\3\x00\x20\x01" + secrets(one),
     "damaged-items": b"\3\x00\xb0\x01" + secrets(one),
+})
+
+digest = "0123456789abcdef" * 4
+write("code-signature", {
+    "list-adhoc": "\x00vimble-seal 1\nsignature none\ndirectory 0755 .\n",
+    "list-signed": "\x00vimble-seal 1\nsignature required\ndirectory 0755 .\ndirectory 0755 Contents\n"
+                   f"file 0644 12 {digest} Contents/Info.plist\nlink {digest} Contents/x y\n",
+    "list-case": f"\x00vimble-seal 1\nsignature none\ndirectory 0755 .\nfile 0644 0 {digest} A\nfile 0644 0 {digest} a\n",
+    "list-cut": "\x00vimble-seal 1\nsignature none\ndirectory 0755",
+    "list-deep": "\x00vimble-seal 1\nsignature none\ndirectory 0755 .\n"
+                 + "".join(f"directory 0700 {'/'.join(['d'] * depth)}\n" for depth in range(1, 66)),
+    "cms-nothing": b"\x01",
+    "cms-long": b"\x01\x30\x84\x7f\xff\xff\xff",
+    "links-inside": b"\x02" + text("a/b") + text("../c/") + text("c/x") + text("."),
+    "links-out": b"\x02" + text("a/b") + text("../..") + text("c") + text("a/b/.."),
+    "links-absolute": b"\x02" + text("a") + text("/"),
+    "links-circle": b"\x02" + text("a") + text("b") + text("b") + text("a"),
+    "links-doubling": b"\x02" + b"".join(text(f"l{i}") + text(f"l{i + 1}/l{i + 1}") for i in range(19)),
+    "name-line": "\x03x\nAuthority=y",
+    "name-broken": b"\x03a\xff\xc3\xe2\x82\xed\xa0\x80\xc0\x80\\",
+    "name-directions": "\x03a\u202Eb\u2066c\u200F\u2028",
 })
