@@ -1,0 +1,102 @@
+#pragma once
+
+#include "StateKit/MainLoop.h"
+#include "UpdateKit/AvailableUpdate.h"
+#include "UpdateKit/Outcome.h"
+#include "UpdateKit/StagedUpdate.h"
+#include "UpdateKit/UpdateCheckState.h"
+#include "UpdateKit/UpdateEnvironment.h"
+#include "UpdateKit/UpdateEvent.h"
+#include "UpdateKit/UpdateNoUpdateInfo.h"
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+
+/// Decides when to look for an update, looks, brings a newer release to this machine, and keeps the one that is
+/// ready to install.
+///
+/// A serial object: everything happens on the thread of its loop, one thing at a time, and while something is
+/// waited for (the network, the unpacking, the installer), what was posted to that loop meanwhile goes on.
+/// Owned by `shared_ptr`, since what waits holds it weakly. It may be made on any thread; it is used, and dies, on
+/// its loop's. Its death calls off what it waits for, with no event; completions are dropped uncalled. What is
+/// staged stays on disk, for the installer may be about to take it.
+class UpdateCoordinator : public std::enable_shared_from_this<UpdateCoordinator> {
+public:
+    /// Told of each event, on the coordinator's thread. Must not block.
+    using EventSink = std::function<void(UpdateEvent)>;
+
+    /// From the end of an automatic check to the beginning of the next.
+    static constexpr Seconds checkInterval = 3600;
+
+    /// @param loop  its own; must outlive it
+    UpdateCoordinator(MainLoop& loop, Url manifestUrl, UpdateEnvironment environment, EventSink eventSink);
+    ~UpdateCoordinator();
+
+    /// Begins the rhythm of automatic checks. A manifest in a file is looked at once, any other at the first
+    /// word that there is a network. Once; later calls do nothing.
+    void startAutomaticChecks();
+    /// (Re)starts the hourly rhythm: first after an hour.
+    void schedulePeriodicChecks();
+    /// Posts a check.
+    void triggerAutomaticCheck();
+    /// A network that comes back, or is told of for the first time, triggers a check.
+    void updateReachability(bool isReachable);
+
+    /// One check from admission to event. An update that was staged before, and still is the newest, is no event.
+    /// @param finished  called in every case
+    void runCheck(UpdateCheckMode mode, std::function<void()> finished = {});
+
+    /// With an absolute `url`. Errors: manifestLoadingFailed, invalidManifest, invalidVersion.
+    void fetchManifest(Completion<ReleaseManifest> completion);
+    /// Judges the manifest alone. Nothing means: no update, for the reason in `lastNoUpdateInfo`.
+    void availableUpdate(Completion<std::optional<AvailableUpdate>> completion);
+    /// The above, then whatever it takes to have that release in `stagedUpdate`. A release that turns out to be
+    /// broken costs the one that was staged before; no update does not.
+    void prepareLatestUpdate(Completion<std::optional<StagedUpdate>> completion);
+    void discardStagedUpdate();
+
+    /// Hands the staged update to the installer, which ends this process if all goes well.
+    /// Errors: noPreparedUpdate, installationFailed, `InstallerClientError`.
+    void installStagedUpdate(Completion<Done> completion);
+    /// The above, with a failure told as an event. While the installer has not answered, nothing is done.
+    void install();
+
+    /// @throws UpdateKitError  missingBundleVersion, invalidVersion
+    SemanticVersion currentVersion() const;
+    SemanticVersion currentSystemVersion() const;
+
+    const std::optional<StagedUpdate>& stagedUpdate() const { return _stagedUpdate; }
+    const std::optional<UpdateNoUpdateInfo>& lastNoUpdateInfo() const { return _lastNoUpdateInfo; }
+
+private:
+    struct Preparation;
+
+    template <class Value, class Begin>
+    void await(Begin&& begin, Completion<Value> completion);
+
+    std::optional<AvailableUpdate> judge(const ReleaseManifest& manifest);
+    void prepare(const AvailableUpdate& available, const Completion<std::optional<StagedUpdate>>& completion);
+    void extract(const std::shared_ptr<Preparation>& preparation);
+    void validate(const std::shared_ptr<Preparation>& preparation);
+    void stage(Preparation& preparation, const ValidatedAppBundle& bundle);
+    void report(UpdateCheckMode mode, const std::optional<SemanticVersion>& previous,
+                Outcome<std::optional<StagedUpdate>> outcome);
+
+    MainLoop& loop;
+    const Url manifestUrl;
+    const UpdateEnvironment environment;
+    const EventSink eventSink;
+    std::optional<StagedUpdate> _stagedUpdate;
+    std::optional<UpdateNoUpdateInfo> _lastNoUpdateInfo;
+    bool hasStartedAutomaticChecks = false;
+    std::optional<bool> networkIsReachable;  // nothing until the first report
+    std::optional<Timer> periodicCheck;
+    UpdateEnvironment::Handle pathMonitor;
+    UpdateCheckState checkState;
+    bool isInstalling = false;
+    std::uint64_t lastOperation = 0;
+    std::map<std::uint64_t, UpdateEnvironment::Handle> operations;  // those that are waited for
+};

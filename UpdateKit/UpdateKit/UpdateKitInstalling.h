@@ -1,0 +1,19 @@
+#pragma once
+
+#include "UpdateKit/InstallerClientError.h"
+#include "UpdateKit/InstallerRequest.h"
+#include "UpdateKit/Outcome.h"
+
+#include <memory>
+
+/// The way to the service that replaces the application.
+class UpdateKitInstalling {
+public:
+    virtual ~UpdateKitInstalling() = default;
+
+    /// Asks for it. Where it succeeds, the service ends this process, before or after the completion.
+    /// Called on the update coordinator's thread, and completes there: with an `InstallerClientError` for all
+    /// that goes wrong.
+    /// @return dropped, the answer is not waited for, and the completion dropped uncalled
+    virtual std::shared_ptr<void> install(const InstallerRequest& request, Completion<Done> completion) = 0;
+};

@@ -1,0 +1,25 @@
+#pragma once
+
+#include "UpdateKit/ReadyUpdateInfo.h"
+#include "UpdateKit/UpdateFailureInfo.h"
+#include "UpdateKit/UpdateNoUpdateInfo.h"
+
+// What `UpdateKit` tells the application, on the main thread.
+
+/// An update is staged that was not before.
+struct UpdateReadyMessage {
+    ReadyUpdateInfo info;
+    bool operator==(const UpdateReadyMessage&) const = default;
+};
+
+/// A check, or an installation, has failed.
+struct UpdateFailedMessage {
+    UpdateFailureInfo info;
+    bool operator==(const UpdateFailedMessage&) const = default;
+};
+
+/// A check, of either mode, found nothing to install.
+struct UpdateCheckedNoUpdateMessage {
+    UpdateNoUpdateInfo info;
+    bool operator==(const UpdateCheckedNoUpdateMessage&) const = default;
+};
