@@ -329,6 +329,7 @@ TEST_F(UpdateCoordinatorTest, AnAutomaticCheckWaitsForTheFirstWordOfANetwork) {
     loop.run();
     EXPECT_EQ(loads(), 0U);
     world.reachability(true);
+    loop.run();
     world.reachability(true);
     loop.run();
     EXPECT_EQ(loads(), 1U);
