@@ -1,14 +1,16 @@
 // The program itself: what it prints, what it asks, what it leaves behind.
 
+#include "CodeSignature/CodeSignature.h"
 #include "TestBundle.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <csignal>
+#include <atomic>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <thread>
 #include <unistd.h>
 
 namespace fs = std::filesystem;
@@ -103,6 +105,26 @@ TEST(CodesignProgramTest, TwoSigningsAtOnceAreOneTooMany) {
     EXPECT_THAT(codesign({"--adhoc", bundle.path()}).errors, HasSubstr("it is being sealed by another program"));
     ::close(folder);
     EXPECT_EQ(codesign({"--adhoc", bundle.path()}).status, 0);
+}
+
+TEST(CodesignProgramTest, WhileASealIsReplacedThereIsAlwaysOne) {
+    const TestBundle bundle;
+    bundle.sealAdhoc();
+    const fs::path place = bundle.at("Contents/_CodeSignature");
+    std::atomic<bool> isDone = false;
+    std::atomic<int> looks = 0;
+    int missing = 0;
+    std::thread watcher([&] {
+        struct stat status {};
+        for (; !isDone; ++looks)
+            if (::lstat(place.c_str(), &status) != 0) ++missing;
+    });
+    while (looks == 0) std::this_thread::yield();
+    for (int i = 0; i < 100; ++i) CodeSignature::seal(bundle.path(), nullptr);
+    isDone = true;
+    watcher.join();
+    EXPECT_EQ(missing, 0) << "of " << looks << " looks";
+    EXPECT_EQ(bundle.verify().status, 0);
 }
 
 TEST(CodesignProgramTest, AFullDiskLeavesTheOldSeal) {

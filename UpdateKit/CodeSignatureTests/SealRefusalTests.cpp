@@ -9,11 +9,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <fcntl.h>
 #include <functional>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
+#include <thread>
 #include <unistd.h>
 
 namespace fs = std::filesystem;
@@ -357,4 +359,28 @@ TEST_F(SealRefusalTest, AFileThatMayNotBeReadIsNamed) {
     EXPECT_EQ(writing.errors, "vimble-codesign: the seal could not be written: Permission denied\n");
     EXPECT_EQ(bundle.read(TestBundle::seal), before);
     EXPECT_EQ(bundle.verify().status, 0);
+}
+
+TEST_F(SealRefusalTest, AFileThatChangesWhileItIsReadIsNamed) {
+    bundle.write("Contents/Resources/large", std::string(8 << 20, 'x'));
+    const std::string path = at("Contents/Resources/large");
+    std::atomic<bool> isDone = false;
+    std::thread writer([&] {
+        const OpenFile file(::open(path.c_str(), O_WRONLY | O_CLOEXEC));
+        while (!isDone) EXPECT_EQ(::pwrite(file.get(), "x", 1, 0), 1);
+    });
+    const OpenFile folder(::open(bundle.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    std::string refusal;
+    // The same bytes over and over: only the times tell. The writer may happen not to get a turn.
+    for (int tries = 0; tries < 100 && refusal.empty(); ++tries) {
+        try {
+            BundleReader(folder.get(), nullptr).read();
+        } catch (const CodeSignatureError& error) {
+            EXPECT_EQ(error.code, CodeSignatureErrorCode::unreadable);
+            refusal = error.what();
+        }
+    }
+    isDone = true;
+    writer.join();
+    EXPECT_EQ(refusal, "Contents/Resources/large: it changed while it was read");
 }
