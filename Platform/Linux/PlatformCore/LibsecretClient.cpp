@@ -180,6 +180,19 @@ struct LibsecretClient::Connection {
     }
 };
 
+LibsecretClient::Scope::Scope() : context(g_main_context_new()) {
+    g_main_context_push_thread_default(static_cast<GMainContext*>(context));
+}
+
+LibsecretClient::Scope::~Scope() {
+    auto* own = static_cast<GMainContext*>(context);
+    // What is on its way holds objects, which only its delivery lets go.
+    while (g_main_context_iteration(own, FALSE) != FALSE) {
+    }
+    g_main_context_pop_thread_default(own);
+    g_main_context_unref(own);
+}
+
 LibsecretClient::LibsecretClient() : connection(std::make_unique<Connection>()) {
     ErrorSlot error;
     const auto flags = static_cast<SecretServiceFlags>(SECRET_SERVICE_OPEN_SESSION | SECRET_SERVICE_LOAD_COLLECTIONS);

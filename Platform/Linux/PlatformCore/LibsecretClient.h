@@ -28,9 +28,24 @@ struct SecretServiceFailure {
 ///
 /// What libsecret remembers of the service (collections, locks, attributes) it refreshes only in a
 /// loop that our calls do not run, so a client is made for each operation, and anew after an unlock.
-/// All calls block, and throw `SecretServiceFailure`. Main thread only.
+/// All calls block, and throw `SecretServiceFailure`. A client, and what it gave out, stays on the thread
+/// that made it, and lives within a `Scope`.
 class LibsecretClient {
 public:
+    /// Gives this thread a place of its own for what the service tells of its changes. Without one it would
+    /// be told to the main thread, with objects that another thread is using, or has just let go. What comes
+    /// is thrown away. Scopes of one thread end in the opposite order of their beginning.
+    class Scope {
+    public:
+        Scope();
+        ~Scope();
+        Scope(const Scope&) = delete;
+        Scope& operator=(const Scope&) = delete;
+
+    private:
+        void* context;  // GLib's
+    };
+
     struct Item {
         std::shared_ptr<void> object;  // libsecret's; shared with nobody but copies of this record
         std::map<std::string, std::string> attributes;

@@ -30,7 +30,7 @@
 ///
 /// **Limits.** 1 MiB a file, 1000 items, 64 KiB a field; costs up to 16 passes and 1 GiB of memory.
 ///
-/// Main thread only.
+/// Any thread, but one at a time; the passphrase is asked for on the thread of the operation.
 class SealedFileStore : public SecretStore {
 public:
     /// What a passphrase is asked for: a new one is asked for twice, or it could not be typed again.

@@ -108,6 +108,7 @@ Matches findIdentity(const SecretItem& wanted) {
 }  // namespace
 
 SecretStatus SecretServiceStore::run(const std::function<SecretStatus()>& operation) {
+    const LibsecretClient::Scope scope;
     try {
         return operation();
     } catch (const SecretServiceFailure& failure) {

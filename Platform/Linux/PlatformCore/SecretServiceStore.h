@@ -31,7 +31,7 @@
 /// Two programs that add one item at the same moment are told apart by asking the service again: the
 /// younger item is taken back, and its writer hears of the duplicate.
 ///
-/// Main thread only; the main loop does not turn during an operation.
+/// Any thread, but one at a time; no loop of that thread turns during an operation.
 class SecretServiceStore : public SecretStore {
 public:
     Found copyMatching(const SecretQuery& query) override;

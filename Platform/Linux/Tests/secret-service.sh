@@ -24,7 +24,7 @@ if [ -z "${VIMBLE_SESSION_HOME:-}" ]; then
     NoBus)
         export DBUS_SESSION_BUS_ADDRESS="unix:path=$HOME/no-bus"
         ;;
-    Nobody | Slow)
+    Nobody | Slow | Denied)
         # A bus on which nobody is started on demand.
         cat >"$HOME/bus.conf" <<EOF
 <busconfig>
