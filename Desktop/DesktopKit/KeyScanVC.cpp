@@ -116,6 +116,10 @@ void KeyScanVC::build(std::unique_ptr<QRScanner> scanner) {
     _scannerView->setDelegate(Weak<QRScannerViewDelegate>(this));
     _scannerView->onChange = [this] { showStatus(); };
     statusLabel = plainLabel(QStringLiteral("statusLabel"), _scannerView);
+    // The view's grey is the same in a dark palette.
+    QPalette onGrey = statusLabel->palette();
+    onGrey.setColor(QPalette::WindowText, Qt::black);
+    statusLabel->setPalette(onGrey);
     auto* above = new QVBoxLayout(_scannerView);
     above->setContentsMargins(24, 24, 24, 24);
     above->addWidget(statusLabel);
@@ -186,8 +190,6 @@ void KeyScanVC::chooseImage() {
     dialog->setAttribute(Qt::WA_DeleteOnClose);
     dialog->setFileMode(QFileDialog::ExistingFile);
     dialog->setNameFilters({tr("Pictures (%1)").arg(PictureFile::patterns()), tr("All files (*)")});
-    // Nobody else need know where a key lies.
-    dialog->setOption(QFileDialog::DontUseCustomDirectoryIcons);
     connect(dialog, &QFileDialog::fileSelected, this, &KeyScanVC::openImage);
     dialog->open();
 }
@@ -339,8 +341,6 @@ void KeyScanVC::hideEvent(QHideEvent* event) {
     ++readings;
     if (!_scannedKey) _scannerView->stop();
 }
-
-void KeyScanVC::changeEvent(QEvent* event) { QWidget::changeEvent(event); }
 
 void KeyScanVC::dragEnterEvent(QDragEnterEvent* event) {
     const QMimeData& data = *event->mimeData();
