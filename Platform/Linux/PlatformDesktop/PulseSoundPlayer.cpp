@@ -106,7 +106,7 @@ public:
         pa_proplist_sets(properties, PA_PROP_APPLICATION_ID, applicationId);
         pa_proplist_sets(properties, PA_PROP_APPLICATION_ICON_NAME, applicationId);
         pa_proplist_sets(properties, PA_PROP_MEDIA_ROLE, "event");
-        const std::optional<std::string> trouble = play(sound, *properties, begin, end);
+        std::optional<std::string> trouble = play(sound, *properties, begin, end);
         pa_proplist_free(properties);
         return trouble;
     }

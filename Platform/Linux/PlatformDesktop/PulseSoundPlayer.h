@@ -20,7 +20,8 @@
 /// Qt Multimedia was tried first. Its sink (6.4) loses the last 0.13 seconds of what it is given, it never finds a
 /// server that was not there at its first use, and one that hangs holds it, and the end of the program, for ever.
 ///
-/// Main thread. Destroying it cuts off what plays.
+/// Main thread. Destroying it cuts off what plays, and waits for the thread: a tenth of a second, or until the name of
+/// a server on another machine has been looked up.
 class PulseSoundPlayer : public SoundPlayer {
 public:
     static constexpr int latest = 1000;            // milliseconds
