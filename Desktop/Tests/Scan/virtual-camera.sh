@@ -1,0 +1,38 @@
+#!/bin/sh
+# Runs the test of the real camera, with a session bus and a media server of its own:
+# virtual-camera.sh PROGRAM. Passes only if the test has run.
+set -eu
+
+program=$1
+if [ -z "${VIMBLE_CAMERA_HOME:-}" ]; then
+    VIMBLE_CAMERA_HOME=$(mktemp -d)
+    export VIMBLE_CAMERA_HOME
+    trap 'rm -rf "$VIMBLE_CAMERA_HOME"' EXIT
+    unset DISPLAY WAYLAND_DISPLAY DBUS_SESSION_BUS_ADDRESS XDG_DATA_HOME XDG_CONFIG_HOME XDG_CACHE_HOME
+    export HOME="$VIMBLE_CAMERA_HOME" XDG_RUNTIME_DIR="$VIMBLE_CAMERA_HOME/run"
+    mkdir -m 700 "$XDG_RUNTIME_DIR"
+    dbus-run-session -- "$0" "$program"
+    exit
+fi
+
+pipewire >"$HOME/pipewire.log" 2>&1 &
+server=$!
+wireplumber >"$HOME/wireplumber.log" 2>&1 &
+manager=$!
+trap 'kill $manager $server 2>/dev/null || true' EXIT
+trap 'exit 1' INT TERM
+tries=0
+# A source that comes before the session manager is ready crashes.
+until pw-cli ls Client 2>/dev/null | grep -q WirePlumber; do
+    tries=$((tries + 1))
+    [ $tries -lt 100 ] || { echo "pipewire does not come up" >&2; cat "$HOME"/*.log >&2; exit 1; }
+    sleep 0.1
+done
+sleep 1
+
+# What the media libraries keep for the length of the process is theirs.
+export ASAN_OPTIONS="${ASAN_OPTIONS:+$ASAN_OPTIONS:}detect_leaks=0"
+timeout -k 5 100 "$program" --gtest_filter="CameraOnPipeWire*" >"$HOME/output" 2>&1 && status=0 || status=$?
+cat "$HOME/output"
+grep -q '^\[==========\] Running [1-9]' "$HOME/output" || status=1
+exit $status
