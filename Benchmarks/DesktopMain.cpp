@@ -10,6 +10,7 @@
 #include "PlatformCore/SettingsDefaults.h"
 #include "PlatformDesktop/WindowActivity.h"
 #include "StateKit/Lifecycle.h"
+#include "StateKit/WorkerThread.h"
 #include "TestSupport/FakeNotificationCenter.h"
 #include "TestSupport/FakePathMonitor.h"
 #include "TestSupport/FakeSoundPlayer.h"
@@ -65,6 +66,7 @@ struct Program {
         secrets.put(Nacl::hex(keysOf(1).secretKey.view()));
         app.emplace(AppEnvironment{.loop = loop,
                                    .secrets = secrets,
+                                   .worker = worker,
                                    .kit = [this]() -> Kit& {
                                        if (!kit)
                                            kit.emplace(KitEnvironment{loop, internets, secrets, transport, host,
@@ -91,6 +93,7 @@ struct Program {
     FakePath path;
     Internets internets{loop, path.monitor()};
     MemorySecretStore secrets;
+    WorkerThread worker;
     FakeTransport transport{loop};
     LinuxHost host;
     SettingsDefaults defaults;

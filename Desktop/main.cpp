@@ -1,6 +1,8 @@
+#include "DesktopKit/Alert.h"
 #include "DesktopKit/App.h"
 #include "DesktopKit/DesktopOptions.h"
 #include "DesktopKit/PassphraseDialog.h"
+#include "DesktopKit/PassphraseQuestion.h"
 #include "DesktopKit/QuitRequests.h"
 #include "DesktopViews/Icons.h"
 #include "PlatformCore/ApplicationFolder.h"
@@ -25,6 +27,7 @@
 #include "StateKit/Internets.h"
 #include "StateKit/Lifecycle.h"
 #include "StateKit/Log.h"
+#include "StateKit/WorkerThread.h"
 #include "Text/Text.h"
 #include "TranscriptKit/DisplayText.h"
 #include "VimbleKit/Arguments.h"
@@ -34,8 +37,6 @@
 #include "VimbleKit/State.h"
 
 #include <QApplication>
-#include <QLabel>
-#include <QMessageBox>
 
 #include <chrono>
 #include <csignal>
@@ -60,6 +61,9 @@ constexpr int usageStatus = 2;
 /// How long the end of the program waits for the network to take what was said.
 constexpr Seconds drainTime = 3;
 constexpr std::chrono::milliseconds nameTime{500};
+/// How long the end of the program waits for a new key to be written. What takes longer waits for a user, at a
+/// prompt, or for a service that is not going to answer; either way the old key is there.
+constexpr std::chrono::seconds keyTime{5};
 
 const Log log("zorvane.Vimble", "main");
 
@@ -68,27 +72,26 @@ void complain(const std::string& text) { std::fprintf(stderr, "%s: %s\n", progra
 /// For whoever started the program from a desktop, and sees no standard error.
 void alert(const std::string& text, const std::string& more = {}) {
     complain(Text::escaped(text + (more.empty() ? "" : ": " + more)));
-    QMessageBox box(QMessageBox::Critical, QApplication::applicationName(), DisplayText::message(text));
-    box.setTextFormat(Qt::PlainText);
-    if (!more.empty()) box.setInformativeText(DisplayText::message(more));
-    // The box looks after the first of its texts only, and guesses at mark-up in the other.
-    for (QLabel* label : box.findChildren<QLabel*>()) label->setTextFormat(Qt::PlainText);
-    box.exec();
+    Alert(QMessageBox::Critical, DisplayText::message(text), DisplayText::message(more)).exec();
 }
 
 /// Where the secret key is kept, as the user has chosen.
 class Secrets {
 public:
-    explicit Secrets(const DesktopOptions& options, std::optional<Passphrase> given)
-        : file(options.secretFile), given(std::move(given)) {
+    Secrets(const DesktopOptions& options, std::optional<Passphrase> given, MainLoop& loop)
+        : file(options.secretFile),
+          given(std::move(given)),
+          question(loop, [this](SealedFileStore::Reason reason) { return passphrase(reason); }) {
         if (!file)
             _store = std::make_unique<SecretServiceStore>();
         else
             _store = std::make_unique<SealedFileStore>(
-                *file, [this](SealedFileStore::Reason reason) { return passphrase(reason); });
+                *file, [this](SealedFileStore::Reason reason) { return question.ask(reason); });
     }
 
     SecretStore& store() { return *_store; }
+    /// Asks for nothing more.
+    void close() { question.close(); }
 
     /// Has the file opened, or made with a first key in it, and asks for as long as the answers are wrong.
     /// @return false if the user has given it up
@@ -120,6 +123,7 @@ private:
     const std::optional<std::filesystem::path> file;
     std::optional<Passphrase> given;
     bool wasWrong = false;
+    PassphraseQuestion question;
     std::unique_ptr<SecretStore> _store;
 };
 
@@ -185,11 +189,13 @@ int chat(const DesktopOptions& options, const std::optional<Endpoint>& server, S
         return *kit;
     };
 
+    WorkerThread worker;
     std::optional<App> app;
     bool isEnding = false;
     const auto quit = [&] {
         if (isEnding) return;
         isEnding = true;
+        secrets.close();
         // Who starts the program now is to get one that lives.
         instance.beginEnding();
         if (app) app->applicationWillTerminate();
@@ -219,6 +225,7 @@ int chat(const DesktopOptions& options, const std::optional<Endpoint>& server, S
     app.emplace(AppEnvironment{
         .loop = loop,
         .secrets = secrets.store(),
+        .worker = worker,
         .kit = startedKit,
         .host = host,
         .folder = folder,
@@ -240,12 +247,13 @@ int chat(const DesktopOptions& options, const std::optional<Endpoint>& server, S
         {.activate = [&app](const ActivationToken& given) { app->activate(given); },
          .open = [&app](const QStringList& urls, const ActivationToken& given) { app->openUrls(urls, given); }});
 
-    const int status = QCoreApplication::exec();
+    int status = QCoreApplication::exec();
     // What is told while all this is taken down is told to nobody.
     transport.onTrouble({});
     instance.setHandlers({.activate = [](const auto&) {}, .open = [](const auto&, const auto&) {}});
     notifications.onActivated({});
     app->applicationWillTerminate();
+    secrets.close();
     app.reset();
     // The link has gone on taking what came meanwhile, and the relay has forgotten it.
     QCoreApplication::sendPostedEvents();
@@ -255,7 +263,13 @@ int chat(const DesktopOptions& options, const std::optional<Endpoint>& server, S
         const std::string text = "What was said could not be saved";
         // Nobody is there to close a dialog when the session, or the machine, is going down.
         isAttended ? alert(text, error.what()) : complain(Text::escaped(text + ": " + error.what()));
-        return 1;
+        status = 1;
+    }
+    if (!worker.finish(keyTime)) {
+        log.error("The secret store does not answer, and is not waited for");
+        // Its thread still uses what would be taken down.
+        std::fflush(nullptr);
+        std::_Exit(status);
     }
     return status;
 }
@@ -289,7 +303,7 @@ int run(const DesktopOptions& options, const std::optional<Endpoint>& server, st
     instance.setHandlers(
         {.activate = showDialog, .open = [=](const QStringList&, const ActivationToken& given) { showDialog(given); }});
     QtMainLoop loop;
-    Secrets secrets(options, std::move(passphrase));
+    Secrets secrets(options, std::move(passphrase), loop);
     return chat(options, server, secrets, instance, *remembered, loop);
 }
 

@@ -1,9 +1,12 @@
 #include "DesktopKit/App.h"
 
 #include "Base/Check.h"
+#include "DesktopKit/Alert.h"
 #include "DesktopKit/ChatterWindow.h"
+#include "DesktopKit/KeyExport.h"
 #include "DesktopViews/Look.h"
 #include "PlatformCore/Text.h"
+#include "PlatformDesktop/Camera.h"
 #include "TranscriptKit/DisplayText.h"
 
 #include <QApplication>
@@ -21,23 +24,12 @@ namespace {
 
 constexpr char keepsWindows[] = "NSQuitAlwaysKeepsWindows";
 
-/// The store's own words for what went wrong, where it has some.
-std::string detail(const KeysError& error, SecretStore& secrets) {
-    if (error.code == KeysError::Code::securityError) {
-        std::string text = secrets.errorMessage(error.status);
-        if (!text.empty()) return text;
-    }
-    return error.what();
-}
-
 void alertAboutKeys(const std::string& detail) {
-    QMessageBox alert(QMessageBox::Critical, QApplication::applicationName(),
-                      QStringLiteral("Could not access the keychain"));
-    alert.setTextFormat(Qt::PlainText);
-    alert.setInformativeText(QStringLiteral("Vimble could not read or update the “Vimble Identity Secret Key” item "
-                                            "in the keychain.\n\n") +
-                             DisplayText::message(detail));
-    alert.exec();
+    Alert(QMessageBox::Critical, QStringLiteral("Could not access the keychain"),
+          QStringLiteral("Vimble could not read or update the “Vimble Identity Secret Key” item in the "
+                         "keychain.\n\n") +
+              DisplayText::message(detail))
+        .exec();
 }
 
 void centre(QWidget& window) {
@@ -64,11 +56,13 @@ bool App::applicationWillFinishLaunching() {
     try {
         Keys::loadOrGenerate(environment.secrets);
     } catch (const KeysError& error) {
-        alertAboutKeys(detail(error, environment.secrets));
+        alertAboutKeys(error.reason());
         return false;
     }
     menu = std::make_unique<MainMenu>(commands(), [this] { return look(); });
     restoration = std::make_unique<WindowRestoration>(environment.loop, environment.folder);
+    restoration->keep(PrefsWindow::identifier);
+    keys.emplace(environment.loop, environment.secrets, environment.worker);
 
     // What is remembered may still be on its way from the disk: this needs nothing of it.
     Look::loadFonts();
@@ -122,12 +116,13 @@ void App::applicationWillTerminate() {
     isEnding = true;
     if (_notifier) _notifier->stop();
     if (restoration) restoration->finish();
+    if (keys) keys->abandon();
 }
 
 // ---- commands
 
 MainMenu::Commands App::commands() {
-    return {.orderFrontPreferences = {},
+    return {.orderFrontPreferences = [this] { orderFrontPreferences(); },
             .checkForUpdates = {},
             .disconnect = [this] { disconnect(); },
             .toggleRosterWindow = [this] { toggleRosterWindow(); },
@@ -171,6 +166,10 @@ MainMenu::Look App::look() const {
             .isConsoleVisible = _consoleWindow && _consoleWindow->isVisible(),
             .isRoomVisible = _roomWindow && _roomWindow->isVisible(),
             .canDisconnect = _rosterWindow && environment.kit().state().connection != Connection::setup};
+}
+
+void App::orderFrontPreferences() {
+    if (!isEnding) showForward(prefsWindow());
 }
 
 void App::disconnect() { environment.kit().disconnect(); }
@@ -239,6 +238,25 @@ RoomWindow& App::roomWindow() const {
 Notifier& App::notifier() const {
     check(_notifier != nullptr, "the notifier is used before it is made");
     return *_notifier;
+}
+
+PrefsWindow& App::prefsWindow() {
+    if (_prefsWindow) return *_prefsWindow;
+    _prefsWindow = std::make_unique<PrefsWindow>(PrefsEnvironment{
+        .loop = environment.loop,
+        .keys = *keys,
+        .notifier = notifier(),
+        .makeCamera = [] { return std::make_unique<Camera>(); },
+        .exportKey = [this](const SecretKey& key,
+                            QWidget& parent) { KeyExport(key.duplicate()).print(parent.window(), environment.host); }});
+    menu->attachShortcuts(*_prefsWindow);
+    // Not one of those that are adopted: it may be closed as the last, and those may not because it is open, since
+    // nothing in it would bring them back.
+    _prefsWindow->installEventFilter(this);
+    const WindowRecord* record = restoration->remembered(PrefsWindow::identifier);
+    if (record == nullptr || !WindowRestoration::place(*_prefsWindow, *record)) centre(*_prefsWindow);
+    restoration->watch(*_prefsWindow, PrefsWindow::identifier);
+    return *_prefsWindow;
 }
 
 // ---- windows

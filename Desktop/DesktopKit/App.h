@@ -5,6 +5,7 @@
 #include "AttentionKit/SoundPlayer.h"
 #include "DesktopKit/ConsoleWindow.h"
 #include "DesktopKit/MainMenu.h"
+#include "DesktopKit/PrefsWindow.h"
 #include "DesktopKit/RoomWindow.h"
 #include "DesktopKit/RosterWindow.h"
 #include "DesktopKit/TrayMenu.h"
@@ -16,12 +17,15 @@
 #include "StateKit/MainLoop.h"
 #include "StateKit/SignalTarget.h"
 #include "StateKit/UserDefaults.h"
+#include "StateKit/Worker.h"
+#include "VimbleKit/KeyAccess.h"
 #include "VimbleKit/Keys.h"
 #include "VimbleKit/Kit.h"
 
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -33,6 +37,7 @@
 struct AppEnvironment {
     MainLoop& loop;
     SecretStore& secrets;
+    Worker& worker;             // asks the secret store once there are windows
     std::function<Kit&()> kit;  // the first call starts the engine
     const Host& host;
     std::filesystem::path folder;  // the application's own
@@ -78,6 +83,7 @@ public:
     /// forward any more, and the user is told of nothing more.
     void applicationWillTerminate();
 
+    void orderFrontPreferences();
     void disconnect();
     void toggleRosterWindow();
     void toggleConsoleWindow();
@@ -94,6 +100,8 @@ public:
     RosterWindow& rosterWindow() const;
     ConsoleWindow& consoleWindow() const;
     RoomWindow& roomWindow() const;
+    /// Made at the first use.
+    PrefsWindow& prefsWindow();
     Notifier& notifier() const;
 
     bool eventFilter(QObject* object, QEvent* event) override;
@@ -117,6 +125,8 @@ private:
     std::unique_ptr<RoomWindow> _roomWindow;
     std::unique_ptr<WindowAttention> attention;
     std::unique_ptr<Notifier> _notifier;
+    std::optional<KeyAccess> keys;
+    std::unique_ptr<PrefsWindow> _prefsWindow;
     std::unique_ptr<WindowRestoration> restoration;
     std::unique_ptr<MainMenu> menu;
     std::unique_ptr<QMenu> trayContents;

@@ -110,6 +110,11 @@ void MainMenu::attach(QMainWindow& window) {
         });
 }
 
+void MainMenu::attachShortcuts(QWidget& window) {
+    // What concerns text comes with each text field.
+    window.addActions({preferences, close, quit, people, console, room});
+}
+
 void MainMenu::fill(QMenu& menu) {
     menu.addActions({people, room, console});
     addTalks(menu);

@@ -51,6 +51,8 @@ public:
 
     /// Gives the window its menu bar.
     void attach(QMainWindow& window);
+    /// Has the shortcuts work in a window without a menu bar.
+    void attachShortcuts(QWidget& window);
     /// Adds the commands that make sense without a window.
     void fill(QMenu& menu);
 

@@ -68,6 +68,8 @@ void WindowRestoration::watch(QWidget& window, const std::string& identifier, co
     changed();
 }
 
+void WindowRestoration::keep(const std::string& identifier) { kept.push_back(identifier); }
+
 void WindowRestoration::finish() {
     if (isFinished) return;
     for (Watched& each : watched)
@@ -106,6 +108,12 @@ void WindowRestoration::write() {
     if (isFinished) return;
     WindowRecords now;
     for (const Watched& each : watched) now.windows.push_back(each.record);
+    for (const std::string& identifier : kept) {
+        const bool isWatched = std::any_of(watched.begin(), watched.end(),
+                                           [&](const Watched& each) { return each.record.identifier == identifier; });
+        const WindowRecord* record = remembered(identifier);
+        if (!isWatched && record != nullptr) now.windows.push_back(*record);
+    }
     if (now == written) return;
     try {
         Disk(folder, nameSpace).save(now);

@@ -41,6 +41,9 @@ public:
     /// first seen: one that comes back minimised has no frame to tell yet.
     void watch(QWidget& window, const std::string& identifier, const std::string& withKey = {});
 
+    /// Keeps what is remembered of a window that may not be made in this run.
+    void keep(const std::string& identifier);
+
     /// Writes now, and follows no further: at the end of the program windows close that are to come back.
     void finish();
 
@@ -59,6 +62,7 @@ private:
     const std::filesystem::path folder;
     std::vector<WindowRecord> last;
     std::vector<Watched> watched;
+    std::vector<std::string> kept;
     std::shared_ptr<Heartbeat> heartbeat;  // keeps itself alive while it has something to do
     WindowRecords written;
     bool isFinished = false;

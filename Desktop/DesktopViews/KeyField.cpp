@@ -49,11 +49,15 @@ int KeyField::lineLength() const {
     return length;
 }
 
+int KeyField::widthOfLine(int characters) const {
+    return static_cast<int>(std::ceil(characters * characterWidth)) + 2 * padding + 2;
+}
+
 QSize KeyField::sizeHint() const {
     const int lines = keyLength / lineLength();
     // Whole lines, for the text's layout rounds each up.
     const int height = static_cast<int>(std::ceil(lines * std::ceil(QFontMetricsF(font()).lineSpacing())));
-    return {static_cast<int>(std::ceil(16 * characterWidth)) + 2 * padding + 2, height + 2 * padding};
+    return {widthOfLine(16), height + 2 * padding};
 }
 
 QSize KeyField::minimumSizeHint() const {

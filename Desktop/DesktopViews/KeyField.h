@@ -17,6 +17,9 @@ public:
     /// How many characters there are to a line at the present width.
     int lineLength() const;
 
+    /// The width at which there are that many.
+    int widthOfLine(int characters) const;
+
     QSize sizeHint() const override;
     QSize minimumSizeHint() const override;
 

@@ -6,6 +6,7 @@
 #include "TestSupport/FakeSoundPlayer.h"
 #include "TestSupport/MemoryDefaults.h"
 #include "TestSupport/Session.h"
+#include "TestSupport/TestWorker.h"
 
 #include <QApplication>
 
@@ -24,6 +25,7 @@ protected:
     bool start() {
         app.emplace(AppEnvironment{.loop = session.loop,
                                    .secrets = session.secrets,
+                                   .worker = worker,
                                    .kit = [this]() -> Kit& {
                                        ++kitCalls;
                                        if (!session.kit) {
@@ -79,6 +81,7 @@ protected:
     Person person(std::uint8_t number) const { return {keyTextOf(number), "", "", false, true}; }
 
     Session session;
+    TestWorker worker;
     MemoryDefaults defaults;
     FakeApplication application;
     Lifecycle lifecycle{session.loop, application.activity()};
