@@ -33,13 +33,13 @@ QCameraFormat bestFormat(const QCameraDevice& device) {
 class NewestFrame {
 public:
     /// @return whether there was none waiting, so that somebody has to be called to fetch this one
-    bool put(const QVideoFrame& frame) {
+    bool put(SharedFrame frame) {
         const std::lock_guard lock(mutex);
-        newest = frame;
+        newest = std::move(frame);
         return !std::exchange(isWaiting, true);
     }
 
-    QVideoFrame take() {
+    SharedFrame take() {
         const std::lock_guard lock(mutex);
         isWaiting = false;
         return std::exchange(newest, {});
@@ -47,7 +47,7 @@ public:
 
 private:
     std::mutex mutex;
-    QVideoFrame newest;
+    SharedFrame newest;
     bool isWaiting = false;
 };
 
@@ -98,7 +98,9 @@ private:
         connect(
             &capture->sink, &QVideoSink::videoFrameChanged, this,
             [this, newest = capture->newest](const QVideoFrame& frame) {
-                if (newest->put(frame))
+                // Copied here: the camera's own memory may be gone once this call is over.
+                SharedFrame grey = GreyFrames::of(frame);
+                if (grey && newest->put(std::move(grey)))
                     QMetaObject::invokeMethod(
                         this, [this, newest] { deliver(*newest); }, Qt::QueuedConnection);
             },
@@ -107,11 +109,9 @@ private:
     }
 
     void deliver(NewestFrame& newest) {
-        const QVideoFrame frame = newest.take();
+        SharedFrame grey = newest.take();
         // A frame of a camera that has been closed meanwhile.
         if (!capture || capture->newest.get() != &newest) return;
-        SharedFrame grey = GreyFrames::of(frame);
-        if (!grey) return;
         const auto tellFrame = handlers.didCapture;  // may end this session
         tellFrame(std::move(grey));
     }

@@ -45,7 +45,7 @@ SharedFrame fromLuma(QVideoFrame& frame, Luma luma) {
     // A driver that promises more than it sends would have us read past the end.
     const auto last =
         static_cast<qint64>(stride) * (height - 1) + luma.first + static_cast<qint64>(width - 1) * luma.step;
-    if (stride >= width * luma.step && last < frame.mappedBytes(0)) {
+    if (frame.bits(0) != nullptr && stride >= width * luma.step && last < frame.mappedBytes(0)) {
         grey = std::make_shared<GreyFrame>(width, height);
         for (int y = 0; y < height; ++y) {
             const uchar* from = frame.bits(0) + static_cast<std::ptrdiff_t>(stride) * y + luma.first;
