@@ -256,8 +256,9 @@ void UpdateCoordinator::prepare(const AvailableUpdate& available,
     discardStagedUpdate();
     const auto directory = Outcome<Path>::of([this] { return environment.makeStagingDirectory(); });
     if (!directory.hasValue()) return completion(directory.error());
-    const auto preparation =
-        std::make_shared<Preparation>(available, Outcome(directory).take(), environment.removeFolder, completion);
+    // Braces, since clang 14 takes no aggregate in parentheses.
+    const std::shared_ptr<Preparation> preparation(
+        new Preparation{available, Outcome(directory).take(), environment.removeFolder, completion});
     preparation->attempt([&] {
         await<Done>(
             [&](Completion<Done> downloaded) {
