@@ -339,3 +339,20 @@ write("code-signature", {
     "name-broken": b"\x03a\xff\xc3\xe2\x82\xed\xa0\x80\xc0\x80\\",
     "name-directions": "\x03a\u202Eb\u2066c\u200F\u2028",
 })
+
+write("manifest", {
+    "manifest": '{"version":"v1.4.2","url":"Vimble-1.4.2.zip","minimumSystemVersion":"14.0"}',
+    "manifest-absolute": '{"version":"1","url":"https://h/a.zip","minimumSystemVersion":null,"x":[{}]}',
+    "manifest-upwards": '{"version":"1","url":"../a%20b.zip?x=1#f"}',
+    "manifest-bad-system": '{"version":"1","url":"x","minimumSystemVersion":"abc"}',
+    "version": "  v1.2.3\n",
+    "version-signs": "-1.+2.9223372036854775807",
+    "property-list": '<?xml version="1.0" encoding="UTF-8"?>\n<plist version="1.0"><dict>'
+                     "<key>CFBundleExecutable</key><string>Vimble</string>"
+                     "<key>A</key><array><integer>1</integer><true/></array></dict></plist>",
+    "property-list-upwards": '<plist version="1.0"><dict><key>CFBundleExecutable</key>'
+                             "<string>../&amp;&#x41;</string></dict></plist>",
+    "profile": "Identifier=zorvane.Vimble\nAuthority=Leaf (11)\nAuthority=Root (22)\nTeamIdentifier=ZORVANE\n",
+    "profile-adhoc": "Signature=adhoc\nTeamIdentifier=not set\n",
+    "profile-empty": "TeamIdentifier=\nAuthority=\n",
+})
