@@ -1,0 +1,71 @@
+#include "PlatformCore/ServiceRegistration.h"
+
+#include "PlatformCore/PrivateFile.h"
+#include "Text/Text.h"
+
+#include <QDBusMessage>
+
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+#include <string_view>
+
+namespace {
+
+constexpr std::string_view letters = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789";
+
+/// As a shell reads one word. No backslashes: buses differ on what they mean in such a file.
+std::string quoted(const std::string& text) {
+    if (text.find_first_not_of(std::string(letters) + "/._-+") == std::string::npos) return text;
+    std::string result = "'";
+    for (const char c : text) result += c == '\'' ? std::string("'\"'\"'") : std::string(1, c);
+    return result + "'";
+}
+
+/// As a value in a desktop file.
+std::string escaped(const std::string& text) {
+    std::string result;
+    for (const char c : text) {
+        switch (c) {
+            case '\\': result += "\\\\"; break;
+            case '\n': result += "\\n"; break;
+            case '\r': result += "\\r"; break;
+            case '\t': result += "\\t"; break;
+            default: result += c;
+        }
+    }
+    return result;
+}
+
+bool says(const std::filesystem::path& path, const std::string& text) {
+    std::ifstream file(path, std::ios::binary);
+    const std::string found(std::istreambuf_iterator<char>(file), {});
+    return file.good() && found == text;
+}
+
+}  // namespace
+
+std::string ServiceRegistration::fileText(const std::string& serviceName, const std::filesystem::path& program) {
+    // It becomes a file's name.
+    if (serviceName.empty() || serviceName.front() == '.' ||
+        serviceName.find_first_not_of(std::string(letters) + "._-") != std::string::npos)
+        throw std::runtime_error("no name of a service: " + Text::escaped(serviceName));
+    // The bus would refuse the file without a word.
+    if (!program.is_absolute() || !Text::isUtf8(program.native()))
+        throw std::runtime_error("the session bus can't start " + Text::escaped(program.native()));
+    return "[D-BUS Service]\nName=" + serviceName + "\nExec=" + escaped(quoted(program.native())) + "\n";
+}
+
+bool ServiceRegistration::write(const std::string& serviceName, const std::filesystem::path& program,
+                                const std::filesystem::path& dataHome, const QDBusConnection& bus) {
+    const std::string text = fileText(serviceName, program);
+    const std::filesystem::path folder = dataHome / "dbus-1" / "services";
+    const std::filesystem::path file = folder / (serviceName + ".service");
+    if (says(file, text)) return false;
+    std::filesystem::create_directories(folder);
+    PrivateFile::replace(file, bytesOf(text));
+    bus.send(QDBusMessage::createMethodCall(QStringLiteral("org.freedesktop.DBus"),
+                                            QStringLiteral("/org/freedesktop/DBus"),
+                                            QStringLiteral("org.freedesktop.DBus"), QStringLiteral("ReloadConfig")));
+    return true;
+}

@@ -1,0 +1,123 @@
+#include "PlatformCore/XPCInstallerClient.h"
+
+#include "PlatformCore/Text.h"
+#include "UpdateKit/InstallerXPC.h"
+
+#include <QDBusConnection>
+#include <QDBusError>
+#include <QDBusMessage>
+#include <QDBusPendingCallWatcher>
+#include <QObject>
+#include <QStringList>
+
+#include <atomic>
+#include <limits>
+#include <utility>
+
+namespace {
+
+using Error = InstallerClientError;
+
+constexpr char noConnection[] = "Unable to connect to installer service";
+
+/// A connection that nobody else uses.
+class OwnConnection {
+public:
+    explicit OwnConnection(const std::optional<std::string>& address)
+        : name(QStringLiteral("installer client %1").arg(++count)),
+          bus(address ? QDBusConnection::connectToBus(toQt(*address), name)
+                      : QDBusConnection::connectToBus(QDBusConnection::SessionBus, name)) {}
+    ~OwnConnection() { QDBusConnection::disconnectFromBus(name); }
+    OwnConnection(const OwnConnection&) = delete;
+    OwnConnection& operator=(const OwnConnection&) = delete;
+
+private:
+    static inline std::atomic<int> count = 0;
+    const QString name;
+
+public:
+    const QDBusConnection bus;
+};
+
+/// The connection is there, but nobody at the other end knows the call.
+bool isStranger(const QDBusError& error) {
+    switch (error.type()) {
+        case QDBusError::UnknownMethod:
+        case QDBusError::UnknownInterface:
+        case QDBusError::UnknownObject:
+        case QDBusError::InvalidSignature: return true;
+        default: return false;
+    }
+}
+
+/// @throws InstallerClientError  unless it says that all is done
+void judge(const QDBusMessage& answer) {
+    if (answer.type() != QDBusMessage::ReplyMessage) {
+        const QDBusError error(answer);
+        if (isStranger(error)) throw Error::connectionFailed(noConnection);
+        throw Error::connectionFailed(fromQt(error.message().isEmpty() ? error.name() : error.message()));
+    }
+    if (answer.signature() != QLatin1String(InstallerXPC::replySignature)) throw Error::connectionFailed(noConnection);
+    const QStringList message = answer.arguments().at(0).toStringList();
+    if (message.isEmpty()) return;
+    throw Error::installationFailed(fromQt(message.first()), answer.arguments().at(1).toBool());
+}
+
+/// One request; dropped, it tells nobody.
+class Request : public QObject {
+public:
+    explicit Request(Completion<Done> completion) : completion(std::move(completion)) {}
+
+    /// @throws InstallerClientError
+    void send(const QDBusMessage& call, const std::optional<std::string>& busAddress) {
+        connection.emplace(busAddress);
+        if (!connection->bus.isConnected())
+            throw Error::connectionFailed(fromQt(connection->bus.lastError().message()));
+        // The largest number means that it is waited for as long as the connection stands.
+        const QDBusPendingCall pending = connection->bus.asyncCall(call, std::numeric_limits<int>::max());
+        auto* const watcher = new QDBusPendingCallWatcher(pending);
+        connect(this, &QObject::destroyed, watcher, &QObject::deleteLater);
+        connect(watcher, &QDBusPendingCallWatcher::finished, this, [this](QDBusPendingCallWatcher* finished) {
+            const QDBusMessage answer = finished->reply();
+            complete(Outcome<Done>::of([&] { judge(answer); }));
+        });
+    }
+
+    void failLater(const Error& error) {
+        QMetaObject::invokeMethod(
+            this, [this, error] { complete(Outcome<Done>::failure(error)); }, Qt::QueuedConnection);
+    }
+
+private:
+    void complete(Outcome<Done> outcome) {
+        // Whoever hears of it may drop the request.
+        if (const auto tell = std::exchange(completion, {})) tell(std::move(outcome));
+    }
+
+    Completion<Done> completion;
+    std::optional<OwnConnection> connection;
+};
+
+}  // namespace
+
+XPCInstallerClient::XPCInstallerClient(const Host& host, std::optional<std::string> serviceNameOverride,
+                                       std::optional<std::string> busAddress)
+    : host(host), serviceNameOverride(std::move(serviceNameOverride)), busAddress(std::move(busAddress)) {}
+
+std::shared_ptr<void> XPCInstallerClient::install(const InstallerRequest& request, Completion<Done> completion) {
+    const auto pending = std::make_shared<Request>(std::move(completion));
+    try {
+        const auto name = serviceNameOverride ? serviceNameOverride
+                                              : InstallerXPC::serviceName(host.bundleInfo("CFBundleIdentifier"));
+        if (!name) throw Error::connectionFailed("Unable to determine installer XPC service name");
+        QDBusMessage call =
+            QDBusMessage::createMethodCall(toQt(*name), QLatin1String(InstallerXPC::objectPath),
+                                           QLatin1String(InstallerXPC::interface), QLatin1String(InstallerXPC::method));
+        call.setArguments({toQt(InstallerXPC::urlOf(request.stagedApp)), toQt(InstallerXPC::urlOf(request.currentApp)),
+                           static_cast<int>(request.currentProcessIdentifier)});
+        pending->send(call, busAddress);
+    } catch (const Error& error) {
+        pending->failLater(error);
+    }
+    return pending;
+}
