@@ -1,0 +1,42 @@
+#pragma once
+
+#include <QDBusConnection>
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <sys/types.h>
+#include <vector>
+
+/// A session bus of one's own, which starts services on demand. It ends with this object.
+class PrivateBus {
+public:
+    /// @param folder  takes its files; `data` in it is the bus's $XDG_DATA_HOME, `log` what it and those that it
+    ///        starts write
+    /// @param user  whose bus it is; absent: the test's
+    explicit PrivateBus(const std::filesystem::path& folder, std::optional<uid_t> user = {});
+    ~PrivateBus();
+    PrivateBus(const PrivateBus&) = delete;
+    PrivateBus& operator=(const PrivateBus&) = delete;
+
+    const std::string& address() const { return _address; }
+    std::filesystem::path dataHome() const { return folder / "data"; }
+    /// A connection for the test itself.
+    QDBusConnection connection();
+
+    /// The process behind a name. Nobody is started.
+    std::optional<pid_t> processOf(const std::string& name);
+
+    /// What was written until now.
+    std::string log() const;
+    std::vector<std::string> logLines(const std::string& word) const;
+
+    /// Ends the bus at once.
+    void kill();
+
+private:
+    const std::filesystem::path folder;
+    pid_t process = -1;
+    std::string _address;
+    QString connectionName;
+};

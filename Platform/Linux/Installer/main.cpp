@@ -1,0 +1,80 @@
+#include "PlatformBundle/LinuxFileManager.h"
+#include "PlatformBundle/LiveInstallerEnvironment.h"
+#include "PlatformBundle/PosixProcessLauncher.h"
+#include "PlatformBundle/PropertyListBundleReader.h"
+#include "PlatformInstaller/InstallerBundle.h"
+#include "PlatformInstaller/InstallerXPCListener.h"
+#include "StateKit/Log.h"
+#include "Text/Text.h"
+
+#include <QCoreApplication>
+#include <QDBusConnection>
+#include <QDBusError>
+
+#include <algorithm>
+#include <csignal>
+#include <exception>
+#include <filesystem>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <unistd.h>
+
+namespace {
+
+/// One line each on standard error, which a bus that starts services hands to the journal.
+class StandardError : public LogSink {
+public:
+    void write(LogLevel, std::string_view subsystem, std::string_view category, std::string_view message) override {
+        std::string line = std::string(subsystem) + "/" + std::string(category) + ": " + std::string(message);
+        std::replace_if(
+            line.begin(), line.end(), [](char c) { return static_cast<unsigned char>(c) < 0x20; }, ' ');
+        line += '\n';
+        // In one call, so that it stays whole among the lines of others. What can't be written is lost.
+        static_cast<void>(!::write(STDERR_FILENO, line.data(), line.size()));
+    }
+};
+
+InstallerReply install(const InstallerLaunchRequest& request, const std::filesystem::path& codeSignTool) {
+    const auto bundleReader = std::make_shared<PropertyListBundleReader>();
+    LinuxFileManager fileManager;
+    const InstallerEnvironment environment =
+        liveInstallerEnvironment(std::make_shared<PosixProcessLauncher>(), bundleReader, codeSignTool);
+    return installUpdate(request, [&] {
+        return std::make_unique<InstallerService>(fileManager, *bundleReader, environment, InstallerPollingPolicy());
+    });
+}
+
+void serve() {
+    const InstallerBundle bundle = InstallerBundle::of(std::filesystem::read_symlink("/proc/self/exe"));
+    const QString busName = QStringLiteral("installer");
+    const QDBusConnection bus = QDBusConnection::connectToBus(QDBusConnection::SessionBus, busName);
+    if (!bus.isConnected()) throw std::runtime_error("no session bus: " + bus.lastError().message().toStdString());
+    InstallerXPCListener listener(
+        bus, [tool = bundle.codeSignTool](const InstallerLaunchRequest& request) { return install(request, tool); },
+        [] { QCoreApplication::quit(); });
+    const QString trouble = listener.listen(QString::fromStdString(bundle.serviceName));
+    if (!trouble.isEmpty()) throw std::runtime_error(trouble.toStdString());
+    QCoreApplication::exec();
+    QDBusConnection::disconnectFromBus(busName);
+}
+
+}  // namespace
+
+// The service that replaces the application, which lies in the application's bundle and is started by the session bus.
+int main(int argc, char** argv) {
+    // What happens to the terminal or the session of whoever started the bus may not end it between two renames; nor may
+    // a log that nobody reads any more.
+    ::signal(SIGHUP, SIG_IGN);
+    ::signal(SIGPIPE, SIG_IGN);
+    static_cast<void>(::setsid());
+    Log::setSink(std::make_shared<StandardError>());
+    const QCoreApplication application(argc, argv);
+    try {
+        serve();
+        return 0;
+    } catch (const std::exception& error) {
+        Log("UpdateKitInstaller", "main").error(Text::escaped(error.what()));
+        return 1;
+    }
+}
