@@ -26,13 +26,33 @@ int writeAll(int file, ByteView contents) {
     return ::fsync(file) == 0 ? 0 : errno;
 }
 
+/// Where a path leads to in the end, whether something is there or not.
+fs::path targetOf(const fs::path& path) {
+    constexpr int mostLinks = 40;  // as the system itself follows
+    fs::path target = path;
+    std::error_code error;
+    for (int links = 0; fs::is_symlink(fs::symlink_status(target, error)); ++links) {
+        if (links == mostLinks) fail(ELOOP, path);
+        const fs::path next = fs::read_symlink(target, error);
+        if (error) fail(error.value(), path);
+        target = target.parent_path() / next;  // the latter alone if it is absolute
+    }
+    return target;
+}
+
+void syncFolder(const fs::path& folder) {
+    const int directory = ::open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (directory < 0) return;
+    ::fsync(directory);
+    ::close(directory);
+}
+
 }  // namespace
 
 void PrivateFile::replace(const fs::path& path, ByteView contents) {
-    std::error_code error;
-    fs::path target = fs::weakly_canonical(path, error);
-    if (error) fail(error.value(), path);
+    const fs::path target = targetOf(path);
     if (target.filename().empty()) fail(EISDIR, path);
+    std::error_code error;
     const fs::file_status status = fs::status(target, error);
     if (fs::is_directory(status)) fail(EISDIR, path);
     if (fs::exists(status) && !fs::is_regular_file(status)) fail(EINVAL, path);
@@ -45,7 +65,10 @@ void PrivateFile::replace(const fs::path& path, ByteView contents) {
     int failure = writeAll(file, contents);
     if (::close(file) != 0 && failure == 0) failure = errno;
     if (failure == 0 && ::rename(beside.c_str(), target.c_str()) != 0) failure = errno;
-    if (failure == 0) return;
-    ::unlink(beside.c_str());
-    fail(failure, path);
+    if (failure != 0) {
+        ::unlink(beside.c_str());
+        fail(failure, path);
+    }
+    // Without this a machine that fails now could come up with the old file, or with none.
+    syncFolder(target.parent_path());
 }

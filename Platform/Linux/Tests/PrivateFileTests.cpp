@@ -50,6 +50,25 @@ TEST_F(PrivateFileTest, ALinkStaysAndWhatItLeadsToIsReplaced) {
     EXPECT_EQ(contents(file), "new");
 }
 
+TEST_F(PrivateFileTest, ALinkToAFileThatIsNotThereYetStaysAndTheFileIsMade) {
+    fs::create_directory(folder.path / "place");
+    const fs::path link = folder.path / "link";
+    fs::create_symlink("place/other", link);
+    fs::create_symlink("file", folder.path / "place" / "other");
+    PrivateFile::replace(link, text);
+    EXPECT_TRUE(fs::is_symlink(link));
+    EXPECT_TRUE(fs::is_symlink(folder.path / "place" / "other"));
+    EXPECT_EQ(contents(folder.path / "place" / "file"), "new");
+}
+
+TEST_F(PrivateFileTest, LinksThatLeadInACircleAreRefused) {
+    fs::create_symlink("file", folder.path / "link");
+    fs::create_symlink("link", file);
+    EXPECT_THROW(PrivateFile::replace(file, text), std::system_error);
+    EXPECT_TRUE(fs::is_symlink(file));
+    EXPECT_EQ(count(), 2);
+}
+
 TEST_F(PrivateFileTest, AWriteThatFailsLeavesTheOldFileAndNothingBesides) {
     std::ofstream(file) << "old";
     const auto handler = std::signal(SIGXFSZ, SIG_IGN);
