@@ -54,11 +54,13 @@ void setSignals(posix_spawnattr_t* attributes, bool hasOwnSession) {
 
 pid_t spawn(const SpawnRequest& request) {
     FileActions files;
-    ::posix_spawn_file_actions_addopen(files.get(), STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-    if (request.output) {
-        ::posix_spawn_file_actions_adddup2(files.get(), *request.output, STDOUT_FILENO);
+    if (request.input)
+        ::posix_spawn_file_actions_adddup2(files.get(), *request.input, STDIN_FILENO);
+    else
+        ::posix_spawn_file_actions_addopen(files.get(), STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    if (request.output) ::posix_spawn_file_actions_adddup2(files.get(), *request.output, STDOUT_FILENO);
+    if (request.output && !request.keepsErrors)
         ::posix_spawn_file_actions_adddup2(files.get(), *request.output, STDERR_FILENO);
-    }
     ::posix_spawn_file_actions_addclosefrom_np(files.get(), STDERR_FILENO + 1);
     if (request.workingFolder) ::posix_spawn_file_actions_addchdir_np(files.get(), request.workingFolder->c_str());
     Attributes attributes;

@@ -6,13 +6,15 @@
 #include <sys/types.h>
 #include <vector>
 
-/// A program to be started, with nothing to read and no open files but its output.
+/// A program to be started, with no open files but its input, output and errors.
 struct SpawnRequest {
     std::filesystem::path executable;                     // also its argument 0
     std::vector<std::string> arguments;                   // behind that
     std::optional<std::vector<std::string>> environment;  // "NAME=value" each; nothing: this process's own
     std::optional<std::filesystem::path> workingFolder;   // nothing: this process's own
+    std::optional<int> input;                             // a file to read; nothing: there is nothing to read
     std::optional<int> output;                            // a file for output and errors; nothing: this process's
+    bool keepsErrors = false;                             // errors go to this process's, whatever `output` is
     bool hasOwnSession = false;                           // it outlives terminal and session of this process
 };
 
