@@ -26,6 +26,7 @@ public:
     int width() const { return _width; }
     int height() const { return _height; }
     ByteView pixels() const { return bytes; }
+    std::span<std::uint8_t> pixels() { return bytes; }
     std::span<std::uint8_t> row(int y) { return std::span(bytes).subspan(offset(y), static_cast<std::size_t>(_width)); }
     ByteView row(int y) const { return ByteView(bytes).subspan(offset(y), static_cast<std::size_t>(_width)); }
 
