@@ -21,7 +21,9 @@ KeyReplaceVC::KeyReplaceVC(KeyReplaceWindow& wc, KeyScanVC* scanVC)
     replaceButton->setObjectName(QStringLiteral("replaceButton"));
     cancelButton->setObjectName(QStringLiteral("cancelButton"));
     stageBox->addWidget(_sourceVC);
-    stageBox->addWidget(_scanVC);
+    // A stack is as large as its largest page, and this one is far larger than the first: it joins when it is shown.
+    _scanVC->hide();
+    _scanVC->setParent(this);
     auto* buttons = new QDialogButtonBox(this);
     buttons->addButton(replaceButton, QDialogButtonBox::AcceptRole);
     buttons->addButton(cancelButton, QDialogButtonBox::RejectRole);
@@ -41,11 +43,6 @@ KeyReplaceVC::KeyReplaceVC(KeyReplaceWindow& wc, KeyScanVC* scanVC)
 }
 
 void KeyReplaceVC::select(QWidget* page) {
-    // The sheet is as large as the page that it shows, and not as the largest.
-    for (QWidget* each : {static_cast<QWidget*>(_sourceVC), static_cast<QWidget*>(_scanVC)}) {
-        const auto policy = each == page ? QSizePolicy::Preferred : QSizePolicy::Ignored;
-        each->setSizePolicy(policy, policy);
-    }
     stageBox->setCurrentWidget(page);
     page->setFocus();
     wc.adjustSize();
@@ -76,6 +73,7 @@ void KeyReplaceVC::goToScanner() {
     _stage = Stage::scanner;
     replaceButton->setText(QStringLiteral("Replace"));
     // The page is chosen first, or the keyboard would go from the button to the one that gives up.
+    stageBox->addWidget(_scanVC);
     select(_scanVC);
     replaceButton->setEnabled(false);
 }

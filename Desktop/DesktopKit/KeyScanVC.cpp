@@ -5,8 +5,8 @@
 #include "DesktopViews/Icons.h"
 #include "DesktopViews/Look.h"
 #include "PlatformDesktop/GreyFrames.h"
-#include "ScanKit/BackgroundThread.h"
 #include "ScanKit/QRExtractor.h"
+#include "StateKit/WorkerThread.h"
 
 #include <QAccessible>
 #include <QAction>
@@ -90,11 +90,11 @@ struct KeyScanVC::Reading {
 };
 
 KeyScanVC::KeyScanVC(MainLoop& loop, std::unique_ptr<FrameSource> camera, QWidget* parent,
-                     std::shared_ptr<Background> background)
+                     std::shared_ptr<Worker> worker)
     : QWidget(parent),
       loop(loop),
-      background(background ? std::move(background) : std::make_shared<BackgroundThread>()) {
-    build(std::make_unique<QRScanner>(loop, this->background, std::move(camera)));
+      worker(worker ? std::move(worker) : std::make_shared<WorkerThread>(WorkerThread::AtEnd::drops)) {
+    build(std::make_unique<QRScanner>(loop, this->worker, std::move(camera)));
     showStatus();
     showOutcome(std::nullopt, {});
 }
@@ -238,7 +238,7 @@ bool KeyScanVC::take(const QMimeData& data) {
 void KeyScanVC::readPicture(std::function<Picture()> load) {
     if (_scannedKey) return;
     showOutcome(std::nullopt, tr("Reading the picture..."));
-    background->run([this, &mainLoop = loop, life = lifeToken(), number = ++readings, load = std::move(load)] {
+    worker->run([this, &mainLoop = loop, life = lifeToken(), number = ++readings, load = std::move(load)] {
         auto reading = std::make_shared<Reading>(number, load());
         mainLoop.post([this, life, reading = std::move(reading)] {
             if (!life.expired()) finish(*reading);

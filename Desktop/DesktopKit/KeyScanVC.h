@@ -47,9 +47,9 @@ class KeyScanVC : public QWidget, public SignalTarget, public QRScannerViewDeleg
 public:
     /// @param loop        must outlive the page
     /// @param camera      a `Camera`
-    /// @param background  where pictures are looked through; null for a thread of the page's own
+    /// @param worker      where pictures are looked through; null for a thread of the page's own
     KeyScanVC(MainLoop& loop, std::unique_ptr<FrameSource> camera, QWidget* parent = nullptr,
-              std::shared_ptr<Background> background = nullptr);
+              std::shared_ptr<Worker> worker = nullptr);
     ~KeyScanVC() override;
 
     void setDelegate(Weak<KeyScanVCDelegate> newDelegate) { delegate = newDelegate; }
@@ -90,7 +90,7 @@ private:
     void showOutcome(std::optional<bool> isGood, const QString& words);
 
     MainLoop& loop;
-    std::shared_ptr<Background> background;  // shared with the scanner
+    std::shared_ptr<Worker> worker;  // shared with the scanner
     Weak<KeyScanVCDelegate> delegate;
     std::optional<SecretKey> _scannedKey;
     std::uint64_t readings = 0;  // names the picture that is being read; others are dropped

@@ -5,8 +5,10 @@
 WorkerThread::~WorkerThread() {
     if (!thread.joinable()) return;
     {
+        std::deque<std::function<void()>> dropped;  // dies behind the lock: it may own much
         const std::lock_guard lock(mutex);
         isEnding = true;
+        if (atEnd == AtEnd::drops) dropped = std::exchange(queue, {});
     }
     changed.notify_all();
     thread.join();

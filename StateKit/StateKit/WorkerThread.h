@@ -14,8 +14,12 @@
 /// Made, used and destroyed on one thread.
 class WorkerThread : public Worker {
 public:
-    WorkerThread() = default;
-    /// Waits until all work is done.
+    /// What the end does with work that has not begun.
+    enum class AtEnd { finishes, drops };
+
+    explicit WorkerThread(AtEnd atEnd = AtEnd::finishes) : atEnd(atEnd) {}
+    /// Waits until all work is done, or, where the rest is dropped, the piece that has begun. What the work
+    /// refers to must outlive it.
     ~WorkerThread() override;
     WorkerThread(const WorkerThread&) = delete;
     WorkerThread& operator=(const WorkerThread&) = delete;
@@ -29,6 +33,7 @@ public:
 private:
     void serve();
 
+    const AtEnd atEnd;
     std::mutex mutex;  // guards what follows, but for the thread
     std::condition_variable changed;
     std::deque<std::function<void()>> queue;

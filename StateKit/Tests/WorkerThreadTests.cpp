@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
 #include <future>
 #include <memory>
@@ -62,6 +63,33 @@ TEST(WorkerThreadTest, ItTakesMoreWorkAfterAnEarlierEnd) {
     worker.run([&isDone] { isDone = true; });
     ASSERT_TRUE(worker.finish(1min));
     EXPECT_TRUE(isDone);
+}
+
+TEST(WorkerThreadTest, WhereTheRestIsDroppedTheEndWaitsOnlyForWhatRuns) {
+    std::promise<void> begun;
+    std::promise<void> mayEnd;
+    std::atomic<int> ran = 0;
+    const auto owned = std::make_shared<int>(0);
+    std::thread releasing;
+    {
+        WorkerThread worker(WorkerThread::AtEnd::drops);
+        worker.run([&] {
+            begun.set_value();
+            mayEnd.get_future().wait();
+            ++ran;
+        });
+        worker.run([&ran, owned] { ++ran; });
+        begun.get_future().wait();
+        EXPECT_EQ(owned.use_count(), 2);
+        // The destructor empties the queue before it waits; this lets the first piece go once it has.
+        releasing = std::thread([&owned, &mayEnd] {
+            while (owned.use_count() > 1) std::this_thread::yield();
+            mayEnd.set_value();
+        });
+    }
+    releasing.join();
+    EXPECT_EQ(ran, 1);
+    EXPECT_EQ(owned.use_count(), 1);
 }
 
 }  // namespace

@@ -20,8 +20,8 @@ struct QRScanner::Answer {
     std::optional<std::string> payload;
 };
 
-QRScanner::QRScanner(MainLoop& loop, std::shared_ptr<Background> background, std::unique_ptr<FrameSource> camera)
-    : loop(loop), background(std::move(background)), camera(std::move(camera)) {}
+QRScanner::QRScanner(MainLoop& loop, std::shared_ptr<Worker> worker, std::unique_ptr<FrameSource> camera)
+    : loop(loop), worker(std::move(worker)), camera(std::move(camera)) {}
 
 QRScanner::~QRScanner() { camera->stop(); }
 
@@ -82,7 +82,7 @@ void QRScanner::watchFor(Seconds delay, Status atEnd) {
 
 void QRScanner::look(SharedFrame frame) {
     isLooking = true;
-    background->run([this, &mainLoop = loop, life = std::weak_ptr(life), run = run, frame = std::move(frame)] {
+    worker->run([this, &mainLoop = loop, life = std::weak_ptr(life), run = run, frame = std::move(frame)] {
         auto answer = std::make_shared<Answer>(run, frame, QRExtractor::payload(*frame, QRExtractor::Effort::live));
         mainLoop.post([this, life, answer = std::move(answer)] {
             if (!life.expired()) judge(*answer);

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "ScanKit/Background.h"
 #include "ScanKit/FrameSource.h"
 #include "StateKit/MainLoop.h"
+#include "StateKit/Worker.h"
 
 #include <cstdint>
 #include <functional>
@@ -17,7 +17,7 @@
 /// goes on, and the same code may be asked about again with the next frame. What a code means is the owner's
 /// business.
 ///
-/// Looking for a code takes longer than a frame lasts, so it is done in the background, one frame at a time; of
+/// Looking for a code takes longer than a frame lasts, so it is done by a worker, one frame at a time; of
 /// those that come meanwhile only the newest is kept. The picture is live all the same. Main thread only.
 ///
 /// A camera that can't be opened, or that sends nothing for `silence`, is tried again after `pause`, for as long as
@@ -47,9 +47,9 @@ public:
     /// Seconds before a camera that failed is tried again.
     static constexpr Seconds pause = 3;
 
-    /// @param loop        must outlive the scanner and the background
-    /// @param background  shared with whoever else has work for it
-    QRScanner(MainLoop& loop, std::shared_ptr<Background> background, std::unique_ptr<FrameSource> camera);
+    /// @param loop        must outlive the scanner and the worker
+    /// @param worker      shared with whoever else has work for it
+    QRScanner(MainLoop& loop, std::shared_ptr<Worker> worker, std::unique_ptr<FrameSource> camera);
     ~QRScanner();
     QRScanner(const QRScanner&) = delete;
     QRScanner& operator=(const QRScanner&) = delete;
@@ -81,7 +81,7 @@ private:
     void show(Status status, SharedFrame picture);
 
     MainLoop& loop;
-    std::shared_ptr<Background> background;
+    std::shared_ptr<Worker> worker;
     std::unique_ptr<FrameSource> camera;
     Handlers handlers;
     Status _status = Status::stopped;

@@ -2,8 +2,8 @@
 
 #include "TestSupport/CodeFrame.h"
 #include "TestSupport/FakeCamera.h"
-#include "TestSupport/HeldBackground.h"
 #include "TestSupport/TestLoop.h"
+#include "TestSupport/TestWorker.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -22,7 +22,7 @@ using testing::IsEmpty;
 class QRScannerTest : public testing::Test {
 protected:
     QRScannerTest() {
-        scanner = std::make_unique<QRScanner>(loop, background, std::make_unique<FakeCamera>(camera));
+        scanner = std::make_unique<QRScanner>(loop, worker, std::make_unique<FakeCamera>(camera));
         scanner->setHandlers({[this](std::string_view payload) {
                                   asked.emplace_back(payload);
                                   return onAsked ? onAsked(payload) : payload == "good";
@@ -36,14 +36,14 @@ protected:
         settle();
     }
     void settle() {
-        while (background->count() > 0) {
-            background->runOne();
+        while (worker->waiting() > 0) {
+            worker->step();
             loop.run();
         }
     }
 
     TestLoop loop;
-    std::shared_ptr<HeldBackground> background = std::make_shared<HeldBackground>();
+    std::shared_ptr<TestWorker> worker = std::make_shared<TestWorker>();
     FakeCamera::Remote camera;
     std::unique_ptr<QRScanner> scanner;
     std::vector<std::string> asked;
@@ -113,7 +113,7 @@ TEST_F(QRScannerTest, OfTheFramesThatComeWhileOneIsLookedAtOnlyTheNewestIsKept) 
     scanner->start();
     camera.send(empty);
     for (const char* text : {"one", "two", "three"}) camera.send(CodeFrame::of(text));
-    EXPECT_EQ(background->count(), 1U);
+    EXPECT_EQ(worker->waiting(), 1U);
     settle();
     EXPECT_THAT(asked, ElementsAre("three"));
 }
@@ -129,7 +129,7 @@ TEST_F(QRScannerTest, AnAnswerThatComesAfterTheStopIsDropped) {
 
     scanner->start();
     camera.send(good);
-    background->runOne();
+    worker->step();
     scanner->stop();
     loop.run();
     EXPECT_THAT(asked, IsEmpty());
@@ -178,7 +178,7 @@ TEST_F(QRScannerTest, WhoIsAskedMayStopStartOrDestroyTheScanner) {
 TEST_F(QRScannerTest, DyingInTheMidstLeavesNothingBehind) {
     scanner->start();
     camera.send(good);
-    background->runOne();
+    worker->step();
     scanner.reset();
     loop.run();
     EXPECT_THAT(asked, IsEmpty());

@@ -1,7 +1,7 @@
 #include "PlatformCore/QtMainLoop.h"
 #include "PlatformDesktop/Camera.h"
-#include "ScanKit/BackgroundThread.h"
 #include "ScanKit/QRScanner.h"
+#include "StateKit/WorkerThread.h"
 
 #include "PaperKey.h"
 
@@ -61,7 +61,7 @@ TEST(CameraOnPipeWireTest, ReadsAPaperKeyHeldBeforeTheCameraAndSurvivesItsUnplug
     ASSERT_TRUE(picture.save(path));
 
     QtMainLoop loop;
-    QRScanner scanner(loop, std::make_shared<BackgroundThread>(), std::make_unique<Camera>());
+    QRScanner scanner(loop, std::make_shared<WorkerThread>(WorkerThread::AtEnd::drops), std::make_unique<Camera>());
     std::string asked;
     bool isGood = false;
     scanner.setHandlers({[&](std::string_view payload) {

@@ -4,8 +4,8 @@
 #include "DesktopKit/PictureFile.h"
 #include "TestSupport/CodeFrame.h"
 #include "TestSupport/FakeCamera.h"
-#include "TestSupport/HeldBackground.h"
 #include "TestSupport/TestLoop.h"
+#include "TestSupport/TestWorker.h"
 
 #include "PaperKey.h"
 
@@ -47,7 +47,7 @@ protected:
     }
 
     void make() {
-        page = std::make_unique<KeyScanVC>(loop, std::make_unique<FakeCamera>(camera), nullptr, background);
+        page = std::make_unique<KeyScanVC>(loop, std::make_unique<FakeCamera>(camera), nullptr, worker);
         page->setDelegate(Weak<KeyScanVCDelegate>(&told));
         page->resize(420, 520);
     }
@@ -56,8 +56,8 @@ protected:
         return *page->findChild<Child*>(QLatin1String(name));
     }
     void settle() {
-        while (background->count() > 0) {
-            background->runOne();
+        while (worker->waiting() > 0) {
+            worker->step();
             loop.run();
         }
     }
@@ -117,7 +117,7 @@ protected:
 
     QTemporaryDir folder;
     TestLoop loop;
-    std::shared_ptr<HeldBackground> background = std::make_shared<HeldBackground>();
+    std::shared_ptr<TestWorker> worker = std::make_shared<TestWorker>();
     FakeCamera::Remote camera;
     Told told;
     std::unique_ptr<KeyScanVC> page;
@@ -272,7 +272,7 @@ TEST_F(KeyScanVCTest, AFileOnAnotherMachineIsNotFetched) {
     QMimeData data;
     data.setUrls({QUrl("https://example.org/key.png")});
     EXPECT_TRUE(page->take(data));
-    EXPECT_EQ(background->count(), 0U);
+    EXPECT_EQ(worker->waiting(), 0U);
     expectOnlyWords(QStringLiteral("another machine"));
 }
 
