@@ -1,0 +1,129 @@
+#include "DesktopViews/UpdateToast.h"
+
+#include "Base/Check.h"
+#include "DesktopViews/ElidedLabel.h"
+#include "DesktopViews/Look.h"
+#include "DesktopViews/Spinner.h"
+#include "TranscriptKit/DisplayText.h"
+
+#include <QAccessible>
+#include <QHBoxLayout>
+#include <QMouseEvent>
+#include <QPushButton>
+
+#include <utility>
+
+namespace {
+
+constexpr int sideMargin = 12;
+constexpr int gap = 8;
+
+struct Rendering {
+    std::string text;
+    bool hasSpinner = false;
+    bool dismissesItself = false;
+};
+
+Rendering rendering(const UpdateToast::Message& message) {
+    if (const auto* required = std::get_if<UpdateToast::MinimumSystemVersionRequired>(&message))
+        return {"macOS " + required->version + " required to update", false, true};
+    if (const auto* ready = std::get_if<UpdateToast::ReadyUpdate>(&message)) return {"v" + ready->version};
+    if (std::holds_alternative<UpdateToast::Checking>(message)) return {"Checking for Updates...", true};
+    check(std::holds_alternative<UpdateToast::NoUpdateAvailable>(message), "a message has no rendering");
+    return {"No Update Available", false, true};
+}
+
+}  // namespace
+
+UpdateToast::UpdateToast(MainLoop& loop, Style style, QWidget* parent)
+    : ToastView(style),
+      loop(loop),
+      spinner(new Spinner(this)),
+      iconLabel(new ElidedLabel(this)),
+      textLabel(new ElidedLabel(this)),
+      actionButton(new QPushButton(this)) {
+    spinner->setObjectName(QStringLiteral("spinner"));
+    spinner->setAccessibleName(QStringLiteral("Checking for Updates..."));
+    iconLabel->setObjectName(QStringLiteral("iconLabel"));
+    iconLabel->setText(QStringLiteral("📦"));
+    textLabel->setObjectName(QStringLiteral("textLabel"));
+    actionButton->setObjectName(QStringLiteral("actionButton"));
+    actionButton->setText(QStringLiteral("Update"));
+    actionButton->setCursor(Qt::ArrowCursor);
+    connect(actionButton, &QPushButton::clicked, this, [this] {
+        if (const auto install = onInstall) install();
+    });
+
+    auto* row = new QHBoxLayout(&contentView());
+    row->setContentsMargins(sideMargin, 0, sideMargin, 0);
+    row->setSpacing(gap);
+    if (style == Style::attached) {
+        spinner->hide();
+        row->addWidget(iconLabel);
+        row->addWidget(textLabel, 1);
+        row->addWidget(actionButton);
+    } else {
+        iconLabel->hide();
+        actionButton->hide();
+        row->addStretch(1);
+        row->addWidget(spinner);
+        row->addWidget(textLabel);
+        row->addStretch(1);
+    }
+    UpdateToast::applyLook();
+    if (parent != nullptr) attach(*parent);
+}
+
+UpdateToast::~UpdateToast() = default;
+
+void UpdateToast::setMessage(std::optional<Message> message) {
+    _message = std::move(message);
+    render();
+}
+
+void UpdateToast::render() {
+    autoDismissTask.reset();
+    if (!_message) {
+        hide(true);
+        return;
+    }
+    const auto [text, hasSpinner, dismissesItself] = rendering(*_message);
+    // The version is what the manifest says.
+    textLabel->setText(DisplayText::line(text));
+    if (hasSpinner && style() == Style::floating)
+        spinner->start();
+    else
+        spinner->stop();
+    if (dismissesItself) scheduleDismissal();
+    const bool isNew = !isPresented() || accessibleName() != textLabel->text();
+    show(true);
+    if (!isNew) return;
+    // Who has the window read aloud does not see what comes up at its edge.
+    setAccessibleName(textLabel->text());
+    QAccessibleEvent alert(this, QAccessible::Alert);
+    QAccessible::updateAccessibility(&alert);
+}
+
+void UpdateToast::scheduleDismissal() {
+    autoDismissTask.emplace(loop, dismissalDelay, [this] {
+        if (const auto dismiss = onDismissRequested) dismiss();
+    });
+}
+
+void UpdateToast::applyLook() {
+    ToastView::applyLook();
+    iconLabel->setFont(Look::emojiFont(16));
+    textLabel->setFont(style() == Style::attached ? Look::font(13, QFont::Medium) : Look::font(12));
+    actionButton->setFont(Look::font(13, QFont::Medium));
+    // The strong tint of the desktop's own palette, in and out of the active window.
+    QPalette strong = palette();
+    strong.setColor(QPalette::Button, palette().color(QPalette::Active, QPalette::Highlight));
+    strong.setColor(QPalette::ButtonText, palette().color(QPalette::Active, QPalette::HighlightedText));
+    actionButton->setPalette(strong);
+}
+
+void UpdateToast::mouseReleaseEvent(QMouseEvent* event) {
+    ToastView::mouseReleaseEvent(event);
+    if (style() != Style::floating || !_message || !rect().contains(event->pos())) return;
+    if (const auto dismiss = onDismissRequested) dismiss();
+}
