@@ -7,6 +7,8 @@
 #include "DesktopViews/Look.h"
 #include "PlatformCore/Text.h"
 #include "PlatformDesktop/Camera.h"
+#include "StateKit/Log.h"
+#include "Text/Text.h"
 #include "TranscriptKit/DisplayText.h"
 
 #include <QApplication>
@@ -21,6 +23,8 @@
 #include <utility>
 
 namespace {
+
+const Log updateLog("zorvane.Vimble", "App");
 
 constexpr char keepsWindows[] = "NSQuitAlwaysKeepsWindows";
 
@@ -68,6 +72,7 @@ bool App::applicationWillFinishLaunching() {
     Look::loadFonts();
     Kit& kit = environment.kit();
     _rosterWindow = std::make_unique<RosterWindow>(kit);
+    if (environment.updater) _rosterWindow->rosterVC().observeUpdates(*environment.updater, environment.loop);
     adopt(*_rosterWindow, RosterWindow::restorationIdentifier);
     _consoleWindow = std::make_unique<ConsoleWindow>(kit, environment.host.bundleInfo("CFBundleShortVersionString"),
                                                      [this] { return environment.loop.now(); });
@@ -102,6 +107,19 @@ void App::applicationDidFinishLaunching() {
     trayContents = std::make_unique<QMenu>();
     menu->fill(*trayContents);
     tray = std::make_unique<TrayMenu>(*trayContents, [this] { showRosterWindow(); });
+
+    if (AppUpdater* updater = environment.updater) {
+        updater->observeState(*this, [](App& self, const UpdateState& state) { self.updateStateChanged(state); });
+        updater->start();
+    }
+}
+
+void App::updateStateChanged(const UpdateState& state) {
+    menu->refresh();
+    if (!state.failure) return;
+    updateLog.error(std::string("UpdateKit failure (") + name(state.failure->category) +
+                    "): " + Text::escaped(state.failure->summary));
+    environment.updater->dismissFailure();
 }
 
 void App::openUrls(const QStringList& urls, const ActivationToken& token) {
@@ -123,7 +141,7 @@ void App::applicationWillTerminate() {
 
 MainMenu::Commands App::commands() {
     return {.orderFrontPreferences = [this] { orderFrontPreferences(); },
-            .checkForUpdates = {},
+            .checkForUpdates = environment.updater ? [this] { checkForUpdates(); } : std::function<void()>(),
             .disconnect = [this] { disconnect(); },
             .toggleRosterWindow = [this] { toggleRosterWindow(); },
             .toggleConsoleWindow = [this] { toggleConsoleWindow(); },
@@ -165,11 +183,18 @@ MainMenu::Look App::look() const {
     return {.isRosterVisible = _rosterWindow && _rosterWindow->isVisible(),
             .isConsoleVisible = _consoleWindow && _consoleWindow->isVisible(),
             .isRoomVisible = _roomWindow && _roomWindow->isVisible(),
+            .canCheckForUpdates = environment.updater && environment.updater->state().isConfigured,
             .canDisconnect = _rosterWindow && environment.kit().state().connection != Connection::setup};
 }
 
 void App::orderFrontPreferences() {
     if (!isEnding) showForward(prefsWindow());
+}
+
+void App::checkForUpdates() {
+    // It tells of itself in that window, which may be closed.
+    if (environment.updater->state().isConfigured && !rosterWindow().isVisible()) showRosterWindow();
+    environment.updater->checkForUpdates();
 }
 
 void App::disconnect() { environment.kit().disconnect(); }

@@ -3,6 +3,7 @@
 #include "AttentionKit/NotificationCenter.h"
 #include "AttentionKit/Notifier.h"
 #include "AttentionKit/SoundPlayer.h"
+#include "DesktopKit/AppUpdater.h"
 #include "DesktopKit/ConsoleWindow.h"
 #include "DesktopKit/MainMenu.h"
 #include "DesktopKit/PrefsWindow.h"
@@ -50,7 +51,8 @@ struct AppEnvironment {
     /// Shows a window and gives it the keyboard. The token is what the desktop gave to whoever asked for
     /// that; empty for a command of the user's in one of our own windows.
     std::function<void(QWidget& window, const ActivationToken& token)> bringForward;
-    std::function<void()> quit;  // begins the end of the program
+    std::function<void()> quit;     // begins the end of the program
+    AppUpdater* updater = nullptr;  // which this starts; null: no word of updates
 };
 
 /// A place for debugging aids.
@@ -84,6 +86,7 @@ public:
     void applicationWillTerminate();
 
     void orderFrontPreferences();
+    void checkForUpdates();
     void disconnect();
     void toggleRosterWindow();
     void toggleConsoleWindow();
@@ -113,6 +116,7 @@ private:
     void toggle(QWidget& window);
     void showForward(QWidget& window, const ActivationToken& token = {});
     bool isLastOpen(const QWidget& window) const;
+    void updateStateChanged(const UpdateState& state);
     MainMenu::Commands commands();
     std::vector<MainMenu::Talk> talks();
     MainMenu::Look look() const;

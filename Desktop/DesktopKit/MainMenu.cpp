@@ -130,6 +130,7 @@ void MainMenu::refresh() {
     people->setChecked(now.isRosterVisible);
     console->setChecked(now.isConsoleVisible);
     room->setChecked(now.isRoomVisible);
+    updates->setEnabled(now.canCheckForUpdates);
     disconnection->setEnabled(now.canDisconnect);
 }
 

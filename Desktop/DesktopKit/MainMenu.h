@@ -39,11 +39,13 @@ public:
         std::function<std::vector<Talk>()> talks;
     };
 
-    /// How the window commands stand: which windows are on the screen, and whether there is a link to give up.
+    /// How the commands stand: which windows are on the screen, and whether there is a place to look for updates,
+    /// or a link to give up.
     struct Look {
         bool isRosterVisible = false;
         bool isConsoleVisible = false;
         bool isRoomVisible = false;
+        bool canCheckForUpdates = false;
         bool canDisconnect = false;
     };
 

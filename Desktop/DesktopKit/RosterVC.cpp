@@ -1,5 +1,6 @@
 #include "DesktopKit/RosterVC.h"
 
+#include "DesktopKit/AppUpdater.h"
 #include "DesktopKit/PersonView.h"
 #include "DesktopKit/RoomRow.h"
 #include "DesktopKit/RosterModel.h"
@@ -46,6 +47,19 @@ RosterVC::LocalState::LocalState(const State* state) {
         return order != 0 ? order < 0 : a.publicKey < b.publicKey;
     });
     if (const Person* me = state->me()) user = *me;
+}
+
+RosterVC::LocalUpdateState::LocalUpdateState(const UpdateState* state) {
+    if (!state) return;
+    readyVersion = state->readyUpdate ? state->readyUpdate->version : state->debugReadyVersion;
+    if (!state->manualCheck) return;
+    const auto& status = state->manualCheck->value;
+    if (const auto* unsupported = std::get_if<ManualCheckStatus::UnsupportedSystemVersion>(&status))
+        toast = UpdateToast::MinimumSystemVersionRequired{unsupported->requiredVersion};
+    else if (std::holds_alternative<ManualCheckStatus::Checking>(status))
+        toast = UpdateToast::Checking{};
+    else
+        toast = UpdateToast::NoUpdateAvailable{};
 }
 
 RosterVC::RosterVC(Kit& kit, QWidget* parent) : QWidget(parent) {
@@ -153,6 +167,9 @@ void RosterVC::buildList(Kit& kit) {
     rows->addWidget(roomRow);
     rows->addWidget(troubleLabel);
     rows->addWidget(table, 1);
+    toastGround = new QWidget(list);
+    toastGround->setFixedHeight(0);
+    rows->addWidget(toastGround);
     static_cast<QVBoxLayout*>(layout())->addWidget(list, 1);
 }
 
@@ -187,6 +204,31 @@ void RosterVC::apply(const LocalState& newState) {
     else
         transitionOffline();
     reload();
+}
+
+void RosterVC::observeUpdates(AppUpdater& updater, MainLoop& loop) {
+    readyUpdateToast = new UpdateToast(loop, ToastView::Style::attached, this);
+    readyUpdateToast->setObjectName(QStringLiteral("readyUpdateToast"));
+    statusToast = new UpdateToast(loop, ToastView::Style::floating, this);
+    statusToast->setObjectName(QStringLiteral("statusToast"));
+    // The bar stays up, and the last of the people are not to stay beneath it.
+    readyUpdateToast->onVisibilityChanged = [this](const ToastView& toast) {
+        toastGround->setFixedHeight(toast.isPresented() ? toast.barHeight() : 0);
+    };
+    readyUpdateToast->onInstall = [&updater] { updater.installUpdate(); };
+    statusToast->onDismissRequested = [this, &updater] {
+        statusToast->setMessage(std::nullopt);
+        updater.dismissManualCheck();
+    };
+    updater.observeModel<LocalUpdateState>(*this,
+                                           [](RosterVC& self, const LocalUpdateState& state) { self.apply(state); });
+}
+
+void RosterVC::apply(const LocalUpdateState& newState) {
+    std::optional<UpdateToast::Message> ready;
+    if (newState.readyVersion) ready = UpdateToast::ReadyUpdate{*newState.readyVersion};
+    readyUpdateToast->setMessage(ready);
+    statusToast->setMessage(newState.toast);
 }
 
 void RosterVC::setRoomOpen(bool isOpen) { roomRow->setRoomOpen(isOpen); }

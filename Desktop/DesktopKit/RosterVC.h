@@ -1,5 +1,8 @@
 #pragma once
 
+#include "DesktopKit/UpdateState.h"
+#include "DesktopViews/UpdateToast.h"
+#include "StateKit/MainLoop.h"
 #include "StateKit/SignalTarget.h"
 #include "VimbleKit/Person.h"
 #include "VimbleKit/State.h"
@@ -12,6 +15,7 @@
 #include <string>
 #include <vector>
 
+class AppUpdater;
 class ElidedLabel;
 class Kit;
 class QAction;
@@ -55,6 +59,18 @@ public:
         bool operator==(const LocalState&) const = default;
     };
 
+    /// What is shown of updates.
+    struct LocalUpdateState {
+        using StateType = UpdateState;
+        LocalUpdateState() = default;
+        explicit LocalUpdateState(const UpdateState* state);
+
+        std::optional<std::string> readyVersion;
+        std::optional<UpdateToast::Message> toast;  // how the user's check stands
+
+        bool operator==(const LocalUpdateState&) const = default;
+    };
+
     explicit RosterVC(Kit& kit, QWidget* parent = nullptr);
     ~RosterVC() override;
 
@@ -63,6 +79,9 @@ public:
     void setOpenRoom(std::function<void()> newOpenRoom) { openRoom = std::move(newOpenRoom); }
     /// Whether the room is on the screen.
     void setRoomOpen(bool isOpen);
+    /// Shows what that updater tells, in bars at the bottom, and asks it for what the user wants. Once.
+    /// @param updater, loop  must outlive the view
+    void observeUpdates(AppUpdater& updater, MainLoop& loop);
     /// Says why no link comes about, until there is one. At most 300 characters of it are shown.
     void showTrouble(const std::string& text);
 
@@ -74,6 +93,7 @@ private:
     void buildList(Kit& kit);
     void applyLook();
     void apply(const LocalState& newState);
+    void apply(const LocalUpdateState& newState);
     void fitTrouble();
     void transitionOnline();
     void transitionOffline();
@@ -101,6 +121,9 @@ private:
     QLabel* troubleLabel;
     RosterTableView* table;
     RosterModel* model;
+    UpdateToast* readyUpdateToast = nullptr;  // both only where there is an updater
+    UpdateToast* statusToast = nullptr;
+    QWidget* toastGround;  // as high as the list must end above the bar that stays
     QMenu* context;
     QAction* contextCopy;
 

@@ -48,7 +48,8 @@ protected:
                                            window.activateWindow();
                                            last = &window;
                                        },
-                                   .quit = [this] { ++quits; }});
+                                   .quit = [this] { ++quits; },
+                                   .updater = updater});
         if (!app->applicationWillFinishLaunching()) return false;
         app->applicationDidFinishLaunching();
         return true;
@@ -87,6 +88,7 @@ protected:
     Lifecycle lifecycle{session.loop, application.activity()};
     FakeNotificationCenter notifications{session.loop};
     FakeSoundPlayer sounds;
+    AppUpdater* updater = nullptr;
     std::optional<App> app;
     int kitCalls = 0;
     int quits = 0;

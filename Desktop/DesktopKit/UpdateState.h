@@ -1,0 +1,39 @@
+#pragma once
+
+#include "UpdateKit/ReadyUpdateInfo.h"
+#include "UpdateKit/UpdateFailureInfo.h"
+
+#include <optional>
+#include <string>
+#include <variant>
+
+/// How a check stands that the user has asked for.
+struct ManualCheckStatus {
+    struct UnsupportedSystemVersion {
+        std::string requiredVersion;
+        bool operator==(const UnsupportedSystemVersion&) const = default;
+    };
+    struct Checking {
+        bool operator==(const Checking&) const = default;
+    };
+    struct NoUpdateAvailable {
+        bool operator==(const NoUpdateAvailable&) const = default;
+    };
+
+    std::variant<Checking, UnsupportedSystemVersion, NoUpdateAvailable> value;
+
+    bool operator==(const ManualCheckStatus&) const = default;
+};
+
+/// All that the windows show of updates.
+struct UpdateState {
+    bool isConfigured = false;  // it is known where to look for updates
+    /// What can be installed now. Never goes: a staged update stays on offer until it has replaced the program.
+    std::optional<ReadyUpdateInfo> readyUpdate;
+    /// A version to be shown as ready without there being one. Nothing in the program sets it.
+    std::optional<std::string> debugReadyVersion;
+    std::optional<ManualCheckStatus> manualCheck;
+    std::optional<UpdateFailureInfo> failure;  // the latest that nobody has taken up
+
+    bool operator==(const UpdateState&) const = default;
+};
