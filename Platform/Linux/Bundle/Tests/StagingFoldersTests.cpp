@@ -1,0 +1,114 @@
+#include "PlatformBundle/StagingFolders.h"
+
+#include "TestSupport/TemporaryFolder.h"
+
+#include <fcntl.h>
+#include <fstream>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+class StagingFoldersTest : public testing::Test {
+protected:
+    std::size_t count() const {
+        return static_cast<std::size_t>(
+            std::distance(fs::directory_iterator(folder.path / "UpdateKit"), fs::directory_iterator()));
+    }
+
+    TemporaryFolder folder;
+};
+
+TEST_F(StagingFoldersTest, EachFolderIsNewAndThisUsersAlone) {
+    StagingFolders folders(folder.path);
+    const auto first = folders.make();
+    const auto second = folders.make();
+    EXPECT_NE(first, second);
+    EXPECT_EQ(first.parent_path(), folder.path / "UpdateKit");
+    EXPECT_THAT(first.filename().native(),
+                testing::MatchesRegex("[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}"));
+    struct stat status {};
+    ASSERT_EQ(stat(first.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777, 0700U);
+}
+
+TEST_F(StagingFoldersTest, ARemovedFolderIsGoneWithAllThatIsInIt) {
+    StagingFolders folders(folder.path);
+    const auto path = folders.make();
+    fs::create_directories(path / "a" / "b");
+    std::ofstream(path / "a" / "file") << "x";
+    fs::permissions(path / "a", fs::perms::owner_read | fs::perms::owner_exec);
+    folders.remove(path);
+    EXPECT_EQ(count(), 0U);
+    folders.remove(path);
+}
+
+TEST_F(StagingFoldersTest, WhatALivingProgramUsesIsLeftAlone) {
+    StagingFolders living(folder.path);
+    const auto used = living.make();
+    StagingFolders another(folder.path);
+    another.removeLeftovers();
+    const auto own = another.make();
+    another.removeLeftovers();
+    EXPECT_TRUE(fs::exists(used));
+    EXPECT_TRUE(fs::exists(own));
+}
+
+TEST_F(StagingFoldersTest, WhatADeadProgramHasLeftIsRemoved) {
+    const pid_t child = fork();
+    if (child == 0) {
+        StagingFolders folders(folder.path);
+        fs::create_directories(folders.make() / "extracted" / "Vimble.app");
+        _exit(count() == 1 ? 0 : 1);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    ASSERT_EQ(status, 0);
+    ASSERT_EQ(count(), 1U);
+    std::ofstream(folder.path / "UpdateKit" / "stray") << "x";
+    fs::create_symlink("/etc", folder.path / "UpdateKit" / "link");
+    StagingFolders folders(folder.path);
+    const auto own = folders.make();
+    folders.removeLeftovers();
+    EXPECT_EQ(count(), 1U);
+    EXPECT_TRUE(fs::exists(own));
+    EXPECT_TRUE(fs::exists("/etc/passwd"));
+}
+
+TEST_F(StagingFoldersTest, TheTopIsLockedAgainstOthers) {
+    StagingFolders folders(folder.path);
+    folders.make();
+    const int top = ::open((folder.path / "UpdateKit").c_str(), O_RDONLY | O_DIRECTORY);
+    ASSERT_GE(top, 0);
+    EXPECT_NE(flock(top, LOCK_EX | LOCK_NB), 0);
+    ::close(top);
+}
+
+TEST_F(StagingFoldersTest, ATopThatWasTakenAwayIsMadeAnew) {
+    StagingFolders folders(folder.path);
+    folders.make();
+    fs::remove_all(folder.path / "UpdateKit");
+    EXPECT_TRUE(fs::exists(folders.make()));
+}
+
+TEST_F(StagingFoldersTest, WhereNothingWasEverLeftThereIsNothingToDo) {
+    StagingFolders folders(folder.path);
+    folders.removeLeftovers();
+    EXPECT_TRUE(fs::is_empty(folder.path));
+}
+
+TEST_F(StagingFoldersTest, WhereNoFolderCanBeMadeItSaysSo) {
+    StagingFolders folders(folder.path / "missing");
+    EXPECT_THROW(folders.make(), std::system_error);
+    std::ofstream(folder.path / "UpdateKit") << "x";
+    StagingFolders others(folder.path);
+    EXPECT_THROW(others.make(), std::system_error);
+}
+
+}  // namespace
