@@ -79,13 +79,23 @@ double lastChange(const fs::path& path, int depth) {
     return error ? unknown : latest;
 }
 
+/// Whether a program has locked the folder against others.
+bool isInUse(const fs::path& path) {
+    const int folder = open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    if (folder < 0) return false;
+    const bool isLocked = flock(folder, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+    close(folder);
+    return isLocked;
+}
+
 /// What can't be removed stays for another day: nobody is waiting for it.
 void removeLeftovers(const fs::path& folder, Date now) {
     std::error_code error;
     std::vector<fs::path> old;
     for (fs::directory_iterator entry(folder, error); !error && entry != fs::directory_iterator();
          entry.increment(error))
-        if (now.toUnix() - lastChange(entry->path(), 0) > leftoverAge) old.push_back(entry->path());
+        if (now.toUnix() - lastChange(entry->path(), 0) > leftoverAge && !isInUse(entry->path()))
+            old.push_back(entry->path());
     for (const fs::path& path : old) fs::remove_all(path, error);
 }
 

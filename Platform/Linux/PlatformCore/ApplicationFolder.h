@@ -47,7 +47,8 @@ public:
     static std::filesystem::path place(const std::optional<std::filesystem::path>& dataDir);
 
     /// A folder that only this user can enter: "zorvane.Vimble/tmp" in $XDG_CACHE_HOME, or ~/.cache.
-    /// Shared by this user's programs; what was last changed over a day ago was removed at the start.
+    /// Shared by this user's programs; what was last changed over a day ago was removed at the
+    /// start, but for folders on which another program holds a lock.
     const std::filesystem::path& temporary() const { return temporaryFolder; }
 
 private:

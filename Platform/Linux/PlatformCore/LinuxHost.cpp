@@ -81,9 +81,14 @@ std::optional<std::string> LinuxHost::hardwareName() const {
     return plain(system.machine);
 }
 
-std::string LinuxHost::operatingSystemVersion() const {
+std::optional<std::string> LinuxHost::osRelease(std::string_view name) const {
     for (const char* file : {"etc/os-release", "usr/lib/os-release"})
-        if (auto name = assigned(systemRoot / file, "PRETTY_NAME")) return *name;
+        if (auto value = assigned(systemRoot / file, name)) return value;
+    return std::nullopt;
+}
+
+std::string LinuxHost::operatingSystemVersion() const {
+    if (auto name = osRelease("PRETTY_NAME")) return *name;
     utsname system{};
     if (uname(&system) != 0) return "Linux";
     return plain(std::string(system.sysname) + " " + system.release);

@@ -24,6 +24,9 @@ public:
     /// The pretty name in machine-info, or the host name unless it is only "localhost".
     std::optional<std::string> computerName() const override;
 
+    /// A value of os-release(5), such as "VERSION_ID"; nothing if absent or empty.
+    std::optional<std::string> osRelease(std::string_view name) const;
+
 private:
     std::filesystem::path systemRoot;
 };

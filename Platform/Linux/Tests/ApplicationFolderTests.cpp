@@ -161,6 +161,18 @@ TEST_F(ApplicationFolderTest, ATemporaryFolderThatIsALinkOrAnothersIsRefused) {
     EXPECT_EQ(mode(folder.temporary()), 0700u);
 }
 
+TEST_F(ApplicationFolderTest, AnOldFolderThatSomebodyHasLockedIsNoLeftover) {
+    const fs::path locked = leftover("locked/file", 25).parent_path();
+    age(locked, 25);
+    const int holder = ::open(locked.c_str(), O_RDONLY | O_DIRECTORY);
+    ASSERT_EQ(flock(holder, LOCK_SH), 0);
+    open();
+    EXPECT_TRUE(fs::exists(locked / "file"));
+    ::close(holder);
+    open();
+    EXPECT_FALSE(fs::exists(locked));
+}
+
 TEST_F(ApplicationFolderTest, OnlyLeftoversOlderThanADayAreRemovedAndNoLinkIsFollowed) {
     const fs::path fresh = leftover("fresh", 23);
     const fs::path old = leftover("old", 25);
