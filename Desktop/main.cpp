@@ -1,5 +1,6 @@
 #include "DesktopKit/Alert.h"
 #include "DesktopKit/App.h"
+#include "DesktopKit/AppUpdater.h"
 #include "DesktopKit/DesktopOptions.h"
 #include "DesktopKit/PassphraseDialog.h"
 #include "DesktopKit/PassphraseQuestion.h"
@@ -18,12 +19,16 @@
 #include "PlatformCore/SignalWatch.h"
 #include "PlatformCore/SystemLog.h"
 #include "PlatformCore/Text.h"
+#include "PlatformCore/XPCInstallerClient.h"
 #include "PlatformDesktop/DesktopAppearance.h"
 #include "PlatformDesktop/FreedesktopNotifications.h"
 #include "PlatformDesktop/PulseSoundPlayer.h"
 #include "PlatformDesktop/SingleInstance.h"
 #include "PlatformDesktop/WindowActivation.h"
 #include "PlatformDesktop/WindowActivity.h"
+#include "PlatformUpdate/LiveUpdateEnvironment.h"
+#include "PlatformUpdate/Reachability.h"
+#include "PlatformUpdate/UpdateThread.h"
 #include "StateKit/Internets.h"
 #include "StateKit/Lifecycle.h"
 #include "StateKit/Log.h"
@@ -148,6 +153,11 @@ private:
     NetlinkPathMonitor& monitor;
 };
 
+std::optional<std::string> environmentVariable(const char* name) {
+    const char* value = std::getenv(name);
+    return value != nullptr ? std::optional<std::string>(value) : std::nullopt;
+}
+
 /// The application's folder, from the very start of the program: reading what lies in it takes as long as
 /// all that the toolkit does until the first window, and so is done at the same time.
 struct Remembered {
@@ -190,6 +200,20 @@ int chat(const DesktopOptions& options, const std::optional<Endpoint>& server, S
     };
 
     WorkerThread worker;
+    Reachability reachability(internets);
+    std::optional<UpdateThread> updateThread;  // once there is something for it to do
+    AppUpdater updater({.loop = loop,
+                        .variable = environmentVariable,
+                        .bundleInfo = [&host](std::string_view key) { return host.bundleInfo(key); },
+                        .makeUpdateKit =
+                            [&](const Url& manifestUrl) {
+                                MainLoop& own = updateThread.emplace().loop();
+                                return std::make_unique<UpdateKit>(
+                                    loop, own, defaults, manifestUrl,
+                                    liveUpdateEnvironment(own, host, reachability, remembered.folder.temporary(),
+                                                          std::make_shared<XPCInstallerClient>(host)));
+                            }});
+
     std::optional<App> app;
     bool isEnding = false;
     const auto quit = [&] {
@@ -235,7 +259,8 @@ int chat(const DesktopOptions& options, const std::optional<Endpoint>& server, S
         .sounds = sounds,
         .alert = [](QWidget& window) { QApplication::alert(&window); },
         .bringForward = [](QWidget& window, const ActivationToken& token) { bringForward(window, token); },
-        .quit = quit});
+        .quit = quit,
+        .updater = &updater});
     if (!app->applicationWillFinishLaunching()) return 1;
     app->applicationDidFinishLaunching();
     transport.onTrouble([&app](const std::string& text) {
