@@ -1,6 +1,7 @@
 #include "PlatformCore/LinuxHost.h"
 
-#include "PlatformCore/Text.h"
+#include "PlatformBundle/PropertyListBundleReader.h"
+#include "PlatformBundle/RunningBundle.h"
 
 #include <QTimeZone>
 
@@ -67,9 +68,14 @@ std::optional<std::string> assigned(const std::filesystem::path& file, std::stri
 
 }  // namespace
 
-LinuxHost::LinuxHost(std::filesystem::path systemRoot) : systemRoot(std::move(systemRoot)) {}
+LinuxHost::LinuxHost(std::filesystem::path systemRoot, const std::filesystem::path& executable)
+    : systemRoot(std::move(systemRoot)) {
+    PropertyListBundleReader reader;
+    _bundle = bundleOf(reader, executable);
+}
 
 std::optional<std::string> LinuxHost::bundleInfo(std::string_view key) const {
+    if (_bundle) return _bundle->text(key);
     for (const auto& [known, value] : compiledInfo)
         if (known == key) return std::string(value);
     return std::nullopt;

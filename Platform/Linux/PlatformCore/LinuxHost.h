@@ -1,18 +1,25 @@
 #pragma once
 
 #include "StateKit/Host.h"
+#include "UpdateKit/AppBundle.h"
 
 #include <filesystem>
 
 /// What this build and this Linux machine say of themselves.
 ///
-/// A program outside a bundle has the bundle's keys compiled in: "CFBundleName",
-/// "CFBundleShortVersionString", "CFBundleVersion" and "CFBundleIdentifier". Everything else is read
-/// anew at each call, without control characters and cut at 200 bytes. Any thread.
+/// In a bundle, the information dictionary is what its `Contents/Info.plist` said when this was made. A program
+/// outside a bundle has some keys compiled in: "CFBundleName", "CFBundleShortVersionString", "CFBundleVersion"
+/// and "CFBundleIdentifier". Everything else is read anew at each call, without control characters and cut at
+/// 200 bytes. Any thread.
 class LinuxHost : public Host {
 public:
-    /// Where the files of this machine lie.
-    explicit LinuxHost(std::filesystem::path systemRoot = "/");
+    /// @param systemRoot  where the files of this machine lie
+    /// @param executable  this program's file, by which its bundle is found
+    explicit LinuxHost(std::filesystem::path systemRoot = "/",
+                       const std::filesystem::path& executable = "/proc/self/exe");
+
+    /// The bundle that this program lies in; nothing if it is in none.
+    const std::optional<AppBundle>& bundle() const { return _bundle; }
 
     std::optional<std::string> bundleInfo(std::string_view key) const override;
     std::optional<std::string> hardwareName() const override;
@@ -29,4 +36,5 @@ public:
 
 private:
     std::filesystem::path systemRoot;
+    std::optional<AppBundle> _bundle;
 };

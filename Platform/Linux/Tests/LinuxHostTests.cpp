@@ -34,6 +34,22 @@ TEST_F(LinuxHostTest, TheBundlesKeysAreCompiledIn) {
     EXPECT_EQ(host.bundleInfo(""), std::nullopt);
 }
 
+TEST_F(LinuxHostTest, InABundleItsPropertyListHoldsAndNothingElse) {
+    const char* program = "Vimble.app/Contents/Linux/Vimble";
+    write(program, "");
+    write("Vimble.app/Contents/Info.plist",
+          "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict>"
+          "<key>CFBundleShortVersionString</key><string>12.34.56</string>"
+          "<key>UpdateKitManifestURL</key><string>https://example.org/latest.json</string></dict></plist>\n");
+    const LinuxHost bundled(root.path, root.path / program);
+    ASSERT_TRUE(bundled.bundle());
+    EXPECT_EQ(bundled.bundle()->path, fs::canonical(root.path) / "Vimble.app");
+    EXPECT_EQ(bundled.bundleInfo("CFBundleShortVersionString"), "12.34.56");
+    EXPECT_EQ(bundled.bundleInfo("UpdateKitManifestURL"), "https://example.org/latest.json");
+    EXPECT_EQ(bundled.bundleInfo("CFBundleName"), std::nullopt);
+    EXPECT_FALSE(host.bundle());
+}
+
 TEST_F(LinuxHostTest, TheSystemsNameIsThePrettyOne) {
     write("etc/os-release",
           "NAME=Debian\nPRETTY_NAME=\"Debian GNU/Linux 12 (\\\"bookworm\\\")\"\r\nPRETTY_NAME_OLD=x\n");
