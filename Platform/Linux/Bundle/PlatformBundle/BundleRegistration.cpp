@@ -1,0 +1,98 @@
+#include "PlatformBundle/BundleRegistration.h"
+
+#include "PlatformBundle/RegisteredFile.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <exception>
+#include <fcntl.h>
+#include <stdexcept>
+#include <string_view>
+#include <sys/stat.h>
+#include <system_error>
+#include <utility>
+#include <vector>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr const char* entryName = "zorvane.Vimble.desktop";
+constexpr const char* listingTool = "/usr/bin/update-desktop-database";
+
+/// A text as the value of a key: backslashes begin an escape there.
+std::string valueOf(std::string_view text) {
+    std::string value;
+    for (const char c : text) value.append(c == '\\' ? 2 : 1, c);
+    return value;
+}
+
+std::vector<fs::path> iconsIn(const fs::path& folder) {
+    std::vector<fs::path> icons;
+    for (const auto& entry : fs::recursive_directory_iterator(folder))
+        if (entry.is_regular_file() && (entry.path().extension() == ".png" || entry.path().extension() == ".svg"))
+            icons.push_back(entry.path());
+    return icons;
+}
+
+}  // namespace
+
+BundleRegistration::BundleRegistration(fs::path dataHome, ProcessLauncher& launcher)
+    : dataHome(std::move(dataHome)), launcher(launcher) {}
+
+bool BundleRegistration::add(const AppBundle& bundle) {
+    const auto program = bundle.executable();
+    if (!program) throw std::runtime_error(bundle.path.native() + " names no executable");
+    const fs::path resources = bundle.path / "Contents" / "Resources";
+    const fs::path applications = dataHome / "applications";
+    const bool isNewEntry = RegisteredFile::update(applications / entryName,
+                                                   entryFor(*program, RegisteredFile::read(resources / entryName)));
+
+    bool isNewIcon = false;
+    const fs::path icons = dataHome / "icons";
+    for (const fs::path& icon : iconsIn(resources / "icons"))
+        isNewIcon |=
+            RegisteredFile::update(icons / icon.lexically_relative(resources / "icons"), RegisteredFile::read(icon));
+    // Desktops look at the time of a theme's folder to see whether what they remember of it still holds.
+    if (isNewIcon) ::utimensat(AT_FDCWD, (icons / "hicolor").c_str(), nullptr, 0);
+
+    // Without the tool the entry is in the menu all the same; only links of our scheme don't lead here.
+    std::error_code ignored;
+    if (isNewEntry && fs::exists(listingTool, ignored)) {
+        try {
+            launcher.launch(listingTool, {"-q", applications.native()});
+        } catch (const std::exception& error) {
+            throw std::runtime_error(std::string(listingTool) + ": " + error.what());
+        }
+    }
+    return isNewEntry || isNewIcon;
+}
+
+std::string BundleRegistration::exec(const fs::path& program, const std::string& fieldCode) {
+    RegisteredFile::requirePlain(program);
+    std::string quoted = "\"";
+    for (const char c : program.native()) {
+        if (c == '"' || c == '`' || c == '$' || c == '\\') quoted += '\\';
+        if (c == '%') quoted += '%';
+        quoted += c;
+    }
+    quoted += '"';
+    if (!fieldCode.empty()) quoted += " " + fieldCode;
+    return valueOf(quoted);
+}
+
+std::string BundleRegistration::entryFor(const fs::path& program, const std::string& entry) {
+    std::string result;
+    for (std::size_t begin = 0; begin < entry.size();) {
+        const std::size_t end = std::min(entry.find('\n', begin), entry.size());
+        const std::string_view line(entry.data() + begin, end - begin);
+        begin = end + 1;
+        if (line.starts_with("Exec=")) {
+            // A desktop leaves the entry out once its bundle has been thrown away.
+            result += "Exec=" + exec(program, "%U") + "\nTryExec=" + valueOf(program.native()) + "\n";
+        } else if (!line.starts_with("TryExec=")) {
+            result += std::string(line) + "\n";
+        }
+    }
+    return result;
+}
