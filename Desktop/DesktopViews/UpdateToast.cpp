@@ -55,7 +55,8 @@ UpdateToast::UpdateToast(MainLoop& loop, Style style, QWidget* parent)
     });
 
     auto* row = new QHBoxLayout(&contentView());
-    row->setContentsMargins(sideMargin, 0, sideMargin, 0);
+    const int side = style == Style::attached ? sideMargin : gap;
+    row->setContentsMargins(side, 0, side, 0);
     row->setSpacing(gap);
     if (style == Style::attached) {
         spinner->hide();
@@ -113,7 +114,7 @@ void UpdateToast::scheduleDismissal() {
 void UpdateToast::applyLook() {
     ToastView::applyLook();
     iconLabel->setFont(Look::emojiFont(16));
-    textLabel->setFont(style() == Style::attached ? Look::font(13, QFont::Medium) : Look::font(12));
+    textLabel->setFont(style() == Style::attached ? Look::font(13, QFont::Medium) : Look::font(11));
     actionButton->setFont(Look::font(13, QFont::Medium));
     // The strong tint of the desktop's own palette, in and out of the active window.
     QPalette strong = palette();
