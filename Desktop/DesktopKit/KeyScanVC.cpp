@@ -139,7 +139,7 @@ void KeyScanVC::build(std::unique_ptr<QRScanner> scanner) {
     textField->setObjectName(QStringLiteral("textField"));
     textField->setEchoMode(QLineEdit::Password);
     textField->setInputMethodHints(Qt::ImhSensitiveData | Qt::ImhNoPredictiveText | Qt::ImhNoAutoUppercase);
-    textField->setPlaceholderText(tr("Type or paste the 64 characters"));
+    textField->setPlaceholderText(tr("64 characters"));
     textField->setAccessibleName(tr("The 64 characters of the paper key"));
     textField->setMaxLength(longestText);
     // A file that is dropped on it is a picture, and not the text of its name.

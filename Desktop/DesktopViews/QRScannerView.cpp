@@ -4,7 +4,6 @@
 #include <QPainter>
 #include <QPainterPath>
 
-#include <algorithm>
 #include <utility>
 
 namespace {
@@ -12,12 +11,18 @@ namespace {
 constexpr double cornerRadius = 6;
 constexpr QColor emptyColor(179, 179, 179);  // grey of 0.7
 
-/// The part of a picture that fills a place of that shape.
-QRectF visiblePart(const QSizeF& picture, const QSizeF& place) {
-    const double scale = std::max(place.width() / picture.width(), place.height() / picture.height());
-    QRectF part(QPointF(), place / scale);
-    part.moveCenter(QRectF(QPointF(), picture).center());
-    return part;
+/// Where a picture goes that is to fill a place, and loses some of two sides.
+QRectF filling(const QSizeF& picture, const QRectF& place) {
+    QRectF whole(QPointF(), picture.scaled(place.size(), Qt::KeepAspectRatioByExpanding));
+    whole.moveCenter(place.center());
+    return whole;
+}
+
+/// Where one goes that is to be seen whole.
+QRectF fitting(const QSizeF& picture, const QRectF& place) {
+    QRectF whole(QPointF(), picture.scaled(place.size(), Qt::KeepAspectRatio));
+    whole.moveCenter(place.center());
+    return whole;
 }
 
 }  // namespace
@@ -38,7 +43,7 @@ QRScannerView::QRScannerView(std::unique_ptr<QRScanner> scanner, QWidget* parent
 QRScannerView::~QRScannerView() = default;
 
 void QRScannerView::start() {
-    isMirrored = true;
+    isOfCamera = true;
     if (_scanner) _scanner->start();
 }
 
@@ -47,7 +52,7 @@ void QRScannerView::stop() {
 }
 
 void QRScannerView::freeze(SharedFrame picture) {
-    isMirrored = false;
+    isOfCamera = false;
     if (_scanner) _scanner->freeze(std::move(picture));
 }
 
@@ -66,12 +71,15 @@ void QRScannerView::paintEvent(QPaintEvent*) {
     // Borrows the frame's pixels for the length of the painting.
     const QImage image(frame->pixels().data(), frame->width(), frame->height(), frame->width(),
                        QImage::Format_Grayscale8);
+    // A page from a file has its code near an edge, where a camera's picture has none.
+    const QRectF place = isOfCamera ? filling(image.size(), rect()) : fitting(image.size(), rect());
     // As a brush and not as a picture under a clip, whose corners would be jagged.
-    const QRectF part = visiblePart(image.size(), size());
     QTransform toView;
-    if (isMirrored) toView.translate(width(), 0).scale(-1, 1);
-    toView.scale(width() / part.width(), height() / part.height()).translate(-part.left(), -part.top());
+    if (isOfCamera) toView.translate(width(), 0).scale(-1, 1);
+    toView.translate(place.left(), place.top()).scale(place.width() / image.width(), place.height() / image.height());
     QBrush brush(image);
     brush.setTransform(toView);
-    painter.fillPath(shape, brush);
+    QPainterPath picture;
+    picture.addRect(place);
+    painter.fillPath(shape.intersected(picture), brush);
 }

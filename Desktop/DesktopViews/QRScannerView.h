@@ -42,7 +42,8 @@ public:
     /// Clears a frozen picture, and scans.
     void start();
     void stop();
-    /// Stops scanning and stays at a picture that came another way than through the camera. It is not mirrored.
+    /// Stops scanning and stays at a picture that came another way than through the camera. It is shown whole, and
+    /// not mirrored.
     /// @param picture  null for an empty view
     void freeze(SharedFrame picture);
 
@@ -60,5 +61,5 @@ private:
 
     std::unique_ptr<QRScanner> _scanner;
     Weak<QRScannerViewDelegate> delegate;
-    bool isMirrored = true;
+    bool isOfCamera = true;  // the picture; otherwise it was given
 };

@@ -325,4 +325,33 @@ TEST_F(KeyScanVCTest, TheLivePictureIsMirroredAndGrey) {
     EXPECT_LT(qGray(shown.pixel(shown.width() * 3 / 4, shown.height() / 2)), 50);
 }
 
+TEST_F(KeyScanVCTest, APageFromAFileIsSeenWhole) {
+    const QImage code = PaperKey::page(4);
+    QImage sheet(code.width(), 3 * code.width(), QImage::Format_Grayscale8);
+    sheet.fill(Qt::white);
+    QPainter painter(&sheet);
+    painter.drawImage(0, 0, code);
+    // What a camera's picture would lose.
+    painter.fillRect(0, 0, sheet.width(), sheet.height() / 40, Qt::black);
+    painter.fillRect(0, sheet.height() * 39 / 40, sheet.width(), sheet.height() / 40 + 1, Qt::black);
+    painter.end();
+    open(save(sheet, "sheet.png"));
+    expectGood();
+    const QImage shown = page->scannerView().grab().toImage();
+    const int middle = shown.width() / 2;
+    for (const int y : {2, shown.height() - 3}) EXPECT_LT(qGray(shown.pixel(middle, y)), 50) << y;
+    EXPECT_GT(qGray(shown.pixel(middle, shown.height() * 3 / 4)), 250);
+    // As it lies before the user: left is left.
+    const int sheetWidth = shown.height() / 3;
+    const auto darkest = [&](int from, int to) {
+        int grey = 255;
+        for (int x = from; x < to; ++x)
+            for (int y = shown.height() / 20; y < shown.height() / 3; ++y)
+                grey = std::min(grey, qGray(shown.pixel(x, y)));
+        return grey;
+    };
+    EXPECT_LT(darkest(middle - sheetWidth / 2 + 2, middle), 150);
+    EXPECT_GT(darkest(middle + sheetWidth / 4, middle + sheetWidth / 2 - 2), 200);
+}
+
 }  // namespace
