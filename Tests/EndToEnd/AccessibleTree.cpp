@@ -13,6 +13,8 @@ constexpr char accessible[] = "org.a11y.atspi.Accessible";
 constexpr char root[] = "/org/a11y/atspi/accessible/root";
 
 // Numbers of the interface: AtspiStateType, AtspiCoordType.
+constexpr std::uint64_t checkedState = 1ULL << 4;
+constexpr std::uint64_t enabledState = 1ULL << 8;
 constexpr std::uint64_t focusedState = 1ULL << 12;
 constexpr std::uint64_t showingState = 1ULL << 25;
 constexpr uint ofScreen = 0;
@@ -147,3 +149,7 @@ std::string AccessibleTree::text(const Item& item) {
 }
 
 bool AccessibleTree::isFocused(const Item& item) { return (states(item) & focusedState) != 0; }
+
+bool AccessibleTree::isChecked(const Item& item) { return (states(item) & checkedState) != 0; }
+
+bool AccessibleTree::isEnabled(const Item& item) { return (states(item) & enabledState) != 0; }

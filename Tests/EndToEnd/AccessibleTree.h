@@ -46,6 +46,10 @@ public:
     /// What is written in a field. Empty for what is no field.
     std::string text(const Item& item);
     bool isFocused(const Item& item);
+    /// Of a check box or a radio button.
+    bool isChecked(const Item& item);
+    /// Whether it can be used: a button may be there, and grey.
+    bool isEnabled(const Item& item);
 
 private:
     bool connect();

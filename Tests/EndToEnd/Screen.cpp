@@ -107,6 +107,15 @@ Screen::Ended Screen::run(std::vector<std::string> command) const {
     return {status, process.output(), process.errors()};
 }
 
+bool Screen::waitForService(const std::string& name) const {
+    return eventually([&] {
+        const Ended answer =
+            run({"/usr/bin/dbus-send", "--session", "--print-reply=literal", "--dest=org.freedesktop.DBus",
+                 "/org/freedesktop/DBus", "org.freedesktop.DBus.NameHasOwner", "string:" + name});
+        return answer.output.find("true") != std::string::npos;
+    });
+}
+
 std::optional<std::string> Screen::xdotool(std::vector<std::string> words) const {
     words.insert(words.begin(), "/usr/bin/xdotool");
     Ended ended = run(std::move(words));

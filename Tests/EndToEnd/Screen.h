@@ -49,13 +49,17 @@ public:
     /// In how many points two pictures of one size differ.
     std::optional<long> difference(const std::filesystem::path& one, const std::filesystem::path& other) const;
 
-private:
     struct Ended {
         int status;
         std::string output;
         std::string errors;
     };
+    /// Runs a program on it to its end.
     Ended run(std::vector<std::string> command) const;
+    /// Waits until somebody has that name on the session bus. @return whether it came to be
+    bool waitForService(const std::string& name) const;
+
+private:
     void startBus(const std::filesystem::path& folder);
     void startDisplay();
     void startWindowManager();
