@@ -19,7 +19,7 @@ Path pathOf(std::string_view text, const std::string& what) {
     const auto path = url ? FileUrl::path(*url) : std::nullopt;
     if (!path) throw std::runtime_error("The " + what + " application is given by no absolute file URL");
     const Path plain = path->lexically_normal();
-    const Path result = plain.has_filename() ? plain : plain.parent_path();
+    Path result = plain.has_filename() ? plain : plain.parent_path();
     if (std::filesystem::is_symlink(std::filesystem::symlink_status(result)))
         throw std::runtime_error("The " + what + " application is a symbolic link: " + Text::escaped(result.native()));
     return result;

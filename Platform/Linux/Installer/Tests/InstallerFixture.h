@@ -27,6 +27,9 @@ struct InstallResult {
 /// A bus that starts the real installer service, out of a bundle in which it lies, with the real tool beside it;
 /// an update of that bundle, by the same identity; and the application, running.
 class InstallerFixture : public testing::Test {
+public:
+    ~InstallerFixture() override;
+
 protected:
     using Path = std::filesystem::path;
 
@@ -34,7 +37,6 @@ protected:
     static constexpr std::int32_t otherUser = 65534;
 
     InstallerFixture();
-    ~InstallerFixture() override;
 
     /// Both bundles, unsigned.
     void makeBundles();

@@ -31,6 +31,12 @@ constexpr const char* full =
     "There isn't enough free disk space to install the update. Free up some space, then try again.";
 
 class InstallerPlaceTest : public InstallerFixture {
+public:
+    ~InstallerPlaceTest() override {
+        // Whatever runs from there stops it from going before the process ends; nobody sees it any more.
+        if (!mounted.empty()) ::umount2(mounted.c_str(), MNT_DETACH);
+    }
+
 protected:
     /// Mounts something of this process alone, and of those that it starts.
     /// @return false if this user may not
@@ -40,10 +46,6 @@ protected:
             return false;
         mounted = place;
         return true;
-    }
-    ~InstallerPlaceTest() override {
-        // Whatever runs from there stops it from going before the process ends; nobody sees it any more.
-        if (!mounted.empty()) ::umount2(mounted.c_str(), MNT_DETACH);
     }
 
     void expectUserIsTold(const std::string& text) {
