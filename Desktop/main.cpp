@@ -6,6 +6,8 @@
 #include "DesktopKit/PassphraseQuestion.h"
 #include "DesktopKit/QuitRequests.h"
 #include "DesktopViews/Icons.h"
+#include "PlatformBundle/BundleRegistration.h"
+#include "PlatformBundle/PosixProcessLauncher.h"
 #include "PlatformCore/ApplicationFolder.h"
 #include "PlatformCore/EnvironmentPassphrase.h"
 #include "PlatformCore/LinuxHost.h"
@@ -15,6 +17,7 @@
 #include "PlatformCore/QtTransport.h"
 #include "PlatformCore/SealedFileStore.h"
 #include "PlatformCore/SecretServiceStore.h"
+#include "PlatformCore/ServiceRegistration.h"
 #include "PlatformCore/SettingsDefaults.h"
 #include "PlatformCore/SignalWatch.h"
 #include "PlatformCore/SystemLog.h"
@@ -35,6 +38,7 @@
 #include "StateKit/WorkerThread.h"
 #include "Text/Text.h"
 #include "TranscriptKit/DisplayText.h"
+#include "UpdateKit/InstallerXPC.h"
 #include "VimbleKit/Arguments.h"
 #include "VimbleKit/Keys.h"
 #include "VimbleKit/Kit.h"
@@ -69,6 +73,7 @@ constexpr std::chrono::milliseconds nameTime{500};
 /// How long the end of the program waits for a new key to be written. What takes longer waits for a user, at a
 /// prompt, or for a service that is not going to answer; either way the old key is there.
 constexpr std::chrono::seconds keyTime{5};
+constexpr std::chrono::seconds registrationTime{10};  // for the desktop's own tool
 
 const Log log("zorvane.Vimble", "main");
 
@@ -170,6 +175,35 @@ struct Remembered {
     std::future<State> state;  // the engine's, once
 };
 
+/// What is done beside the program, and told in one line if it can't be.
+template <class Work>
+void attempt(const char* trouble, Work&& work) {
+    try {
+        work();
+    } catch (const std::exception& error) {
+        log.error(std::string(trouble) + " " + Text::escaped(error.what()));
+    }
+}
+
+/// Tells the session bus and the desktop where the bundle lies that this program was started from, on a thread of
+/// its own: a home may lie on a machine that takes its time.
+std::future<void> registerBundle(const LinuxHost& host) {
+    if (!host.bundle()) return {};
+    return std::async(std::launch::async, [bundle = *host.bundle()] {
+        attempt("Updates can't be installed.", [&] {
+            const auto name = InstallerXPC::serviceName(bundle.text("CFBundleIdentifier"));
+            const std::filesystem::path service = bundle.path / "Contents" / "Services" / "vimble-installer";
+            if (!name || !std::filesystem::exists(service)) throw std::runtime_error("The bundle has no installer");
+            ServiceRegistration::write(*name, service, ApplicationFolder::place(std::nullopt).parent_path());
+        });
+        attempt("The desktop does not find this Vimble.", [&] {
+            PosixProcessLauncher launcher(registrationTime);
+            if (BundleRegistration(ApplicationFolder::place(std::nullopt).parent_path(), launcher).add(bundle))
+                log.info("The desktop now finds Vimble in " + Text::escaped(bundle.path.native()));
+        });
+    });
+}
+
 /// Runs the program to its end. @return the exit status
 int chat(const DesktopOptions& options, const std::optional<Endpoint>& server, Secrets& secrets,
          SingleInstance& instance, Remembered& remembered, QtMainLoop& loop) {
@@ -263,6 +297,7 @@ int chat(const DesktopOptions& options, const std::optional<Endpoint>& server, S
         .updater = &updater});
     if (!app->applicationWillFinishLaunching()) return 1;
     app->applicationDidFinishLaunching();
+    const std::future<void> registration = registerBundle(host);
     transport.onTrouble([&app](const std::string& text) {
         log.info(text);
         app->showTrouble(text);
