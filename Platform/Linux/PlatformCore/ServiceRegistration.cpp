@@ -1,12 +1,10 @@
 #include "PlatformCore/ServiceRegistration.h"
 
-#include "PlatformCore/PrivateFile.h"
+#include "PlatformBundle/RegisteredFile.h"
 #include "Text/Text.h"
 
 #include <QDBusMessage>
 
-#include <fstream>
-#include <iterator>
 #include <stdexcept>
 #include <string_view>
 
@@ -37,12 +35,6 @@ std::string escaped(const std::string& text) {
     return result;
 }
 
-bool says(const std::filesystem::path& path, const std::string& text) {
-    std::ifstream file(path, std::ios::binary);
-    const std::string found(std::istreambuf_iterator<char>(file), {});
-    return file.good() && found == text;
-}
-
 }  // namespace
 
 std::string ServiceRegistration::fileText(const std::string& serviceName, const std::filesystem::path& program) {
@@ -59,11 +51,7 @@ std::string ServiceRegistration::fileText(const std::string& serviceName, const 
 bool ServiceRegistration::write(const std::string& serviceName, const std::filesystem::path& program,
                                 const std::filesystem::path& dataHome, const QDBusConnection& bus) {
     const std::string text = fileText(serviceName, program);
-    const std::filesystem::path folder = dataHome / "dbus-1" / "services";
-    const std::filesystem::path file = folder / (serviceName + ".service");
-    if (says(file, text)) return false;
-    std::filesystem::create_directories(folder);
-    PrivateFile::replace(file, bytesOf(text));
+    if (!RegisteredFile::update(dataHome / "dbus-1" / "services" / (serviceName + ".service"), text)) return false;
     bus.send(QDBusMessage::createMethodCall(QStringLiteral("org.freedesktop.DBus"),
                                             QStringLiteral("/org/freedesktop/DBus"),
                                             QStringLiteral("org.freedesktop.DBus"), QStringLiteral("ReloadConfig")));

@@ -18,7 +18,7 @@ std::string fileText(const std::string& serviceName, const std::filesystem::path
 /// @param program  absolute; where it lies now
 /// @param dataHome  usually $XDG_DATA_HOME
 /// @return whether anything had to be written
-/// @throws std::runtime_error, std::system_error  nothing is changed
+/// @throws std::runtime_error  nothing is changed
 bool write(const std::string& serviceName, const std::filesystem::path& program, const std::filesystem::path& dataHome,
            const QDBusConnection& bus = QDBusConnection::sessionBus());
 
