@@ -20,14 +20,16 @@ using namespace std::chrono_literals;
 constexpr const char* name = "zorvane.Test.Listener";
 
 class InstallerXPCListenerTest : public ::testing::Test {
-protected:
-    InstallerXPCListenerTest() {
-        own = QDBusConnection::connectToBus(QString::fromStdString(bus.address()), QStringLiteral("listener"));
-    }
+public:
     ~InstallerXPCListenerTest() override {
         go.set_value({});
         listener.reset();
         QDBusConnection::disconnectFromBus(QStringLiteral("listener"));
+    }
+
+protected:
+    InstallerXPCListenerTest() {
+        own = QDBusConnection::connectToBus(QString::fromStdString(bus.address()), QStringLiteral("listener"));
     }
 
     /// One whose work waits until it is told what it came to.

@@ -43,12 +43,14 @@ public:
 };
 
 class XPCInstallerClientTest : public ::testing::Test {
-protected:
-    XPCInstallerClientTest() { host.bundle["CFBundleIdentifier"] = "zorvane.Test"; }
+public:
     ~XPCInstallerClientTest() override {
         pending.reset();
         QDBusConnection::disconnectFromBus(QStringLiteral("service"));
     }
+
+protected:
+    XPCInstallerClientTest() { host.bundle["CFBundleIdentifier"] = "zorvane.Test"; }
 
     void serve(ScriptedService& service) {
         QDBusConnection connection =
