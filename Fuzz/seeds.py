@@ -356,3 +356,20 @@ write("manifest", {
     "profile-adhoc": "Signature=adhoc\nTeamIdentifier=not set\n",
     "profile-empty": "TeamIdentifier=\nAuthority=\n",
 })
+
+
+def camera(kind, width=0, height=0, pixels=b""):
+    return b"VCF1" + bytes([kind, 0, 0, 0]) + width.to_bytes(4, "little") + height.to_bytes(4, "little") + pixels
+
+
+write("camera-stream", {
+    "words": b"\xff" + camera(0) + camera(2) + camera(3),
+    "frame": b"\xff" + camera(1, 3, 2, b"abcdef") + camera(0),
+    "frame-bit-by-bit": b"\x00" + camera(1, 3, 2, b"abcdef") + camera(0),
+    "frame-cut": b"\x07" + camera(1, 30, 20, b"abcdef"),
+    "frame-huge": b"\xff" + camera(1, 0xFFFFFFFF, 0xFFFFFFFF),
+    "frame-line": b"\xff" + camera(1, 16384, 1, b"x" * 100),
+    "word-with-size": b"\xff" + camera(2, 1, 1),
+    "unknown": b"\xff" + camera(9),
+    "nonsense": b"\xffGET / HTTP/1.1\r\n\r\n",
+})

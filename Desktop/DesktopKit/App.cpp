@@ -6,7 +6,8 @@
 #include "DesktopKit/KeyExport.h"
 #include "DesktopViews/Look.h"
 #include "PlatformCore/Text.h"
-#include "PlatformDesktop/Camera.h"
+#include "PlatformDesktop/CameraProcess.h"
+#include "ScanKit/WatchedCamera.h"
 #include "StateKit/Log.h"
 #include "Text/Text.h"
 #include "TranscriptKit/DisplayText.h"
@@ -271,7 +272,11 @@ PrefsWindow& App::prefsWindow() {
         .loop = environment.loop,
         .keys = *keys,
         .notifier = notifier(),
-        .makeCamera = [] { return std::make_unique<Camera>(); },
+        .makeCamera =
+            [this] {
+                return std::make_unique<WatchedCamera>(environment.loop,
+                                                       std::make_unique<CameraProcess>(CameraProcess::installed()));
+            },
         .exportKey = [this](const SecretKey& key,
                             QWidget& parent) { KeyExport(key.duplicate()).print(parent.window(), environment.host); }});
     menu->attachShortcuts(*_prefsWindow);

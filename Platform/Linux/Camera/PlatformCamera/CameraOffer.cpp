@@ -1,4 +1,4 @@
-#include "PlatformDesktop/CameraOffer.h"
+#include "PlatformCamera/CameraOffer.h"
 
 #include <cmath>
 

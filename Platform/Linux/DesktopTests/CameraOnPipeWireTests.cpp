@@ -1,0 +1,211 @@
+#include "PlatformCore/QtMainLoop.h"
+#include "PlatformDesktop/CameraProcess.h"
+#include "ScanKit/QRScanner.h"
+#include "ScanKit/WatchedCamera.h"
+#include "StateKit/WorkerThread.h"
+
+#include "TestSupport/CodeFrame.h"
+
+#include <gtest/gtest.h>
+
+#include <QCoreApplication>
+#include <QDeadlineTimer>
+#include <QEventLoop>
+#include <QImage>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTimer>
+
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+using Status = QRScanner::Status;
+
+constexpr int patienceMs = 40'000;
+constexpr int toolPatienceMs = 12'000;  // longer than a silent camera needs to be tried again
+
+/// A camera that others see as a real one, before which a picture is held.
+class HeldPicture {
+public:
+    explicit HeldPicture(const QString& path) {
+        process.setProcessChannelMode(QProcess::ForwardedChannels);
+        process.start(
+            QStringLiteral("gst-launch-1.0"),
+            (QStringLiteral("-q filesrc location=%1 ! pngdec ! imagefreeze ! videoconvert ! videoscale ! "
+                            "videorate ! video/x-raw,format=YUY2,width=640,height=480,framerate=15/1 ! identity "
+                            "sync=true ! pipewiresink mode=provide "
+                            "stream-properties=props,media.class=Video/Source,node.name=cam,media.role=Camera"))
+                .arg(path)
+                .split(QLatin1Char(' ')));
+        process.waitForStarted();
+    }
+    ~HeldPicture() { unplug(); }
+
+    void unplug() {
+        process.terminate();
+        if (!process.waitForFinished(5000)) process.kill();
+        process.waitForFinished(5000);
+    }
+
+    /// It stays plugged in and sends nothing, as a camera does that another program has taken.
+    void freeze() { ::kill(static_cast<pid_t>(process.processId()), SIGSTOP); }
+    void thaw() { ::kill(static_cast<pid_t>(process.processId()), SIGCONT); }
+
+private:
+    QProcess process;
+};
+
+bool waitFor(const std::function<bool()>& isSo, int timeMs = patienceMs) {
+    const QDeadlineTimer deadline(timeMs);
+    QTimer wake;  // what is waited for may come from outside of this loop
+    wake.start(10);
+    while (!isSo() && !deadline.hasExpired()) QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+    return isSo();
+}
+
+void waitMs(int time) {
+    QEventLoop events;
+    QTimer::singleShot(time, &events, &QEventLoop::quit);
+    events.exec();
+}
+
+/// The camera programs that this process has started and that are still there.
+std::vector<pid_t> cameraPrograms() {
+    std::vector<pid_t> found;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
+        std::ifstream status(entry.path() / "stat");
+        std::string number, name, state;
+        pid_t parent = 0;
+        if (status >> number >> name >> state >> parent && parent == ::getpid() && name == "(vimble-camera)")
+            found.push_back(static_cast<pid_t>(std::stol(number)));
+    }
+    return found;
+}
+
+// Waits for other processes, so it can't run in virtual time.
+class CameraOnPipeWireTest : public testing::Test {
+protected:
+    void SetUp() override {
+        path = folder.filePath(QStringLiteral("page.png"));
+        const SharedFrame page = CodeFrame::of(text);
+        const QImage picture(page->pixels().data(), page->width(), page->height(), page->width(),
+                             QImage::Format_Grayscale8);
+        ASSERT_TRUE(picture.save(path));
+        scanner.setHandlers({[this](std::string_view payload) {
+                                 asked = payload;
+                                 return isGood;
+                             },
+                             {}});
+    }
+
+    void TearDown() override {
+        scanner.stop();
+        EXPECT_TRUE(waitFor([] { return cameraPrograms().empty(); }));
+    }
+
+    bool reaches(Status status) {
+        return waitFor([&] { return scanner.status() == status; });
+    }
+
+    void plug() { held.emplace(path); }
+
+    /// Whether a picture comes and its code is read. The tool that plays the camera does not always survive that a
+    /// reader is killed, which no real camera minds: then it is plugged in once more.
+    bool reads() {
+        for (int tries = 0; tries < 4; ++tries) {
+            if (tries > 0) plug();
+            asked.clear();
+            if (waitFor([&] { return !asked.empty() && scanner.picture(); }, toolPatienceMs)) return asked == text;
+        }
+        return false;
+    }
+
+    const std::string text = std::string(60, 'a') + "0123";
+    QTemporaryDir folder;
+    QString path;
+    QtMainLoop loop;
+    QRScanner scanner{
+        loop, std::make_shared<WorkerThread>(WorkerThread::AtEnd::drops),
+        std::make_unique<WatchedCamera>(loop, std::make_unique<CameraProcess>(CameraProcess::installed()))};
+    std::optional<HeldPicture> held;
+    std::string asked;
+    bool isGood = false;
+};
+
+TEST_F(CameraOnPipeWireTest, ReadsAPaperKeyHeldBeforeTheCameraAndSurvivesItsUnplugging) {
+    scanner.start();
+    ASSERT_TRUE(reaches(Status::noCamera));
+
+    // Plugged in while the scanner waits for one.
+    plug();
+    ASSERT_TRUE(reads());
+    EXPECT_EQ(scanner.status(), Status::live);
+
+    isGood = true;
+    ASSERT_TRUE(reaches(Status::frozen));
+    ASSERT_TRUE(scanner.picture());
+    EXPECT_EQ(scanner.picture()->width(), 640);
+    EXPECT_EQ(scanner.picture()->height(), 480);
+    EXPECT_TRUE(waitFor([] { return cameraPrograms().empty(); }));
+
+    isGood = false;
+    scanner.start();
+    ASSERT_TRUE(reads());
+    scanner.stop();
+    scanner.start();
+    ASSERT_TRUE(reads());
+    held->unplug();
+    ASSERT_TRUE(reaches(Status::noCamera));
+
+    // And another one in its place.
+    plug();
+    ASSERT_TRUE(reads());
+}
+
+TEST_F(CameraOnPipeWireTest, ACameraThatIsStoppedAmidAStartLeavesNothingBehind) {
+    plug();
+    for (int i = 0; i < 10; ++i) {
+        scanner.start();
+        // A little later in each round: from before the process is there to about its first frame.
+        waitMs(i * 40);
+        scanner.stop();
+    }
+    EXPECT_TRUE(waitFor([] { return cameraPrograms().empty(); }));
+    scanner.start();
+    EXPECT_TRUE(reads());
+}
+
+TEST_F(CameraOnPipeWireTest, ACrashOfTheCameraProgramIsMadeGood) {
+    plug();
+    scanner.start();
+    ASSERT_TRUE(reads());
+    const auto before = cameraPrograms();
+    ASSERT_EQ(before.size(), 1U);
+    ::kill(before.front(), SIGSEGV);
+    ASSERT_TRUE(waitFor([&] {
+        const auto now = cameraPrograms();
+        return now.size() == 1 && now != before;
+    }));
+    EXPECT_TRUE(reads());
+}
+
+TEST_F(CameraOnPipeWireTest, ACameraThatSendsNothingIsSilentUntilItDoesAgain) {
+    plug();
+    scanner.start();
+    ASSERT_TRUE(reads());
+    held->freeze();
+    EXPECT_TRUE(reaches(Status::silent));
+    held->thaw();
+    EXPECT_TRUE(reads());
+}
+
+}  // namespace
