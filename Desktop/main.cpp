@@ -379,6 +379,9 @@ bool hasScreen() {
 
 int main(int argc, char** argv) {
     std::signal(SIGPIPE, SIG_IGN);
+    // Printing a key changes this one for a moment, and other threads look at the environment whenever they like:
+    // a variable that is there is replaced in one step, while one more would move the list that they are reading.
+    ::setenv("TMPDIR", "/tmp", /*overwrite=*/0);
     auto passphrase = EnvironmentPassphrase::take();
     DesktopOptions options;
     try {

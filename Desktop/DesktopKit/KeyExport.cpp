@@ -164,7 +164,8 @@ void printToFile(const QPrinter& printer, const KeyExport::View& view) {
 /// Has temporary files of the whole process made in another folder.
 ///
 /// The environment is the only way to tell that to the print system. Other threads of this program look at it
-/// when they start something of their own, if at all.
+/// when they start something of their own, if at all: where there are some, the variable is to be there from the
+/// start, as a new one would move the list that they are reading.
 class TemporaryFilesIn {
 public:
     explicit TemporaryFilesIn(const std::filesystem::path& folder)
