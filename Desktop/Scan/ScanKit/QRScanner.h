@@ -42,8 +42,10 @@ public:
         std::function<void()> didChange;
     };
 
-    /// Seconds without a frame after which a camera counts as silent. A camera's own start takes one or two.
-    static constexpr Seconds silence = 6;
+    /// Seconds without a frame after which a camera counts as silent. A camera's own start takes one or two, and that
+    /// of its process as long as `WatchedCamera::patience` on a busy machine: stopping it before would have it begin
+    /// again and again.
+    static constexpr Seconds silence = 12;
     /// Seconds before a camera that failed is tried again.
     static constexpr Seconds pause = 3;
 

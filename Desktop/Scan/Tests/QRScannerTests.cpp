@@ -1,5 +1,6 @@
 #include "ScanKit/QRScanner.h"
 
+#include "ScanKit/WatchedCamera.h"
 #include "TestSupport/CodeFrame.h"
 #include "TestSupport/FakeCamera.h"
 #include "TestSupport/TestLoop.h"
@@ -248,6 +249,10 @@ TEST_F(QRScannerTest, ACameraThatFallsSilentIsToldOfAndTriedAgain) {
     EXPECT_EQ(scanner->status(), Status::frozen);
     loop.advance(60);
     EXPECT_EQ(camera.starts, 2);
+}
+
+TEST_F(QRScannerTest, ACameraThatStartsAsSlowlyAsItMayIsNotStoppedBefore) {
+    EXPECT_GT(QRScanner::silence, WatchedCamera::patience);
 }
 
 TEST_F(QRScannerTest, APictureThatCameAnotherWayFreezesItToo) {
