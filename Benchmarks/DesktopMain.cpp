@@ -67,6 +67,7 @@ struct Program {
         app.emplace(AppEnvironment{.loop = loop,
                                    .secrets = secrets,
                                    .worker = worker,
+                                   .pictureWorker = pictureWorker,
                                    .kit = [this]() -> Kit& {
                                        if (!kit)
                                            kit.emplace(KitEnvironment{loop, internets, secrets, transport, host,
@@ -94,6 +95,7 @@ struct Program {
     Internets internets{loop, path.monitor()};
     MemorySecretStore secrets;
     WorkerThread worker;
+    std::shared_ptr<Worker> pictureWorker = std::make_shared<WorkerThread>();
     FakeTransport transport{loop};
     LinuxHost host;
     SettingsDefaults defaults;

@@ -74,6 +74,8 @@ constexpr std::chrono::milliseconds nameTime{500};
 /// prompt, or for a service that is not going to answer; either way the old key is there.
 constexpr std::chrono::seconds keyTime{5};
 constexpr std::chrono::seconds registrationTime{10};  // for the desktop's own tool
+/// How long it waits for a picture that is being read, for nobody any more: it may lie on a disk that does not answer.
+constexpr std::chrono::seconds pictureTime{1};
 
 const Log log("zorvane.Vimble", "main");
 
@@ -234,6 +236,7 @@ int chat(const DesktopOptions& options, const std::optional<Endpoint>& server, S
     };
 
     WorkerThread worker;
+    const auto pictureWorker = std::make_shared<WorkerThread>(WorkerThread::AtEnd::drops);
     Reachability reachability(internets);
     std::optional<UpdateThread> updateThread;  // once there is something for it to do
     AppUpdater updater({.loop = loop,
@@ -284,6 +287,7 @@ int chat(const DesktopOptions& options, const std::optional<Endpoint>& server, S
         .loop = loop,
         .secrets = secrets.store(),
         .worker = worker,
+        .pictureWorker = pictureWorker,
         .kit = startedKit,
         .host = host,
         .folder = folder,
@@ -325,9 +329,10 @@ int chat(const DesktopOptions& options, const std::optional<Endpoint>& server, S
         isAttended ? alert(text, error.what()) : complain(Text::escaped(text + ": " + error.what()));
         status = 1;
     }
-    if (!worker.finish(keyTime)) {
-        log.error("The secret store does not answer, and is not waited for");
-        // Its thread still uses what would be taken down.
+    const bool isStoreDone = worker.finish(keyTime);
+    if (!isStoreDone) log.error("The secret store does not answer, and is not waited for");
+    if (!pictureWorker->finish(pictureTime) || !isStoreDone) {
+        // A thread still uses what would be taken down.
         std::fflush(nullptr);
         std::_Exit(status);
     }

@@ -270,6 +270,7 @@ PrefsWindow& App::prefsWindow() {
     if (_prefsWindow) return *_prefsWindow;
     _prefsWindow = std::make_unique<PrefsWindow>(PrefsEnvironment{
         .loop = environment.loop,
+        .pictureWorker = environment.pictureWorker,
         .keys = *keys,
         .notifier = notifier(),
         .makeCamera =

@@ -38,8 +38,9 @@
 struct AppEnvironment {
     MainLoop& loop;
     SecretStore& secrets;
-    Worker& worker;             // asks the secret store once there are windows
-    std::function<Kit&()> kit;  // the first call starts the engine
+    Worker& worker;                         // asks the secret store once there are windows
+    std::shared_ptr<Worker> pictureWorker;  // looks through pictures of paper keys; its owner holds it longer
+    std::function<Kit&()> kit;              // the first call starts the engine
     const Host& host;
     std::filesystem::path folder;  // the application's own
     UserDefaults& userDefaults;

@@ -7,12 +7,13 @@
 
 #include <utility>
 
-KeyReplaceWindow::KeyReplaceWindow(MainLoop& loop, std::unique_ptr<FrameSource> camera, QWidget* parent)
+KeyReplaceWindow::KeyReplaceWindow(MainLoop& loop, std::shared_ptr<Worker> worker, std::unique_ptr<FrameSource> camera,
+                                   QWidget* parent)
     : QDialog(parent) {
     setWindowTitle(QStringLiteral("Replace Secret Key"));
     auto* column = new QVBoxLayout(this);
     column->setContentsMargins(0, 0, 0, 0);
-    _keyReplaceVC = new KeyReplaceVC(*this, new KeyScanVC(loop, std::move(camera)));
+    _keyReplaceVC = new KeyReplaceVC(*this, new KeyScanVC(loop, std::move(worker), std::move(camera)));
     column->addWidget(_keyReplaceVC);
     adjustSize();
 }

@@ -2,6 +2,7 @@
 
 #include "StateKit/MainLoop.h"
 #include "StateKit/SignalTarget.h"
+#include "StateKit/Worker.h"
 
 #include <memory>
 #include <string_view>
@@ -33,9 +34,11 @@ class KeyReplaceWindow : public QDialog, public SignalTarget {
     Q_OBJECT
 
 public:
-    /// @param loop    outlives this
+    /// @param loop    outlives this, and the worker
+    /// @param worker  looks through pictures; somebody else holds it too
     /// @param camera  what looks at the paper key
-    KeyReplaceWindow(MainLoop& loop, std::unique_ptr<FrameSource> camera, QWidget* parent = nullptr);
+    KeyReplaceWindow(MainLoop& loop, std::shared_ptr<Worker> worker, std::unique_ptr<FrameSource> camera,
+                     QWidget* parent = nullptr);
 
     void setDelegate(Weak<KeyReplaceWindowDelegate> newDelegate) { delegate = newDelegate; }
     KeyReplaceVC& keyReplaceVC() { return *_keyReplaceVC; }

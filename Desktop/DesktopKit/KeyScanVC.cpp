@@ -6,7 +6,6 @@
 #include "DesktopViews/Look.h"
 #include "PlatformDesktop/GreyFrames.h"
 #include "ScanKit/QRExtractor.h"
-#include "StateKit/WorkerThread.h"
 
 #include <QAccessible>
 #include <QAction>
@@ -89,11 +88,9 @@ struct KeyScanVC::Reading {
     std::optional<std::string> payload;
 };
 
-KeyScanVC::KeyScanVC(MainLoop& loop, std::unique_ptr<FrameSource> camera, QWidget* parent,
-                     std::shared_ptr<Worker> worker)
-    : QWidget(parent),
-      loop(loop),
-      worker(worker ? std::move(worker) : std::make_shared<WorkerThread>(WorkerThread::AtEnd::drops)) {
+KeyScanVC::KeyScanVC(MainLoop& loop, std::shared_ptr<Worker> worker, std::unique_ptr<FrameSource> camera,
+                     QWidget* parent)
+    : QWidget(parent), loop(loop), worker(std::move(worker)) {
     build(std::make_unique<QRScanner>(loop, this->worker, std::move(camera)));
     showStatus();
     showOutcome(std::nullopt, {});
@@ -239,6 +236,7 @@ void KeyScanVC::readPicture(std::function<Picture()> load) {
     if (_scannedKey) return;
     showOutcome(std::nullopt, tr("Reading the picture..."));
     worker->run([this, &mainLoop = loop, life = lifeToken(), number = ++readings, load = std::move(load)] {
+        if (life.expired()) return;
         auto reading = std::make_shared<Reading>(number, load());
         mainLoop.post([this, life, reading = std::move(reading)] {
             if (!life.expired()) finish(*reading);

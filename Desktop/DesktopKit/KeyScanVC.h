@@ -45,11 +45,12 @@ class KeyScanVC : public QWidget, public SignalTarget, public QRScannerViewDeleg
     Q_OBJECT
 
 public:
-    /// @param loop        must outlive the page
-    /// @param camera      a `Camera`
-    /// @param worker      where pictures are looked through; null for a thread of the page's own
-    KeyScanVC(MainLoop& loop, std::unique_ptr<FrameSource> camera, QWidget* parent = nullptr,
-              std::shared_ptr<Worker> worker = nullptr);
+    /// @param loop    must outlive the page and the worker
+    /// @param worker  reads pictures and looks through them. Somebody else is to hold it too: the page may go while a
+    ///                picture is being read from a disk that does not answer, and waits for nothing
+    /// @param camera  a `Camera`
+    KeyScanVC(MainLoop& loop, std::shared_ptr<Worker> worker, std::unique_ptr<FrameSource> camera,
+              QWidget* parent = nullptr);
     ~KeyScanVC() override;
 
     void setDelegate(Weak<KeyScanVCDelegate> newDelegate) { delegate = newDelegate; }

@@ -175,7 +175,8 @@ void PrefsVC::secretKeyExportHit() {
 
 void PrefsVC::secretKeyReplaceHit() {
     if (_keyReplaceSheet || isBusy()) return;
-    _keyReplaceSheet = new KeyReplaceWindow(environment.loop, environment.makeCamera(), this);
+    _keyReplaceSheet =
+        new KeyReplaceWindow(environment.loop, environment.pictureWorker, environment.makeCamera(), this);
     _keyReplaceSheet->setDelegate(Weak<KeyReplaceWindowDelegate>(this));
     connect(_keyReplaceSheet, &QDialog::finished, this, &PrefsVC::sheetEnded);
     _keyReplaceSheet->beginSheet();

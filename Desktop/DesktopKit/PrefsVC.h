@@ -7,6 +7,7 @@
 #include "DesktopViews/Spinner.h"
 #include "StateKit/MainLoop.h"
 #include "StateKit/SignalTarget.h"
+#include "StateKit/Worker.h"
 #include "VimbleKit/KeyAccess.h"
 
 #include <functional>
@@ -25,6 +26,7 @@
 /// What the preferences work with. References outlive the window.
 struct PrefsEnvironment {
     MainLoop& loop;
+    std::shared_ptr<Worker> pictureWorker;  // looks through pictures of paper keys; held by the program too
     KeyAccess& keys;
     Notifier& notifier;
     /// A camera for the scanner of paper keys.

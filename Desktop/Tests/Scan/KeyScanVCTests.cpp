@@ -2,6 +2,7 @@
 
 #include "DesktopKit/OutcomeBox.h"
 #include "DesktopKit/PictureFile.h"
+#include "StateKit/WorkerThread.h"
 #include "TestSupport/CodeFrame.h"
 #include "TestSupport/FakeCamera.h"
 #include "TestSupport/TestLoop.h"
@@ -24,6 +25,8 @@
 #include <QTest>
 #include <QUrl>
 
+#include <chrono>
+#include <future>
 #include <memory>
 #include <string>
 
@@ -47,7 +50,7 @@ protected:
     }
 
     void make() {
-        page = std::make_unique<KeyScanVC>(loop, std::make_unique<FakeCamera>(camera), nullptr, worker);
+        page = std::make_unique<KeyScanVC>(loop, worker, std::make_unique<FakeCamera>(camera));
         page->setDelegate(Weak<KeyScanVCDelegate>(&told));
         page->resize(420, 520);
     }
@@ -289,6 +292,21 @@ TEST_F(KeyScanVCTest, APictureThatIsReadTooLateIsDropped) {
     page->openImage(folder.filePath("page.png"));
     page.reset();
     settle();
+    EXPECT_EQ(told.times, 0);
+}
+
+TEST_F(KeyScanVCTest, APageThatGoesWaitsForNoPictureThatIsBeingRead) {
+    const auto thread = std::make_shared<WorkerThread>();
+    std::promise<void> diskAnswers;
+    page = std::make_unique<KeyScanVC>(loop, thread, std::make_unique<FakeCamera>(camera));
+    page->setDelegate(Weak<KeyScanVCDelegate>(&told));
+    thread->run([answer = diskAnswers.get_future().share()] { answer.wait(); });
+    page->openImage(save(PaperKey::page(4), "page.png"));
+    page.reset();
+    EXPECT_FALSE(thread->finish(std::chrono::milliseconds(0)));
+    diskAnswers.set_value();
+    ASSERT_TRUE(thread->finish(std::chrono::minutes(1)));
+    loop.run();
     EXPECT_EQ(told.times, 0);
 }
 

@@ -26,6 +26,7 @@ protected:
         app.emplace(AppEnvironment{.loop = session.loop,
                                    .secrets = session.secrets,
                                    .worker = worker,
+                                   .pictureWorker = pictureWorker,
                                    .kit = [this]() -> Kit& {
                                        ++kitCalls;
                                        if (!session.kit) {
@@ -83,6 +84,7 @@ protected:
 
     Session session;
     TestWorker worker;
+    std::shared_ptr<TestWorker> pictureWorker = std::make_shared<TestWorker>();
     MemoryDefaults defaults;
     FakeApplication application;
     Lifecycle lifecycle{session.loop, application.activity()};

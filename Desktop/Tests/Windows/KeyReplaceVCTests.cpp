@@ -49,7 +49,7 @@ protected:
 
     TestLoop loop;
     FakeCamera::Remote camera;
-    KeyReplaceWindow sheet{loop, std::make_unique<FakeCamera>(camera)};
+    KeyReplaceWindow sheet{loop, std::make_shared<TestWorker>(), std::make_unique<FakeCamera>(camera)};
     std::vector<std::string> told;
 };
 

@@ -31,6 +31,7 @@ protected:
     void open() {
         window.emplace(PrefsEnvironment{
             .loop = session.loop,
+            .pictureWorker = pictureWorker,
             .keys = *keys,
             .notifier = *notifier,
             .makeCamera = [this] { return std::make_unique<FakeCamera>(camera); },
@@ -78,6 +79,7 @@ protected:
 
     Session session;
     TestWorker worker;
+    std::shared_ptr<TestWorker> pictureWorker = std::make_shared<TestWorker>();
     FakeCamera::Remote camera;
     std::optional<KeyAccess> keys{std::in_place, session.loop, session.secrets, worker};
     FakeSoundPlayer sounds;
