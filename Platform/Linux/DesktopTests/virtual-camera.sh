@@ -25,7 +25,7 @@ tries=0
 # A source that comes before the session manager is ready crashes.
 until pw-cli ls Client 2>/dev/null | grep -q WirePlumber; do
     tries=$((tries + 1))
-    [ $tries -lt 100 ] || { echo "pipewire does not come up" >&2; cat "$HOME"/*.log >&2; exit 1; }
+    [ $tries -lt 300 ] || { echo "pipewire does not come up" >&2; cat "$HOME"/*.log >&2; exit 1; }
     sleep 0.1
 done
 sleep 1
