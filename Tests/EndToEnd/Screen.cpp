@@ -55,9 +55,18 @@ Screen::~Screen() = default;
 
 void Screen::startDisplay() {
     Process::Start start;
-    start.command = {"/usr/bin/Xvfb", "-displayfd", "1",
-                     "-screen",       "0",          std::to_string(width) + "x" + std::to_string(height) + "x24",
-                     "-wr",           "-nolisten",  "tcp"};
+    // Not to begin anew when its last program leaves: whoever asks whether the window manager is there could be
+    // that program, and throw out a window manager that is just coming.
+    start.command = {"/usr/bin/Xvfb",
+                     "-displayfd",
+                     "1",
+                     "-noreset",
+                     "-screen",
+                     "0",
+                     std::to_string(width) + "x" + std::to_string(height) + "x24",
+                     "-wr",
+                     "-nolisten",
+                     "tcp"};
     start.environment = variables;
     display = std::make_unique<Process>(start);
     const auto number = display->line([](std::string_view text) { return !text.empty(); }, "display");
@@ -94,7 +103,7 @@ void Screen::startWindowManager() {
         const Ended answer = run({"/usr/bin/xprop", "-root", "_NET_SUPPORTING_WM_CHECK"});
         return answer.output.find("window id") != std::string::npos;
     })) << "no window manager: "
-        << windowManager->errors();
+        << (windowManager->readAvailable(), windowManager->errors());
 }
 
 Screen::Ended Screen::run(std::vector<std::string> command) const {
