@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
 #include <string>
 
 namespace fs = std::filesystem;
@@ -23,18 +22,6 @@ protected:
         world.admit("cleo");
         cleo = world.client("cleo", {"--json"});
         cleo->lineWith(R"("type":"roster")");
-    }
-
-    /// Where the program looks for a camera.
-    void startWithCamera(Desk& desk) const {
-        // GStreamer's search for devices forgets what it had for a sound server that is not there. To be told from
-        // leaks of our own it needs whole stacks.
-        const fs::path leaks = world.folder.path / "leaks";
-        std::ofstream(leaks) << "leak:libgstpulseaudio\n";
-        Process::Start start = desk.programStart({"--server", world.server()});
-        start.environment["ASAN_OPTIONS"] += ":fast_unwind_on_malloc=0";
-        start.environment["LSAN_OPTIONS"] = "suppressions=" + leaks.string() + ":print_suppressions=0";
-        desk.start(start);
     }
 
     static void openPreferences(Desk& desk) {
@@ -175,7 +162,7 @@ TEST_F(DesktopPaperKeyTest, WhoHasOnlyThePaperIsTheSamePersonOnANewMachine) {
                         (world.folder.path / "key").string()})
                   .status,
               0);
-    startWithCamera(bob);
+    bob.start();
     EXPECT_TRUE(cleo->lineWith(R"("type":"join","key":")" + bobKey));
     openPreferences(bob);
     showsKey(bob, bobKey);
@@ -218,7 +205,7 @@ TEST_F(DesktopPaperKeyTest, ACodeOfSomethingElseIsMarkedRedAndGivingUpLeavesTheK
     world.admit("ann");
     const std::string annKey = world.key("ann");
     Desk ann(world, "ann");
-    startWithCamera(ann);
+    ann.start();
     EXPECT_TRUE(cleo->lineWith(R"("type":"join","key":")" + annKey));
     openPreferences(ann);
     showsKey(ann, annKey);
