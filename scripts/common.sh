@@ -155,6 +155,12 @@ quietly() {
     return "$status"
 }
 
+# The precompiled headers that the compiler found no room for, as targets of that build, one a line.
+homelessHeaders() {
+    grep -B 1 'PCH allocation failure' "$1" | grep -o -- '-include [^ ]*/cmake_pch.hxx' | sort -u |
+        sed "s,^-include $root/${1%.log}/,,; s,$,.gch,"
+}
+
 configureAndBuild() {
     local preset=$1 folder=build/$1 home
     shift
@@ -167,12 +173,16 @@ configureAndBuild() {
         cmake --preset "$preset" || return
     fi
     # The build starts the test programs, to ask for the names of their tests.
-    local build=("${plainMemory[@]}" cmake --build --preset "$preset" ${1:+--target "$@"}) status=0
-    "${build[@]}" || status=$?
-    # Seen once in some thousands: the compiler finds no room for a precompiled header where it wants it.
-    if ((status != 0)) && grep -qs 'PCH allocation failure' "build/$preset.log"; then
+    local build=("${plainMemory[@]}" cmake --build --preset "$preset") status=0 headers
+    "${build[@]}" ${1:+--target "$@"} || status=$?
+    # A precompiled header that the compiler cache has from a build with another layout of memory may find no
+    # room in this one. It is made anew then.
+    if ((status != 0)) && headers=$(homelessHeaders "build/$preset.log") && [[ $headers ]]; then
+        say "Making precompiled headers anew."
         status=0
-        "${build[@]}" || status=$?
+        (cd "$folder" && xargs rm -f) <<< "$headers"
+        xargs env CCACHE_RECACHE=1 "${build[@]}" --target <<< "$headers" &&
+            "${build[@]}" ${1:+--target "$@"} || status=$?
     fi
     return "$status"
 }
