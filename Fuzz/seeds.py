@@ -5,6 +5,9 @@ Inputs that once broke something lie beside them, as files that this does not kn
 (code-signature/cms-*), since it takes a key to make one.
 """
 
+import io
+import warnings
+import zipfile
 from pathlib import Path
 
 corpus = Path(__file__).resolve().parent / "corpus"
@@ -372,4 +375,68 @@ write("camera-stream", {
     "word-with-size": b"\xff" + camera(2, 1, 1),
     "unknown": b"\xff" + camera(9),
     "nonsense": b"\xffGET / HTTP/1.1\r\n\r\n",
+})
+
+
+def archive(*entries, compression=zipfile.ZIP_STORED):
+    """A zip archive of (name, contents, mode), as a system with permissions writes it."""
+    warnings.filterwarnings("ignore", "Duplicate name")
+    stream = io.BytesIO()
+    with zipfile.ZipFile(stream, "w", compression) as writer:
+        for name, contents, mode in entries:
+            info = zipfile.ZipInfo(name)
+            info.create_system = 3
+            info.external_attr = mode << 16
+            info.compress_type = compression
+            writer.writestr(info, contents)
+    return stream.getvalue()
+
+
+def script(*entries):
+    """The same in the fuzzer's own words: the number of the kind, name and contents."""
+    return b"".join(bytes([kind]) + text(name) + text(contents) for kind, name, contents in entries)
+
+
+file, program, link, folder, pipe, device = 0o100644, 0o100755, 0o120777, 0o040755, 0o010644, 0o020644
+honest = [("A.app/", "", folder), ("A.app/Contents/Linux/Vimble", "program", program),
+          ("A.app/Contents/libx.so", "libx.so.1", link), ("A.app/Contents/libx.so.1", "library", file)]
+write("archive", {
+    "honest": archive(*honest),
+    "honest-compressed": archive(*honest, compression=zipfile.ZIP_DEFLATED),
+    "empty": archive(),
+    "upwards": archive(("../evil", "1", file)),
+    "upwards-inside": archive(("a/../../evil", "1", file)),
+    "upwards-to-sentinel": archive(("../sentinel/file", "1", file), ("../file", "1", file)),
+    "upwards-backslash": archive(("..\\evil", "1", file)),
+    "absolute": archive(("/tmp/vimble-fuzz-evil", "1", file)),
+    "absolute-twice": archive(("//tmp/vimble-fuzz-evil", "1", file)),
+    "link-out": archive(("l", "../sentinel", link)),
+    "link-out-and-through": archive(("l", "../sentinel", link), ("l/file", "1", file)),
+    "link-absolute-and-through": archive(("l", "/dev/shm", link), ("l/vimble-fuzz-evil", "1", file)),
+    "link-out-by-another": archive(("a/b/c/f", "1", file), ("a/b/c/d", "../../..", link), ("a/b/l", "c/d/../x", link)),
+    "link-becomes-file": archive(("l", "../file", link), ("l", "1", file)),
+    "file-becomes-link": archive(("l", "1", file), ("l", "../file", link), ("l", "2", file)),
+    "link-as-folder": archive(("l", "..", link), ("l/", "", folder)),
+    "link-circle": archive(("a", "b", link), ("b", "a", link)),
+    "link-doubling": archive(*[(f"l{i}", f"l{i + 1}/l{i + 1}", link) for i in range(40)]),
+    "link-with-zero": archive(("l", "a\0../../x", link)),
+    "case": archive(("A.app/x", "1", file), ("A.app/X", "2", file)),
+    "case-of-folders": archive(("A.app/x", "1", file), ("a.APP/y", "2", file)),
+    "case-of-others": archive(("\u00c4", "1", file), ("\u00e4", "2", file)),
+    "bomb": archive(("zeros", b"\0" * 200_000, file), compression=zipfile.ZIP_DEFLATED),
+    "bomb-of-many": archive(*[(f"f{i}", b"\0" * 20_000, file) for i in range(20)], compression=zipfile.ZIP_DEFLATED),
+    "many": archive(*[(f"f{i}", "", file) for i in range(201)]),
+    "deep": archive(("/".join("abcdefghi"), "1", file)),
+    "special-bits": archive(("x", "1", 0o106755), ("d/", "", 0o047777)),
+    "devices": archive(("p", "", pipe), ("d", "", device)),
+    "unreadable-folder": archive(("d/", "", 0o040000), ("d/x", "1", file)),
+    "control-characters": archive(("a\n\u202eb/../c", "1", file)),
+    "other-kind": "#!/bin/sh\n",
+    "script-honest": script((4, "A.app/", ""), (1, "A.app/x", "program"), (6, "A.app/l", "x")),
+    "script-upwards": script((0, "a", "1"), (0, "../evil", "2")),
+    "script-through-link": script((6, "l", "../sentinel"), (0, "l/file", "1")),
+    "script-broken-utf8": script((0, b"a\xff\xc3", "1"), (0, b"\xed\xa0\x80", "2")),
+    "script-odd-kinds": script(*[(i, f"e{i}", "x") for i in range(12)]),
+    "script-zero-in-name": script((0, "a\0/../../evil", "1"), (6, "l\0x", "..")),
+    "script-empty-names": script((0, "", "1"), (4, "/", ""), (6, ".", "x"), (0, "./", "2")),
 })
