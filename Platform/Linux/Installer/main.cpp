@@ -2,6 +2,7 @@
 #include "PlatformBundle/LiveInstallerEnvironment.h"
 #include "PlatformBundle/PosixProcessLauncher.h"
 #include "PlatformBundle/PropertyListBundleReader.h"
+#include "PlatformBundle/StagingFolders.h"
 #include "PlatformInstaller/InstallerBundle.h"
 #include "PlatformInstaller/InstallerXPCListener.h"
 #include "StateKit/Log.h"
@@ -36,10 +37,22 @@ public:
 };
 
 InstallerReply install(const InstallerLaunchRequest& request, const std::filesystem::path& codeSignTool) {
+    // The application keeps the update from being cleared away only for as long as it runs.
+    std::shared_ptr<void> held;
+    try {
+        held = StagingFolders::hold(request.stagedApp);
+    } catch (const std::exception& error) {
+        return {error.what(), false};
+    }
     const auto bundleReader = std::make_shared<PropertyListBundleReader>();
     LinuxFileManager fileManager;
-    const InstallerEnvironment environment =
+    InstallerEnvironment environment =
         liveInstallerEnvironment(std::make_shared<PosixProcessLauncher>(), bundleReader, codeSignTool);
+    environment.relaunchApp = [&held, relaunch = environment.relaunchApp](const std::filesystem::path& application) {
+        // What is left of the folder is for the new application to clear away, at its start.
+        held.reset();
+        relaunch(application);
+    };
     return installUpdate(request, [&] {
         return std::make_unique<InstallerService>(fileManager, *bundleReader, environment, InstallerPollingPolicy());
     });

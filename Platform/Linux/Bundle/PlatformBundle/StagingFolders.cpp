@@ -5,6 +5,7 @@
 #include <array>
 #include <cerrno>
 #include <fcntl.h>
+#include <stdexcept>
 #include <string>
 #include <sys/file.h>
 #include <sys/random.h>
@@ -89,7 +90,7 @@ StagingFolders::Path StagingFolders::make() {
         if (mkdir(path.c_str(), 0700) != 0) throw failure(path);
         FileDescriptor folder = openFolder(path);
         // Another program may have taken it for a leftover in the moment between.
-        if (!folder || flock(folder.get(), LOCK_EX | LOCK_NB) != 0 || !isStillThere(folder, path)) continue;
+        if (!folder || flock(folder.get(), LOCK_SH | LOCK_NB) != 0 || !isStillThere(folder, path)) continue;
         locks.emplace(path, std::move(folder));
         return path;
     }
@@ -112,4 +113,21 @@ void StagingFolders::removeLeftovers() {
         if (folder && flock(folder.get(), LOCK_EX | LOCK_NB) != 0) continue;
         removeQuietly(path);
     }
+}
+
+std::shared_ptr<void> StagingFolders::hold(const Path& update) {
+    auto locks = std::make_shared<std::vector<FileDescriptor>>();
+    // An archive may have a folder of that name in it, and so may the way to ours: all of them do no harm.
+    for (Path each = update; each.has_relative_path(); each = each.parent_path()) {
+        if (each.parent_path().filename() != folderName) continue;
+        for (const Path& path : {each.parent_path(), each}) {
+            FileDescriptor folder = openFolder(path);
+            if (!folder) continue;
+            // Only who is removing it has it for itself.
+            if (flock(folder.get(), LOCK_SH | LOCK_NB) != 0 || !isStillThere(folder, path))
+                throw std::runtime_error(path.native() + " is being removed by another program");
+            locks->push_back(std::move(folder));
+        }
+    }
+    return locks;
 }

@@ -97,6 +97,40 @@ TEST_F(StagingFoldersTest, ATopThatWasTakenAwayIsMadeAnew) {
     EXPECT_TRUE(fs::exists(folders.make()));
 }
 
+TEST_F(StagingFoldersTest, AnUpdateThatIsHeldOutlivesTheProgramThatPreparedIt) {
+    auto program = std::make_unique<StagingFolders>(folder.path);
+    const auto path = program->make();
+    const auto update = path / "extracted" / "UpdateKit" / "Vimble.app";
+    fs::create_directories(update);
+    auto held = StagingFolders::hold(update);
+    program.reset();
+    StagingFolders another(folder.path / "");
+    another.removeLeftovers();
+    EXPECT_TRUE(fs::exists(update));
+    const int top = ::open((folder.path / "UpdateKit").c_str(), O_RDONLY | O_DIRECTORY);
+    ASSERT_GE(top, 0);
+    EXPECT_NE(flock(top, LOCK_EX | LOCK_NB), 0) << "all of it may be cleared away";
+    ::close(top);
+    held.reset();
+    another.removeLeftovers();
+    EXPECT_FALSE(fs::exists(path));
+}
+
+TEST_F(StagingFoldersTest, AnUpdateThatIsBeingRemovedCanNotBeHeld) {
+    const auto path = StagingFolders(folder.path).make();
+    const int another = ::open(path.c_str(), O_RDONLY | O_DIRECTORY);
+    ASSERT_GE(another, 0);
+    ASSERT_EQ(flock(another, LOCK_EX | LOCK_NB), 0);
+    EXPECT_THROW(StagingFolders::hold(path / "Vimble.app"), std::runtime_error);
+    ::close(another);
+}
+
+TEST_F(StagingFoldersTest, WhatLiesElsewhereOrNowhereNeedsNoHolding) {
+    for (const fs::path& path :
+         {folder.path / "Vimble.app", folder.path / "UpdateKit" / "gone" / "Vimble.app", fs::path("/"), fs::path()})
+        EXPECT_NO_THROW(StagingFolders::hold(path)) << path;
+}
+
 TEST_F(StagingFoldersTest, WhereNothingWasEverLeftThereIsNothingToDo) {
     StagingFolders folders(folder.path);
     folders.removeLeftovers();

@@ -1,15 +1,22 @@
 // The real service, started by a real session bus out of real bundles.
 
 #include "InstallerFixture.h"
+#include "PlatformBundle/FileDescriptor.h"
 #include "PlatformBundle/RunningProcess.h"
 #include "PlatformBundle/Spawn.h"
+#include "PlatformBundle/StagingFolders.h"
 #include "QtWait.h"
 #include "UpdateKit/InstallerXPC.h"
 
 #include <csignal>
+#include <fcntl.h>
+#include <filesystem>
+#include <sys/file.h>
 #include <sys/wait.h>
 
 namespace {
+
+namespace fs = std::filesystem;
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
@@ -50,6 +57,37 @@ TEST_F(InstallerOnBusTest, OneThatDoesNotListenIsKilled) {
     EXPECT_EQ(signalThatEndedIt(), SIGKILL);
     EXPECT_EQ(reportOfNewOne(), expectedReport());
     expectInstalled();
+}
+
+TEST_F(InstallerOnBusTest, NobodyClearsTheUpdateAwayOnceTheApplicationWasAskedToEnd) {
+    // As the application prepares it, and holds it until it ends.
+    auto preparing = std::make_unique<StagingFolders>(downloads);
+    staged = preparing->make() / "extracted" / "Vimble.app";
+    fs::create_directories(staged.parent_path());
+    startAll("stubborn");
+    const auto result = ask(request());
+    ASSERT_TRUE(turnUntil([&] { return fs::exists(reports.native() + ".asked-to-end"); })) << bus->log();
+    preparing.reset();
+    StagingFolders another(downloads);
+    another.removeLeftovers();
+    EXPECT_TRUE(fs::exists(staged));
+    ::kill(application, SIGKILL);
+    EXPECT_TRUE(turnUntil([&] { return result->isOver; })) << bus->log();
+    EXPECT_EQ(result->error, std::nullopt);
+    EXPECT_EQ(reportOfNewOne(), expectedReport());
+    EXPECT_EQ(version(current), "1.1.0");
+    another.removeLeftovers();
+    EXPECT_THAT(namesIn(downloads / "UpdateKit"), IsEmpty());
+}
+
+TEST_F(InstallerOnBusTest, AnUpdateThatIsBeingClearedAwayIsNotTaken) {
+    staged = StagingFolders(downloads).make() / "Vimble.app";
+    startAll();
+    const FileDescriptor clearing(::open(staged.parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    ASSERT_EQ(::flock(clearing.get(), LOCK_EX | LOCK_NB), 0);
+    const std::string why = staged.parent_path().native() + " is being removed by another program";
+    EXPECT_EQ(install(request()), InstallerClientError::installationFailed(why, false));
+    expectNothingHappened(why);
 }
 
 TEST_F(InstallerOnBusTest, TheServiceOutlivesWhoeverAskedIt) {

@@ -1,10 +1,12 @@
 // An application for tests of its replacement: says in a file how it was started, and waits to be ended.
 //
-// Arguments: the folder for that file, "polite" or "stubborn" (towards SIGTERM), and whatever else.
+// Arguments: the folder for that file, "polite" or "stubborn" (towards SIGTERM), and whatever else. A stubborn one
+// notes in FOLDER.asked-to-end that it was asked.
 
 #include <array>
 #include <csignal>
 #include <cstdlib>
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -30,11 +32,16 @@ std::string variable(const char* name) {
     return value != nullptr ? value : "-";
 }
 
+std::string note;
+
+void takeNote(int) { ::close(::open(note.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600)); }
+
 }  // namespace
 
 int main(int count, char** arguments) {
     if (count < 3) return 2;
-    if (std::string(arguments[2]) == "stubborn") std::signal(SIGTERM, SIG_IGN);
+    note = std::string(arguments[1]) + ".asked-to-end";
+    if (std::string(arguments[2]) == "stubborn") std::signal(SIGTERM, takeNote);
     // Whatever becomes of the test, nothing of it stays.
     alarm(300);
     const fs::path program = fs::read_symlink("/proc/self/exe");
