@@ -33,24 +33,31 @@ using Status = QRScanner::Status;
 constexpr int patienceMs = 40'000;
 constexpr int toolPatienceMs = 12'000;  // longer than a silent camera needs to be tried again
 
-/// A camera that others see as a real one, before which a picture is held.
+/// A camera that others see as a real one, before which a picture is held. The tool that plays it sometimes crashes
+/// when a reader comes or goes, which no real camera does: then it is plugged in once more.
 class HeldPicture {
 public:
     explicit HeldPicture(const QString& path) {
         process.setProcessChannelMode(QProcess::ForwardedChannels);
-        process.start(
-            QStringLiteral("gst-launch-1.0"),
-            (QStringLiteral("-q filesrc location=%1 ! pngdec ! imagefreeze ! videoconvert ! videoscale ! "
+        process.setProgram(QStringLiteral("gst-launch-1.0"));
+        // Without --no-fault a crash ends in a loop for somebody with a debugger.
+        process.setArguments(
+            (QStringLiteral("--no-fault -q filesrc location=%1 ! pngdec ! imagefreeze ! videoconvert ! videoscale ! "
                             "videorate ! video/x-raw,format=YUY2,width=640,height=480,framerate=15/1 ! identity "
                             "sync=true ! pipewiresink mode=provide "
                             "stream-properties=props,media.class=Video/Source,node.name=cam,media.role=Camera"))
                 .arg(path)
                 .split(QLatin1Char(' ')));
+        QObject::connect(&process, &QProcess::finished, &process, [this] {
+            if (isPlugged) process.start();
+        });
+        process.start();
         process.waitForStarted();
     }
     ~HeldPicture() { unplug(); }
 
     void unplug() {
+        isPlugged = false;
         process.terminate();
         if (!process.waitForFinished(5000)) process.kill();
         process.waitForFinished(5000);
@@ -62,6 +69,7 @@ public:
 
 private:
     QProcess process;
+    bool isPlugged = true;
 };
 
 bool waitFor(const std::function<bool()>& isSo, int timeMs = patienceMs) {
@@ -118,8 +126,8 @@ protected:
 
     void plug() { held.emplace(path); }
 
-    /// Whether a picture comes and its code is read. The tool that plays the camera does not always survive that a
-    /// reader is killed, which no real camera minds: then it is plugged in once more.
+    /// Whether a picture comes and its code is read. The tool that plays the camera may also stay and send nothing
+    /// any more: then it is plugged in once more.
     bool reads() {
         for (int tries = 0; tries < 4; ++tries) {
             if (tries > 0) plug();

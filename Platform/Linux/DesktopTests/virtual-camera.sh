@@ -17,17 +17,21 @@ fi
 
 pipewire >"$HOME/pipewire.log" 2>&1 &
 server=$!
-wireplumber >"$HOME/wireplumber.log" 2>&1 &
-manager=$!
+manager=
 trap 'kill $manager $server 2>/dev/null || true' EXIT
 trap 'exit 1' INT TERM
 tries=0
-# A source that comes before the session manager is ready crashes.
-until pw-cli ls Client 2>/dev/null | grep -q WirePlumber; do
+again() {
     tries=$((tries + 1))
     [ $tries -lt 300 ] || { echo "pipewire does not come up" >&2; cat "$HOME"/*.log >&2; exit 1; }
     sleep 0.1
-done
+}
+# The session manager ends at once where it finds no server.
+until pw-cli info 0 >/dev/null 2>&1; do again; done
+wireplumber >"$HOME/wireplumber.log" 2>&1 &
+manager=$!
+# A source that comes before the session manager is ready crashes.
+until pw-cli ls Client 2>/dev/null | grep -q WirePlumber; do again; done
 sleep 1
 
 timeout -k 5 280 "$program" --gtest_filter="CameraOnPipeWire*" >"$HOME/output" 2>&1 && status=0 || status=$?
