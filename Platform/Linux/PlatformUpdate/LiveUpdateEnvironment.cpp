@@ -6,6 +6,7 @@
 #include "PlatformBundle/PropertyListBundleReader.h"
 #include "PlatformBundle/RunningApplication.h"
 #include "PlatformBundle/StagingFolders.h"
+#include "PlatformUpdate/BackgroundWork.h"
 #include "PlatformUpdate/Reachability.h"
 #include "PlatformUpdate/SystemVersion.h"
 #include "PlatformUpdate/UpdateFetcher.h"
@@ -21,12 +22,12 @@ namespace {
 using Path = std::filesystem::path;
 
 constexpr char codeSignTool[] = "vimble-codesign";
-/// For one look at a seal: the end of the program may have to wait for it.
-constexpr std::chrono::minutes codeSignTime{2};
+constexpr std::chrono::minutes codeSignTime{2};  // for one look at a seal
 
-ValidatedAppBundle validate(const Path& application, const DownloadExpectation& expectation) {
+ValidatedAppBundle validate(const Path& application, const DownloadExpectation& expectation,
+                            const std::stop_token& stop) {
     PropertyListBundleReader bundles;
-    PosixProcessLauncher launcher(codeSignTime);
+    PosixProcessLauncher launcher(codeSignTime, stop);
     const Path tool = toolBesideThisProgram(codeSignTool);
     return validateDownloadedApp(application, expectation, bundles, [&](const Path& bundle) {
         return readCodeSignatureProfile(launcher, tool, bundle, ProcessDomain::application);
@@ -62,15 +63,20 @@ UpdateEnvironment liveUpdateEnvironment(MainLoop& loop, const Host& host, Reacha
         std::error_code ignored;
         return std::filesystem::exists(path, ignored);
     };
-    world.extract = [](const Path& archive, const Path& folder, const Completion<Done>& completion) {
-        completion(Outcome<Done>::of([&] { extractArchive(archive, folder); }));
-        return nullptr;
+    world.extract = [&loop](const Path& archive, const Path& folder, Completion<Done> completion) {
+        const auto work = [archive, folder](const std::stop_token& stop) {
+            extractArchive(archive, folder, {}, stop);
+            return Done{};
+        };
+        return BackgroundWork<Done>::begin(loop, work, std::move(completion));
     };
     world.findAppBundle = findAppBundle;
-    world.validate = [](const Path& application, const DownloadExpectation& expectation,
-                        const Completion<ValidatedAppBundle>& completion) {
-        completion(Outcome<ValidatedAppBundle>::of([&] { return validate(application, expectation); }));
-        return nullptr;
+    world.validate = [&loop](const Path& application, const DownloadExpectation& expectation,
+                             Completion<ValidatedAppBundle> completion) {
+        const auto work = [application, expectation](const std::stop_token& stop) {
+            return validate(application, expectation, stop);
+        };
+        return BackgroundWork<ValidatedAppBundle>::begin(loop, work, std::move(completion));
     };
     world.installer = std::move(installer);
     return world;

@@ -11,7 +11,7 @@ class Reachability;
 
 /// The update coordinator's world on this machine.
 ///
-/// Unpacking and validating block the coordinator's thread, which is there for that.
+/// Unpacking and validating are done on threads of their own, so that the end of the program never waits for them.
 /// @param loop  the coordinator's
 /// @param host, loop, reachability  must outlive the coordinator
 /// @param temporaryFolder  this user's alone

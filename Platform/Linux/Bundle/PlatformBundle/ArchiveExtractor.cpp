@@ -68,8 +68,9 @@ std::string messageOf(struct archive* archive) {
 
 class Extraction {
 public:
-    Extraction(const Path& archivePath, const Path& destination, const ExtractionLimits& limits)
-        : destination(destination), limits(limits), names(limits.maxDepth) {
+    Extraction(const Path& archivePath, const Path& destination, const ExtractionLimits& limits,
+               const std::stop_token& stop)
+        : destination(destination), limits(limits), stop(stop), names(limits.maxDepth) {
         std::error_code error;
         const auto size = std::filesystem::file_size(archivePath, error);
         if (error) throw ExtractionError("the archive could not be read: " + error.message());
@@ -90,7 +91,12 @@ public:
     }
 
 private:
+    void checkStop() const {
+        if (stop.stop_requested()) throw ExtractionError("it was called off");
+    }
+
     archive_entry* next() {
+        checkStop();
         archive_entry* entry = nullptr;
         const int status = archive_read_next_header(archive.get(), &entry);
         if (status == ARCHIVE_EOF) return nullptr;
@@ -133,6 +139,7 @@ private:
         if (!file) failToWrite(name);
         std::array<char, 64 * 1024> buffer;
         for (;;) {
+            checkStop();
             const la_ssize_t count = archive_read_data(archive.get(), buffer.data(), buffer.size());
             if (count < 0) refuse(name, "is damaged: " + messageOf(archive.get()));
             if (count == 0) break;
@@ -163,7 +170,10 @@ private:
 
     void makeLinks() {
         // Where one leads may depend on the others, so all of them are judged before any is made.
-        for (const auto& [name, target] : links) checkLink(name);
+        for (const auto& [name, target] : links) {
+            checkStop();
+            checkLink(name);
+        }
         for (const auto& [name, target] : links)
             if (::symlink(target.c_str(), (destination / name).c_str()) != 0) failToWrite(name);
     }
@@ -211,6 +221,7 @@ private:
 
     const Path destination;
     const ExtractionLimits limits;
+    const std::stop_token stop;
     Archive archive;
     ArchiveNames names;
     std::uint64_t bytesLeft = 0;
@@ -222,7 +233,8 @@ private:
 
 }  // namespace
 
-void extractArchive(const Path& archive, const Path& destination, const ExtractionLimits& limits) {
+void extractArchive(const Path& archive, const Path& destination, const ExtractionLimits& limits,
+                    const std::stop_token& stop) {
     const Utf8Locale utf8;
-    Extraction(archive, destination, limits).run();
+    Extraction(archive, destination, limits, stop).run();
 }

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <stdexcept>
+#include <stop_token>
 
 /// Why an archive was not unpacked, in one line for the log.
 class ExtractionError : public std::runtime_error {
@@ -28,6 +29,7 @@ struct ExtractionLimits {
 ///
 /// Blocks; any thread. On failure a part may lie in the destination: the caller throws it away.
 /// @param destination  an empty folder, in which nobody else is at work
+/// @param stop  asked before each piece that is written: who ends the program can't wait for a whole archive
 /// @throws ExtractionError
 void extractArchive(const std::filesystem::path& archive, const std::filesystem::path& destination,
-                    const ExtractionLimits& limits = {});
+                    const ExtractionLimits& limits = {}, const std::stop_token& stop = {});

@@ -7,7 +7,9 @@
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
+#include <functional>
 #include <poll.h>
+#include <sys/eventfd.h>
 #include <sys/wait.h>
 #include <system_error>
 #include <unistd.h>
@@ -40,23 +42,39 @@ private:
     pid_t id;
 };
 
+/// A file that can be read once a stop is asked for, and wakes who waits for several.
+class StopFile {
+public:
+    explicit StopFile(const std::stop_token& stop)
+        : file(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)), callback(stop, [this] { (void)::eventfd_write(get(), 1); }) {
+        if (!file) throw std::system_error(errno, std::system_category(), "eventfd");
+    }
+    int get() const { return file.get(); }
+
+private:
+    const FileDescriptor file;
+    const std::stop_callback<std::function<void()>> callback;
+};
+
 /// Waits until there is something to read, or the other end is closed.
-void waitForInput(int file, Clock::time_point deadline) {
+void waitForInput(int file, const StopFile& stop, Clock::time_point deadline) {
     for (;;) {
         const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count();
-        pollfd poll{file, POLLIN, 0};
-        const int ready = left > 0 ? ::poll(&poll, 1, static_cast<int>(left)) : 0;
+        std::array<pollfd, 2> files{{{file, POLLIN, 0}, {stop.get(), POLLIN, 0}}};
+        const int ready = left > 0 ? ::poll(files.data(), files.size(), static_cast<int>(left)) : 0;
+        if (ready > 0 && files[1].revents != 0)
+            throw std::system_error(std::make_error_code(std::errc::operation_canceled), "run a tool");
         if (ready > 0) return;
         if (ready == 0) throw std::system_error(std::make_error_code(std::errc::timed_out), "run a tool");
         if (errno != EINTR) throw std::system_error(errno, std::system_category(), "poll");
     }
 }
 
-std::string readAll(int file, Clock::time_point deadline) {
+std::string readAll(int file, const StopFile& stop, Clock::time_point deadline) {
     std::string result;
     std::array<char, 16 * 1024> buffer;
     for (;;) {
-        waitForInput(file, deadline);
+        waitForInput(file, stop, deadline);
         const ssize_t count = ::read(file, buffer.data(), buffer.size());
         if (count == 0) return result;
         if (count < 0 && errno == EINTR) continue;
@@ -76,6 +94,7 @@ ProcessResult PosixProcessLauncher::launch(const std::filesystem::path& executab
     const FileDescriptor readEnd(ends[0]);
     FileDescriptor writeEnd(ends[1]);
 
+    const StopFile stopFile(stop);
     const auto deadline = Clock::now() + timeout;
     SpawnRequest request;
     request.executable = executable;
@@ -84,7 +103,7 @@ ProcessResult PosixProcessLauncher::launch(const std::filesystem::path& executab
     Child child(spawn(request));
     writeEnd.reset();
     ProcessResult result;
-    result.output = readAll(readEnd.get(), deadline);
+    result.output = readAll(readEnd.get(), stopFile, deadline);
     result.status = child.wait();
     return result;
 }

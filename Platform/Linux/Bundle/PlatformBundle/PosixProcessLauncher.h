@@ -4,21 +4,27 @@
 
 #include <chrono>
 #include <cstddef>
+#include <stop_token>
+#include <utility>
 
 /// Runs a tool with one pipe for its output and errors, read while it runs so that it never waits for us, and
 /// nothing to read.
 ///
 /// A tool that prints more than `maxOutput`, or takes longer than the time-out, is killed, and that is an error:
-/// half an answer could be another answer.
+/// half an answer could be another answer. So is one that is called off, at once.
 class PosixProcessLauncher : public ProcessLauncher {
 public:
     static constexpr std::size_t maxOutput = std::size_t(1) << 20;  // bytes
 
-    explicit PosixProcessLauncher(std::chrono::milliseconds timeout = std::chrono::minutes(10)) : timeout(timeout) {}
+    /// @param stop  calls off what runs, and what is to be run afterwards
+    explicit PosixProcessLauncher(std::chrono::milliseconds timeout = std::chrono::minutes(10),
+                                  std::stop_token stop = {})
+        : timeout(timeout), stop(std::move(stop)) {}
 
     /// @throws std::system_error
     ProcessResult launch(const std::filesystem::path& executable, const std::vector<std::string>& arguments) override;
 
 private:
     std::chrono::milliseconds timeout;
+    std::stop_token stop;
 };

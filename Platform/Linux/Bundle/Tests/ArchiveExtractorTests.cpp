@@ -7,6 +7,8 @@
 #include <archive_entry.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <stop_token>
+#include <thread>
 #include <unistd.h>
 #include <vector>
 
@@ -205,6 +207,28 @@ TEST_F(ArchiveExtractorTest, ABombIsStoppedOnTheWay) {
     std::vector<Entry> many;
     for (int i = 0; i < 200; ++i) many.push_back({"f" + std::to_string(i), std::string(100'000, '\0')});
     EXPECT_NE(refusalOf(many).find("makes the archive too large unpacked"), std::string::npos);
+}
+
+TEST_F(ArchiveExtractorTest, WhatIsCalledOffEndsAtTheNextPiece) {
+    write({{"a", std::string(1'000'000, 'x')}, {"b", "1"}});
+    limits.maxRatio = 1'000'000;
+    std::stop_source stop;
+    stop.request_stop();
+    EXPECT_THROW(extractArchive(file, destination, limits, stop.get_token()), ExtractionError);
+    EXPECT_TRUE(std::filesystem::is_empty(destination));
+
+    // In the midst: as soon as something lies there, far from the end.
+    std::vector<Entry> many;
+    for (int i = 0; i < 50'000; ++i) many.push_back({"f" + std::to_string(i), "1"});
+    write(many);
+    std::stop_source later;
+    std::thread watcher([&] {
+        while (std::filesystem::is_empty(destination)) std::this_thread::yield();
+        later.request_stop();
+    });
+    EXPECT_THROW(extractArchive(file, destination, limits, later.get_token()), ExtractionError);
+    watcher.join();
+    EXPECT_FALSE(std::filesystem::exists(destination / "f49999"));
 }
 
 TEST_F(ArchiveExtractorTest, TheLimitsHoldToTheByte) {

@@ -3,8 +3,13 @@
 #include "TestSupport/TemporaryFolder.h"
 
 #include <chrono>
+#include <csignal>
+#include <fstream>
 #include <gtest/gtest.h>
+#include <stop_token>
+#include <sys/stat.h>
 #include <system_error>
+#include <thread>
 
 namespace {
 
@@ -36,6 +41,32 @@ TEST(PosixProcessLauncherTest, AToolThatPrintsWithoutEndIsStopped) {
 TEST(PosixProcessLauncherTest, AToolThatTakesTooLongIsStopped) {
     PosixProcessLauncher launcher(std::chrono::milliseconds(50));
     EXPECT_THROW((void)launcher.launch("/bin/sleep", {"1000"}), std::system_error);
+}
+
+TEST(PosixProcessLauncherTest, AToolThatIsCalledOffIsStoppedAtOnce) {
+    TemporaryFolder folder;
+    const auto pipe = folder.path / "pipe";
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    std::stop_source stop;
+    std::string failure;
+    std::thread runner([&] {
+        // Longer than any test may take.
+        PosixProcessLauncher launcher(std::chrono::hours(1), stop.get_token());
+        try {
+            (void)launcher.launch("/bin/sh", {"-c", "echo $$ > '" + pipe.native() + "'; exec sleep 3600"});
+        } catch (const std::system_error& error) {
+            failure = error.code() == std::errc::operation_canceled ? "called off" : error.what();
+        }
+    });
+    pid_t tool = 0;
+    std::ifstream(pipe) >> tool;
+    EXPECT_EQ(kill(tool, 0), 0);
+    stop.request_stop();
+    runner.join();
+    EXPECT_EQ(failure, "called off");
+    EXPECT_NE(kill(tool, 0), 0) << "it still runs";
+    PosixProcessLauncher later(std::chrono::hours(1), stop.get_token());
+    EXPECT_THROW((void)later.launch("/bin/sleep", {"3600"}), std::system_error);
 }
 
 TEST(PosixProcessLauncherTest, AToolThatIsNotThereIsAnError) {
