@@ -451,6 +451,35 @@ TEST_F(UpdateCoordinatorTest, TheInstallerIsAskedOnceAtATime) {
     EXPECT_EQ(world.installations.size(), 2U);
 }
 
+TEST_F(UpdateCoordinatorTest, WhatAnInstallerMayBeAtWorkInIsNotRemovedForANewerRelease) {
+    const auto prepareNewer = [this](const std::string& version) {
+        const auto before = coordinator->stagedUpdate()->stagingDirectory;
+        offer(version);
+        check();
+        EXPECT_EQ(coordinator->stagedUpdate()->version, SemanticVersion::parse(version));
+        return before;
+    };
+    check();
+    // One that is no longer heard of may be at work all the same.
+    world.failures["install"] = std::make_exception_ptr(InstallerClientError::connectionFailed("no answer"));
+    coordinator->install();
+    loop.run();
+    EXPECT_TRUE(std::filesystem::exists(prepareNewer("1.5.0")));
+
+    world.held = {"install"};
+    world.failures["install"] = std::make_exception_ptr(InstallerClientError::installationFailed("no", false));
+    coordinator->install();
+    const auto atWork = prepareNewer("1.6.0");
+    EXPECT_TRUE(std::filesystem::exists(atWork));
+    world.release("install");
+    EXPECT_FALSE(std::filesystem::exists(atWork)) << "it is nobody's any more";
+
+    coordinator->install();
+    world.release("install");
+    EXPECT_TRUE(std::filesystem::exists(coordinator->stagedUpdate()->stagingDirectory));
+    EXPECT_FALSE(std::filesystem::exists(prepareNewer("1.7.0")));
+}
+
 // ---- the end
 
 TEST_F(UpdateCoordinatorTest, ItsDeathCallsOffWhatItWaitsForAndRemovesWhatIsHalfDone) {

@@ -38,6 +38,19 @@ Value takeOr(Code code, Outcome<Value> outcome) {
     }
 }
 
+/// Whether an installer has said itself that it is done, and has not installed: one that is no longer heard of may
+/// still be at work.
+bool isRefusal(const std::exception_ptr& error) {
+    if (!error) return false;
+    try {
+        std::rethrow_exception(error);
+    } catch (const InstallerClientError& failure) {
+        return failure.code() == InstallerClientError::Code::installationFailed;
+    } catch (...) {
+        return false;
+    }
+}
+
 std::string archiveName(const Url& url) {
     return Path(FileUrl::percentDecoded(url.path.substr(url.path.rfind('/') + 1))).stem().native();
 }
@@ -321,7 +334,9 @@ void UpdateCoordinator::stage(Preparation& preparation, const ValidatedAppBundle
 
 void UpdateCoordinator::discardStagedUpdate() {
     if (!_stagedUpdate) return;
-    environment.removeFolder(_stagedUpdate->stagingDirectory);
+    // From under an installer at work, half a bundle would come to be installed.
+    if (!handedOver.contains(_stagedUpdate->stagingDirectory))
+        environment.removeFolder(_stagedUpdate->stagingDirectory);
     _stagedUpdate.reset();
 }
 
@@ -331,11 +346,20 @@ void UpdateCoordinator::installStagedUpdate(Completion<Done> completion) {
     if (!_stagedUpdate) return completion(Outcome<Done>::failure(UpdateKitError(Code::noPreparedUpdate)));
     const InstallerRequest request{_stagedUpdate->application, environment.currentApplication,
                                    environment.processIdentifier};
+    const Path directory = _stagedUpdate->stagingDirectory;
+    handedOver.insert(directory);
     await<Done>(
         [&](Completion<Done> installed) { return environment.installer->install(request, std::move(installed)); },
-        [completion = std::move(completion)](Outcome<Done> outcome) {
+        [this, directory, completion = std::move(completion)](Outcome<Done> outcome) {
+            if (isRefusal(outcome.error())) takeBack(directory);
             completion(Outcome<Done>::of([&] { return takeOr(Code::installationFailed, std::move(outcome)); }));
         });
+}
+
+void UpdateCoordinator::takeBack(const Path& directory) {
+    handedOver.erase(directory);
+    // It was given up meanwhile.
+    if (!_stagedUpdate || _stagedUpdate->stagingDirectory != directory) environment.removeFolder(directory);
 }
 
 void UpdateCoordinator::install() {

@@ -14,6 +14,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 
 /// Decides when to look for an update, looks, brings a newer release to this machine, and keeps the one that is
 /// ready to install.
@@ -56,6 +57,7 @@ public:
     /// The above, then whatever it takes to have that release in `stagedUpdate`. A release that turns out to be
     /// broken costs the one that was staged before; no update does not.
     void prepareLatestUpdate(Completion<std::optional<StagedUpdate>> completion);
+    /// Its folder stays on disk if an installer may still be about to take it.
     void discardStagedUpdate();
 
     /// Hands the staged update to the installer, which ends this process if all goes well.
@@ -82,6 +84,7 @@ private:
     void extract(const std::shared_ptr<Preparation>& preparation);
     void validate(const std::shared_ptr<Preparation>& preparation);
     void stage(Preparation& preparation, const ValidatedAppBundle& bundle);
+    void takeBack(const std::filesystem::path& directory);
     void report(UpdateCheckMode mode, const std::optional<SemanticVersion>& previous,
                 Outcome<std::optional<StagedUpdate>> outcome);
 
@@ -97,6 +100,7 @@ private:
     UpdateEnvironment::Handle pathMonitor;
     UpdateCheckState checkState;
     bool isInstalling = false;
+    std::set<std::filesystem::path> handedOver;  // staging directories that an installer may be at work in
     std::uint64_t lastOperation = 0;
     std::map<std::uint64_t, UpdateEnvironment::Handle> operations;  // those that are waited for
 };

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cerrno>
+#include <cstdio>
 #include <fcntl.h>
 #include <stdexcept>
 #include <string>
@@ -54,9 +55,12 @@ std::string newUuid() {
     return text;
 }
 
+/// Under another name first: an installer that looks for what lies in it then finds all of it, or nothing.
 void removeQuietly(const fs::path& path) {
     try {
-        FileTree::remove(path);
+        const fs::path condemned = path.native() + ".old";
+        const bool isMoved = ::renameat2(AT_FDCWD, path.c_str(), AT_FDCWD, condemned.c_str(), RENAME_NOREPLACE) == 0;
+        FileTree::remove(isMoved ? condemned : path);
     } catch (const std::system_error&) {
         // The next program to start tries again.
     }

@@ -2,11 +2,13 @@
 
 #include "TestSupport/TemporaryFolder.h"
 
+#include <array>
 #include <fcntl.h>
 #include <fstream>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/file.h>
+#include <sys/inotify.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -79,6 +81,27 @@ TEST_F(StagingFoldersTest, WhatADeadProgramHasLeftIsRemoved) {
     EXPECT_EQ(count(), 1U);
     EXPECT_TRUE(fs::exists(own));
     EXPECT_TRUE(fs::exists("/etc/passwd"));
+}
+
+TEST_F(StagingFoldersTest, WhatIsRemovedIsGoneFromItsPlaceBeforeAnythingInItIs) {
+    StagingFolders folders(folder.path);
+    const auto own = folders.make();
+    fs::create_directories(own / "extracted" / "Vimble.app");
+    const int watch = inotify_init1(IN_CLOEXEC | IN_NONBLOCK);
+    ASSERT_GE(inotify_add_watch(watch, own.parent_path().c_str(), IN_MOVED_FROM), 0);
+    ASSERT_GE(inotify_add_watch(watch, (own / "extracted").c_str(), IN_DELETE), 0);
+    folders.remove(own);
+    std::vector<std::string> events;
+    alignas(inotify_event) std::array<char, 4096> buffer;
+    const ssize_t size = ::read(watch, buffer.data(), buffer.size());
+    ::close(watch);
+    for (ssize_t at = 0; at < size;) {
+        const auto* const event = reinterpret_cast<const inotify_event*>(buffer.data() + at);
+        if (event->len > 0) events.emplace_back(event->name);
+        at += static_cast<ssize_t>(sizeof *event + event->len);
+    }
+    EXPECT_EQ(events, (std::vector<std::string>{own.filename(), "Vimble.app"}));
+    EXPECT_EQ(count(), 0U);
 }
 
 TEST_F(StagingFoldersTest, TheTopIsLockedAgainstOthers) {
