@@ -9,6 +9,7 @@
 #include <QDBusPendingCallWatcher>
 #include <QObject>
 #include <QStringList>
+#include <QTimer>
 
 #include <atomic>
 #include <limits>
@@ -66,14 +67,19 @@ void judge(const QDBusMessage& answer) {
 /// One request; dropped, it tells nobody.
 class Request : public QObject {
 public:
-    explicit Request(Completion<Done> completion) : completion(std::move(completion)) {}
+    Request(Completion<Done> completion, std::chrono::milliseconds limit) : completion(std::move(completion)) {
+        QTimer::singleShot(limit, this, [this] {
+            complete(Outcome<Done>::failure(Error::connectionFailed("The installer service did not answer in time")));
+        });
+    }
 
     /// @throws InstallerClientError
     void send(const QDBusMessage& call, const std::optional<std::string>& busAddress) {
         connection.emplace(busAddress);
         if (!connection->bus.isConnected())
             throw Error::connectionFailed(fromQt(connection->bus.lastError().message()));
-        // The largest number means that it is waited for as long as the connection stands.
+        // The largest number means that it is waited for as long as the connection stands; the limit is our own, since
+        // the bus has no words of its own for it.
         const QDBusPendingCall pending = connection->bus.asyncCall(call, std::numeric_limits<int>::max());
         auto* const watcher = new QDBusPendingCallWatcher(pending);
         connect(this, &QObject::destroyed, watcher, &QObject::deleteLater);
@@ -101,11 +107,14 @@ private:
 }  // namespace
 
 XPCInstallerClient::XPCInstallerClient(const Host& host, std::optional<std::string> serviceNameOverride,
-                                       std::optional<std::string> busAddress)
-    : host(host), serviceNameOverride(std::move(serviceNameOverride)), busAddress(std::move(busAddress)) {}
+                                       std::optional<std::string> busAddress, std::chrono::milliseconds limit)
+    : host(host),
+      serviceNameOverride(std::move(serviceNameOverride)),
+      busAddress(std::move(busAddress)),
+      limit(limit) {}
 
 std::shared_ptr<void> XPCInstallerClient::install(const InstallerRequest& request, Completion<Done> completion) {
-    const auto pending = std::make_shared<Request>(std::move(completion));
+    const auto pending = std::make_shared<Request>(std::move(completion), limit);
     try {
         const auto name = serviceNameOverride ? serviceNameOverride
                                               : InstallerXPC::serviceName(host.bundleInfo("CFBundleIdentifier"));

@@ -181,6 +181,16 @@ TEST_F(XPCInstallerClientTest, AServiceThatLeavesIsAFailedConnection) {
     EXPECT_EQ(error->code(), Error::Code::connectionFailed);
 }
 
+TEST_F(XPCInstallerClientTest, AServiceThatNeverAnswersIsAFailedConnectionAfterAWhile) {
+    ScriptedService service({});
+    serve(service);
+    XPCInstallerClient client(host, std::nullopt, bus.address(), std::chrono::milliseconds(500));
+    EXPECT_EQ(install(client), Error::connectionFailed("The installer service did not answer in time"));
+    EXPECT_TRUE(service.call);
+    QDBusConnection::disconnectFromBus(QStringLiteral("service"));
+    EXPECT_FALSE(turnUntil([&] { return told > 1; }, 200));
+}
+
 TEST_F(XPCInstallerClientTest, WithoutAnIdentifierThereIsNoService) {
     const Error expected = Error::connectionFailed("Unable to determine installer XPC service name");
     XPCInstallerClient client(host, std::nullopt, bus.address());
