@@ -1,9 +1,11 @@
 #include "UpdateKit/BundleValidation.h"
 
+#include "TestSupport/LogLines.h"
 #include "TestSupport/TemporaryFolder.h"
 #include "UpdateKit/UpdateKitError.h"
 
 #include <fstream>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <stdexcept>
 
@@ -36,7 +38,7 @@ protected:
     ValidatedAppBundle validate() {
         return validateDownloadedApp(application, expectation, reader, [&](const std::filesystem::path& path) {
             asked.push_back(path);
-            if (path == unreadable) throw std::runtime_error("the seal is broken");
+            if (path == unreadable) throw std::runtime_error(whyUnreadable);
             return path == application ? downloaded : current;
         });
     }
@@ -58,6 +60,7 @@ protected:
     CodeSignatureProfile current{CodeSignatureProfile::Kind::signed_, "T", {"A", "B"}};
     CodeSignatureProfile downloaded = current;
     std::filesystem::path unreadable;
+    std::string whyUnreadable = "the seal is broken";
     std::vector<std::filesystem::path> asked;
 };
 
@@ -120,6 +123,16 @@ TEST_F(BundleValidationTest, ASignatureThatCannotBeReadIsRefused) {
     EXPECT_EQ(refusal(), "Unable to inspect code signature for New Vimble.app");
     unreadable = "/opt/Vimble.app";
     EXPECT_EQ(refusal(), "Unable to inspect code signature for New Vimble.app");
+}
+
+TEST_F(BundleValidationTest, WhyASignatureCannotBeReadIsInTheLogInOneLine) {
+    LogLines log;
+    unreadable = application;
+    whyUnreadable = "vimble-codesign: Contents/x was changed\nand\x1b[31m more\n";
+    EXPECT_EQ(refusal(), "Unable to inspect code signature for New Vimble.app");
+    EXPECT_THAT(log.take(),
+                testing::ElementsAre("error zorvane.UpdateKit/BundleValidation: UpdateKit: code signature refused — "
+                                     "vimble-codesign: Contents/x was changed\\nand\\u{1b}[31m more"));
 }
 
 TEST_F(BundleValidationTest, AnotherSignerIsRefused) {

@@ -1,5 +1,6 @@
 #include "UpdateKit/BundleValidation.h"
 
+#include "StateKit/Log.h"
 #include "Text/Text.h"
 #include "UpdateKit/UpdateKitError.h"
 
@@ -7,6 +8,8 @@
 #include <system_error>
 
 namespace {
+
+const Log validationLog("zorvane.UpdateKit", "BundleValidation");
 
 UpdateKitError refused(const std::string& why) { return UpdateKitError(UpdateKitError::Code::validationFailed, why); }
 
@@ -51,7 +54,9 @@ void checkSignature(const std::filesystem::path& application, const std::filesys
     try {
         const auto currentProfile = readProfile(current);
         matches = currentProfile.matches(readProfile(application));
-    } catch (const std::exception&) {
+    } catch (const std::exception& error) {
+        // The error that is told has no room for the reason.
+        validationLog.error("UpdateKit: code signature refused — " + Text::escaped(Text::trimmed(error.what())));
         throw refused("Unable to inspect code signature for " + application.filename().native());
     }
     if (!matches) throw refused("Downloaded app is not signed by the same identity as the current app");
