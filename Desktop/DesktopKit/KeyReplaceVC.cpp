@@ -4,10 +4,59 @@
 #include "TweetNacl/Nacl.h"
 
 #include <QDialogButtonBox>
+#include <QEvent>
+#include <QLayout>
+#include <QScrollArea>
 #include <QVBoxLayout>
 
+#include <algorithm>
 #include <optional>
 #include <string>
+
+namespace {
+
+/// Wants as much room as the pages of a stage, and can do with little: a page that shrinks does so, then it is
+/// scrolled. The toolkit's own way of giving a page its size would scroll it at once.
+class StageScroll : public QScrollArea {
+public:
+    explicit StageScroll(QStackedWidget* stage) : stage(stage) {
+        setFrameShape(QFrame::NoFrame);
+        // It shows the window's ground, and the keyboard passes it by.
+        viewport()->setAutoFillBackground(false);
+        setFocusPolicy(Qt::NoFocus);
+        setWidget(stage);
+        stage->setAutoFillBackground(false);
+        connect(stage, &QStackedWidget::currentChanged, this, [this] { place(); });
+    }
+    QSize sizeHint() const override { return stage->sizeHint().expandedTo(stage->minimumSizeHint()); }
+
+protected:
+    bool event(QEvent* event) override {
+        const bool isDone = QScrollArea::event(event);
+        if (event->type() == QEvent::LayoutRequest) {
+            // The toolkit passes on nothing of what the widget within wants anew.
+            updateGeometry();
+            place();
+        }
+        return isDone;
+    }
+    void resizeEvent(QResizeEvent* event) override {
+        QScrollArea::resizeEvent(event);
+        place();
+    }
+
+private:
+    void place() {
+        const QWidget* page = stage->currentWidget();
+        const QSize room = viewport()->size();
+        const int width = std::max(room.width(), page->minimumSizeHint().width());
+        stage->resize(width, std::max(room.height(), page->layout()->totalMinimumHeightForWidth(width)));
+    }
+
+    QStackedWidget* stage;
+};
+
+}  // namespace
 
 KeyReplaceVC::KeyReplaceVC(KeyReplaceWindow& wc, KeyScanVC* scanVC)
     : QWidget(&wc),
@@ -30,7 +79,9 @@ KeyReplaceVC::KeyReplaceVC(KeyReplaceWindow& wc, KeyScanVC* scanVC)
     auto* column = new QVBoxLayout(this);
     column->setContentsMargins(20, 20, 20, 16);
     column->setSpacing(18);
-    column->addWidget(stageBox, 1);
+    // On a small screen with large fonts the page is scrolled, and the buttons stay in sight.
+    stageScroll = new StageScroll(stageBox);
+    column->addWidget(stageScroll, 1);
     column->addWidget(buttons);
 
     _sourceVC->setDelegate(Weak<KeySourceVCDelegate>(this));
@@ -45,7 +96,10 @@ KeyReplaceVC::KeyReplaceVC(KeyReplaceWindow& wc, KeyScanVC* scanVC)
 void KeyReplaceVC::select(QWidget* page) {
     stageBox->setCurrentWidget(page);
     page->setFocus();
-    wc.adjustSize();
+    // Each forgets what it wanted, from within to without; of itself the toolkit does that a turn of the loop later.
+    stageScroll->updateGeometry();
+    updateGeometry();
+    wc.fit();
 }
 
 void KeyReplaceVC::keySourceChanged(KeySourceVC&) {

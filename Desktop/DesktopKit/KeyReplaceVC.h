@@ -42,6 +42,7 @@ private:
     KeyReplaceWindow& wc;
     Stage _stage = Stage::source;
     QStackedWidget* stageBox;
+    QWidget* stageScroll = nullptr;
     QPushButton* replaceButton;
     QPushButton* cancelButton;
     KeySourceVC* _sourceVC;

@@ -3,9 +3,16 @@
 #include "DesktopKit/KeyReplaceVC.h"
 #include "DesktopKit/KeyScanVC.h"
 
+#include <QScreen>
 #include <QVBoxLayout>
 
 #include <utility>
+
+namespace {
+
+constexpr int frameAllowance = 48;  // for the title and the borders that a window manager adds
+
+}  // namespace
 
 KeyReplaceWindow::KeyReplaceWindow(MainLoop& loop, std::shared_ptr<Worker> worker, std::unique_ptr<FrameSource> camera,
                                    QWidget* parent)
@@ -15,7 +22,13 @@ KeyReplaceWindow::KeyReplaceWindow(MainLoop& loop, std::shared_ptr<Worker> worke
     column->setContentsMargins(0, 0, 0, 0);
     _keyReplaceVC = new KeyReplaceVC(*this, new KeyScanVC(loop, std::move(worker), std::move(camera)));
     column->addWidget(_keyReplaceVC);
-    adjustSize();
+    fit();
+}
+
+void KeyReplaceWindow::fit() {
+    // The toolkit's own way takes two thirds of the screen at most.
+    const QSize most = screen()->availableSize() - QSize(frameAllowance, frameAllowance);
+    resize(sizeHint().boundedTo(most));
 }
 
 void KeyReplaceWindow::tellCancelled() {

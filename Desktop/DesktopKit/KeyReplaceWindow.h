@@ -48,6 +48,9 @@ public:
     /// Ends it; `finished` follows.
     void endSheet() { done(Rejected); }
 
+    /// Takes the size that the page wants, as far as the screen has it.
+    void fit();
+
     // What the page says.
     void tellCancelled();
     void tellGenerate();

@@ -4,6 +4,9 @@
 
 #include <gmock/gmock.h>
 
+#include <QScreen>
+#include <QScrollArea>
+
 #include <string>
 #include <vector>
 
@@ -96,6 +99,35 @@ TEST_F(KeyReplaceVCTest, ScanGoesToTheScannerWhereThereIsNothingToReplaceYet) {
     press(Qt::Key_Return);
     vc().replaceHit();
     EXPECT_THAT(told, IsEmpty());
+}
+
+TEST_F(KeyReplaceVCTest, OnAScreenThatIsTooSmallTheButtonsStayInSightAndThePageScrolls) {
+    goToScanner();
+    auto* scroll = vc().findChild<QScrollArea*>();
+    ASSERT_NE(scroll, nullptr);
+    // Where there is room, nothing is cut off.
+    EXPECT_GE(scroll->viewport()->height(), scroll->widget()->sizeHint().height());
+
+    const QFont usual = QApplication::font();
+    QFont large = usual;
+    large.setPixelSize(64);
+    QApplication::setFont(large);
+    QCoreApplication::processEvents();
+    sheet.fit();
+    QCoreApplication::processEvents();
+    const QSize available = sheet.screen()->availableSize();
+    EXPECT_LE(sheet.height(), available.height());
+    EXPECT_LE(sheet.width(), available.width());
+    for (QPushButton* button : {replaceButton(), cancelButton()})
+        EXPECT_TRUE(sheet.rect().contains(QRect(button->mapTo(&sheet, QPoint()), button->size())));
+    EXPECT_GT(scroll->widget()->height(), scroll->viewport()->height());
+    // The keyboard brings what it goes to into sight.
+    auto* field = sheet.findChild<QLineEdit*>("textField");
+    vc().scanVC().scannerView().setFocus();
+    for (int i = 0; i < 12 && sheet.focusWidget() != field; ++i) press(Qt::Key_Tab);
+    ASSERT_EQ(sheet.focusWidget(), field);
+    EXPECT_TRUE(scroll->viewport()->rect().contains(field->mapTo(scroll->viewport(), field->rect().center())));
+    QApplication::setFont(usual);
 }
 
 TEST_F(KeyReplaceVCTest, AGoodKeyMayReplaceAndItsTextIsLowerCase) {
