@@ -183,11 +183,19 @@ TEST_F(UpdateFetcherTest, AnAnswerThatIsCutShortIsAnError) {
 }
 
 TEST_F(UpdateFetcherTest, AManifestHas30Seconds) {
-    AnswerServer server(
-        [](QTcpSocket& client, const QByteArray&) { client.write("HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\nx"); });
+    AnswerServer server([](QTcpSocket& client, const QByteArray&) {
+        client.write("HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\n{");
+    });
     load(server.url());
     ASSERT_TRUE(turnUntil([&] { return !server.requests.empty(); }));
-    loop.advance(29.9);
+    // A byte now and then gains no time.
+    for (int second = 0; second < 29; ++second) {
+        loop.advance(1);
+        server.client->write(" ");
+        ASSERT_TRUE(turnUntil([&] { return server.client->bytesToWrite() == 0; }));
+        ASSERT_FALSE(isDone) << second;
+    }
+    loop.advance(0.9);
     EXPECT_FALSE(isDone);
     loop.advance(0.1);
     EXPECT_EQ(result, "error: it took too long");

@@ -108,6 +108,19 @@ TEST_F(HostileUpdateTest, BundlesThatAreNotSignedByUs) {
         {"a program less", [&](const Path&) { fs::remove(contents / "Program"); }, unreadable, "Contents/Program"},
         {"a byte more", [&](const Path&) { std::ofstream(contents / "Linux/Vimble", std::ios::app) << "x"; },
          unreadable, "Contents/Linux/Vimble"},
+        {"another byte",
+         [&](const Path&) {
+             std::fstream file(contents / "Linux/Vimble");
+             file.seekp(5);
+             file << "S";
+         },
+         unreadable, "Contents/Linux/Vimble"},
+        {"a link turned elsewhere",
+         [&](const Path&) {
+             fs::remove(contents / "Program");
+             fs::create_symlink("Linux/../Linux/Vimble", contents / "Program");
+         },
+         unreadable, "Contents/Program"},
         {"an execute bit less", [&](const Path&) { fs::permissions(contents / "Linux/Vimble", fs::perms(0644)); },
          unreadable, "Contents/Linux/Vimble"},
     };
