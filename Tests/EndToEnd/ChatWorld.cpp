@@ -137,12 +137,16 @@ bool ChatWorld::waitForCount(std::string_view name, long wanted) {
 std::map<std::string, std::string> ChatWorld::snapshot(const std::string& name) const {
     std::map<std::string, std::string> files;
     for (const auto& entry : fs::recursive_directory_iterator(folder.path / name)) {
+        // A program that runs may rename or remove what was just listed.
+        std::error_code gone;
+        const auto time = fs::last_write_time(entry.path(), gone);
+        if (gone) continue;
         std::string contents;
-        if (entry.is_regular_file()) {
+        if (entry.is_regular_file(gone)) {
             std::ifstream file(entry.path());
             contents.assign(std::istreambuf_iterator<char>(file), {});
         }
-        contents += " @ " + std::to_string(entry.last_write_time().time_since_epoch().count());
+        contents += " @ " + std::to_string(time.time_since_epoch().count());
         files[entry.path().string()] = contents;
     }
     return files;

@@ -42,7 +42,8 @@ public:
     /// Runs something to its end. @return its exit status
     int run(const Process::Start& start, std::string* output = nullptr, std::string* errors = nullptr);
 
-    /// Every file below the folder of somebody, with its contents and its time.
+    /// Every file below the folder of somebody, with its contents and its time. While their program runs, one that
+    /// is just being replaced may be missing.
     std::map<std::string, std::string> snapshot(const std::string& name) const;
 
     /// Whether a text stands in any file of somebody's.
