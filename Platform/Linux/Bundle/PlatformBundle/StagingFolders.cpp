@@ -26,6 +26,14 @@ std::system_error failure(const fs::path& path) {
     return std::system_error(errno, std::generic_category(), path.native());
 }
 
+/// With those above it, for this user alone. One that is there is fine.
+void makeFolder(const fs::path& path) {
+    if (mkdir(path.c_str(), 0700) == 0 || errno == EEXIST) return;
+    if (errno != ENOENT || path == path.parent_path()) throw failure(path);
+    makeFolder(path.parent_path());
+    if (mkdir(path.c_str(), 0700) != 0 && errno != EEXIST) throw failure(path);
+}
+
 FileDescriptor openFolder(const fs::path& path) {
     return FileDescriptor(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
 }
@@ -73,7 +81,8 @@ StagingFolders::StagingFolders(Path temporaryFolder) : top(std::move(temporaryFo
 void StagingFolders::enter() {
     if (topLock && isStillThere(topLock, top)) return;
     for (int i = 0; i < attempts; ++i) {
-        if (mkdir(top.c_str(), 0700) != 0 && errno != EEXIST) throw failure(top);
+        // Whoever cleans up the user's caches may have taken the temporary folder too.
+        makeFolder(top);
         FileDescriptor folder = openFolder(top);
         if (!folder) {
             if (errno == ENOENT) continue;

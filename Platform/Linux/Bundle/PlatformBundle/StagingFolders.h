@@ -18,7 +18,7 @@ class StagingFolders {
 public:
     using Path = std::filesystem::path;
 
-    /// @param temporaryFolder  must be there, and be this user's alone
+    /// @param temporaryFolder  this user's alone; made anew, with what is above it, should it have been taken away
     explicit StagingFolders(Path temporaryFolder);
 
     /// Removes what dead programs have left. For the program's start.

@@ -154,6 +154,16 @@ TEST_F(StagingFoldersTest, WhatLiesElsewhereOrNowhereNeedsNoHolding) {
         EXPECT_NO_THROW(StagingFolders::hold(path)) << path;
 }
 
+TEST_F(StagingFoldersTest, ATemporaryFolderThatWasTakenAwayIsMadeAnewForThisUserAlone) {
+    const fs::path temporary = folder.path / "cache" / "tmp";
+    fs::create_directories(temporary);
+    StagingFolders folders(temporary);
+    folders.make();
+    fs::remove_all(folder.path / "cache");
+    EXPECT_TRUE(fs::exists(folders.make()));
+    EXPECT_EQ(fs::status(temporary).permissions(), fs::perms::owner_all);
+}
+
 TEST_F(StagingFoldersTest, WhereNothingWasEverLeftThereIsNothingToDo) {
     StagingFolders folders(folder.path);
     folders.removeLeftovers();
@@ -161,8 +171,11 @@ TEST_F(StagingFoldersTest, WhereNothingWasEverLeftThereIsNothingToDo) {
 }
 
 TEST_F(StagingFoldersTest, WhereNoFolderCanBeMadeItSaysSo) {
-    StagingFolders folders(folder.path / "missing");
+    std::ofstream(folder.path / "file") << "x";
+    StagingFolders folders(folder.path / "file");
     EXPECT_THROW(folders.make(), std::system_error);
+    StagingFolders deeper(folder.path / "file" / "a" / "b");
+    EXPECT_THROW(deeper.make(), std::system_error);
     std::ofstream(folder.path / "UpdateKit") << "x";
     StagingFolders others(folder.path);
     EXPECT_THROW(others.make(), std::system_error);
