@@ -27,6 +27,17 @@ std::string valueOf(std::string_view text) {
     return value;
 }
 
+/// An argument of a desktop entry's command.
+std::string argument(std::string_view text) {
+    std::string result = "\"";
+    for (const char c : text) {
+        if (c == '"' || c == '`' || c == '$' || c == '\\') result += '\\';
+        if (c == '%') result += '%';
+        result += c;
+    }
+    return result + "\"";
+}
+
 std::vector<fs::path> iconsIn(const fs::path& folder) {
     std::vector<fs::path> icons;
     for (const auto& entry : fs::recursive_directory_iterator(folder))
@@ -70,15 +81,13 @@ bool BundleRegistration::add(const AppBundle& bundle) {
 
 std::string BundleRegistration::exec(const fs::path& program, const std::string& fieldCode) {
     RegisteredFile::requirePlain(program);
-    std::string quoted = "\"";
-    for (const char c : program.native()) {
-        if (c == '"' || c == '`' || c == '$' || c == '\\') quoted += '\\';
-        if (c == '%') quoted += '%';
-        quoted += c;
-    }
-    quoted += '"';
-    if (!fieldCode.empty()) quoted += " " + fieldCode;
-    return valueOf(quoted);
+    std::string command = argument(program.native());
+    // Desktops look whether the program is there before they take "%%" for "%", and leave out the entry of one that is
+    // not. With the arguments of a program they take their time.
+    if (program.native().find('%') != std::string::npos)
+        command = "/bin/sh -c " + argument(R"(exec "$0" "$@")") + " " + command;
+    if (!fieldCode.empty()) command += " " + fieldCode;
+    return valueOf(command);
 }
 
 std::string BundleRegistration::entryFor(const fs::path& program, const std::string& entry) {

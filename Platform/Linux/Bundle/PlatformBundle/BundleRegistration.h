@@ -26,7 +26,7 @@ public:
     bool add(const AppBundle& bundle);
 
     /// What starts a program with the words that it is given, as "Exec" of a desktop entry wants it: quoted, and
-    /// escaped twice.
+    /// escaped twice; by way of a shell if its path has percent signs, which desktops do not find otherwise.
     /// @throws std::runtime_error  no entry can name such a path: it is not UTF-8, or has control characters
     static std::string exec(const std::filesystem::path& program, const std::string& fieldCode);
 

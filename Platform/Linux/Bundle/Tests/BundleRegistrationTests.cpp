@@ -161,12 +161,29 @@ TEST_F(BundleRegistrationTest, ABundleWithoutAnEntryIsRefused) {
 TEST(BundleRegistrationExecTest, CharactersWithAMeaningAreEscapedForTheArgumentAndForTheFile) {
     const auto exec = [](const char* path) { return BundleRegistration::exec(path, "%U"); };
     EXPECT_EQ(exec("/a/b c"), R"("/a/b c" %U)");
-    EXPECT_EQ(exec("/100%/U"), R"("/100%%/U" %U)");
+    EXPECT_EQ(exec("/100%/U"), R"(/bin/sh -c "exec \\"\\$0\\" \\"\\$@\\"" "/100%%/U" %U)");
     EXPECT_EQ(exec("/a\"b"), R"("/a\\"b" %U)");
     EXPECT_EQ(exec("/a`b$c"), R"("/a\\`b\\$c" %U)");
     EXPECT_EQ(exec("/a\\b"), R"("/a\\\\b" %U)");
     EXPECT_EQ(exec("/\u00E9'=;#"), "\"/\u00E9'=;#\" %U");
     EXPECT_EQ(BundleRegistration::exec("/a", ""), "\"/a\"");
+}
+
+TEST(BundleRegistrationExecTest, ADesktopStartsAProgramInAFolderOfAnyName) {
+    const TemporaryFolder root;
+    const fs::path entry = root.path / "entry.desktop";
+    PosixProcessLauncher launcher;
+    for (const char* name : {"plain", "a b", "100%U %% %f", "it's \"q\" `b` $HOME", "back\\slash \\n \\\\",
+                             "=;#~&|<>()[]{}*?!^", "-x", " lead", "x=1", "x=1%", "\u00E9 \u6F22 \U0001F600"}) {
+        SCOPED_TRACE(name);
+        const fs::path program = root.path / name / "Vimble";
+        write(program, "#!/bin/sh\nprintf '%s\\n' \"$0\" \"$@\"\n");
+        fs::permissions(program, fs::perms(0755));
+        write(entry, BundleRegistration::entryFor(program, "[Desktop Entry]\nType=Application\nName=V\nExec=x\n"));
+        const auto told = launcher.launch("/usr/bin/gio", {"launch", entry.native(), "vimble://host/a", "vimble://b"});
+        EXPECT_EQ(told.output, program.native() + "\nvimble://host/a\nvimble://b\n");
+        EXPECT_EQ(told.status, 0);
+    }
 }
 
 TEST(BundleRegistrationExecTest, WhatNoEntryCanNameIsRefused) {
