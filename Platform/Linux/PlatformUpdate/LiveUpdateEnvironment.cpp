@@ -24,11 +24,10 @@ using Path = std::filesystem::path;
 constexpr char codeSignTool[] = "vimble-codesign";
 constexpr std::chrono::minutes codeSignTime{2};  // for one look at a seal
 
-ValidatedAppBundle validate(const Path& application, const DownloadExpectation& expectation,
+ValidatedAppBundle validate(const Path& application, const DownloadExpectation& expectation, const Path& tool,
                             const std::stop_token& stop) {
     PropertyListBundleReader bundles;
     PosixProcessLauncher launcher(codeSignTime, stop);
-    const Path tool = toolBesideThisProgram(codeSignTool);
     return validateDownloadedApp(application, expectation, bundles, [&](const Path& bundle) {
         return readCodeSignatureProfile(launcher, tool, bundle, ProcessDomain::application);
     });
@@ -71,10 +70,13 @@ UpdateEnvironment liveUpdateEnvironment(MainLoop& loop, const Host& host, Reacha
         return BackgroundWork<Done>::begin(loop, work, std::move(completion));
     };
     world.findAppBundle = findAppBundle;
-    world.validate = [&loop](const Path& application, const DownloadExpectation& expectation,
-                             Completion<ValidatedAppBundle> completion) {
-        const auto work = [application, expectation](const std::stop_token& stop) {
-            return validate(application, expectation, stop);
+    // Found now: once another program of this bundle has been updated, ours lies nowhere any more, while the new one
+    // lies in the same place with the same tool beside it.
+    const Path tool = toolBesideThisProgram(codeSignTool);
+    world.validate = [&loop, tool](const Path& application, const DownloadExpectation& expectation,
+                                   Completion<ValidatedAppBundle> completion) {
+        const auto work = [application, expectation, tool](const std::stop_token& stop) {
+            return validate(application, expectation, tool, stop);
         };
         return BackgroundWork<ValidatedAppBundle>::begin(loop, work, std::move(completion));
     };

@@ -8,10 +8,13 @@
 #include <algorithm>
 #include <chrono>
 #include <csignal>
+#include <iterator>
 #include <optional>
 #include <stdexcept>
+#include <string>
 #include <system_error>
 #include <thread>
+#include <vector>
 
 namespace {
 
@@ -28,9 +31,20 @@ InstallerServiceError terminationFailed(const std::string& why) {
     return InstallerServiceError(InstallerServiceError::Code::processTerminationFailed, why);
 }
 
-bool liesIn(const Path& file, const Path& folder) {
-    const Path whole = std::filesystem::canonical(folder);
-    return std::mismatch(whole.begin(), whole.end(), file.begin(), file.end()).first == whole.end();
+/// Whether a program that runs was started from the application, or from the one before, which lay in its place until
+/// an update moved it away: several may run from one bundle, and only one of them asks for the update.
+bool isOf(const Path& program, const Path& application) {
+    const Path whole = std::filesystem::canonical(application);
+    const auto [end, rest] = std::mismatch(whole.begin(), whole.end(), program.begin(), program.end());
+    if (end == whole.end()) return true;
+    if (std::next(end) != whole.end() || rest == program.end()) return false;
+    std::string_view name = rest->native();
+    const std::string start = whole.stem().native() + ".previous-";
+    constexpr std::string_view ending = ".app";
+    if (!name.starts_with(start) || !name.ends_with(ending)) return false;
+    name.remove_prefix(start.size());
+    name.remove_suffix(std::min(ending.size(), name.size()));
+    return !name.empty() && name.find_first_not_of("0123456789") == name.npos;
 }
 
 void terminate(Request& request, pid_t number, const Path& application) {
@@ -40,7 +54,7 @@ void terminate(Request& request, pid_t number, const Path& application) {
         if (!request.process || !request.process->signal(0)) return;
         request.context = request.process->launchContext();
         if (!request.context) return;
-        if (!liesIn(request.context->executable, application)) {
+        if (!isOf(request.context->executable, application)) {
             request.process.reset();
             throw terminationFailed("process " + std::to_string(number) + " does not run from " + application.native());
         }

@@ -155,6 +155,31 @@ TEST_F(LiveInstallerEnvironmentTest, AFolderThatOnlyBeginsWithTheBundlesNameIsEl
     EXPECT_TRUE(isProcessRunning(old));
 }
 
+TEST_F(LiveInstallerEnvironmentTest, AProcessFromBeforeAnEarlierUpdateIsReplacedToo) {
+    startOld("echo ready; read x < pipe");
+    fs::rename(current, folder.path / "Vimble.previous-412.app");
+    FileTree::remove(folder.path / "Vimble.previous-412.app");
+    makeTestBundle(current, "1.0.5");
+    ASSERT_EQ(install(old), InstallerReply());
+    EXPECT_EQ(signalThatEndedOld(), SIGTERM);
+    ASSERT_GT(::waitpid(-1, nullptr, 0), 0);
+    EXPECT_TRUE(told().starts_with("one two\n"));
+}
+
+TEST_F(LiveInstallerEnvironmentTest, AFolderBesideItThatOnlyLooksLikeAnEarlierOneIsElsewhere) {
+    for (const char* name : {"Vimble.previous-.app", "Vimble.previous-4x.app", "Vimble.previous-4",
+                             "Other.previous-4.app", "Vimble.previous-4.app2", "Vimble.previous-app"}) {
+        SCOPED_TRACE(name);
+        fs::create_directories(folder.path / name);
+        fs::copy_file("/bin/sh", folder.path / name / "sh");
+        start(folder.path / name / "sh", "echo ready; read x < pipe");
+        EXPECT_TRUE(install(old).errorMessage.value_or("").ends_with(" does not run from " + current.native()));
+        EXPECT_TRUE(isProcessRunning(old));
+        ::kill(old, SIGKILL);
+        (void)signalThatEndedOld();
+    }
+}
+
 TEST_F(LiveInstallerEnvironmentTest, NumbersThatMeanGroupsAreRefused) {
     for (const int number : {0, -1})
         EXPECT_EQ(install(number).errorMessage, "Unable to terminate running app: Invalid argument");
