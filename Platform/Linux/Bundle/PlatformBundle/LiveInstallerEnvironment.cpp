@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <chrono>
 #include <csignal>
+#include <cstdlib>
 #include <iterator>
 #include <optional>
 #include <stdexcept>
@@ -47,6 +48,15 @@ bool isOf(const Path& program, const Path& application) {
     return !name.empty() && name.find_first_not_of("0123456789") == name.npos;
 }
 
+/// What the process that is replaced had, but for what tells the new one whether its output, which is ours, goes to the
+/// journal.
+std::vector<std::string> inherited(std::vector<std::string> environment) {
+    const std::string name = "JOURNAL_STREAM=";
+    std::erase_if(environment, [&](const std::string& each) { return each.starts_with(name); });
+    if (const char* own = std::getenv("JOURNAL_STREAM")) environment.push_back(name + own);
+    return environment;
+}
+
 void terminate(Request& request, pid_t number, const Path& application) {
     try {
         request.wasAsked = true;
@@ -80,7 +90,7 @@ void relaunch(const Request& request, BundleReader& bundles, const Path& applica
     start.workingFolder = "/";
     if (request.context) {
         start.arguments = request.context->arguments;
-        start.environment = request.context->environment;
+        start.environment = inherited(request.context->environment);
         std::error_code ignored;
         const Path& folder = request.context->workingFolder;
         if (std::filesystem::is_directory(folder, ignored)) start.workingFolder = folder;

@@ -67,7 +67,7 @@ protected:
         SpawnRequest request;
         request.executable = executable;
         request.arguments = {"-c", script, "x", "a b"};
-        request.environment = {{"MARK=one two", "PATH=/usr/bin:/bin"}};
+        request.environment = {{"MARK=one two", "PATH=/usr/bin:/bin", "JOURNAL_STREAM=1:1"}};
         request.workingFolder = home;
         request.output = writeEnd.get();
         old = spawn(request);
@@ -178,6 +178,28 @@ TEST_F(LiveInstallerEnvironmentTest, AFolderBesideItThatOnlyLooksLikeAnEarlierOn
         ::kill(old, SIGKILL);
         (void)signalThatEndedOld();
     }
+}
+
+TEST_F(LiveInstallerEnvironmentTest, TheNewOneIsToldOfTheJournalThatItsOutputReallyGoesTo) {
+    std::ofstream(staged / "Contents" / "Linux" / "Vimble")
+        << "#!/bin/sh\necho \"${JOURNAL_STREAM-none}\" > '" << home.native() << "/told'\n";
+    ::setenv("JOURNAL_STREAM", "8:1234", /*overwrite=*/1);
+    startOld("echo ready; read x < pipe");
+    EXPECT_EQ(install(old), InstallerReply());
+    ::unsetenv("JOURNAL_STREAM");
+    (void)signalThatEndedOld();
+    ASSERT_GT(::waitpid(-1, nullptr, 0), 0);
+    EXPECT_EQ(told(), "8:1234\n");
+}
+
+TEST_F(LiveInstallerEnvironmentTest, WithoutAJournalTheNewOneIsToldOfNone) {
+    std::ofstream(staged / "Contents" / "Linux" / "Vimble")
+        << "#!/bin/sh\necho \"${JOURNAL_STREAM-none}\" > '" << home.native() << "/told'\n";
+    startOld("echo ready; read x < pipe");
+    EXPECT_EQ(install(old), InstallerReply());
+    (void)signalThatEndedOld();
+    ASSERT_GT(::waitpid(-1, nullptr, 0), 0);
+    EXPECT_EQ(told(), "none\n");
 }
 
 TEST_F(LiveInstallerEnvironmentTest, NumbersThatMeanGroupsAreRefused) {
