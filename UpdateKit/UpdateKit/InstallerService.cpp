@@ -4,6 +4,7 @@
 #include "UpdateKit/UserActionMessage.h"
 
 #include <exception>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -82,12 +83,17 @@ void InstallerService::run(const InstallerLaunchRequest& request) {
         if (isCopy) removeQuietly(replacement);
         throw;
     }
-    if (isCopy) removeQuietly(request.stagedApp);
+    std::optional<InstallerServiceError> failure;
     try {
         environment.relaunchApp(installed);
     } catch (const std::exception& error) {
-        throw InstallerServiceError(Code::relaunchFailed, error.what());
+        failure.emplace(Code::relaunchFailed, error.what());
     }
+    // Behind the start, for which the user waits: a disk can take longer to forget a bundle than all the rest does.
+    // What is left of it harms nobody, and may not turn a finished installation into an error.
+    removeQuietly(places.backup);
+    if (isCopy) removeQuietly(request.stagedApp);
+    if (failure) throw *failure;
 }
 
 void InstallerService::waitForExit(std::int32_t process) {
@@ -117,8 +123,6 @@ InstallerService::Path InstallerService::replace(const Places& places, const Pat
             }
         throw moveError(error);
     }
-    // What is left of it harms nobody, and may not turn a finished installation into an error.
-    removeQuietly(places.backup);
     return places.destination;
 }
 
