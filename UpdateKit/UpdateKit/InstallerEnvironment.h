@@ -27,6 +27,6 @@ struct InstallerEnvironment {
     /// Also true of a process that we may not touch. One that has ended, and that nobody has asked about yet,
     /// does not run.
     std::function<bool(ProcessIdentifier process)> processIsRunning;
-    /// Blocks.
+    /// Blocks, but no longer than until the process has ended.
     std::function<void(double seconds)> sleep;
 };

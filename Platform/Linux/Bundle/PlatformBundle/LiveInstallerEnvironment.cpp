@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <csignal>
 #include <cstdlib>
 #include <iterator>
@@ -123,7 +124,13 @@ InstallerEnvironment liveInstallerEnvironment(std::shared_ptr<ProcessLauncher> l
         }
     };
     environment.processIsRunning = [request](std::int32_t process) { return isRunning(*request, process); };
-    environment.sleep = [](double seconds) { std::this_thread::sleep_for(std::chrono::duration<double>(seconds)); };
+    environment.sleep = [request](double seconds) {
+        const auto time = std::chrono::milliseconds(std::llround(seconds * 1000));
+        if (request->process)
+            (void)request->process->waitForEnd(time);
+        else
+            std::this_thread::sleep_for(time);
+    };
     return environment;
 }
 

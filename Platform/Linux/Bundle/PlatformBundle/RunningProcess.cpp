@@ -56,13 +56,15 @@ std::optional<RunningProcess> RunningProcess::open(pid_t number) {
     return process;
 }
 
-bool RunningProcess::isRunning() const {
+bool RunningProcess::isRunning() const { return !waitForEnd(std::chrono::milliseconds(0)); }
+
+bool RunningProcess::waitForEnd(std::chrono::milliseconds atMost) const {
     // Readable once it has ended.
     pollfd poll{handle.get(), POLLIN, 0};
     int ready = 0;
-    do ready = ::poll(&poll, 1, 0);
+    do ready = ::poll(&poll, 1, static_cast<int>(atMost.count()));
     while (ready < 0 && errno == EINTR);
-    return ready == 0;
+    return ready != 0;
 }
 
 bool RunningProcess::signal(int signalNumber) const {

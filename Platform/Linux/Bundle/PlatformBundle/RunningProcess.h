@@ -2,6 +2,7 @@
 
 #include "PlatformBundle/FileDescriptor.h"
 
+#include <chrono>
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -24,6 +25,9 @@ public:
     static std::optional<RunningProcess> open(pid_t number);
 
     bool isRunning() const;
+
+    /// Blocks until it has ended, or that time is over. @return whether it has ended
+    bool waitForEnd(std::chrono::milliseconds atMost) const;
 
     /// @param number  0 only asks whether it may be signalled
     /// @return false if it has ended

@@ -86,7 +86,7 @@ protected:
         PropertyListBundleReader reader;
         LinuxFileManager files;
         InstallerPollingPolicy policy;
-        policy.interval = 0.01;
+        policy.interval = interval;
         policy.gracefulAttempts = attempts;
         return installUpdate({staged, current, process},
                              [&] { return std::make_unique<InstallerService>(files, reader, environment(), policy); });
@@ -113,6 +113,7 @@ protected:
     fs::path tool = folder.path / "tool";
     pid_t old = -1;
     int attempts = 500;
+    double interval = 0.01;
 };
 
 TEST_F(LiveInstallerEnvironmentTest, TheNewApplicationTakesThePlaceOfTheOldWithAllThatItWasStartedWith) {
@@ -132,6 +133,19 @@ TEST_F(LiveInstallerEnvironmentTest, AnApplicationThatIgnoresTheRequestIsKilled)
     attempts = 1;
     EXPECT_EQ(install(old), InstallerReply());
     EXPECT_EQ(signalThatEndedOld(), SIGKILL);
+    ASSERT_GT(::waitpid(-1, nullptr, 0), 0);
+    EXPECT_TRUE(told().starts_with("one two\n"));
+}
+
+TEST_F(LiveInstallerEnvironmentTest, ThePauseBetweenTwoLooksEndsWithTheProcess) {
+    // It takes a moment to end, in which the first look finds it.
+    startOld(
+        "exec 2>/dev/null; trap 'i=0; while [ $i -lt 20000 ]; do i=$((i + 1)); done; exit 7' TERM; echo ready; read x "
+        "< pipe");
+    attempts = 1;
+    interval = 1e6;
+    EXPECT_EQ(install(old), InstallerReply());
+    EXPECT_EQ(signalThatEndedOld(), 0) << "it was killed";
     ASSERT_GT(::waitpid(-1, nullptr, 0), 0);
     EXPECT_TRUE(told().starts_with("one two\n"));
 }
