@@ -25,7 +25,10 @@ fs::path made(const fs::path& folder) {
 }  // namespace
 
 Desk::Desk(ChatWorld& world, std::string name)
-    : world(world), _name(std::move(name)), _screen(made(world.folder.path / _name)), _tree(_screen.sessionBus()) {}
+    : world(world),
+      _name(std::move(name)),
+      _screen(made(world.folder.path / _name), fs::path(world.environment["XDG_DATA_HOME"]) / "dbus-1" / "services"),
+      _tree(_screen.sessionBus()) {}
 
 Process::Start Desk::programStart(std::vector<std::string> arguments) const {
     Process::Start start;
@@ -75,6 +78,16 @@ void Desk::expectActive(const std::string& window) {
         return wanted && _screen.activeWindow() == wanted;
     });
     if (!isActive) ADD_FAILURE() << window << " is not in front\n" << told(window);
+}
+
+void Desk::place(const std::string& window, int x, int y, int width, int height) {
+    activate(window);
+    const std::string id = _screen.window(window).value_or("");
+    const auto number = [](int value) { return std::to_string(value); };
+    ASSERT_TRUE(_screen.xdotool({"windowsize", id, number(width), number(height)}));
+    ASSERT_TRUE(_screen.xdotool({"windowmove", id, number(x), number(y)}));
+    EXPECT_TRUE(comesTrue([&] { return _screen.frame(id).ends_with(" " + number(width) + "x" + number(height)); }))
+        << window << " is " << _screen.frame(id);
 }
 
 void Desk::opensMenu(const std::function<void()>& how) {

@@ -39,6 +39,9 @@ public:
     void expectActive(const std::string& window);
     bool hasWindow(const std::string& title) const { return _screen.window(title).has_value(); }
 
+    /// Brings a window forward, moves it, and waits until it has that size.
+    void place(const std::string& window, int x, int y, int width, int height);
+
     /// Does what opens a menu, and waits for that. Menus are not told of as windows.
     void opensMenu(const std::function<void()>& how);
 

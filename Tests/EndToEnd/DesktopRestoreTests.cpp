@@ -48,24 +48,12 @@ protected:
         ann->press("ctrl+3");
         ann->expectActive("Room");
         ann->say("Room", "for everybody");
-        put("People", 40, 60, 220, 420);
-        put("Console", 300, 480, 500, 260);
-        put("Room", 700, 40, 440, 330);
-        put("Bob", 310, 70, 370, 360);
+        ann->place("People", 40, 60, 220, 420);
+        ann->place("Console", 300, 480, 500, 260);
+        ann->place("Room", 700, 40, 440, 330);
+        ann->place("Bob", 310, 70, 370, 360);
         EXPECT_TRUE(ann->comesTrue(
             [&] { return world.isSaved("ann", "between us") && world.isSaved("ann", "for everybody"); }));
-    }
-
-    void put(const std::string& window, int x, int y, int width, int height) {
-        ann->activate(window);
-        const std::string id = ann->screen().window(window).value_or("");
-        const auto number = [](int value) { return std::to_string(value); };
-        ASSERT_TRUE(ann->screen().xdotool({"windowsize", id, number(width), number(height)}));
-        ASSERT_TRUE(ann->screen().xdotool({"windowmove", id, number(x), number(y)}));
-        EXPECT_TRUE(ann->comesTrue([&] {
-            return ann->screen().frame(id).ends_with(" " + number(width) + "x" + number(height));
-        })) << window
-            << " is " << ann->screen().frame(id);
     }
 
     /// Where the windows are on the screen.

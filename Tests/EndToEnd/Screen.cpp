@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <fstream>
+#include <iterator>
 
 namespace fs = std::filesystem;
 
@@ -37,7 +38,7 @@ std::string firstLine(const std::string& text) { return text.substr(0, text.find
 
 }  // namespace
 
-Screen::Screen(const fs::path& folder) {
+Screen::Screen(const fs::path& folder, const fs::path& services) {
     for (const char* name : {"screen-home", "screen-run"}) {
         fs::create_directories(folder / name);
         fs::permissions(folder / name, fs::perms::owner_all);
@@ -47,7 +48,7 @@ Screen::Screen(const fs::path& folder) {
                  {"LC_ALL", "C.UTF-8"},
                  {"PATH", "/usr/bin:/bin"}};
     startDisplay();
-    startBus(folder);
+    startBus(folder, services);
     startWindowManager();
 }
 
@@ -73,22 +74,29 @@ void Screen::startDisplay() {
     variables["DISPLAY"] = ":" + number.value_or("none");
 }
 
-void Screen::startBus(const fs::path& folder) {
+void Screen::startBus(const fs::path& folder, const fs::path& services) {
     // Of all that this machine would start on demand, only what reads windows: a portal or a keyring that
     // happens to be installed is not to be part of the test.
-    const fs::path services = folder / "screen-services";
-    fs::create_directories(services);
-    fs::copy_file("/usr/share/dbus-1/services/org.a11y.Bus.service", services / "org.a11y.Bus.service");
+    const fs::path reading = folder / "screen-services";
+    fs::create_directories(reading);
+    fs::copy_file("/usr/share/dbus-1/services/org.a11y.Bus.service", reading / "org.a11y.Bus.service");
+    const std::string more = services.empty() ? "" : "<servicedir>" + services.string() + "</servicedir>";
     const fs::path configuration = folder / "screen-bus.conf";
     std::ofstream(configuration) << "<busconfig><type>session</type><listen>unix:dir="
                                  << (folder / "screen-run").string() << "</listen><auth>EXTERNAL</auth><servicedir>"
-                                 << services.string()
-                                 << "</servicedir><policy context=\"default\"><allow send_destination=\"*\" "
+                                 << reading.string() << "</servicedir>" << more
+                                 << "<policy context=\"default\"><allow send_destination=\"*\" "
                                     "eavesdrop=\"true\"/><allow eavesdrop=\"true\"/>"
                                     "<allow own=\"*\"/></policy></busconfig>\n";
     Process::Start start;
-    start.command = {"/usr/bin/dbus-daemon", "--nofork", "--print-address=1",
-                     "--config-file=" + configuration.string()};
+    // What it starts outlives many a pipe, and nobody would empty one.
+    busLogFile = folder / "screen-bus.log";
+    start.command = {"/bin/sh",
+                     "-c",
+                     "exec /usr/bin/dbus-daemon --nofork --print-address=3 --config-file=\"$1\" 3>&1 >\"$2\" 2>&1",
+                     "sh",
+                     configuration.string(),
+                     busLogFile.string()};
     start.environment = variables;
     bus = std::make_unique<Process>(start);
     variables["DBUS_SESSION_BUS_ADDRESS"] = bus->lineThatBegins("unix:").value_or("unix:path=/none");
@@ -123,6 +131,20 @@ bool Screen::waitForService(const std::string& name) const {
                  "/org/freedesktop/DBus", "org.freedesktop.DBus.NameHasOwner", "string:" + name});
         return answer.output.find("true") != std::string::npos;
     });
+}
+
+std::optional<pid_t> Screen::processOf(const std::string& service) const {
+    const Ended answer =
+        run({"/usr/bin/dbus-send", "--session", "--print-reply=literal", "--dest=org.freedesktop.DBus",
+             "/org/freedesktop/DBus", "org.freedesktop.DBus.GetConnectionUnixProcessID", "string:" + service});
+    const std::size_t at = answer.output.find("uint32 ");
+    if (at == std::string::npos) return std::nullopt;
+    return std::atoi(answer.output.c_str() + at + 7);
+}
+
+std::string Screen::busLog() const {
+    std::ifstream file(busLogFile);
+    return {std::istreambuf_iterator<char>(file), {}};
 }
 
 std::optional<std::string> Screen::xdotool(std::vector<std::string> words) const {

@@ -19,7 +19,8 @@ public:
 
     /// Returns when windows can be shown; a test failure if that does not come to be.
     /// @param folder  for what the desktop itself writes; exists
-    explicit Screen(const std::filesystem::path& folder);
+    /// @param services  where programs say what the session bus is to start for them; need not exist
+    explicit Screen(const std::filesystem::path& folder, const std::filesystem::path& services = {});
     ~Screen();
     Screen(const Screen&) = delete;
     Screen& operator=(const Screen&) = delete;
@@ -58,13 +59,18 @@ public:
     Ended run(std::vector<std::string> command) const;
     /// Waits until somebody has that name on the session bus. @return whether it came to be
     bool waitForService(const std::string& name) const;
+    /// Who has a name on the session bus. Nobody is started.
+    std::optional<pid_t> processOf(const std::string& service) const;
+    /// What those have written whom the session bus has started, and those whom they have started.
+    std::string busLog() const;
 
 private:
-    void startBus(const std::filesystem::path& folder);
+    void startBus(const std::filesystem::path& folder, const std::filesystem::path& services);
     void startDisplay();
     void startWindowManager();
 
     std::map<std::string, std::string> variables;
+    std::filesystem::path busLogFile;
     // In the order of their making: the display goes last.
     std::unique_ptr<Process> display;
     std::unique_ptr<Process> bus;
