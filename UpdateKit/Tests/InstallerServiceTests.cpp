@@ -182,7 +182,7 @@ TEST_F(InstallerServiceTest, TheUpdateTakesTheInstalledNameAndTheOldOneGoes) {
     service()->run(request);
     EXPECT_EQ(files.log, (Log{"prepare", "terminate 412 /apps/Vimble.app", "remove Vimble.previous-412.app",
                               "move Vimble.app Vimble.previous-412.app", "move New.app Vimble.app",
-                              "relaunch /apps/Vimble.app", "remove Vimble.previous-412.app"}));
+                              "remove Vimble.previous-412.app", "relaunch /apps/Vimble.app"}));
     EXPECT_EQ(files.contents, (std::map<Path, std::string>{{"/apps/Vimble.app", "new"}}));
     EXPECT_EQ(looks, 1);
     EXPECT_EQ(slept, 0);

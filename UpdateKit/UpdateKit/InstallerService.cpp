@@ -4,7 +4,6 @@
 #include "UpdateKit/UserActionMessage.h"
 
 #include <exception>
-#include <optional>
 #include <string>
 #include <utility>
 
@@ -83,17 +82,12 @@ void InstallerService::run(const InstallerLaunchRequest& request) {
         if (isCopy) removeQuietly(replacement);
         throw;
     }
-    std::optional<InstallerServiceError> failure;
+    if (isCopy) removeQuietly(request.stagedApp);
     try {
         environment.relaunchApp(installed);
     } catch (const std::exception& error) {
-        failure.emplace(Code::relaunchFailed, error.what());
+        throw InstallerServiceError(Code::relaunchFailed, error.what());
     }
-    // Behind the start, for which the user waits: a disk can take longer to forget a bundle than all the rest does.
-    // What is left of it harms nobody, and may not turn a finished installation into an error.
-    removeQuietly(places.backup);
-    if (isCopy) removeQuietly(request.stagedApp);
-    if (failure) throw *failure;
 }
 
 void InstallerService::waitForExit(std::int32_t process) {
@@ -123,6 +117,8 @@ InstallerService::Path InstallerService::replace(const Places& places, const Pat
             }
         throw moveError(error);
     }
+    // What is left of it harms nobody, and may not turn a finished installation into an error.
+    removeQuietly(places.backup);
     return places.destination;
 }
 
