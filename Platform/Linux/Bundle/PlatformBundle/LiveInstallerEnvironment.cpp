@@ -50,10 +50,12 @@ bool isOf(const Path& program, const Path& application) {
 }
 
 /// What the process that is replaced had, but for what tells the new one whether its output, which is ours, goes to the
-/// journal.
+/// journal, and for what a process has wiped of its own.
 std::vector<std::string> inherited(std::vector<std::string> environment) {
     const std::string name = "JOURNAL_STREAM=";
-    std::erase_if(environment, [&](const std::string& each) { return each.starts_with(name); });
+    std::erase_if(environment, [&](const std::string& each) {
+        return each.starts_with(name) || each.find('=') == std::string::npos;
+    });
     if (const char* own = std::getenv("JOURNAL_STREAM")) environment.push_back(name + own);
     return environment;
 }

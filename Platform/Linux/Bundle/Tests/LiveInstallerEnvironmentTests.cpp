@@ -67,7 +67,7 @@ protected:
         SpawnRequest request;
         request.executable = executable;
         request.arguments = {"-c", script, "x", "a b"};
-        request.environment = {{"MARK=one two", "PATH=/usr/bin:/bin", "JOURNAL_STREAM=1:1"}};
+        request.environment = {{"MARK=one two", "PATH=/usr/bin:/bin", "", "JOURNAL_STREAM=1:1"}};
         request.workingFolder = home;
         request.output = writeEnd.get();
         old = spawn(request);
@@ -214,6 +214,17 @@ TEST_F(LiveInstallerEnvironmentTest, WithoutAJournalTheNewOneIsToldOfNone) {
     (void)signalThatEndedOld();
     ASSERT_GT(::waitpid(-1, nullptr, 0), 0);
     EXPECT_EQ(told(), "none\n");
+}
+
+TEST_F(LiveInstallerEnvironmentTest, WhatAProcessHasWipedOfItsEnvironmentIsNotHandedOn) {
+    // A variable that is overwritten with zeros looks like many without a name.
+    std::ofstream(staged / "Contents" / "Linux" / "Vimble")
+        << "#!/bin/sh\ntr '\\0' '\\n' < /proc/$$/environ | grep -vc = > '" << home.native() << "/told'\n";
+    startOld("echo ready; read x < pipe");
+    EXPECT_EQ(install(old), InstallerReply());
+    (void)signalThatEndedOld();
+    ASSERT_GT(::waitpid(-1, nullptr, 0), 0);
+    EXPECT_EQ(told(), "0\n");
 }
 
 TEST_F(LiveInstallerEnvironmentTest, NumbersThatMeanGroupsAreRefused) {
