@@ -197,6 +197,10 @@ std::future<void> registerBundle(const LinuxHost& host) {
             const std::filesystem::path service = bundle.path / "Contents" / "Services" / "vimble-installer";
             if (!name || !std::filesystem::exists(service)) throw std::runtime_error("The bundle has no installer");
             ServiceRegistration::write(*name, service, ApplicationFolder::place(std::nullopt).parent_path());
+            // A bus that was started with other variables than this program looks for the user's data elsewhere, but
+            // in this folder too.
+            if (const auto runtime = environmentVariable("XDG_RUNTIME_DIR"); runtime && runtime->starts_with('/'))
+                ServiceRegistration::write(*name, service, *runtime);
         });
         attempt("The desktop does not find this Vimble.", [&] {
             PosixProcessLauncher launcher(registrationTime);

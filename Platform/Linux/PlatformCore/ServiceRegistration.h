@@ -13,10 +13,11 @@ namespace ServiceRegistration {
 /// @throws std::runtime_error  the path is not UTF-8, or the name none of a service
 std::string fileText(const std::string& serviceName, const std::filesystem::path& program);
 
-/// Writes `dbus-1/services/NAME.service` in the user's data folder unless it says that already, and tells the
-/// bus, which may not watch that folder. Blocks for the file alone.
+/// Writes `dbus-1/services/NAME.service` in that folder unless it says that already, and tells the
+/// bus, which may not watch it. Blocks for the file alone.
 /// @param program  absolute; where it lies now
-/// @param dataHome  usually $XDG_DATA_HOME
+/// @param dataHome  usually $XDG_DATA_HOME; a bus of a session looks into $XDG_RUNTIME_DIR too, whatever its own
+///        variables say of the user's data
 /// @return whether anything had to be written
 /// @throws std::runtime_error  nothing is changed
 bool write(const std::string& serviceName, const std::filesystem::path& program, const std::filesystem::path& dataHome,

@@ -6,6 +6,7 @@
 
 #include <QDBusMessage>
 
+#include <cstdlib>
 #include <fstream>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -61,6 +62,23 @@ TEST_F(ServiceRegistrationTest, AProgramInAFolderOfAnyNameIsStarted) {
                                                              QStringLiteral("a.b"), QStringLiteral("c")));
         EXPECT_TRUE(turnUntil([&] { return fs::exists(path.parent_path() / "mark"); })) << each << "\n" << bus.log();
     }
+}
+
+TEST_F(ServiceRegistrationTest, ABusWithAnotherHomeFindsItInTheFolderOfTheSession) {
+    const fs::path runtime = folder.path / "runtime";
+    fs::create_directories(runtime);
+    fs::permissions(runtime, fs::perms::owner_all);
+    const char* before = std::getenv("XDG_RUNTIME_DIR");
+    const std::string kept = before != nullptr ? before : "";
+    ::setenv("XDG_RUNTIME_DIR", runtime.c_str(), /*overwrite=*/1);
+    PrivateBus another{folder.path / "another"};
+    before != nullptr ? ::setenv("XDG_RUNTIME_DIR", kept.c_str(), /*overwrite=*/1) : ::unsetenv("XDG_RUNTIME_DIR");
+
+    const fs::path path = program("plain");
+    ASSERT_TRUE(ServiceRegistration::write(name, path, runtime, another.connection()));
+    another.connection().send(QDBusMessage::createMethodCall(QLatin1String(name), QStringLiteral("/"),
+                                                             QStringLiteral("a.b"), QStringLiteral("c")));
+    EXPECT_TRUE(turnUntil([&] { return fs::exists(path.parent_path() / "mark"); })) << another.log();
 }
 
 TEST_F(ServiceRegistrationTest, WhatIsThereAlreadyIsNotWrittenAgain) {
