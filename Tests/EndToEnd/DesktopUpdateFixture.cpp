@@ -2,7 +2,11 @@
 
 #include <algorithm>
 #include <csignal>
+#include <fcntl.h>
 #include <sstream>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <utility>
 
 namespace fs = std::filesystem;
 using ::testing::IsEmpty;
@@ -41,7 +45,8 @@ void DesktopUpdateFixture::admitAnn() {
     for (const auto& [name, value] : ann->screen().environment()) start.environment[name] = value;
     std::string key, errors;
     EXPECT_EQ(world.run(start, &key, &errors), 0) << errors;
-    world.admitKey(key.substr(0, key.find('\n')));
+    annKey = key.substr(0, key.find('\n'));
+    world.admitKey(annKey);
 }
 
 Process::Start DesktopUpdateFixture::withKeyring(Process::Start start) const {
@@ -52,6 +57,7 @@ Process::Start DesktopUpdateFixture::withKeyring(Process::Start start) const {
 }
 
 DesktopUpdateFixture::~DesktopUpdateFixture() {
+    if (heldTool >= 0) ::close(heldTool);
     // What the installer has started is no child of this process.
     for (const pid_t each : processesIn(world.folder.path)) ::kill(each, SIGKILL);
     EXPECT_THAT(lines(ann->screen().busLog(), "Sanitizer"), IsEmpty()) << ann->screen().busLog();
@@ -61,6 +67,30 @@ DesktopUpdateFixture::~DesktopUpdateFixture() {
 void DesktopUpdateFixture::install(const std::string& version, const std::string& manifestUrl, Layout layout) const {
     publisher.makeBundle(bundle(), version, manifestUrl, layout);
     publisher.sign(bundle());
+}
+
+void DesktopUpdateFixture::installWithHeldTool(const std::string& version, const std::string& manifestUrl) const {
+    publisher.makeBundle(bundle(), version, manifestUrl);
+    const std::string pipe = "'" + pipeOfTool().native() + "'";
+    Publisher::rewrite(bundle() / "Contents/Linux/vimble-codesign",
+                       "#!/bin/sh\n[ ! -p " + pipe + " ] || read x < " + pipe + "\nexec " CODESIGN_PROGRAM " \"$@\"\n");
+    publisher.sign(bundle());
+}
+
+void DesktopUpdateFixture::holdTool() const { ASSERT_EQ(::mkfifo(pipeOfTool().c_str(), 0600), 0); }
+
+bool DesktopUpdateFixture::isToolHeld() {
+    return ann->comesTrue([&] {
+        // It can't be opened before the tool waits at the other end.
+        if (heldTool < 0) heldTool = ::open(pipeOfTool().c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+        return heldTool >= 0;
+    });
+}
+
+void DesktopUpdateFixture::letToolGo() {
+    fs::remove(pipeOfTool());
+    // It reads the end.
+    ::close(std::exchange(heldTool, -1));
 }
 
 Process::Start DesktopUpdateFixture::bundleStart() const {
@@ -156,6 +186,8 @@ std::vector<std::string> DesktopUpdateFixture::namesIn(const Path& folder) const
     return names;
 }
 
-std::vector<std::string> DesktopUpdateFixture::staged() const {
-    return namesIn(Path(world.environment.at("XDG_CACHE_HOME")) / "zorvane.Vimble" / "tmp" / "UpdateKit");
+DesktopUpdateFixture::Path DesktopUpdateFixture::stagingFolder() const {
+    return Path(world.environment.at("XDG_CACHE_HOME")) / "zorvane.Vimble" / "tmp" / "UpdateKit";
 }
+
+std::vector<std::string> DesktopUpdateFixture::staged() const { return namesIn(stagingFolder()); }

@@ -31,6 +31,13 @@ protected:
     Path bundle() const { return programs / "Vimble.app"; }
     /// Puts a signed bundle there.
     void install(const std::string& version, const std::string& manifestUrl, Layout layout = Layout::lean) const;
+    /// The same, with a tool for signatures that waits while `holdTool` has it wait.
+    void installWithHeldTool(const std::string& version, const std::string& manifestUrl) const;
+    void holdTool() const;
+    /// Waits until the tool does. @return whether that came to be
+    bool isToolHeld();
+    void letToolGo();
+
     /// How the program in the bundle is started at Ann's desk.
     Process::Start bundleStart() const;
     /// Starts it, and waits until Bob is seen.
@@ -60,18 +67,24 @@ protected:
     std::vector<std::string> namesIn(const Path& folder) const;
     /// What is being prepared; empty if nothing is.
     std::vector<std::string> staged() const;
+    /// The only bundle that is.
+    Path stagedBundle() const { return stagingFolder() / staged().front() / "extracted" / "Vimble.app"; }
 
     ChatWorld world;
     Path programs = world.folder.path / "My Programs";
     Publisher publisher{world.folder.path / "publisher"};
+    std::string annKey;
     std::unique_ptr<Process> bob;
     std::optional<Desk> ann;
 
 private:
     void admitAnn();
+    Path stagingFolder() const;
+    Path pipeOfTool() const { return world.folder.path / "tool.pipe"; }
     /// With the secret key where nearly everybody has it. No passphrase comes from the environment: the program takes it
     /// out of there at its start, and so its successor has none.
     Process::Start withKeyring(Process::Start start) const;
 
     std::optional<Keyring> keyring;
+    int heldTool = -1;  // our end of its pipe
 };

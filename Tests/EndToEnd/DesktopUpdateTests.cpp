@@ -1,11 +1,13 @@
 // From the bar to the new version, with nothing that stands for anything else.
 
 #include "DesktopUpdateFixture.h"
+#include "ReleaseServer.h"
 
+#include <csignal>
+#include <cstdlib>
 #include <map>
 
 namespace fs = std::filesystem;
-using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::SizeIs;
 
@@ -76,17 +78,23 @@ protected:
 
         EXPECT_EQ(Publisher::versionOf(bundle()), to);
         EXPECT_TRUE(Publisher::isSealed(bundle()));
-        EXPECT_THAT(namesIn(programs), ElementsAre("Vimble.app"));
+        EXPECT_TRUE(ann->comesTrue([&] { return namesIn(programs) == std::vector<std::string>{"Vimble.app"}; }))
+            << testing::PrintToString(namesIn(programs));
         // The old process leaves its folder, the new one takes it away.
         EXPECT_TRUE(ann->comesTrue([&] { return staged().empty(); })) << testing::PrintToString(staged());
         expectInOrder(logOf(old), {"UpdateKit: manifest version " + to + " vs current version " + from,
                                    "check prepared update " + to, "Update prepared: Vimble " + to + " ("});
         const std::string number = ", for process " + std::to_string(old) + "\n";
-        expectInOrder(ann->screen().busLog(),
-                      {"UpdateKitInstaller/service: replacing " + bundle().native() + " by ", number,
-                       "UpdateKitInstaller/service: replaced " + bundle().native() + " by ", number});
+        const std::vector<std::string> told{
+            "UpdateKitInstaller/service: replacing " + bundle().native() + " by ", number,
+            "UpdateKitInstaller/service: replaced " + bundle().native() + " by ", number};
+        EXPECT_TRUE(ann->comesTrue([&] { return lines(ann->screen().busLog(), told[2]).size() == updates + 1; }));
+        ++updates;
+        expectInOrder(ann->screen().busLog(), told);
         return process;
     }
+
+    std::size_t updates = 0;  // so far
 };
 
 }  // namespace
@@ -95,9 +103,147 @@ TEST_F(DesktopUpdateTest, FromTheFirstVersionToTheNewest) {
     install("1.0.0", publisher.manifest());
     publisher.release("1.2.0", publisher.manifest());
     start();
-    ASSERT_FALSE(HasFailure());
     openWindows();
     ASSERT_FALSE(HasFailure());
     const pid_t process = update(ann->program().id(), "1.0.0", "1.2.0");
     quitSuccessor(process);
+}
+
+TEST_F(DesktopUpdateTest, FromAReleaseToTheNextAndFromThereToTheNewest) {
+    ReleaseServer server(publisher.releases());
+    install("1.0.1", server.url());
+    publisher.release("1.0.1", server.url());
+    start();
+    openWindows();
+    ASSERT_FALSE(HasFailure());
+    EXPECT_TRUE(ann->program().errorWith("automatic check completed — no update available"));
+    EXPECT_FALSE(hasBar());
+
+    // Whoever asks is told that the program looks, for as long as it does.
+    publisher.release("1.1.0", server.url());
+    server.hold("latest.json");
+    checkForUpdates();
+    EXPECT_TRUE(server.isHeld());
+    ann->sees("People", "Checking for Updates...");
+    ann->picture("checking");
+    server.letGo();
+    pid_t process = update(ann->program().id(), "1.0.1", "1.1.0");
+    ASSERT_FALSE(HasFailure());
+
+    // The service of the old bundle has ended, and that of the new one takes the next.
+    ann->seesNoMore("People", "Checking for Updates...");
+    checkForUpdates();
+    ann->sees("People", "No Update Available");
+    ann->picture("no-update");
+    publisher.release("1.2.0", server.url());
+    checkForUpdates();
+    process = update(process, "1.1.0", "1.2.0");
+    quitSuccessor(process);
+}
+
+TEST_F(DesktopUpdateTest, ABundleThatBringsEverythingAlongLooksForItsUpdatesOverTls) {
+    const auto certificate = ReleaseServer::Certificate::make(world.folder.path);
+    if (!certificate.beTrusted()) GTEST_SKIP() << "this user may not say whom the programs trust";
+    ReleaseServer server(publisher.releases(), &certificate);
+    install("1.1.0", server.url(), Layout::selfContained);
+    publisher.release("1.2.0", server.url(), Layout::selfContained);
+    start();
+    openWindows();
+    ASSERT_FALSE(HasFailure());
+    const auto loads = [&](pid_t process, const std::string& library) {
+        const std::string map = Publisher::textOf("/proc/" + std::to_string(process) + "/maps");
+        EXPECT_THAT(lines(map, library), ::testing::Not(IsEmpty())) << library;
+        for (const std::string& line : lines(map, library))
+            EXPECT_THAT(line, ::testing::HasSubstr((bundle() / "Contents/Frameworks").native()));
+    };
+    seesBar("1.2.0");
+    loads(ann->program().id(), "libqopensslbackend.so");
+    loads(ann->program().id(), "libQt6Widgets.so");
+    const pid_t process = update(ann->program().id(), "1.1.0", "1.2.0");
+    loads(process, "libQt6Widgets.so");
+    loads(process, "libqxcb.so");
+    quitSuccessor(process);
+}
+
+TEST_F(DesktopUpdateTest, OfTwoProgramsOfOneBundleTheOtherGoesOnAndIsReplacedWhenItAsksAgain) {
+    installWithHeldTool("1.0.0", publisher.manifest());
+    publisher.release("1.2.0", publisher.manifest());
+    start();
+    Process::Start otherStart = bundleStart();
+    for (std::string& word : otherStart.command)
+        if (word == world.dataFolder("ann").string()) word = world.dataFolder("annex").string();
+    fs::create_directories(world.folder.path / "annex");
+    Process other(otherStart);
+    const auto shown = [&] { return ann->screen().windows("People"); };
+    ASSERT_TRUE(ann->comesTrue([&] { return other.readAvailable(), shown().size() == 2; })) << other.errors();
+    for (std::size_t i = 0; i < 2; ++i)
+        ASSERT_TRUE(ann->screen().xdotool({"windowmove", shown()[i], i == 0 ? "40" : "700", "60"}));
+    // The places of the buttons, wherever they come to be.
+    const auto buttons = [&] {
+        std::vector<AccessibleTree::Place> places;
+        for (const auto& item : ann->tree().items("People"))
+            if (item.name == "Update" && item.role == "push button")
+                if (const auto place = ann->tree().place(item)) places.push_back(*place);
+        return places;
+    };
+    const auto press = [&](const AccessibleTree::Place& place) {
+        ann->screen().click(place.x + place.width / 2, place.y + place.height / 2);
+    };
+    ASSERT_TRUE(ann->comesTrue([&] {
+        other.readAvailable();
+        const auto places = buttons();
+        return places.size() == 2 && std::abs(places[0].x - places[1].x) > 300;
+    }));
+    ann->picture("two-bars");
+
+    holdTool();
+    press(buttons()[0]);
+    ASSERT_TRUE(isToolHeld());
+    press(buttons()[1]);
+    const std::string refusal = "(installation): Another update is being installed";
+    const auto isRefused = [&](Process& program) {
+        program.readAvailable();
+        return !lines(program.errors(), refusal).empty();
+    };
+    ASSERT_TRUE(ann->comesTrue([&] { return isRefused(other) || isRefused(ann->program()); }));
+    Process& second = isRefused(other) ? other : ann->program();
+    Process& first = isRefused(other) ? ann->program() : other;
+    EXPECT_THAT(running(), SizeIs(2));
+    letToolGo();
+    EXPECT_EQ(first.wait(), 0) << first.errors();
+    const pid_t process = successorOf(first.id());
+    EXPECT_EQ(Publisher::versionOf(bundle()), "1.2.0");
+    EXPECT_TRUE(Publisher::isSealed(bundle()));
+    EXPECT_FALSE(hasEnded(second.id()));
+
+    // Both are her, and hear what is said to her.
+    EXPECT_TRUE(ann->comesTrue([&] { return !lines(ann->screen().busLog(), "Transitioning Online").empty(); }));
+    bob->write("@" + annKey + " to both of you\n");
+    EXPECT_TRUE(ann->comesTrue([&] {
+        second.readAvailable();
+        return world.isSaved("ann", "to both of you") && world.isSaved("annex", "to both of you");
+    }));
+
+    // The bundle that the other one was started from is gone by now, and it is replaced all the same.
+    ASSERT_TRUE(ann->comesTrue([&] { return buttons().size() == 1; }));
+    ann->picture("one-bar");
+    press(buttons()[0]);
+    EXPECT_EQ(second.wait(), 0) << second.errors();
+    const pid_t last = successorOf(process);
+    EXPECT_TRUE(ann->comesTrue([&] { return shown().size() == 2 && buttons().empty(); }));
+    ann->picture("both-new");
+    EXPECT_EQ(Publisher::versionOf(bundle()), "1.2.0");
+    EXPECT_TRUE(Publisher::isSealed(bundle()));
+    EXPECT_TRUE(ann->comesTrue([&] { return namesIn(programs) == std::vector<std::string>{"Vimble.app"}; }))
+        << testing::PrintToString(namesIn(programs));
+    EXPECT_FALSE(hasEnded(process));
+    const auto dataOf = [&](Process& program) {
+        return world.dataFolder(&program == &other ? "annex" : "ann").string();
+    };
+    EXPECT_THAT(argumentsOf(process), ::testing::Contains(dataOf(first)));
+    EXPECT_THAT(argumentsOf(last), ::testing::Contains(dataOf(second)));
+    for (const pid_t each : {process, last}) {
+        ::kill(each, SIGTERM);
+        EXPECT_TRUE(ann->comesTrue([&] { return hasEnded(each); }));
+    }
 }

@@ -7,8 +7,7 @@
 
 /// Whoever makes Vimble: bundles of the programs of this build, signs them, and publishes archives with a manifest.
 ///
-/// What can't be done is a test failure. Files of bundles may be shared with other bundles on the disk, so a test
-/// changes one only by `rewrite`.
+/// What can't be done is a test failure.
 class Publisher {
 public:
     using Path = std::filesystem::path;
@@ -29,6 +28,7 @@ public:
                     Layout layout = Layout::lean) const;
     void sign(const Path& bundle) const { sign(bundle, _chain); }
     void sign(const Path& bundle, const TestChain& by) const;
+    void sealAdhoc(const Path& bundle) const;
 
     /// Puts a bundle into an archive of that version, and says in the manifest that there is one.
     void publish(const std::string& version, const Path& bundle) const;

@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
+#include <sstream>
 
 namespace fs = std::filesystem;
 
@@ -167,9 +168,16 @@ void Screen::click(int x, int y, int times) const {
 }
 
 std::optional<std::string> Screen::window(const std::string& title) const {
-    const auto found = xdotool({"search", "--onlyvisible", "--name", exactly(title)});
-    if (!found || found->empty()) return std::nullopt;
-    return firstLine(*found);
+    const auto found = windows(title);
+    if (found.empty()) return std::nullopt;
+    return found.front();
+}
+
+std::vector<std::string> Screen::windows(const std::string& title) const {
+    std::vector<std::string> found;
+    std::istringstream lines(xdotool({"search", "--onlyvisible", "--name", exactly(title)}).value_or(""));
+    for (std::string line; std::getline(lines, line);) found.push_back(line);
+    return found;
 }
 
 std::optional<std::string> Screen::activeWindow() const {

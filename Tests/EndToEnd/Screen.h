@@ -39,6 +39,8 @@ public:
 
     /// The number of the window with exactly that title, if it is on the screen and not minimised.
     std::optional<std::string> window(const std::string& title) const;
+    /// All of them.
+    std::vector<std::string> windows(const std::string& title) const;
     std::optional<std::string> activeWindow() const;
     /// How many windows of that class are on the screen, menus among them.
     std::size_t countOfWindows(const std::string& windowClass) const;
