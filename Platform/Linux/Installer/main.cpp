@@ -5,6 +5,7 @@
 #include "PlatformBundle/StagingFolders.h"
 #include "PlatformInstaller/InstallerBundle.h"
 #include "PlatformInstaller/InstallerXPCListener.h"
+#include "PlatformInstaller/OwnScope.h"
 #include "StateKit/Log.h"
 #include "Text/Text.h"
 
@@ -36,7 +37,7 @@ public:
     }
 };
 
-InstallerReply install(const InstallerLaunchRequest& request, const std::filesystem::path& codeSignTool) {
+InstallerReply install(const InstallerLaunchRequest& request, const InstallerBundle& bundle, OwnScope& scope) {
     // The application keeps the update from being cleared away only for as long as it runs.
     std::shared_ptr<void> held;
     try {
@@ -46,8 +47,9 @@ InstallerReply install(const InstallerLaunchRequest& request, const std::filesys
     }
     const auto bundleReader = std::make_shared<PropertyListBundleReader>();
     LinuxFileManager fileManager;
-    InstallerEnvironment environment =
-        liveInstallerEnvironment(std::make_shared<PosixProcessLauncher>(), bundleReader, codeSignTool);
+    InstallerEnvironment environment = liveInstallerEnvironment(
+        std::make_shared<PosixProcessLauncher>(), bundleReader, bundle.codeSignTool,
+        [&](pid_t process) { scope.give(process, QString::fromStdString(bundle.applicationId)); });
     environment.relaunchApp = [&held, relaunch = environment.relaunchApp](const std::filesystem::path& application) {
         // What is left of the folder is for the new application to clear away, at its start.
         held.reset();
@@ -63,8 +65,9 @@ void serve() {
     const QString busName = QStringLiteral("installer");
     const QDBusConnection bus = QDBusConnection::connectToBus(QDBusConnection::SessionBus, busName);
     if (!bus.isConnected()) throw std::runtime_error("no session bus: " + bus.lastError().message().toStdString());
+    OwnScope scope(bus);
     InstallerXPCListener listener(
-        bus, [tool = bundle.codeSignTool](const InstallerLaunchRequest& request) { return install(request, tool); },
+        bus, [&](const InstallerLaunchRequest& request) { return install(request, bundle, scope); },
         [] { QCoreApplication::quit(); });
     const QString trouble = listener.listen(QString::fromStdString(bundle.serviceName));
     if (!trouble.isEmpty()) throw std::runtime_error(trouble.toStdString());

@@ -83,7 +83,7 @@ bool isRunning(const Request& request, pid_t number) {
     return !request.wasAsked && isProcessRunning(number);
 }
 
-void relaunch(const Request& request, BundleReader& bundles, const Path& application) {
+pid_t relaunch(const Request& request, BundleReader& bundles, const Path& application) {
     const auto bundle = bundles.open(application);
     const auto executable = bundle ? bundle->executable() : std::nullopt;
     if (!executable) throw std::runtime_error(application.native() + " has no executable");
@@ -99,21 +99,23 @@ void relaunch(const Request& request, BundleReader& bundles, const Path& applica
         if (std::filesystem::is_directory(folder, ignored)) start.workingFolder = folder;
     }
     // Nobody waits for it: this process ends soon, and hands it to the system.
-    (void)spawn(start);
+    return spawn(start);
 }
 
 }  // namespace
 
 InstallerEnvironment liveInstallerEnvironment(std::shared_ptr<ProcessLauncher> launcher,
-                                              std::shared_ptr<BundleReader> bundleReader, const Path& codeSignTool) {
+                                              std::shared_ptr<BundleReader> bundleReader, const Path& codeSignTool,
+                                              std::function<void(pid_t)> started) {
     const auto request = std::make_shared<Request>();
     InstallerEnvironment environment;
     environment.readCodeSignatureProfile = [launcher, codeSignTool](const Path& application) {
         return readCodeSignatureProfile(*launcher, codeSignTool, application, ProcessDomain::installer);
     };
     environment.removeQuarantine = [](const Path& application) { removeDownloadMarks(application); };
-    environment.relaunchApp = [request, bundleReader](const Path& application) {
-        relaunch(*request, *bundleReader, application);
+    environment.relaunchApp = [request, bundleReader, started](const Path& application) {
+        const pid_t process = relaunch(*request, *bundleReader, application);
+        if (started) started(process);
     };
     environment.terminateProcess = [request](std::int32_t process, const Path& application) {
         terminate(*request, process, application);

@@ -5,8 +5,10 @@
 #include "UpdateKit/ProcessRunner.h"
 
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <string_view>
+#include <sys/types.h>
 
 /// What the installer does on this machine. For one request, on one thread.
 ///
@@ -18,9 +20,11 @@
 /// environment.
 ///
 /// @param codeSignTool  `vimble-codesign`, see `toolBesideThisProgram`
+/// @param started  told of the new process, within `relaunchApp`
 InstallerEnvironment liveInstallerEnvironment(std::shared_ptr<ProcessLauncher> launcher,
                                               std::shared_ptr<BundleReader> bundleReader,
-                                              const std::filesystem::path& codeSignTool);
+                                              const std::filesystem::path& codeSignTool,
+                                              std::function<void(pid_t)> started = {});
 
 /// The path of a tool that lies in the folder of the running program.
 /// @throws std::filesystem::filesystem_error

@@ -11,9 +11,10 @@ InstallerBundle InstallerBundle::of(const std::filesystem::path& program) {
     const auto bundle = PropertyListBundleReader().open(contents.parent_path());
     if (contents.filename() != "Contents" || !bundle)
         throw std::runtime_error(program.native() + " lies in no application bundle");
-    const auto name = InstallerXPC::serviceName(bundle->text("CFBundleIdentifier"));
+    const auto identifier = bundle->text("CFBundleIdentifier");
+    const auto name = InstallerXPC::serviceName(identifier);
     if (!name) throw std::runtime_error(bundle->path.native() + " has no CFBundleIdentifier");
     for (const auto& folder : {program.parent_path(), contents / "Linux"})
-        if (std::filesystem::exists(folder / toolName)) return {*name, folder / toolName};
+        if (std::filesystem::exists(folder / toolName)) return {*identifier, *name, folder / toolName};
     throw std::runtime_error(bundle->path.native() + " has no " + toolName);
 }

@@ -6,6 +6,7 @@
 /// What the installer service takes from the bundle that it lies in, all at its start: later, another bundle may
 /// lie there.
 struct InstallerBundle {
+    std::string applicationId;           // the bundle's identifier
     std::string serviceName;             // of the service on the session bus
     std::filesystem::path codeSignTool;  // `vimble-codesign`: beside the program, else in `Contents/Linux/`
 
