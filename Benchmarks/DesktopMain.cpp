@@ -179,10 +179,10 @@ int main(int argc, char** argv) {
     const QApplication application(none, argv);
     QApplication::setQuitOnLastWindowClosed(false);
     const int status = runBenchmarks(argc, argv, ratios);
-    if (status != 0) return status;
     const double empty = ChildProcess::numberFrom({"--child-empty", "/"});
     const double full = ChildProcess::numberFrom({"--child-memory", folders().full.path.native()});
-    std::printf("%-58s %8.1f %8.1f%s\n", "MB with 100,000 messages, over an empty window", full - empty, mostMegabytes,
-                full - empty <= mostMegabytes ? "" : "  NOT REACHED");
-    return 0;
+    const bool isWithin = full - empty <= mostMegabytes;
+    std::printf("%-66s %8.1f %8.1f%s\n", "MB with 100,000 messages, over an empty window", full - empty, mostMegabytes,
+                isWithin ? "" : "  NOT REACHED");
+    return isWithin ? status : 1;
 }
