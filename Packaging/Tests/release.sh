@@ -33,9 +33,13 @@ basicConstraints = critical, CA:FALSE
 keyUsage = critical, digitalSignature
 extendedKeyUsage = critical, codeSigning
 END
-openssl req -x509 -config signer.cnf -newkey ec -pkeyopt ec_paramgen_curve:P-256 -noenc -days 2 -keyout key.pem \
-    -out certificate.pem 2> openssl.log || fail "$(< openssl.log)"
-cat key.pem certificate.pem > identity.pem
+newIdentity() {
+    openssl req -x509 -config signer.cnf -newkey ec -pkeyopt ec_paramgen_curve:P-256 -noenc -days 2 -keyout key.pem \
+        -out certificate.pem 2> openssl.log || fail "$(< openssl.log)"
+    cat key.pem certificate.pem > "$1"
+}
+newIdentity other.pem
+newIdentity identity.pem
 umask 022
 workFolders() { find "$sources/build" -maxdepth 1 -name '.release.*'; }
 workFoldersBefore=$(workFolders)
@@ -56,7 +60,8 @@ unpack() {
 
 ### The first release: to a path
 
-release 1.0 identity.pem "for everybody"
+(umask 077 && release 1.0 identity.pem "for everybody")
+[[ $(stat -c %a "$out") == 755 ]] || fail "not everybody may look into the folder"
 [[ $(ls -A "$out") == $'Vimble-1.0.zip\nlatest.json\nmanifest-url' ]] || fail "there is: $(ls -A "$out")"
 [[ -z $(find "$out" -type f ! -perm 644) ]] || fail "not everybody may read it"
 python3 -c 'import json, sys
@@ -109,7 +114,7 @@ refuses() {
 refuses "Usage:"
 refuses "Usage:" 2.0 identity.pem
 refuses "Usage:" 2.0 identity.pem "$out" more
-refuses "Usage:" --wrong 2.0 identity.pem "$out"
+refuses "There is no option --wrong" --wrong 2.0 identity.pem "$out"
 refuses "Usage:" 2.0 identity.pem "$out" --manifest-url
 for version in "" v2.0 2. 2.0.0.0 02.0 2.0-beta "2 0" ../2 1234567890; do
     refuses "A version is" --build build "$version" identity.pem "$out"
@@ -125,9 +130,29 @@ for wrong in ftp://example.org/latest.json example.org/latest.json https:///late
     $'https://example.org/\n/latest.json' https://example.org/; do
     refuses "URL" --build build --manifest-url "$wrong" 2.0 identity.pem "$out"
 done
+refuses "holds no private key" --build build 2.0 certificate.pem "$out"
+refuses "holds no certificate" --build build 2.0 key.pem "$out"
 # It is found out late that this signs nothing.
-refuses "was not signed" --build build 2.0 certificate.pem "$out"
+cat key.pem <(openssl x509 -in other.pem) > mixed.pem
+refuses "was not signed" --build build 2.0 mixed.pem "$out"
+
+### Another identity: only on demand
+
+refuses "Another identity than now has signed version 1.10" --build build 2.0 other.pem "$out"
+cp "$out/Vimble-1.10.zip" kept.zip
+truncate -s 100 "$out/Vimble-1.10.zip"
+before=$(find "$out" -type f -exec sha256sum {} + | sort)
+refuses "does not hold what was signed" --build build 2.0 identity.pem "$out"
+cp kept.zip "$out/Vimble-1.10.zip"
+release --new-identity 2.0 other.pem "$out"
+release 2.1 other.pem "$out"
+# Who has signed a release that lies elsewhere by now is not known.
+rm "$out/Vimble-2.1.zip"
+release 2.2 identity.pem "$out"
+
+### Not our manifest
+
 echo '{}' > "$out/latest.json"
 before=$(find "$out" -type f -exec sha256sum {} + | sort)
-refuses "none of ours" --build build 2.0 identity.pem "$out"
+refuses "none of ours" --build build 3.0 identity.pem "$out"
 [[ $(workFolders) == "$workFoldersBefore" ]] || fail "something was left behind"
