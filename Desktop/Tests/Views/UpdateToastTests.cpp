@@ -250,4 +250,57 @@ TEST_F(UpdateToastTest, WhatIsOutOfSightIsOutOfReachOfTheKeyboard) {
     EXPECT_FALSE(button().isVisible());
 }
 
+TEST_F(UpdateToastTest, AClickThatEndsElsewhereIsNone) {
+    make(ToastView::Style::floating);
+    toast->setMessage(UpdateToast::Checking{});
+    slideTo(180);
+    QTest::mousePress(toast, Qt::LeftButton, {}, {20, 20});
+    QTest::mouseRelease(toast, Qt::LeftButton, {}, {20, -50});
+    EXPECT_EQ(dismissals, 0);
+}
+
+TEST_F(UpdateToastTest, AnAttachedOneHasNoSpinner) {
+    make(ToastView::Style::attached);
+    toast->setMessage(UpdateToast::Checking{});
+    EXPECT_FALSE(spinner().isSpinning());
+}
+
+TEST_F(UpdateToastTest, AVersionTurnsNoLineAround) {
+    make(ToastView::Style::attached);
+    toast->setMessage(UpdateToast::ReadyUpdate{"1.0\u202E\n2"});
+    EXPECT_FALSE(text().contains(QChar(0x202E))) << text().toStdString();
+    EXPECT_FALSE(text().contains(QLatin1Char('\n')));
+}
+
+TEST_F(UpdateToastTest, AnAttachedOneHasALineAboveIt) {
+    make(ToastView::Style::attached);
+    toast->show(false);
+    const QImage attached = toast->grab().toImage();
+    EXPECT_NE(attached.pixelColor(1, 0), attached.pixelColor(1, 3));
+}
+
+TEST_F(UpdateToastTest, AClickOnItIsNoClickOnWhatLiesBeneath) {
+    struct Clicks : QObject {
+        bool eventFilter(QObject*, QEvent* event) override {
+            if (event->type() == QEvent::MouseButtonPress) ++count;
+            return false;
+        }
+        int count = 0;
+    } clicks;
+    ground.installEventFilter(&clicks);
+    make(ToastView::Style::attached);
+    toast->show(false);
+    QTest::mouseClick(toast, Qt::LeftButton, {}, {60, 24});
+    EXPECT_EQ(clicks.count, 0);
+    QTest::mouseClick(&ground, Qt::LeftButton, {}, {60, 24});
+    EXPECT_EQ(clicks.count, 1);
+}
+
+TEST_F(UpdateToastTest, ItComesUpAboveWhatCameLater) {
+    make(ToastView::Style::attached);
+    QWidget later(&ground);
+    toast->show(false);
+    EXPECT_EQ(ground.children().last(), toast);
+}
+
 }  // namespace
