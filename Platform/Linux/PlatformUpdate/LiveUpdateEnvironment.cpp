@@ -4,7 +4,7 @@
 #include "PlatformBundle/LiveInstallerEnvironment.h"
 #include "PlatformBundle/PosixProcessLauncher.h"
 #include "PlatformBundle/PropertyListBundleReader.h"
-#include "PlatformBundle/RunningApplication.h"
+#include "PlatformBundle/RunningBundle.h"
 #include "PlatformBundle/StagingFolders.h"
 #include "PlatformUpdate/BackgroundWork.h"
 #include "PlatformUpdate/Reachability.h"

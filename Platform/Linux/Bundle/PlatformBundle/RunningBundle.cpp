@@ -2,14 +2,26 @@
 
 #include <system_error>
 
-std::optional<AppBundle> bundleOf(BundleReader& reader, const std::filesystem::path& executable) {
-    std::error_code error;
-    const std::filesystem::path program = std::filesystem::canonical(executable, error);
-    if (error) return std::nullopt;
-    const std::filesystem::path folder = program.parent_path();
+namespace fs = std::filesystem;
+
+std::optional<fs::path> bundleFolderOf(const fs::path& program) {
+    const fs::path folder = program.parent_path();
     if (folder.filename() != "Linux" && folder.filename() != "Services") return std::nullopt;
-    const std::filesystem::path contents = folder.parent_path();
-    const std::filesystem::path bundle = contents.parent_path();
+    const fs::path contents = folder.parent_path();
+    const fs::path bundle = contents.parent_path();
     if (contents.filename() != "Contents" || bundle.extension() != ".app") return std::nullopt;
-    return reader.open(bundle);
+    return bundle;
+}
+
+std::optional<AppBundle> bundleOf(BundleReader& reader, const fs::path& executable) {
+    std::error_code error;
+    const fs::path program = fs::canonical(executable, error);
+    if (error) return std::nullopt;
+    const auto bundle = bundleFolderOf(program);
+    return bundle ? reader.open(*bundle) : std::nullopt;
+}
+
+fs::path runningApplication() {
+    const fs::path program = fs::read_symlink("/proc/self/exe");
+    return bundleFolderOf(program).value_or(program.parent_path());
 }

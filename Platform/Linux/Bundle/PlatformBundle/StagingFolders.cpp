@@ -76,7 +76,7 @@ void removeQuietly(const fs::path& path) {
 
 }  // namespace
 
-StagingFolders::StagingFolders(Path temporaryFolder) : top(std::move(temporaryFolder) / folderName) {}
+StagingFolders::StagingFolders(Path temporaryFolder) : top(temporaryFolder / folderName) {}
 
 void StagingFolders::enter() {
     if (topLock && isStillThere(topLock, top)) return;
@@ -99,7 +99,7 @@ void StagingFolders::enter() {
 StagingFolders::Path StagingFolders::make() {
     enter();
     for (int i = 0; i < attempts; ++i) {
-        const Path path = top / newUuid();
+        Path path = top / newUuid();
         if (mkdir(path.c_str(), 0700) != 0) throw failure(path);
         FileDescriptor folder = openFolder(path);
         // Another program may have taken it for a leftover in the moment between.

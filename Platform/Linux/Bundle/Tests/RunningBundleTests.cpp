@@ -51,6 +51,18 @@ TEST_F(RunningBundleTest, WhatLiesElsewhereIsInNoBundle) {
     EXPECT_FALSE(bundleOf(reader, folder() / "Vimble" / "Contents" / "Linux" / "Vimble"));
 }
 
+TEST_F(RunningBundleTest, ByItsPathAloneAProgramIsInABundleOrNot) {
+    EXPECT_EQ(bundleFolderOf("/opt/My Vimble.app/Contents/Linux/Vimble"), "/opt/My Vimble.app");
+    EXPECT_EQ(bundleFolderOf("/opt/My Vimble.app/Contents/Services/x"), "/opt/My Vimble.app");
+    for (const char* elsewhere : {"/usr/bin/vimble", "/x/Contents/Linux/vimble", "/x/A.app/Contents/vimble",
+                                  "/x/A.app/Linux/vimble", "/vimble", ""})
+        EXPECT_EQ(bundleFolderOf(elsewhere), std::nullopt) << elsewhere;
+}
+
+TEST_F(RunningBundleTest, ThisProgramHasItsFolderInstead) {
+    EXPECT_EQ(runningApplication(), fs::canonical("/proc/self/exe").parent_path());
+}
+
 TEST_F(RunningBundleTest, ABundleWithoutAPropertyListIsNone) {
     makeTestBundle(folder() / "Vimble.app", "1.2.3");
     fs::remove(folder() / "Vimble.app" / "Contents" / "Info.plist");

@@ -5,7 +5,6 @@
 // installer may take to answer. It takes commands on its standard input ("check", "install", "quit"), and writes
 // what happens into a file named after its process, a line each.
 
-#include "PlatformBundle/RunningApplication.h"
 #include "PlatformCore/LinuxHost.h"
 #include "PlatformCore/QtMainLoop.h"
 #include "PlatformCore/XPCInstallerClient.h"
