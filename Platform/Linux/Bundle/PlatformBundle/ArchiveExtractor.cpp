@@ -2,6 +2,7 @@
 
 #include "PlatformBundle/ArchiveNames.h"
 #include "PlatformBundle/FileDescriptor.h"
+#include "PlatformBundle/FileTree.h"
 #include "Text/Text.h"
 
 #include <algorithm>
@@ -88,6 +89,7 @@ public:
         while (archive_entry* entry = next()) extract(entry);
         makeLinks();
         setFolderPermissions();
+        flush();
     }
 
 private:
@@ -217,6 +219,17 @@ private:
     void setFolderPermissions() {
         for (const auto& [name, permissions] : folderPermissions)
             if (::chmod((destination / name).c_str(), permissions) != 0) failToWrite(name);
+    }
+
+    /// Here, where nobody waits for it, and not when the user has clicked. All at once, since the disk takes what was
+    /// written one by one for longer.
+    void flush() {
+        try {
+            FileTree::flush(destination, stop);
+        } catch (const std::system_error& error) {
+            throw ExtractionError(std::string("what was unpacked could not be kept: ") + Text::escaped(error.what()));
+        }
+        checkStop();
     }
 
     const Path destination;

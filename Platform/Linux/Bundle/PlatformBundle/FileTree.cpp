@@ -137,6 +137,28 @@ void copyAt(const Copying& what, int depth) {
     if (::fchmod(to.get(), permissions(status)) != 0) fail(errno, "make", what.destination);
 }
 
+void flushFile(int file, const std::string& name) {
+    // Some file systems can't; they have nothing to wait for, or no disk.
+    if (::fsync(file) != 0 && errno != EINVAL && errno != ENOTSUP) fail(errno, "write", name);
+}
+
+void flushAt(int parent, const std::string& name, const std::stop_token& stop, int depth) {
+    if (stop.stop_requested()) return;
+    // Neither follows a link nor waits at a pipe.
+    const FileDescriptor entry(::openat(parent, name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    if (!entry) {
+        if (errno == ELOOP || errno == EACCES || errno == ENXIO) return;
+        fail(errno, "read", name);
+    }
+    struct stat status {};
+    if (::fstat(entry.get(), &status) != 0) fail(errno, "read", name);
+    if (S_ISDIR(status.st_mode)) {
+        if (depth > maxDepth) fail(ELOOP, "write", name);
+        for (const auto& each : namesIn(entry.get(), name)) flushAt(entry.get(), each, stop, depth + 1);
+    }
+    if (S_ISDIR(status.st_mode) || S_ISREG(status.st_mode)) flushFile(entry.get(), name);
+}
+
 }  // namespace
 
 void FileTree::copy(const std::filesystem::path& source, const std::filesystem::path& destination) {
@@ -156,3 +178,7 @@ void FileTree::copy(const std::filesystem::path& source, const std::filesystem::
 }
 
 void FileTree::remove(const std::filesystem::path& path) { removeAt(AT_FDCWD, path.native(), 0); }
+
+void FileTree::flush(const std::filesystem::path& path, const std::stop_token& stop) {
+    flushAt(AT_FDCWD, path.native(), stop, 0);
+}

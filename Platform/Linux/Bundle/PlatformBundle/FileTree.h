@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <stop_token>
 
 /// Whole folders, down to the last file. No link is ever followed. Blocks; any thread.
 namespace FileTree {
@@ -15,5 +16,11 @@ void copy(const std::filesystem::path& source, const std::filesystem::path& dest
 /// Nothing there is fine.
 /// @throws std::system_error
 void remove(const std::filesystem::path& path);
+
+/// Waits until all of a file or a folder is on the disk, so that a machine that loses its power does not find a folder
+/// of empty files. What may not be read is left out.
+/// @param stop  ends it between two files; whoever asked for that knows of it
+/// @throws std::system_error
+void flush(const std::filesystem::path& path, const std::stop_token& stop = {});
 
 }  // namespace FileTree

@@ -40,6 +40,13 @@ Path copyBeside(const Path& source, const Path& destination) {
     const Path copy = parentOf(destination) / ("." + destination.filename().native() + ".incoming");
     FileTree::remove(copy);
     FileTree::copy(source, copy);
+    try {
+        // The old bundle goes soon after the new one is at its place.
+        FileTree::flush(copy);
+    } catch (const std::system_error&) {
+        FileTree::remove(copy);
+        throw;
+    }
     return copy;
 }
 

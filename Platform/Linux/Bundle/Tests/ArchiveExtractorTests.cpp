@@ -1,5 +1,6 @@
 #include "PlatformBundle/ArchiveExtractor.h"
 
+#include "FlushedFiles.h"
 #include "TestBundle.h"
 #include "TestSupport/TemporaryFolder.h"
 
@@ -121,6 +122,18 @@ TEST_F(ArchiveExtractorTest, FilesLinksAndPermissionsAreKept) {
     EXPECT_EQ(tree.at("A.app/Contents/libx.so"), expected(S_IFLNK | 0777, "libx.so.1"));
     EXPECT_EQ(tree.at("A.app/Contents/Gr\u00FC\u00DFe \U0001F600"), expected(S_IFREG | 0600, ""));
     EXPECT_EQ(tree.at("A.app/private"), expected(S_IFDIR | 0700, ""));
+}
+
+TEST_F(ArchiveExtractorTest, AllOfItIsOnTheDiskAtTheEnd) {
+    FlushedFiles::forget();
+    EXPECT_EQ(refusalOf({{"A.app/Contents/Linux/Vimble", "program", AE_IFREG | 0755},
+                         {"A.app/Contents/data", "data", AE_IFREG | 0444},
+                         {"A.app/Contents/up", "../Contents/data", link},
+                         {"A.app/empty/", "", folder}}),
+              "");
+    for (const char* each : {"", "A.app", "A.app/Contents", "A.app/Contents/Linux", "A.app/Contents/Linux/Vimble",
+                             "A.app/Contents/data", "A.app/empty"})
+        EXPECT_TRUE(FlushedFiles::contain(destination / each)) << each;
 }
 
 TEST_F(ArchiveExtractorTest, AMaskOfTheProcessTakesNoPermissionsAway) {

@@ -1,5 +1,6 @@
 #include "PlatformBundle/LinuxFileManager.h"
 
+#include "FlushedFiles.h"
 #include "PlatformBundle/FileTree.h"
 #include "TestBundle.h"
 #include "TestSupport/TemporaryFolder.h"
@@ -179,6 +180,8 @@ TEST_F(TwoVolumesTest, AMoveIsPreparedByACopyOnTheDestinationsVolume) {
         fs::create_directories(folder.path / "apps" / ".Vimble.app.incoming" / "stale");
         const auto copy = files.prepareMove(staged, destination);
         if (copy.parent_path() != destination.parent_path() || treeOf(copy) != treeOf(staged)) return 1;
+        for (const auto& each : fs::recursive_directory_iterator(copy))
+            if (!each.is_symlink() && !FlushedFiles::contain(each)) return 3;
         files.move(copy, destination);
         return treeOf(destination) == treeOf(staged) ? 0 : 2;
     });
