@@ -51,7 +51,7 @@ fs::path bundleOfThisBuild() {
     fs::create_directories(folder);
     const int lock = ::open((folder / "lock").c_str(), O_CREAT | O_RDWR | O_CLOEXEC, 0644);
     check(lock >= 0 && ::flock(lock, LOCK_EX) == 0, "the bundle of this build can't be locked");
-    const fs::path bundle = folder / "Vimble.app";
+    fs::path bundle = folder / "Vimble.app";
     const std::vector<std::string> arguments = linesOf(fs::path(BUILD_FOLDER) / "bundle-arguments");
     if (!isUpToDate(bundle, arguments)) {
         std::vector<std::string> command{MAKE_BUNDLE, "--version", madeVersion};
