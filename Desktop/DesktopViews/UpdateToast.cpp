@@ -4,6 +4,7 @@
 #include "DesktopViews/ElidedLabel.h"
 #include "DesktopViews/Look.h"
 #include "DesktopViews/Spinner.h"
+#include "TranscriptKit/AuthorColor.h"
 #include "TranscriptKit/DisplayText.h"
 
 #include <QAccessible>
@@ -11,6 +12,7 @@
 #include <QMouseEvent>
 #include <QPushButton>
 
+#include <cstdint>
 #include <utility>
 
 namespace {
@@ -23,6 +25,21 @@ struct Rendering {
     bool hasSpinner = false;
     bool dismissesItself = false;
 };
+
+Rgb rgb(const QColor& color) {
+    return {static_cast<std::uint8_t>(color.red()), static_cast<std::uint8_t>(color.green()),
+            static_cast<std::uint8_t>(color.blue())};
+}
+
+/// A button's colour that a bright word can be read on: styles draw a button up to so much lighter than that.
+QColor readableTint(QColor tint, const QColor& word) {
+    constexpr int drawnLighter = 160;
+    constexpr double readable = 4.5;
+    if (word.lightness() <= tint.lightness()) return tint;
+    while (tint.value() > 0 && AuthorColor::contrast(rgb(tint.lighter(drawnLighter)), rgb(word)) < readable)
+        tint = tint.darker(105);
+    return tint;
+}
 
 Rendering rendering(const UpdateToast::Message& message) {
     if (const auto* required = std::get_if<UpdateToast::MinimumSystemVersionRequired>(&message))
@@ -118,8 +135,9 @@ void UpdateToast::applyLook() {
     actionButton->setFont(Look::font(13, QFont::Medium));
     // The strong tint of the desktop's own palette, in and out of the active window.
     QPalette strong = palette();
-    strong.setColor(QPalette::Button, palette().color(QPalette::Active, QPalette::Highlight));
-    strong.setColor(QPalette::ButtonText, palette().color(QPalette::Active, QPalette::HighlightedText));
+    const QColor word = palette().color(QPalette::Active, QPalette::HighlightedText);
+    strong.setColor(QPalette::Button, readableTint(palette().color(QPalette::Active, QPalette::Highlight), word));
+    strong.setColor(QPalette::ButtonText, word);
     actionButton->setPalette(strong);
 }
 

@@ -3,8 +3,11 @@
 #include "DesktopViews/ElidedLabel.h"
 #include "DesktopViews/Spinner.h"
 #include "TestSupport/TestLoop.h"
+#include "TranscriptKit/AuthorColor.h"
 
 #include <QApplication>
+#include <QImage>
+#include <QPixmap>
 #include <QPushButton>
 #include <QTest>
 #include <QVariantAnimation>
@@ -277,6 +280,27 @@ TEST_F(UpdateToastTest, AnAttachedOneHasALineAboveIt) {
     toast->show(false);
     const QImage attached = toast->grab().toImage();
     EXPECT_NE(attached.pixelColor(1, 0), attached.pixelColor(1, 3));
+}
+
+TEST_F(UpdateToastTest, TheWordOnTheButtonCanBeRead) {
+    const auto rgb = [](const QColor& color) {
+        return Rgb{static_cast<std::uint8_t>(color.red()), static_cast<std::uint8_t>(color.green()),
+                   static_cast<std::uint8_t>(color.blue())};
+    };
+    make(ToastView::Style::attached);
+    toast->setMessage(UpdateToast::ReadyUpdate{"1.4.0"});
+    slideTo(180);
+    for (const QColor& tint : {QColor(0x30, 0x8c, 0xc6), QColor(0xe9, 0x54, 0x20), QColor(0x2a, 0x2a, 0x2a)}) {
+        QPalette desktop = ground.palette();
+        desktop.setColor(QPalette::Highlight, tint);
+        desktop.setColor(QPalette::HighlightedText, Qt::white);
+        ground.setPalette(desktop);
+        const QImage picture = button().grab().toImage();
+        // Between the button's edge and the word.
+        for (int y = 4; y < picture.height() - 4; ++y)
+            EXPECT_GE(AuthorColor::contrast(rgb(picture.pixelColor(6, y)), {255, 255, 255}), 4.5)
+                << tint.name().toStdString() << " at " << y;
+    }
 }
 
 TEST_F(UpdateToastTest, AClickOnItIsNoClickOnWhatLiesBeneath) {
