@@ -69,6 +69,9 @@ TEST_F(AppUpdaterTest, TheVariableComesBeforeTheBundle) {
     updates.world.info[infoKey] = "https://bundle/latest.json";
     updates.variables[variable] = " https://variable/latest.json\n";
     updater().start();
+    EXPECT_EQ(updates.manifestUrl, "https://variable/latest.json");
+    // What is started already looks no more.
+    updates.variables[variable] = "https://another/latest.json";
     updater().start();
     EXPECT_EQ(updates.manifestUrl, "https://variable/latest.json");
     EXPECT_TRUE(state().isConfigured);
