@@ -183,9 +183,8 @@ TEST_F(UpdateFetcherTest, AnAnswerThatIsCutShortIsAnError) {
 }
 
 TEST_F(UpdateFetcherTest, AManifestHas30Seconds) {
-    AnswerServer server([](QTcpSocket& client, const QByteArray&) {
-        client.write("HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\n{");
-    });
+    AnswerServer server(
+        [](QTcpSocket& client, const QByteArray&) { client.write("HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\n{"); });
     load(server.url());
     ASSERT_TRUE(turnUntil([&] { return !server.requests.empty(); }));
     // A byte now and then gains no time.
