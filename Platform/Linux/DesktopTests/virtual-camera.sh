@@ -11,6 +11,9 @@ if [ -z "${VIMBLE_CAMERA_HOME:-}" ]; then
     unset DISPLAY WAYLAND_DISPLAY DBUS_SESSION_BUS_ADDRESS XDG_DATA_HOME XDG_CONFIG_HOME XDG_CACHE_HOME
     export HOME="$VIMBLE_CAMERA_HOME" XDG_RUNTIME_DIR="$VIMBLE_CAMERA_HOME/run"
     mkdir -m 700 "$XDG_RUNTIME_DIR"
+    # What looks after Bluetooth ends the session manager where nobody looks after logins, as in a container.
+    mkdir -p "$HOME/.config/wireplumber/bluetooth.lua.d"
+    echo 'bluez_monitor.enabled = false' >"$HOME/.config/wireplumber/bluetooth.lua.d/51-none.lua"
     dbus-run-session -- "$0" "$program"
     exit
 fi
