@@ -106,6 +106,17 @@ protected:
         return text.str();
     }
 
+    /// Installs one that runs a command of the shell. @return what that wrote
+    std::string toldByTheNewOne(const std::string& command) {
+        std::ofstream(staged / "Contents" / "Linux" / "Vimble") << "#!/bin/sh\n"
+                                                                << command << " > '" << home.native() << "/told'\n";
+        startOld("echo ready; read x < pipe");
+        EXPECT_EQ(install(old), InstallerReply());
+        (void)signalThatEndedOld();
+        EXPECT_GT(::waitpid(-1, nullptr, 0), 0);
+        return told();
+    }
+
     TemporaryFolder folder;
     fs::path current = folder.path / "Vimble.app";
     fs::path staged = folder.path / "New.app";
@@ -195,36 +206,18 @@ TEST_F(LiveInstallerEnvironmentTest, AFolderBesideItThatOnlyLooksLikeAnEarlierOn
 }
 
 TEST_F(LiveInstallerEnvironmentTest, TheNewOneIsToldOfTheJournalThatItsOutputReallyGoesTo) {
-    std::ofstream(staged / "Contents" / "Linux" / "Vimble")
-        << "#!/bin/sh\necho \"${JOURNAL_STREAM-none}\" > '" << home.native() << "/told'\n";
     ::setenv("JOURNAL_STREAM", "8:1234", /*overwrite=*/1);
-    startOld("echo ready; read x < pipe");
-    EXPECT_EQ(install(old), InstallerReply());
+    EXPECT_EQ(toldByTheNewOne("echo \"${JOURNAL_STREAM-none}\""), "8:1234\n");
     ::unsetenv("JOURNAL_STREAM");
-    (void)signalThatEndedOld();
-    ASSERT_GT(::waitpid(-1, nullptr, 0), 0);
-    EXPECT_EQ(told(), "8:1234\n");
 }
 
 TEST_F(LiveInstallerEnvironmentTest, WithoutAJournalTheNewOneIsToldOfNone) {
-    std::ofstream(staged / "Contents" / "Linux" / "Vimble")
-        << "#!/bin/sh\necho \"${JOURNAL_STREAM-none}\" > '" << home.native() << "/told'\n";
-    startOld("echo ready; read x < pipe");
-    EXPECT_EQ(install(old), InstallerReply());
-    (void)signalThatEndedOld();
-    ASSERT_GT(::waitpid(-1, nullptr, 0), 0);
-    EXPECT_EQ(told(), "none\n");
+    EXPECT_EQ(toldByTheNewOne("echo \"${JOURNAL_STREAM-none}\""), "none\n");
 }
 
 TEST_F(LiveInstallerEnvironmentTest, WhatAProcessHasWipedOfItsEnvironmentIsNotHandedOn) {
     // A variable that is overwritten with zeros looks like many without a name.
-    std::ofstream(staged / "Contents" / "Linux" / "Vimble")
-        << "#!/bin/sh\ntr '\\0' '\\n' < /proc/$$/environ | grep -vc = > '" << home.native() << "/told'\n";
-    startOld("echo ready; read x < pipe");
-    EXPECT_EQ(install(old), InstallerReply());
-    (void)signalThatEndedOld();
-    ASSERT_GT(::waitpid(-1, nullptr, 0), 0);
-    EXPECT_EQ(told(), "0\n");
+    EXPECT_EQ(toldByTheNewOne("tr '\\0' '\\n' < /proc/$$/environ | grep -vc ="), "0\n");
 }
 
 TEST_F(LiveInstallerEnvironmentTest, NumbersThatMeanGroupsAreRefused) {

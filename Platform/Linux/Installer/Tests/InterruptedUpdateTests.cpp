@@ -10,6 +10,7 @@
 #include <archive_entry.h>
 #include <csignal>
 #include <fstream>
+#include <random>
 #include <sched.h>
 #include <sys/inotify.h>
 #include <sys/mount.h>
@@ -25,6 +26,14 @@ using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::SizeIs;
 using ::testing::StartsWith;
+
+/// The same bytes each time, of which no archive gets smaller.
+std::string incompressible(std::size_t size) {
+    std::mt19937 source;  // NOLINT(cert-msc51-cpp): the seed is to be the same
+    std::string bytes(size, '\0');
+    std::generate(bytes.begin(), bytes.end(), [&] { return static_cast<char>(source() & 0xFF); });
+    return bytes;
+}
 
 class InterruptedUpdateTest : public UpdateAppFixture {
 public:
@@ -96,12 +105,7 @@ TEST_F(InterruptedUpdateTest, ADiskThatIsFullWhileItDownloads) {
     if (!mountTemporary("size=64k")) GTEST_SKIP() << "this user may not mount";
     start();
     const Path bundle = signedBundle("1.1.0");
-    {
-        std::ifstream noise("/dev/urandom", std::ios::binary);
-        std::string bytes(200'000, '\0');
-        noise.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-        std::ofstream(bundle / "Contents/noise") << bytes;
-    }
+    std::ofstream(bundle / "Contents/noise") << incompressible(200'000);
     publish("1.1.0", zipped(bundle));
     expectFailed("download: Failed to download update archive: ", "No space left on device");
 }
@@ -111,12 +115,7 @@ TEST_F(InterruptedUpdateTest, ADiskThatIsFullWhileItUnpacks) {
     start();
     const Path bundle = signedBundle("1.1.0");
     std::ofstream(bundle / "Contents/zeros") << std::string(200'000, '\0');
-    {
-        std::ifstream noise("/dev/urandom", std::ios::binary);
-        std::string bytes(20'000, '\0');
-        noise.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-        std::ofstream(bundle / "Contents/noise") << bytes;
-    }
+    std::ofstream(bundle / "Contents/noise") << incompressible(20'000);
     publish("1.1.0", zipped(bundle));
     expectFailed("extraction: Failed to extract update archive", "could not be written: No space left on device");
 }
