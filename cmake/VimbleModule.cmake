@@ -18,10 +18,12 @@ if(VIMBLE_CCACHE)
     add_compile_options(-fpch-preprocess)
 endif()
 if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
-    # clang knows no such option, and needs none: its own headers are hashed.
+    # clang has no such option. Without a time stamp in it, a precompiled header is the same every time
+    # that it is made, so that what was compiled with it is found again.
     get_directory_property(options COMPILE_OPTIONS)
     list(REMOVE_ITEM options -fpch-preprocess)
     set_directory_properties(PROPERTIES COMPILE_OPTIONS "${options}")
+    add_compile_options("SHELL:-Xclang -fno-pch-timestamp")
 endif()
 find_program(VIMBLE_MOLD mold)
 if(VIMBLE_MOLD AND NOT VIMBLE_FUZZ)
