@@ -11,7 +11,6 @@
 
 namespace {
 
-constexpr double systemPoints = 13;
 // The usual size of a desktop's font: 10 points at 96 dots an inch.
 constexpr double usualPixels = 13.34;
 constexpr char emojiFamily[] = "Noto Color Emoji";
