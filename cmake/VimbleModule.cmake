@@ -39,11 +39,13 @@ add_compile_options($<$<CXX_COMPILER_ID:GNU>:-Wshadow=local>)
 if(VIMBLE_SANITIZE)
     add_compile_options(-fsanitize=${VIMBLE_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
     add_link_options(-fsanitize=${VIMBLE_SANITIZE})
+    if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+        add_compile_options(-fsanitize-ignorelist=${CMAKE_SOURCE_DIR}/cmake/sanitizer-ignore.txt)
+    endif()
 endif()
 if(VIMBLE_FUZZ)
     # Tells the fuzzer where its inputs lead, in every module.
-    add_compile_options(-fsanitize=fuzzer-no-link
-        -fsanitize-ignorelist=${CMAKE_SOURCE_DIR}/Fuzz/sanitizer-ignore.txt)
+    add_compile_options(-fsanitize=fuzzer-no-link)
 endif()
 
 # A module: the sources of FOLDER/NAME, included by others as "NAME/File.h".
