@@ -2,9 +2,9 @@
 
 #include <functional>
 
-/// The application's moves between foreground, background and end, as this machine tells them.
+/// Watches when the application moves to the foreground or the background, and when it ends.
 ///
-/// Main thread only. Destroying it ends the watch.
+/// Main thread only. Destroying the monitor ends the watch.
 class ActivityMonitor {
 public:
     struct Handlers {
@@ -15,7 +15,7 @@ public:
 
     virtual ~ActivityMonitor() = default;
     virtual void observe(Handlers handlers) = 0;
-    /// Whether the application is in the foreground, as the handlers have been told; false for a program that
-    /// is neither in front nor behind.
+    /// Whether the application is in the foreground, by what the handlers have last been told; always false
+    /// for a program without windows.
     virtual bool isActive() const = 0;
 };

@@ -14,12 +14,12 @@
 ///
 /// What is published (`state`) is what was committed with every live overlay replayed on top of it. An
 /// overlay is a provisional change that can be taken back: it is kept as a mutation and not as a value,
-/// so that a commit beneath it is never lost. Nothing is compared: a change that changes nothing is
-/// published too, and leaving out needless calls is the subscribers' business (`subscribeSubset`).
+/// so that a commit beneath it is never lost. The store compares nothing: a mutation that changes nothing
+/// is published too, and a subscriber that wants fewer calls uses `subscribeSubset`.
 ///
 /// Main thread only; built by `make`, whose pointer may be dropped on any thread. A subscriber's action
 /// runs inside the commit that caused it, and reads the new state. A commit costs a few copies of
-/// `State`, so that its large parts should share structure.
+/// `State`, so its large parts should share structure.
 template <class State>
 class Core {
 public:
@@ -63,7 +63,7 @@ public:
         return token;
     }
 
-    /// Takes an overlay back; with a token that names none, only publishes.
+    /// Takes an overlay back. An unknown token changes nothing, but the state is still published.
     void removeOverlay(Token token) {
         std::erase_if(overlaidMutations, [&](const OverlayEntry& entry) { return entry.token == token; });
         rebuild();
@@ -88,7 +88,7 @@ public:
         stateSubs.subscribeChanges(target, std::move(paths), std::move(action));
     }
 
-    /// Sends the present state to that target only: what a new subscriber calls to see it at once.
+    /// Sends the present state to that target only. A new subscriber calls this to see the state at once.
     void resend(const SignalTarget& target) { stateSubs.send(_state, target); }
 
 private:

@@ -2,9 +2,10 @@
 
 #include <concepts>
 
-/// A subset of a store's state: what a subscriber sees of it, and is told of only when it changes.
+/// A subset of a store's state. Its subscriber sees only this part, and is called only when it changes.
 ///
-/// Names its `StateType`, is built from a state or from none (a null pointer), and compares by content.
+/// The type names its `StateType`, is built from a state or from none (a null pointer), and compares by
+/// content.
 template <class Subset>
 concept CoreInitable = std::equality_comparable<Subset> && requires {
     typename Subset::StateType;

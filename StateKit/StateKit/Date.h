@@ -18,7 +18,7 @@ struct Date {
     Date operator-(Seconds interval) const { return {sinceReference - interval}; }
     Seconds operator-(Date other) const { return sinceReference - other.sinceReference; }
 
-    /// What lies between the reference instant and 1970-01-01 00:00:00 UTC, in seconds.
+    /// The seconds from 1970-01-01 00:00:00 UTC to the reference instant.
     static constexpr double unixOffset = 978307200;
     static Date fromUnix(double seconds) { return {seconds - unixOffset}; }
     double toUnix() const { return sinceReference + unixOffset; }

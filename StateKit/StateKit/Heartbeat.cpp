@@ -15,7 +15,7 @@ std::shared_ptr<Heartbeat> Heartbeat::make(MainLoop& loop, Seconds interval, std
 }
 
 void Heartbeat::beat(std::function<void()> completion) {
-    // The dropped timer may hold the last reference to this object but the caller's.
+    // Hold on to this object: the timer that is cancelled below may own the last other reference to it.
     const std::shared_ptr<Heartbeat> self = shared_from_this();
     if (timer) {
         loop.cancelTimer(*timer);

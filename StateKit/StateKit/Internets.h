@@ -7,7 +7,7 @@
 #include <functional>
 #include <memory>
 
-/// Whether the network is usable, told at each update of the path, also when nothing changed.
+/// Whether the network is usable. Subscribers hear it at each update of the path, also when nothing changed.
 ///
 /// Offline until the first report. Main thread only.
 class Internets : public SignalTarget {

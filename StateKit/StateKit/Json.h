@@ -1,7 +1,7 @@
 #pragma once
 
-// The two libraries behind this header are long: include it in source files only, and declare in
-// headers what a value's JSON form is (its list of fields).
+// This header includes two long libraries, so include it in source files only. A header declares a
+// value's JSON form by its list of fields, which takes only `Record.h`.
 
 #include "Base/Bytes.h"
 #include "StateKit/Date.h"
@@ -75,10 +75,10 @@ private:
     std::size_t size = 0;
 };
 
-/// How one type stands in JSON, for types that are neither a `Record` nor built in here.
+/// The JSON form of a type that is neither a `Record` nor built in here.
 ///
 /// A specialisation has `template <class Writer> static void write(Writer&, const Type&)` and
-/// `template <class Source> static void read(Source&, Type&)`, which throws on what is not the type.
+/// `template <class Source> static void read(Source&, Type&)`, which throws on anything but this form.
 template <class Type>
 struct JsonForm;
 
@@ -99,24 +99,24 @@ inline constexpr bool isMap = false;
 template <class Type>
 inline constexpr bool isMap<SharedMap<std::string, Type>> = true;
 
-/// Up to this many bytes, the room that reading takes is kept for the next text.
+/// The memory that reading takes is kept for the next text if the text has at most this many bytes.
 inline constexpr std::size_t smallText = 64 * 1024;
 
-/// Enough for any form that the program reads; what is nested deeper is refused.
+/// A skipped value that is nested deeper than this is refused. Source: more than any form that is read.
 inline constexpr int maxSkippedDepth = 64;
 
 // ---- writing
 
-/// Whether a text has one of the characters U+001A to U+001F. RapidJSON's vector code lets them through
-/// without an escape (it compares with 0x19 where it means 0x1F), and then no reader takes the text.
+/// Whether a text has one of the characters U+001A to U+001F. RapidJSON's vector code does not escape them
+/// (it compares with 0x19 where it means 0x1F), and readers refuse a text in which they are not escaped.
 inline bool hasUnescapedControl(std::string_view text) {
     unsigned char found = 0;
-    // No early end, so that the compiler looks at many characters at once.
+    // No early exit, so that the compiler can have the processor compare many characters at once.
     for (const char c : text) found |= static_cast<unsigned char>(static_cast<unsigned char>(c - 0x1A) < 6);
     return found != 0;
 }
 
-/// The JSON form of a text, one character after the other.
+/// The JSON form of a text, written character by character and without RapidJSON.
 inline std::string quoted(std::string_view text) {
     constexpr char digits[] = "0123456789ABCDEF";
     std::string result = "\"";
@@ -131,7 +131,7 @@ inline std::string quoted(std::string_view text) {
     return result += '"';
 }
 
-/// Writes a text that is UTF-8, as a value or as a key.
+/// Writes a text that is known to be UTF-8, as a value or as a key.
 template <class Writer>
 void writeValidText(Writer& writer, std::string_view text) {
     if (!hasUnescapedControl(text)) {
@@ -144,7 +144,7 @@ void writeValidText(Writer& writer, std::string_view text) {
 
 template <class Writer>
 void writeText(Writer& writer, std::string_view text) {
-    // Checked here, at the speed of a copy: the writer's own check goes character by character.
+    // Check here, as fast as copying the text: the writer's own check goes character by character.
     if (!simdjson::validate_utf8(text.data(), text.size())) throw JsonError("The text is not valid UTF-8.");
     writeValidText(writer, text);
 }
@@ -199,7 +199,7 @@ void write(Writer& writer, const Type& value) {
 
 // ---- reading
 
-/// Reads a value that nobody wants, so that a text with a broken one is refused all the same.
+/// Reads a value that no field takes, so that a text is refused also if only such a value is broken.
 inline void skip(simdjson::ondemand::value value, int depth = 0) {
     if (depth > maxSkippedDepth) throw JsonError("The text is nested too deeply.");
     switch (simdjson::ondemand::json_type(value.type())) {
@@ -221,11 +221,11 @@ inline void skip(simdjson::ondemand::value value, int depth = 0) {
     }
 }
 
-/// A key of an object, without its escapes.
-/// @param room  where the key is put if it has any
+/// A key of an object, with its escapes resolved.
+/// @param room  holds the key if it had escapes
 inline std::string_view keyOf(simdjson::ondemand::field& field, std::string& room) {
-    // The reader has made sure that the string ends. Keys hardly ever have escapes, and looking at
-    // them where they stand is a good part of the speed.
+    // `strchr` finds a quote, since the reader has checked that the string ends. Keys hardly ever have
+    // escapes, and comparing them in the input, without a copy, is a good part of the speed.
     const char* raw = field.key().raw();
     const std::string_view asItStands(raw, static_cast<std::size_t>(std::strchr(raw, '"') - raw));
     if (asItStands.find('\\') == std::string_view::npos) return asItStands;
@@ -233,8 +233,8 @@ inline std::string_view keyOf(simdjson::ondemand::field& field, std::string& roo
     return room;
 }
 
-/// A text. One without escapes, as most are, is taken from where it stands; the library would copy it once
-/// more, into memory that nothing has touched before.
+/// Reads a text. Most have no escapes and are copied straight from the input; the library would copy them
+/// once more, into memory whose pages are not there yet.
 template <class Source>
 void readText(Source& source, std::string& out) {
     std::string_view token = source.raw_json_token();
@@ -245,7 +245,7 @@ void readText(Source& source, std::string& out) {
         out = std::string_view(source.get_string());
         return;
     }
-    // Steps over it; that the string has its end, and no control characters in it, the reader has made sure.
+    // This only steps over the string: the reader has checked that it ends and has no control characters.
     (void)simdjson::ondemand::raw_json_string(source.get_raw_json_string());
     out = token.substr(1, token.size() - 2);
 }
@@ -270,7 +270,7 @@ void readRecord(Source& source, Type& out) {
             if (isKnown || !field.isStored || key != field.name) return;
             isKnown = true;
             auto& member = out.*field.member;
-            // Of a repeated key the last counts, and nothing of those before it is left.
+            // The last of repeated keys counts, so clear what an earlier one has left.
             if (seen[at]) member = {};
             simdjson::ondemand::value value = jsonField.value();
             read(value, member);
@@ -347,7 +347,7 @@ inline bool isListOrObject(std::string_view text) {
     return begin != std::string_view::npos && (text[begin] == '{' || text[begin] == '[');
 }
 
-/// Reads a text that is one number, text, boolean or null: as the one element of a list.
+/// Reads a text that is one number, text, boolean or null, as the only element of a list.
 template <class Type>
 Type decodeAlone(std::string_view text) {
     JsonInput input;
@@ -374,11 +374,11 @@ Type decodeAlone(std::string_view text) {
 
 }  // namespace JsonDetail
 
-/// JSON, both ways, from a type's list of fields.
+/// Writes and reads JSON by a type's list of fields.
 ///
 /// Reading: every field is required unless it is optional (absent or null reads as nothing), unknown
-/// keys are ignored, of a repeated key the last counts. The text must be valid UTF-8 and nothing but
-/// the value. Doubles are exact both ways. Any thread.
+/// keys are ignored, the last of repeated keys counts. The text must be valid UTF-8 and contain nothing
+/// but the value. Doubles are exact both ways. Any thread.
 namespace Json {
 
 /// @throws JsonError  for text that is not UTF-8, and numbers that are not finite
@@ -403,11 +403,11 @@ JsonText encodePretty(const Type& value) {
 /// @throws JsonError  what was wrong with the text, in words
 template <class Type>
 Type decode(const JsonInput& input) {
-    // The reader is lax with what follows a value that is no list or object and stands alone ("falsey",
-    // "null "), and is not inside a list.
+    // A text that is only a number, text, boolean or null is read inside a list: when it stands alone, the
+    // reader is lax with what follows it ("falsey", "null ").
     if (!JsonDetail::isListOrObject(input.view())) return JsonDetail::decodeAlone<Type>(input.view());
-    // Small texts come by the thousand and share a parser. It grows to a few times the longest text
-    // that it has seen, so a long one gets a parser that goes with it.
+    // Small texts come by the thousand and share a parser. A parser keeps a few times the size of the
+    // longest text that it has read, so a long text gets a parser that is destroyed after it.
     thread_local simdjson::ondemand::parser shared;
     std::optional<simdjson::ondemand::parser> own;
     simdjson::ondemand::parser& parser = input.view().size() > JsonDetail::smallText ? own.emplace() : shared;

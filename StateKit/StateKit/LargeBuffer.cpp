@@ -17,7 +17,7 @@ LargeBuffer::LargeBuffer(std::size_t size) : _size(size) {
     } else {
         const std::size_t whole = (size + largePage - 1) / largePage * largePage;
         bytes = static_cast<char*>(std::aligned_alloc(largePage, whole));
-        // A wish: without it the buffer is only slower.
+        // The result does not matter: without large pages the buffer is only slower.
         if (bytes != nullptr) static_cast<void>(madvise(bytes, whole, MADV_HUGEPAGE));
     }
     if (bytes == nullptr) throw std::bad_alloc();

@@ -5,8 +5,8 @@
 /// Room for a text that is read as a whole, and thrown away soon after.
 ///
 /// New memory costs a fault for each page that is touched for the first time, which for a file of many
-/// megabytes comes to a good part of reading it. A large buffer asks the system for large pages; where
-/// there are none it is memory as any other. The contents are not initialised. Move-only.
+/// megabytes is a good part of the time that reading it takes. A large buffer asks the system for large
+/// pages; where there are none it is ordinary memory. The contents are not initialised. Move-only.
 class LargeBuffer {
 public:
     LargeBuffer() = default;

@@ -14,7 +14,7 @@ public:
                        std::string_view message) = 0;
 };
 
-/// Messages for whoever looks after the program, by subsystem and category.
+/// Messages for those who look after the program, by subsystem and category.
 ///
 /// Until a sink is set, errors go to standard error and the rest nowhere.
 class Log {
@@ -32,14 +32,14 @@ public:
 private:
     void write(LogLevel level, std::string_view message) const;
 
-    std::string_view subsystem;  // string literals, both
+    std::string_view subsystem;  // both are string literals, so they are not copied
     std::string_view category;
 };
 
 /// The engine's debug lines ("core state changed"), which go to one sink of their own.
 ///
-/// They tell who talks to whom, so a program decides where they may be seen; until it does, nowhere.
-/// A line that nobody reads is not built. Main thread only.
+/// They reveal who talks to whom, so they go nowhere until the program has decided where they may be
+/// seen (`setPrint`). Until then no line is even built. Main thread only.
 class DebugLines {
 public:
     using Print = void (*)(std::string_view line);
@@ -47,7 +47,7 @@ public:
     /// Null turns the lines off. @return what was set before
     static Print setPrint(Print print);
 
-    /// @param build  yields the line, without its end; only called when somebody reads it
+    /// @param build  yields the line, without a line end; only called while a print function is set
     template <class Build>
     static void print(Build&& build) {
         if (current) current(build());

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <functional>
 
-/// The one loop on the one thread that matters: all that the engine needs of an event loop.
+/// The event loop of the main thread, with only what the engine needs of one.
 ///
 /// Nothing in the engine asks the system for the time, a timer or a thread in any other way, so that
 /// the same code runs on Qt's loop and on a loop whose clock is a variable.

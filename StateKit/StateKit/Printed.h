@@ -14,18 +14,18 @@
 #include <utility>
 
 /// The printed form of a value, for people who look for faults: a record shows its fields by name,
-/// `Person(publicKey: "ab…", isAdmin: false)`, a list stands in brackets. Its punctuation has no meaning.
+/// `Person(publicKey: "ab…", isAdmin: false)`, a list stands in brackets. No program reads this form.
 /// Works on records, lists, maps, optionals, texts, numbers, booleans, dates and enumerations (as
 /// numbers). Any other type is printed by a function `void appendPrinted(std::string&, const Type&)`
-/// that stands in the type's own namespace; one for a record or an enumeration takes precedence.
+/// in the type's own namespace; if a record or an enumeration has such a function, it is used instead.
 ///
 /// In texts, quotes, backslashes and control characters are escaped, so that a printed value is one
 /// line and can't steer a terminal by its control characters.
 template <class Type>
 std::string printed(const Type& value);
 
-/// A type's plain name, without its namespace and its template arguments: "Person". That of an
-/// optional is the name of what it may hold; that of a text is "String".
+/// A type's plain name, without its namespace and its template arguments: "Person". An optional has the
+/// name of the type that it may hold, a text the name "String".
 template <class Type>
 std::string plainTypeName();
 
@@ -106,7 +106,7 @@ void append(std::string& out, const Type& value) {
             }
         }
         if constexpr (isPair<Element>)
-            if (isFirst) out += ':';  // as it is written for an empty map
+            if (isFirst) out += ':';  // an empty map is printed as [:], an empty list as []
         out += ']';
     } else {
         static_assert(std::is_void_v<Type>, "declare appendPrinted(std::string&, const Type&) beside the type");

@@ -18,13 +18,13 @@ struct TimeOfDay {
 ///
 /// Where a change to summer time skips the time, it fires at the first instant that exists after it;
 /// where a change back repeats it, at the first of the two. When the clock is set back while it waits, it
-/// waits for the time by the new clock; when the clock is set forward past the time, it fires late, at
-/// the instant that it had counted on.
+/// waits for the time by the new clock; when the clock is set forward past the time, it fires late, when
+/// the seconds that it had computed before are over.
 ///
 /// Main thread only; destroying it stops it.
 class Schedule : public SignalTarget {
 public:
-    /// @param timezone  an identifier such as "Europe/Zurich". One that is unknown never fires.
+    /// @param timezone  an identifier such as "Europe/Zurich"; with an unknown one the schedule never fires
     Schedule(MainLoop& loop, TimeOfDay timeOfDay, std::string timezone);
 
     template <class Target>

@@ -11,8 +11,8 @@
 ///
 /// Copying costs the same at any length. Appending to one copy leaves all others as they were and
 /// costs a constant on average: elements lie in chunks that never move, and the copy that first
-/// appends behind a shared beginning simply goes on in the last chunk, which the others don't look
-/// into past their own count. A copy that finds that place taken gets a chunk of its own.
+/// appends behind a shared beginning goes on in the shared last chunk, since the others never read a
+/// chunk past their own count. A copy that finds this place taken gets a last chunk of its own.
 ///
 /// Comparing with an unchanged copy is one pointer comparison. Copies that share may be read on any
 /// thread, but as long as one is appended to, all must stay on that thread.
@@ -69,8 +69,8 @@ public:
     bool empty() const { return count == 0; }
     const Element& operator[](std::size_t index) const { return (*(*spine)[index / chunkSize])[index % chunkSize]; }
     const Element& back() const { return (*this)[count - 1]; }
-    /// An element for somebody who outlives the list: it stays where it is as long as the pointer lives.
-    /// Nothing is copied, but the elements of its chunk are kept along with it.
+    /// An element that may be used after the list has died: it stays in its place as long as the pointer
+    /// lives. Nothing is copied, but the other elements of its chunk are kept with it.
     std::shared_ptr<const Element> shared(std::size_t index) const {
         const std::shared_ptr<Chunk>& chunk = (*spine)[index / chunkSize];
         return {chunk, &(*chunk)[index % chunkSize]};
@@ -84,7 +84,7 @@ public:
     const_iterator begin() const { return {this, 0}; }
     const_iterator end() const { return {this, count}; }
 
-    /// Elements that are referred to stay where they are.
+    /// References to elements stay valid.
     void push_back(Element element) {
         if (!spine) spine = std::make_shared<Spine>();
         const std::size_t chunkIndex = count / chunkSize;
@@ -102,8 +102,8 @@ public:
         ++count;
     }
 
-    /// How many elements at the beginning are known to be the same ones, without looking at any: a
-    /// lower bound of the common beginning, exact for a list and what was appended to a copy of it.
+    /// How many elements at the beginning the two lists share, found without comparing any: a lower bound
+    /// of the common beginning, exact for a list and a copy of it that was appended to.
     std::size_t sharedBeginning(const SharedList& other) const {
         if (!spine || !other.spine) return 0;
         const std::size_t shorter = std::min(count, other.count);
@@ -121,7 +121,7 @@ public:
     }
 
 private:
-    /// Someone else went on behind our end: from here on the last chunk and the spine are our own.
+    /// Gives this list a last chunk and a spine of its own, since another copy has appended behind our end.
     void takeOwnTail(std::size_t chunkIndex, std::size_t used) {
         auto own = std::make_shared<Spine>(spine->begin(), spine->begin() + static_cast<std::ptrdiff_t>(chunkIndex));
         if (used > 0) {

@@ -78,7 +78,7 @@ public:
 
     void set(const Key& key, Value value) { put(locate(key), std::make_shared<const Entry>(key, std::move(value))); }
 
-    /// Changes the value in place, as it looks to the caller; starts from `Value()` where there is none.
+    /// Lets `change` edit a copy of the value, or of `Value()` if there is none, and stores it under the key.
     template <class Change>
     void update(const Key& key, Change&& change) {
         const Place place = locate(key);
@@ -88,7 +88,7 @@ public:
         put(place, std::move(entry));
     }
 
-    /// The same, but does nothing where there is no such key. @return whether there was one
+    /// The same, but does nothing if there is no such key. @return whether there was one
     template <class Change>
     bool updateExisting(const Key& key, Change&& change) {
         if (!contains(key)) return false;
@@ -141,7 +141,7 @@ private:
         bool isThere = false;
     };
 
-    /// Walks the entries with a look at the chunks.
+    /// Walks the entries, and can skip a whole chunk.
     struct Cursor {
         const Spine* spine;
         std::size_t at = 0;
@@ -162,7 +162,7 @@ private:
     template <class Wanted>
     Place locate(const Wanted& key) const {
         if (!spine) return {};
-        // The last chunk whose first key is not past the one wanted.
+        // Find the last chunk whose first key is not greater than the wanted one.
         auto after = std::upper_bound(spine->begin(), spine->end(), key, [](const auto& wanted, const auto& chunk) {
             return wanted < chunk->front()->first;
         });

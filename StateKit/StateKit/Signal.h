@@ -17,7 +17,7 @@
 #include <utility>
 #include <vector>
 
-/// A borrowed value whose type was forgotten: what lets one list hold subscribers of every kind.
+/// A borrowed value without its static type, so that one list can hold subscribers of every kind.
 class AnyValue {
 public:
     template <class Value>
@@ -34,19 +34,19 @@ private:
     const std::type_info* type;
 };
 
-/// One entry in the list of a `Signal`. Delivery asks every entry `shouldFire` first, and then fires
+/// One entry in the list of a `Signal`. A delivery first asks every entry `shouldFire`, and then fires
 /// those that said yes.
 class SignalSubscriber {
 public:
     virtual ~SignalSubscriber() = default;
 
-    /// Says whether this value is to reach the subscriber, and updates the subscriber's memo.
+    /// Says whether the subscriber wants this value, and updates the subscriber's memo.
     virtual bool shouldFire(const AnyValue& value) = 0;
 
     /// Calls the action, if the target still lives.
     virtual void fire(const AnyValue& value) = 0;
 
-    /// True for the identity of the live target; with null, true exactly when the target is gone.
+    /// Whether `identity` is the target, and alive; with null, whether the target is gone.
     virtual bool hasTarget(const SignalTarget* identity) const = 0;
 };
 
@@ -182,19 +182,19 @@ private:
     Action action;
 };
 
-/// The value of a signal that has none to tell.
+/// The value type of a signal that carries no value.
 struct NoValue {
     bool operator==(const NoValue&) const = default;
 };
 
 /// A list of weakly held subscribers to which values of one type are sent.
 ///
-/// A target subscribes once, is held weakly and never has to unsubscribe; its dead entry goes with the
-/// next subscription. A send on the main thread delivers before it returns; from any other thread it
-/// posts the delivery and returns. Delivery works on the list as it was at the send: an action may
-/// subscribe, leave, destroy targets, or send again, and a nested delivery completes first.
+/// A target subscribes once, is held weakly and never has to unsubscribe; the next subscription removes
+/// the entries of dead targets. A send on the main thread delivers before it returns; from any other
+/// thread it posts the delivery and returns. Delivery works on the list as it was at the send: an action
+/// may subscribe, leave, destroy targets, or send again, and a nested delivery completes first.
 ///
-/// Subscribing is for the main thread. A copy has a list of its own and shares the subscribers' memos.
+/// Subscribe on the main thread only. A copy has a list of its own and shares the subscribers' memos.
 template <class Value>
 class Signal {
 public:
@@ -206,7 +206,7 @@ public:
         append<SignalSubscriberWithTarget<Target, Value>>(target, std::move(action));
     }
 
-    /// For signals whose value is of no interest.
+    /// For signals that carry no value.
     template <class Target>
         requires std::same_as<Value, NoValue>
     void subscribe(Target& target, void (Target::*action)()) { append<VoidSignalSubscriber<Target>>(target, action); }
@@ -235,7 +235,7 @@ public:
         std::erase_if(subs, [&](const auto& sub) { return sub->hasTarget(&target) || sub->hasTarget(nullptr); });
     }
 
-    /// To all. May be called on any thread.
+    /// Sends to all subscribers. May be called on any thread.
     void send(const Value& value) const {
         if (loop->isMainThread()) {
             deliver(subs, value, [](const SignalSubscriber&) { return true; });
@@ -245,7 +245,7 @@ public:
     }
     void send() const requires std::same_as<Value, NoValue> { send(NoValue{}); }
 
-    /// To that target's subscribers only; the memos of others stay as they are. May be called on any
+    /// Sends to that target's subscriber only; the memos of others stay as they are. May be called on any
     /// thread that keeps the target alive for the length of the call.
     void send(const Value& value, const SignalTarget& target) const {
         const auto isMeant = [&target](const SignalSubscriber& sub) { return sub.hasTarget(&target); };
@@ -259,7 +259,7 @@ public:
     }
     void send(const SignalTarget& target) const requires std::same_as<Value, NoValue> { send(NoValue{}, target); }
 
-    /// Whether anybody might be listening: lets a caller leave a costly value unbuilt.
+    /// Whether any subscriber is alive. A caller may ask before it builds a costly value.
     bool hasSubscribers() const {
         return std::any_of(subs.begin(), subs.end(), [](const auto& sub) { return !sub->hasTarget(nullptr); });
     }
@@ -286,8 +286,8 @@ private:
     template <class Filter>
     static void deliver(const List& subs, const Value& sent, Filter isMeant) {
         if (subs.empty()) return;
-        const List list = subs;    // the actions may change the list,
-        const Value value = sent;  // and what the value was read from
+        const List list = subs;    // the actions may change the list
+        const Value value = sent;  // and the object that `sent` refers to
         const AnyValue any(value);
         List firing;
         firing.reserve(list.size());

@@ -3,9 +3,9 @@
 #include <cstddef>
 #include <memory>
 
-/// Something that can be told: the base of every class that subscribes to a `Signal`.
+/// The base of every class that subscribes to a `Signal`.
 ///
-/// A `Signal` holds its targets weakly, so that nobody ever has to unsubscribe. The weak hold is on a
+/// A `Signal` holds its targets weakly, so that no target ever has to unsubscribe. The weak hold is on a
 /// token that dies with the target and not on a `shared_ptr` to it, because a target may be a window
 /// that its parent owns, or a plain object on a test's stack.
 ///
@@ -16,7 +16,7 @@ public:
     SignalTarget(const SignalTarget&) : SignalTarget() {}
     SignalTarget& operator=(const SignalTarget&) { return *this; }
 
-    /// Tells whether this object still lives, to those who hold it weakly.
+    /// Expires when this object dies, so that those who hold it weakly can tell whether it still lives.
     std::weak_ptr<const void> lifeToken() const { return token; }
 
 protected:
@@ -39,7 +39,7 @@ public:
         if (object) token = object->lifeToken();
     }
 
-    /// @param object  what `target` implements out of others' sight
+    /// @param object  an interface that `target` implements by a private base
     Weak(Object* object, const SignalTarget& target) : address(object), token(target.lifeToken()) {}
 
     /// The object, or null once it has gone.

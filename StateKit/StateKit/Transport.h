@@ -11,10 +11,10 @@
 #include <utility>
 #include <vector>
 
-/// The states of one WebSocket connection, in the order in which a good one goes through them.
+/// The states of one WebSocket connection, in the order in which a successful one passes through them.
 ///
-/// `waiting`: the connection could not be made for a reason that time can mend, and the transport
-/// tries again by itself. Only `ready` lets messages through. `failed` and `cancelled` are final.
+/// `waiting`: the connection could not be made for a reason that may pass, and the transport tries again
+/// by itself. Messages can be sent only in `ready`. `failed` and `cancelled` are final.
 enum class TransportState { setup, preparing, waiting, ready, failed, cancelled };
 
 /// What a message is, by the numbers of RFC 6455, section 5.2.
@@ -36,18 +36,18 @@ struct TransportMessage {
 
 /// How a connection is to be made.
 struct TransportParameters {
-    std::string url;  // as the user's endpoint has it, any scheme
+    std::string url;  // from the user's endpoint, unchecked: may have any scheme, or be no URL
     bool usesTls = true;
     std::vector<std::pair<std::string, std::string>> headers;  // of the opening handshake, in order
 };
 
 /// One WebSocket connection of version 13, from its making to its end.
 ///
-/// It answers pings by itself and tells of each thing that happens through the handlers, on the main
-/// thread and never from inside a call of its owner: the owner may destroy it inside a handler. The
-/// end of a link comes once: as `received` of a close message where the peer sent one, followed by
-/// `receiveFailed`, or `receiveFailed` alone; a connection that can't be saved goes to `failed`.
-/// Destroying it closes it without a word. Main thread only.
+/// It answers pings by itself and reports everything through the handlers, on the main thread and never
+/// from inside a call of its owner: the owner may destroy it inside a handler. The end of a link is
+/// reported once: as `received` of a close message where the peer sent one, followed by `receiveFailed`,
+/// or `receiveFailed` alone; a connection that can't be saved goes to `failed`. Destroying it closes it
+/// without any further report. Main thread only.
 class TransportConnection {
 public:
     struct Handlers {
@@ -74,7 +74,7 @@ public:
     virtual void cancel() = 0;
 };
 
-/// Makes connections: what a network is to the engine.
+/// Makes connections. The engine knows nothing else of the network.
 class Transport {
 public:
     virtual ~Transport() = default;

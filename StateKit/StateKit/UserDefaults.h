@@ -13,13 +13,13 @@ class UserDefaults {
 public:
     virtual ~UserDefaults() = default;
 
-    /// What is read under those keys for as long as nothing is set. Not written anywhere.
+    /// Says which values are read under those keys as long as none is set. They are not written anywhere.
     virtual void registerDefaults(const std::map<std::string, bool>& defaults) = 0;
-    /// A value that is no boolean counts as none. Without a value the default; without a default false.
+    /// The value, else the registered default, else false. A value that is no boolean counts as none.
     virtual bool boolForKey(std::string_view key) const = 0;
     virtual void setBool(std::string_view key, bool value) = 0;
 
-    /// Nothing without a value, or where it is no text.
+    /// Nothing if there is no value, or if it is no text.
     virtual std::optional<std::string> stringForKey(std::string_view key) const = 0;
     virtual void setString(std::string_view key, std::string_view value) = 0;
 };

@@ -14,7 +14,7 @@ const Log log("StateKit", "Websocket");
 /// Whether the URL's scheme asks for TLS: any does but "ws" and "http".
 bool usesTls(std::string_view url) {
     std::string scheme(url.substr(0, std::min(url.find(':'), url.size())));
-    // Schemes are the same in capitals.
+    // Schemes may be written in capitals.
     std::transform(scheme.begin(), scheme.end(), scheme.begin(),
                    [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
     return scheme != "ws" && scheme != "http";
@@ -43,7 +43,7 @@ void Websocket::connect(const std::optional<std::string>& token) {
     parameters.headers.emplace_back("User-Agent", Device::userAgent(host));
     log.info("Connecting to " + url);
 
-    // The number keeps the reports of a connection that was replaced from being taken for the new one's.
+    // A connection that was replaced may still report something: its number tells it from the present one.
     const std::uint64_t number = ++connectionNumber;
     const auto mine = [weak = Weak<Websocket>(this), number]() -> Websocket* {
         Websocket* websocket = weak.get();

@@ -13,7 +13,7 @@
 
 class Websocket;
 
-/// Who is told what becomes of a `Websocket`. Held weakly.
+/// Is told what happens to a `Websocket`, which holds its delegate weakly.
 class WebsocketDelegate {
 public:
     virtual ~WebsocketDelegate() = default;
@@ -27,10 +27,10 @@ public:
     virtual void websocketDidReceive(Websocket& websocket, ByteView message) = 0;
 };
 
-/// A WebSocket client for one URL: the program's one road to the network.
+/// A WebSocket client for one URL.
 ///
-/// It knows nothing of what is said over it. The delegate hears of a connection only once it is ready,
-/// and of its end at most once; a connection that never becomes ready is the caller's to give up.
+/// It knows nothing of what the messages mean. The delegate hears of a connection only once it is ready,
+/// and of its end at most once; the caller has to give up a connection that never becomes ready.
 ///
 /// Main thread only; all delegate calls are made there, from the transport's handlers. The delegate may
 /// connect, close or destroy this object inside any of them. Destroying it cancels its connection.
@@ -46,7 +46,7 @@ public:
     /// @param token  sent as the "Authorization" header, if given
     void connect(const std::optional<std::string>& token = {});
 
-    /// Sends a close frame and then cancels; cancels at once what is not ready.
+    /// Sends a close frame and then cancels the connection; one that is not ready is cancelled at once.
     void close(CloseCode code);
 
     /// One binary message; dropped in silence unless the connection is ready.
@@ -69,5 +69,5 @@ private:
     Weak<WebsocketDelegate> delegate;
     std::unique_ptr<TransportConnection> connection;
     std::uint64_t connectionNumber = 0;  // of the present connection, counted from 1
-    std::optional<CloseCode> closeCode;  // of a close frame of this connection
+    std::optional<CloseCode> closeCode;  // from a close frame that the present connection received
 };

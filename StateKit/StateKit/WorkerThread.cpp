@@ -5,7 +5,7 @@
 WorkerThread::~WorkerThread() {
     if (!thread.joinable()) return;
     {
-        std::deque<std::function<void()>> dropped;  // dies behind the lock: it may own much
+        std::deque<std::function<void()>> dropped;  // may own much, so it is destroyed after the lock is released
         const std::lock_guard lock(mutex);
         isEnding = true;
         if (atEnd == AtEnd::drops) dropped = std::exchange(queue, {});
@@ -38,7 +38,7 @@ void WorkerThread::serve() {
         isWorking = true;
         lock.unlock();
         work();
-        work = nullptr;  // what it holds dies before anybody is told that it is done
+        work = nullptr;  // destroys what the work holds, before `finish` reports that it is done
         lock.lock();
         isWorking = false;
         changed.notify_all();

@@ -9,32 +9,32 @@
 #include <mutex>
 #include <thread>
 
-/// The worker that is a thread of its own, made with the first piece of work.
+/// A worker with a thread of its own, which starts with the first piece of work.
 ///
 /// Made, used and destroyed on one thread.
 class WorkerThread : public Worker {
 public:
-    /// What the end does with work that has not begun.
+    /// What the destructor does with work that has not begun.
     enum class AtEnd { finishes, drops };
 
     explicit WorkerThread(AtEnd atEnd = AtEnd::finishes) : atEnd(atEnd) {}
-    /// Waits until all work is done, or, where the rest is dropped, the piece that has begun. What the work
-    /// refers to must outlive it.
+    /// Waits until all work is done; with `drops`, only until the piece that has begun is done. What the work
+    /// refers to must outlive this object.
     ~WorkerThread() override;
     WorkerThread(const WorkerThread&) = delete;
     WorkerThread& operator=(const WorkerThread&) = delete;
 
     void run(std::function<void()> work) override;
 
-    /// Waits until all work is done, but no longer than that.
-    /// @return false if something is still being done: it goes on, with all that it uses
+    /// Waits until all work is done, but no longer than `limit`.
+    /// @return false if some work is not done: it goes on, and goes on using what it refers to
     bool finish(std::chrono::milliseconds limit);
 
 private:
     void serve();
 
     const AtEnd atEnd;
-    std::mutex mutex;  // guards what follows, but for the thread
+    std::mutex mutex;  // guards the members below, except `thread`
     std::condition_variable changed;
     std::deque<std::function<void()>> queue;
     bool isWorking = false;

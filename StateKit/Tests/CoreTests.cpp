@@ -150,7 +150,7 @@ TEST_F(CoreTest, ACommitThatChangesNothingReachesPlainSubscribersButNotSubsets) 
     core->commit([](Page&) {});
     core->commit([](Page&) {});
     EXPECT_EQ(reader.read.size(), 2u);
-    EXPECT_EQ(other.numbers.size(), 1u);  // the first one always
+    EXPECT_EQ(other.numbers.size(), 1u);  // the first value is always delivered
 }
 
 TEST_F(CoreTest, ChangesAreToldByTheMembersThatWereNamed) {

@@ -15,7 +15,7 @@ TEST(DeviceTest, ANameForTheUserAgentGoesBeforeTheBundlesName) {
     EXPECT_EQ(Device::userAgent(host).substr(0, 6), "Agent/");
     host.bundle.erase("CFBundleName");
     EXPECT_EQ(Device::userAgent(host).substr(0, 6), "Agent/");
-    host.bundle["LDUserAgentApp"] = "";  // present, so the other is not looked at
+    host.bundle["LDUserAgentApp"] = "";  // present, so CFBundleName is not looked at
     EXPECT_EQ(Device::userAgent(host).substr(0, 5), "/1.2_");
 }
 

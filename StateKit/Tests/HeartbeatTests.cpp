@@ -64,7 +64,7 @@ TEST_F(HeartbeatTest, BeatsEverySecondFireAtTheFirstAfterThirtySecondsAndCountAn
     }
     EXPECT_THAT(fired.times, ElementsAre(31));
     loop.advance(100);
-    // The beat at 32 was the first of the second count, which the last one, at 59, ended.
+    // The beats from 32 to 59 belong to the second firing, which comes two seconds after the last of them.
     EXPECT_THAT(fired.times, ElementsAre(31, 61));
 }
 

@@ -1,5 +1,5 @@
-// Compares the reader with another library's document tree on texts that were damaged at random: what
-// one takes the other must take, with the same value.
+// Compares the reader with another library's document tree on texts that were damaged at random: a text
+// that one of them accepts the other must accept too, with the same value.
 
 #include "StateKit/Json.h"
 
@@ -40,7 +40,7 @@ struct Tree {
 
 using Node = rapidjson::Value;
 
-/// The other reading: by hand, from the document tree. False for what is not the type.
+/// Reads a value by hand from the other library's document tree. False if it is of another type.
 bool take(const Node& node, std::int64_t& out) {
     if (!node.IsInt64()) return false;
     out = node.GetInt64();
@@ -105,8 +105,8 @@ bool take(const Node& node, Tree& out) {
            takeField(node, "map", out.map) && takeField(node, "leaf", out.leaf);
 }
 
-/// The other library lets half a pair of surrogates through, which is no UTF-8, and some numbers that
-/// are too large.
+/// Whether our reader has to accept this too: the other library lets half a pair of surrogates through,
+/// which is no UTF-8, and some numbers that are too large.
 bool isSound(const Node& node) {
     const auto isText = [](const Node& text) {
         return simdjson::validate_utf8(text.GetString(), text.GetStringLength());
@@ -120,7 +120,7 @@ bool isSound(const Node& node) {
 }
 
 std::optional<Tree> otherReading(const std::string& text) {
-    // The other library takes a NUL for the end of the text.
+    // The other library would read only up to a NUL.
     if (text.find('\0') != std::string::npos) return std::nullopt;
     rapidjson::Document document;
     document.Parse<rapidjson::kParseValidateEncodingFlag>(text.data(), text.size());
@@ -129,8 +129,8 @@ std::optional<Tree> otherReading(const std::string& text) {
     return tree;
 }
 
-/// Whether the values are the same but for the last digits of their doubles: the other library rounds
-/// them faster than exactly. Exactness has a test of its own.
+/// Whether the values are the same except for the last digits of their doubles, which the other library
+/// does not round exactly. Our exactness has a test of its own.
 bool isClose(double a, double b) { return a == b || std::abs(a - b) <= 1e-14 * std::abs(a); }
 bool isClose(const Leaf& a, const Leaf& b) {
     return a.name == b.name && a.number.has_value() == b.number.has_value() &&
@@ -269,7 +269,7 @@ TEST(JsonDifferentialTest, DamagedTextsAreTakenAndRefusedLikeByAnotherLibrary) {
         const JsonText again = Json::encode(*ours);
         ASSERT_TRUE(Json::decode<Tree>(again.bytes()) == *ours) << "text " << i << ": " << text << "\n" << again.view();
     }
-    // Neither kind may have become rare.
+    // The comparison is only worth something while neither kind of text is rare.
     EXPECT_GT(taken, count / 10);
     EXPECT_GT(refused, count / 10);
 }

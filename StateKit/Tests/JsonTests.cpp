@@ -179,7 +179,7 @@ TEST(JsonTest, EveryCharacterOfATextComesBack) {
 }
 
 TEST(JsonTest, EveryControlCharacterComesBackAlsoFromALongText) {
-    // Long ones go through the writer's vector code, sixteen characters at a time.
+    // The writer's vector code handles long texts, sixteen characters at a time.
     for (char c = 0; c < 0x20; ++c) {
         for (std::size_t at = 0; at < 48; ++at) {
             std::string text(48, 'x');

@@ -16,7 +16,7 @@ using testing::IsEmpty;
 
 namespace {
 
-/// From "2024-03-31 02:30:00" in Greenwich.
+/// The instant of a UTC time such as "2024-03-31 02:30:00".
 Date utc(const std::string& text) {
     std::istringstream in(text);
     date::sys_seconds time;
@@ -25,7 +25,7 @@ Date utc(const std::string& text) {
     return Date::fromUnix(static_cast<double>(time.time_since_epoch().count()));
 }
 
-/// To the nearest second, in Greenwich.
+/// The UTC time of an instant, to the nearest second.
 std::string text(Date date) {
     return date::format("%F %T", date::sys_seconds(std::chrono::seconds(static_cast<long long>(date.toUnix() + 0.5))));
 }

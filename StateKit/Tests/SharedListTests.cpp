@@ -19,7 +19,7 @@ SharedList<int> listOf(int count) {
     return list;
 }
 
-/// Counts how often two of them are compared.
+/// Counts how often two objects of this type are compared.
 struct Counted {
     int number = 0;
     static inline int comparisons = 0;
@@ -266,7 +266,7 @@ TEST(SharedListTest, ManyLiveCopiesBehaveLikeVectors) {
             }
             default:
                 for (std::size_t count = below(40); count > 0; --count) {
-                    // Few different ones, so that lists that grew apart may be equal.
+                    // Only two different elements, so that lists that grew apart are sometimes equal.
                     const std::string element = std::to_string(below(2));
                     live.first.push_back(element);
                     live.second.push_back(element);

@@ -18,7 +18,7 @@ std::vector<std::pair<Key, Value>> entriesOf(const std::map<Key, Value>& map) {
     return std::vector<std::pair<Key, Value>>(map.begin(), map.end());
 }
 
-/// Counts how often two of them are compared.
+/// Counts how often two objects of this type are compared.
 struct Counted {
     int number = 0;
     static inline int comparisons = 0;
@@ -144,7 +144,7 @@ TEST(SharedMapTest, MapsWithTheSameEntriesAreEqualHoweverTheirChunksFell) {
     fewer.erase(299);
     EXPECT_FALSE(rising == fewer);
     EXPECT_FALSE((rising == SharedMap<int, int>()));
-    fewer.set(300, 299);  // as many, with another key
+    fewer.set(300, 299);  // as many entries, one under another key
     EXPECT_FALSE(rising == fewer);
 }
 
@@ -161,7 +161,7 @@ TEST(SharedMapTest, ManyLiveCopiesBehaveLikeMaps) {
     const auto below = [&](std::size_t limit) { return static_cast<std::size_t>(random() % limit); };
 
     std::vector<std::pair<SharedMap<int, int>, std::map<int, int>>> lives(1);
-    lives.reserve(30);  // so that the one at work stays where it is
+    lives.reserve(30);  // so that `live` stays valid when another map is added
     for (int step = 0; step < 20'000; ++step) {
         auto& live = lives[below(lives.size())];
         const int key = static_cast<int>(below(300));
@@ -195,7 +195,7 @@ TEST(SharedMapTest, ManyLiveCopiesBehaveLikeMaps) {
                 break;
             }
             case 7:
-                // Now and then back to nothing, which takes chunks away.
+                // Now and then, empty the map, which removes its chunks one by one.
                 if (below(20) == 0) {
                     for (const auto& entry : live.second) ASSERT_TRUE(live.first.erase(entry.first));
                     live.second.clear();

@@ -23,7 +23,7 @@ struct Weather {
     bool operator==(const Weather&) const = default;
 };
 
-/// Who sees of the weather only the degrees.
+/// Sees only the degrees of the weather.
 struct Degrees {
     using StateType = Weather;
     explicit Degrees(const Weather* weather) : degrees(weather ? weather->degrees : -1) {}
@@ -348,7 +348,7 @@ TEST_F(SignalTest, DetectorsHearTheFirstValueAndThenOnlyChangesOfTheirAspects) {
 }
 
 TEST_F(SignalTest, DetectorsCompareWithTheLastValueAlsoIfItDidNotFire) {
-    // From 1 to 6 in steps that each are no change by a detector of halves of the step before.
+    // No step is larger than 2, so the detector sees no leap; compared with the 1, it would see one at 4.
     Listener<Weather> listener;
     ChangeDetector<Weather> leap{[](const Weather& old, const Weather& now) { return now.degrees - old.degrees > 2; }};
     SignalSubscriberWithDetectors<Listener<Weather>, Weather> subscriber(listener, {leap}, &Listener<Weather>::hear);

@@ -398,7 +398,7 @@ TEST_F(WebsocketTest, ALateCompletionOfACloseDoesNotCancelTheNextConnection) {
     EXPECT_TRUE(websocket->isConnected());
 }
 
-// What a delegate may do in the middle of each report.
+// What a delegate may do inside each report.
 
 TEST_F(WebsocketTest, TheDelegateMayDestroyItOnConnection) {
     delegate.then = [this] { websocket.reset(); };

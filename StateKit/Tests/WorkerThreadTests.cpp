@@ -81,7 +81,7 @@ TEST(WorkerThreadTest, WhereTheRestIsDroppedTheEndWaitsOnlyForWhatRuns) {
         worker.run([&ran, owned] { ++ran; });
         begun.get_future().wait();
         EXPECT_EQ(owned.use_count(), 2);
-        // The destructor empties the queue before it waits; this lets the first piece go once it has.
+        // The destructor empties the queue before it waits; this thread ends the first piece after that.
         releasing = std::thread([&owned, &mayEnd] {
             while (owned.use_count() > 1) std::this_thread::yield();
             mayEnd.set_value();
