@@ -7,11 +7,11 @@
 
 namespace {
 
-// As many as the kernel follows; and a bound on the work that one link can make.
+// As many links as the kernel follows, and a limit on the work that one link can cause.
 constexpr int maximumLinks = 40;
 constexpr int maximumSteps = 1024;
 
-/// The parts of a path, last one first, so that the next is at the end.
+/// The parts of a path, last one first, so that the next one can be taken from the end.
 std::vector<std::string> turnedRound(std::string_view path) {
     std::vector<std::string> parts;
     while (true) {
@@ -24,7 +24,7 @@ std::vector<std::string> turnedRound(std::string_view path) {
     return parts;
 }
 
-/// Takes the last part off. @return false if there is none
+/// Removes the last part of a path. @return false if there is none
 bool goUp(std::string& place) {
     if (place.empty()) return false;
     const std::size_t end = place.rfind('/');

@@ -7,8 +7,8 @@
 #include <string_view>
 #include <vector>
 
-/// Where the symbolic links of a bundle lead, found in the list of what the bundle holds and not on the
-/// disk, where anything outside could be in the way.
+/// Checks where the symbolic links of a bundle lead. It follows them in the list of what the bundle holds
+/// and not on the disk, where they could lead through something outside.
 ///
 /// Borrows both lists.
 class BundleLinks {
@@ -16,7 +16,7 @@ public:
     static constexpr std::size_t maximumTargetBytes = 1024;
 
     /// @param entries  ascending by path
-    /// @param targets  by the path of the link
+    /// @param targets  what the links point to, by the path of the link
     BundleLinks(const std::vector<SealEntry>& entries, const std::map<std::string, std::string>& targets)
         : entries(entries), targets(targets) {}
 

@@ -44,7 +44,7 @@ struct stat statusOf(int file, std::string_view path) {
 
 /// @throws CodeSignatureError unsealable  for the bits that let a program run as somebody else
 unsigned permissions(const struct stat& status, std::string_view path) {
-    // A folder that is made in one with this bit has it too: it says nothing of the bundle.
+    // A folder inherits this bit from the folder that it is made in, so it says nothing of the bundle.
     const mode_t ignored = S_ISDIR(status.st_mode) ? S_ISGID : 0;
     const mode_t mode = status.st_mode & 07777 & ~ignored;
     if ((mode & ~mode_t{0777}) != 0)
@@ -72,7 +72,7 @@ std::vector<std::string> namesIn(int folder, std::string_view path) {
             throw CodeSignatureError(Code::unsealable, path, "it holds more than 100000 files");
         names.emplace_back(name);
     }
-    // So that the first difference is the same one every time.
+    // Sort, so that the first difference is the same one every time.
     std::ranges::sort(names);
     return names;
 }
@@ -156,7 +156,7 @@ void BundleReader::readFile(int folder, const std::string& name, SealEntry entry
         if (count < 0) throw notReadable(entry.path);
         if (count == 0) break;
         size += static_cast<std::uint64_t>(count);
-        // Somebody may go on writing for as long as we go on reading.
+        // Stop at the first byte too many: somebody could go on appending for as long as we read.
         if (size > entry.size) throw changing(entry.path);
         hash.update(ByteView(buffer).first(static_cast<std::size_t>(count)));
     }

@@ -7,19 +7,19 @@
 #include <sys/stat.h>
 #include <vector>
 
-/// Looks at all that a bundle holds: hashes every file and link, and follows every link to see that it
+/// Reads all that a bundle holds: hashes every file and link, and follows every link to see that it
 /// stays inside.
 ///
-/// Goes down by open folders and never through a link, so that nobody who renames things meanwhile leads
-/// it elsewhere. What changes while it is read is refused; what changes afterwards, nobody sees. Owners,
-/// times, extended attributes and the inherited group of a folder (set-group-ID) are not looked at.
+/// Descends by open folders and never through a link, so that somebody who renames things meanwhile can't
+/// lead it elsewhere. A file or folder that changes while it is read is refused; a later change is not
+/// seen. Owners, times, extended attributes and the inherited group of a folder (set-group-ID) are ignored.
 ///
-/// One object for one reading. Blocks for as long as the disk takes; any thread.
+/// One object does one reading. Blocks for as long as the disk takes; any thread.
 class BundleReader {
 public:
     /// @param bundle    an open folder, borrowed
-    /// @param expected  what it has to be, borrowed; null: whatever it is. With it, nothing is hashed
-    ///                  that differs in kind, mode or size already.
+    /// @param expected  what the bundle has to hold, borrowed; null: anything. A file that already differs
+    ///                  from it in kind, mode or size is refused without being hashed.
     BundleReader(int bundle, const Seal* expected);
 
     /// @return everything but the folder of the seal, in no order
@@ -35,9 +35,9 @@ private:
     void readFile(int folder, const std::string& name, SealEntry entry, const struct stat& seen);
     void readLink(int folder, const std::string& name, SealEntry entry);
 
-    /// Counts, and compares what is known before the contents are.
+    /// Counts the entry, and compares what is known of it before its contents are read.
     void meet(const SealEntry& entry);
-    /// Compares the contents, and keeps the entry.
+    /// Compares the entry with its contents, and keeps it.
     void keep(SealEntry entry);
     void checkNothingMissing() const;
 

@@ -40,7 +40,7 @@ void checkExtensions(X509* certificate) {
 }
 
 void checkPurpose(X509* signer) {
-    // Without the extension, every bit is set.
+    // For a certificate without this extension, the library sets every bit.
     if ((X509_get_key_usage(signer) & KU_DIGITAL_SIGNATURE) == 0)
         throw bad(signer, "has a key usage without digital signature");
     if ((X509_get_extension_flags(signer) & EXFLAG_XKUSAGE) == 0 ||
@@ -49,7 +49,7 @@ void checkPurpose(X509* signer) {
 }
 
 void checkIssuer(X509* issuer) {
-    // Other answers are guesses for certificates of old.
+    // Only 1 means an authority by its basic constraints; other answers are guesses for old certificates.
     if (X509_check_ca(issuer) != 1) throw bad(issuer, "is not that of a certificate authority");
     if ((X509_get_key_usage(issuer) & KU_KEY_CERT_SIGN) == 0)
         throw bad(issuer, "has a key usage without signing certificates");
@@ -79,7 +79,7 @@ std::vector<X509*> CertificateChain::checked(X509* first, STACK_OF(X509) * certi
     check(between != nullptr, "out of memory");
     for (int i = 0; i < count; ++i) {
         X509* certificate = sk_X509_value(certificates, i);
-        // What is looked at here is what the library fills in when it first looks at extensions.
+        // The library fills in what is checked here when it first looks at the extensions, so they come first.
         checkExtensions(certificate);
         checkStrength(certificate);
         if (!isSelfIssued(certificate)) {
@@ -109,7 +109,7 @@ std::vector<X509*> CertificateChain::checked(X509* first, STACK_OF(X509) * certi
 
     std::vector<X509*> chain;
     STACK_OF(X509)* found = X509_STORE_CTX_get0_chain(context.get());
-    // Some may be our pointer and some the store's: it is one object with two owners.
+    // These pointers outlive the store and the context, which only share the caller's certificates.
     for (int i = 0; i < sk_X509_num(found); ++i) chain.push_back(sk_X509_value(found, i));
     if (static_cast<int>(chain.size()) != count)
         throw bad("the signature holds certificates that do not belong to the chain");

@@ -12,8 +12,8 @@
 /// certificates, if they say what their key may be used for). The first has the extended key usage code
 /// signing, so that no certificate of the same authority for another purpose signs programs, and, if it has a
 /// key usage, digital signature. No key and no signature is weaker than 112 bits: no RSA below 2048, no
-/// SHA-1, no MD5. Names are not compared with anything, and the last one is trusted by nobody yet: whoever
-/// asks compares the keys with those that they know.
+/// SHA-1, no MD5. Names are not compared with anything, and the last certificate is not yet trusted: the
+/// caller compares the keys with those that it knows.
 ///
 /// Dates and revocation are not judged: an expired certificate would strand every installed copy.
 namespace CertificateChain {

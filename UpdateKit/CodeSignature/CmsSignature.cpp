@@ -38,7 +38,7 @@ OpenSsl::Cms parsed(ByteView der) {
     const unsigned char* at = der.data();
     OpenSsl::Cms cms(d2i_CMS_ContentInfo(nullptr, &at, static_cast<long>(der.size())));
     if (!cms) throw bad("the signature can't be read");
-    // One spelling: nobody hides anything in what the library does not look at.
+    // Accept only one encoding, so that nothing can be hidden in bytes that the library ignores.
     if (at != der.data() + der.size() || !std::ranges::equal(derOf(cms.get()), der))
         throw bad("the signature is not in DER");
     if (OBJ_obj2nid(CMS_get0_type(cms.get())) != NID_pkcs7_signed ||
@@ -63,20 +63,20 @@ void checkSigner(CMS_SignerInfo* signer) {
     const int nid = algorithm ? OBJ_obj2nid(algorithm) : NID_undef;
     if (nid != NID_sha256 && nid != NID_sha384 && nid != NID_sha512)
         throw bad("the signature uses a digest that is too weak");
-    // Without them the same signature could be read as one over other bytes.
+    // Without signed attributes, the same signature could be presented as one over other bytes.
     if (CMS_signed_get_attr_count(signer) <= 0) throw bad("the signature has no signed attributes");
     if (CMS_unsigned_get_attr_count(signer) > 0) throw bad("the signature has attributes that are not signed");
 }
 
-/// Looks at the parts of a signature one after the other, as they lie in it. What it is given was parsed
-/// already, so anything that doesn't fit is a bug of its own.
+/// Steps through the parts of a signature in DER, one after the other. The library has parsed these bytes
+/// before, so a part that does not fit means a bug here.
 class DerParts {
 public:
     explicit DerParts(ByteView der) : rest(der) {}
 
     bool isAtEnd() const { return rest.empty(); }
     bool isNext(int tag, int tagClass) const { return header().tag == tag && header().tagClass == tagClass; }
-    /// The contents of the next part, which is left behind.
+    /// Steps over the next part. @return its contents
     ByteView take() {
         const Header next = header();
         const ByteView contents = rest.subspan(next.headerBytes, next.contentBytes);
@@ -105,8 +105,8 @@ private:
     ByteView rest;
 };
 
-/// Nobody signs the numbers of the versions, and the library does not look at them: they have to be what they
-/// are for certificates that are named by issuer and number, over plain bytes (RFC 5652, 5.1 and 5.3).
+/// The version numbers are not signed, and the library does not look at them. They have to be 1, as for a
+/// certificate that is named by issuer and number, and for plain bytes (RFC 5652, 5.1 and 5.3).
 void checkVersions(ByteView der) {
     const auto isOne = [](ByteView number) { return number.size() == 1 && number[0] == 1; };
     DerParts contentInfo(DerParts(der).take());
@@ -114,14 +114,14 @@ void checkVersions(ByteView der) {
     DerParts signedData(DerParts(contentInfo.take()).take());
     bool isRight = isOne(signedData.take());
     signedData.take();  // the digests
-    signedData.take();  // the content that is not there
+    signedData.take();  // the kind of the content, which itself is not there
     while (!signedData.isAtEnd() && !signedData.isNext(V_ASN1_SET, V_ASN1_UNIVERSAL)) signedData.take();
     DerParts signer(DerParts(signedData.take()).take());
     isRight = isRight && isOne(signer.take()) && signer.isNext(V_ASN1_SEQUENCE, V_ASN1_UNIVERSAL);
     if (!isRight) throw bad("the signature is of another version");
 }
 
-/// Neither is the name of the algorithm under the signature: it has to be that of the key and the digest.
+/// The name of the signature's algorithm is not signed either. It has to be that of the key and the digest.
 void checkAlgorithm(CMS_SignerInfo* signer) {
     X509* certificate = nullptr;
     X509_ALGOR* digest = nullptr;
@@ -157,7 +157,7 @@ ByteView derOf(const X509_NAME* name) {
     return {der, length};
 }
 
-/// The library takes names for the same that differ in case or in blanks.
+/// Compares the issuer's name byte by byte: to the library, names that differ in case or in blanks are equal.
 void checkName(CMS_SignerInfo* signer, X509* certificate) {
     ASN1_OCTET_STRING* keyIdentifier = nullptr;
     X509_NAME* issuer = nullptr;
@@ -186,7 +186,7 @@ Bytes CmsSignature::make(ByteView content, const SigningIdentity& identity) {
         throw CodeSignatureError(Code::badIdentity, "the identity's key can't sign");
     }
     Bytes der = derOf(cms.get());
-    // What others would refuse is never given away.
+    // Never hand out a signature that `verify` would refuse.
     static_cast<void>(verify(content, der));
     return der;
 }
@@ -199,7 +199,7 @@ Signer CmsSignature::verify(ByteView content, ByteView signature) {
     checkVersions(signature);
     const OpenSsl::Certificates certificates(CMS_get1_certs(cms.get()));
     if (!certificates) throw bad("the signature holds no certificate");
-    // They are looked at before their keys are used: a key of the wrong kind could be made to cost hours.
+    // Count them before their keys are used: a key of the wrong kind could be made to cost hours.
     if (sk_X509_num(certificates.get()) > static_cast<int>(CertificateChain::maximumLength))
         throw bad("the signature holds more than 8 certificates");
     if (const OpenSsl::Revocations revocations(CMS_get1_crls(cms.get())); revocations)
@@ -209,7 +209,7 @@ Signer CmsSignature::verify(ByteView content, ByteView signature) {
     const bool holds =
         CMS_verify(cms.get(), nullptr, nullptr, stream.get(), nullptr, CMS_BINARY | CMS_NO_SIGNER_CERT_VERIFY) == 1;
     if (!holds) throw bad("the signature is not one over this seal");
-    // The very certificate under whose key it holds, should several have its number.
+    // Take the certificate whose key the library has used: several may have the same issuer and number.
     X509* certificate = certificateOf(signer);
     const auto chain = CertificateChain::checked(certificate, certificates.get());
     checkAlgorithm(signer);

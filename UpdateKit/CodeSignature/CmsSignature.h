@@ -6,15 +6,15 @@
 
 #include <cstddef>
 
-/// A signature that lies beside what it signs: CMS SignedData (RFC 5652), DER, detached, with all certificates
-/// of the chain in it and nothing to spare.
+/// A signature that lies beside what it signs: CMS SignedData (RFC 5652), DER, detached, with exactly the
+/// certificates of the chain in it.
 ///
 /// Any thread.
 namespace CmsSignature {
 
 constexpr std::size_t maximumBytes = 64 << 10;
 
-/// Signs bytes as they are, by their SHA-256.
+/// Signs bytes as they are, by their SHA-256 digest.
 /// @throws CodeSignatureError badIdentity, badSignature  the identity's chain would be refused by `verify`
 Bytes make(ByteView content, const SigningIdentity& identity);
 

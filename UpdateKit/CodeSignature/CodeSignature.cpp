@@ -19,7 +19,7 @@ namespace {
 using Code = CodeSignatureErrorCode;
 
 OpenFile openBundle(const std::filesystem::path& path) {
-    // The way to it may go over links; it is what lies in it that may not.
+    // The path to the bundle may lead through links, but no link inside the bundle is followed.
     OpenFile bundle(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!bundle.isOpen()) throw CodeSignatureError(Code::noBundle, path.native(), std::strerror(errno));
     struct stat contents {};
@@ -52,7 +52,7 @@ CodeSignature::Profile CodeSignature::verify(const std::filesystem::path& path) 
 
 void CodeSignature::seal(const std::filesystem::path& path, const SigningIdentity* identity) {
     const OpenFile bundle = openBundle(path);
-    // Two at once would each take the other's new folder for a part of the bundle.
+    // Two programs that seal at once would each take the other's new folder for a part of the bundle.
     if (::flock(bundle.get(), LOCK_EX | LOCK_NB) != 0)
         throw CodeSignatureError(Code::notWritten, path.native(), "it is being sealed by another program");
     SealFolder::removeLeftovers(path);

@@ -13,8 +13,8 @@ class SigningIdentity;
 /// The seal of a bundle: a list of all that is in it (`Seal`), signed by an identity or, ad hoc, by nobody.
 ///
 /// A signed one says that the bundle is what the holder of a key has sealed, down to the last byte, name,
-/// mode and link. An ad-hoc one only says that the bundle is whole; everybody can make it. Who has
-/// sealed is compared by whoever asks: nobody is trusted here.
+/// mode and link. An ad-hoc one only says that the bundle is whole; anybody can make one. No signer is
+/// trusted here: the caller compares the signer with the one that it expects.
 ///
 /// Not under the seal: owners, times, extended attributes and access lists of the files.
 ///
@@ -33,7 +33,7 @@ struct Profile {
     bool operator==(const Profile&) const = default;
 };
 
-/// Looks whether the seal and its signature hold. What is changed after it was read is not seen.
+/// Checks whether the seal and its signature hold. A change to a file after it was read is not seen.
 /// @param bundle  a folder with a folder "Contents", or a link to one
 /// @throws CodeSignatureError  anything but badIdentity and notWritten
 Profile verify(const std::filesystem::path& bundle);
@@ -47,7 +47,7 @@ void seal(const std::filesystem::path& bundle, const SigningIdentity* identity);
 ///
 /// "Bundle=", "Format=app bundle", "Seal=sha256:HEX", "Sealed entries=", "Sealed bytes="; then of an ad-hoc seal
 /// "Signature=adhoc", else "Signature size=" and an "Authority=" for each certificate (`Authority::text`); last
-/// "TeamIdentifier=", with "not set" where there is none. No name in it makes a line of its own.
+/// "TeamIdentifier=", with "not set" where there is none. A name in it can't make a line of its own.
 std::string description(const std::filesystem::path& bundle, const Profile& profile);
 
 }  // namespace CodeSignature

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-/// What stands behind a refusal, for those who treat them differently; the text is for people.
+/// The kind of a failure, for callers that treat the kinds differently; the text is for people.
 enum class CodeSignatureErrorCode {
     unreadable,    // the bundle or a file in it could not be read, or changed meanwhile
     noBundle,      // there is no bundle
@@ -13,16 +13,16 @@ enum class CodeSignatureErrorCode {
     badSeal,       // the seal itself is damaged, incomplete or more than it should be
     filesDiffer,   // the bundle is not what was sealed; the text names the first difference
     badSignature,  // the signature, or the chain of certificates behind it, doesn't hold
-    badIdentity,   // the identity to sign with is of no use
+    badIdentity,   // the identity to sign with can't be used
     notWritten,    // the new seal could not be put in its place; the old one is where it was
 };
 
 /// Why a bundle was not sealed, or its seal was refused. Any thread.
 class CodeSignatureError : public std::runtime_error {
 public:
-    /// @param text  one line, without a full stop; names of others in it are escaped (`EscapedText`)
+    /// @param text  one line, without a full stop; names that others chose are escaped in it (`EscapedText`)
     CodeSignatureError(CodeSignatureErrorCode code, const std::string& text) : std::runtime_error(text), code(code) {}
-    /// @param path  of the file that it is about, relative to the bundle; empty: the bundle itself
+    /// @param path  of the file that the error is about, relative to the bundle; empty: the bundle itself
     CodeSignatureError(CodeSignatureErrorCode code, std::string_view path, std::string_view text);
 
     CodeSignatureErrorCode code;

@@ -29,7 +29,7 @@ Character firstOf(std::string_view text) {
         if ((byte(i) & 0xC0) != 0x80) return broken;
         point = point << 6 | (byte(i) & 0x3F);
     }
-    // Longer than need be, half of a pair, or beyond the last one.
+    // Refuse a longer form than needed, half of a surrogate pair, and numbers beyond the last character.
     if ((length == 3 && point < 0x800) || (length == 4 && point < 0x10000)) return broken;
     if ((point >= 0xD800 && point <= 0xDFFF) || point > 0x10FFFF) return broken;
     return {length, !isHidden(point)};

@@ -3,7 +3,7 @@
 #include <string>
 #include <utility>
 
-/// An open file of the kernel's, closed with its holder. Move-only.
+/// An open file descriptor, closed when its holder dies. Move-only.
 class OpenFile {
 public:
     OpenFile() = default;
@@ -17,14 +17,14 @@ public:
     OpenFile& operator=(const OpenFile&) = delete;
     ~OpenFile();
 
-    /// For the length of a call; negative if there is none.
+    /// Borrowed for the length of a call; negative if there is none.
     int get() const { return number; }
-    /// Leaves the closing to somebody else.
+    /// Gives up the descriptor, which somebody else closes.
     void release() { number = -1; }
     bool isOpen() const { return number >= 0; }
 
-    /// A name in an open folder, for reading; not through a symbolic link, and without waiting for
-    /// anybody if it is no file after all. Not open: `errno` says why.
+    /// Opens a name in an open folder for reading. Follows no symbolic link, and does not wait for another
+    /// process if the name is a pipe and no file. If the result is not open, `errno` says why.
     static OpenFile at(int folder, const std::string& name, int flags = 0);
 
 private:

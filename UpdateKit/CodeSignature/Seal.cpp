@@ -49,7 +49,7 @@ std::string_view parentOf(std::string_view path) {
     return end == std::string_view::npos ? std::string_view() : path.substr(0, end);
 }
 
-/// What every list keeps to, whoever has written it.
+/// Checks the rules for every list, whether it was parsed or made here.
 /// @throws CodeSignatureError  with the given code
 void validate(const Seal& seal, CodeSignatureErrorCode code) {
     const auto& entries = seal.entries;
@@ -69,14 +69,14 @@ void validate(const Seal& seal, CodeSignatureErrorCode code) {
             throw CodeSignatureError(code, entry.path, "the folder that it lies in is missing");
         if (!names.insert(folded(entry.path)).second)
             throw CodeSignatureError(code, entry.path, "another name differs from it only in case");
-        // Each is within the limit by itself, so the sum can't turn over before it is seen.
+        // The sum can't overflow unseen: it is checked at each entry, and so is the size by itself.
         total += entry.size;
         if (entry.size > Seal::maximumFileBytes || total > Seal::maximumFileBytes)
             throw CodeSignatureError(code, entry.path, "with it the bundle is larger than 4 GiB");
     }
 }
 
-/// Takes a list apart, from the front. Whatever doesn't fit throws.
+/// Reads a list from its beginning. Throws at anything that does not fit.
 class Reader {
 public:
     explicit Reader(std::string_view text) : rest(text) {}
@@ -92,7 +92,7 @@ public:
         if (!take(text)) fail();
     }
 
-    /// A number in the one spelling that it has.
+    /// A decimal number without leading zeros.
     std::uint64_t decimal() {
         const std::string_view text = word();
         std::uint64_t value = 0;
@@ -172,7 +172,7 @@ Seal Seal::parse(ByteView bytes) {
     seal.isSigned = reader.take(signedLine);
     if (!seal.isSigned) reader.expect(adhocLine);
     while (!reader.isAtEnd()) {
-        // Before they are kept: an entry takes more memory than the line it comes from.
+        // Stop here instead of in `validate`: an entry takes more memory than the line that it comes from.
         if (seal.entries.size() > maximumEntries) break;
         SealEntry entry;
         if (reader.take("directory ")) {

@@ -22,7 +22,7 @@ struct SealEntry {
     bool operator==(const SealEntry&) const = default;
 };
 
-/// The list of all that a bundle holds: what is signed, byte for byte.
+/// The list of all that a bundle holds. The bytes of this list are what is signed.
 ///
 /// Shape: text in UTF-8, each line ending in one line feed. "vimble-seal 1", then "signature required" or
 /// "signature none", then a line for each entry, ascending by the bytes of the path, the bundle itself
@@ -32,8 +32,8 @@ struct SealEntry {
 ///     file MODE SIZE SHA256 PATH
 ///     link SHA256 PATH
 ///
-/// MODE is four octal digits, SIZE decimal, SHA256 64 lower-case hexadecimal characters. There is one
-/// spelling of a list: parsing takes no other. The folder of the seal is not in it.
+/// MODE is four octal digits, SIZE decimal, SHA256 64 lower-case hexadecimal characters. A list can be
+/// written in one way only: parsing refuses any other. The folder of the seal is not in it.
 ///
 /// "signature required" stands inside what is signed, so that a seal whose signature was taken away does
 /// not pass for one that never had any.

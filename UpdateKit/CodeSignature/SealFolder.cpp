@@ -62,7 +62,7 @@ std::optional<Bytes> contents(int folder, std::string_view name, std::size_t max
     checkMode(status, fileMode, 0, path);
     if (status.st_size < 0 || static_cast<std::uint64_t>(status.st_size) > maximum)
         throw CodeSignatureError(Code::badSeal, path, "it is too large");
-    // One byte more, to see that nobody has written on meanwhile.
+    // Try to read one byte more, to see whether the file has grown meanwhile.
     Bytes bytes(static_cast<std::size_t>(status.st_size) + 1);
     std::size_t length = 0;
     while (length < bytes.size()) {
@@ -109,7 +109,7 @@ void writeFile(const fs::path& path, ByteView bytes) {
         if (count < 0) throw notWritten(errno);
         bytes = bytes.subspan(static_cast<std::size_t>(count));
     }
-    // Whatever the mask of new files is.
+    // Set the mode again, since the process's mask may have taken bits from it when the file was made.
     if (::fchmod(file.get(), fileMode) != 0 || ::fsync(file.get()) != 0) throw notWritten(errno);
 }
 
@@ -118,7 +118,7 @@ void syncFolder(const fs::path& path) {
     if (!folder.isOpen() || ::fsync(folder.get()) != 0) throw notWritten(errno);
 }
 
-/// A new folder beside the seal's, gone with its holder, and what it then holds.
+/// A new folder beside the seal's. When its holder dies, it is removed with all that it then holds.
 class FolderBeside {
 public:
     explicit FolderBeside(const fs::path& parent) {
@@ -186,7 +186,7 @@ void SealFolder::write(const fs::path& bundle) const {
     syncFolder(made.path);
     exchange(made, place);
     syncFolder(place.parent_path());
-    // Now the old one, or nothing.
+    // If there was an old seal, this folder now holds it.
     made.remove();
 }
 

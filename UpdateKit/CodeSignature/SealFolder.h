@@ -17,14 +17,14 @@ struct SealFolder {
     ///         unreadable
     static SealFolder read(int bundle);
 
-    /// Replaces the one that is there, in one step: whoever reads finds the old one or the new one.
-    /// Where the file system can't exchange two names, there is none for a moment.
-    /// @param bundle  of this process alone; its folder Contents is there
-    /// @throws CodeSignatureError notWritten  the old one, or, if it is the last step that fails, the new one is in its
-    ///         place, each whole
+    /// Replaces the present seal in one step: a reader finds the old one or the new one. Where the file
+    /// system can't exchange two names, there is no seal for a moment.
+    /// @param bundle  used by this process alone; has a folder Contents
+    /// @throws CodeSignatureError notWritten  the old seal is in its place, or the new one if only the last step has
+    ///         failed; either is whole
     void write(const std::filesystem::path& bundle) const;
 
-    /// Removes what a process left behind that died while it wrote.
+    /// Removes what an earlier process left behind when it died in `write`.
     /// @throws CodeSignatureError notWritten
     static void removeLeftovers(const std::filesystem::path& bundle);
 };

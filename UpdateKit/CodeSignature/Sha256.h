@@ -6,7 +6,7 @@
 #include <array>
 #include <string>
 
-/// SHA-256 of whatever is put in, piece by piece.
+/// SHA-256 of bytes that come piece by piece.
 ///
 /// One object serves many times, since making one costs more than hashing a small file. One thread at a time.
 class Sha256 {
@@ -16,7 +16,7 @@ public:
     Sha256();
 
     void update(ByteView bytes);
-    /// The digest of all that came since the last one.
+    /// The digest of all bytes that came since the last digest.
     Digest finish();
 
     static Digest of(ByteView bytes);

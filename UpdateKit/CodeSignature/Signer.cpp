@@ -10,7 +10,7 @@
 
 namespace {
 
-// Eight names of this length, escaped, are less than a pipe holds: who runs us may read after we end.
+// Eight names of this length, escaped, fit into a pipe, so a caller may read them after the program's end.
 constexpr std::size_t maximumNameBytes = 512;
 
 CodeSignatureError bad(const std::string& text) {
@@ -35,7 +35,7 @@ std::vector<std::string> partsOf(X509* certificate, int which) {
 
 std::string wholeSubject(X509* certificate) {
     const OpenSsl::Stream text(BIO_new(BIO_s_mem()));
-    // As they are: what has to be escaped is escaped here.
+    // Have the library leave characters beyond ASCII as they are: `escapedText` escapes what has to be.
     const unsigned long flags = XN_FLAG_RFC2253 & ~static_cast<unsigned long>(ASN1_STRFLGS_ESC_MSB);
     if (X509_NAME_print_ex(text.get(), X509_get_subject_name(certificate), 0, flags) < 0) {
         ERR_clear_error();

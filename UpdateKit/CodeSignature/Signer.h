@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-/// A certificate, as far as it says who signs: a name for people, and the key that makes it certain.
+/// What a certificate says of the one who signs: a name for people, and the key, which makes it certain.
 struct Authority {
     /// The subject's common name; where it has none or several, the whole subject (RFC 2253). Escaped.
     std::string name;
@@ -35,5 +35,5 @@ struct Signer {
     static Signer of(const std::vector<X509*>& chain);
 };
 
-/// A certificate's name for a line that refuses it; never throws for what is in it.
+/// A certificate's name, for the text that refuses it. Never throws, whatever the certificate holds.
 std::string nameOf(X509* certificate);

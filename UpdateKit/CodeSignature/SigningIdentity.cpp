@@ -26,7 +26,7 @@ class SecretFile {
 public:
     explicit SecretFile(const std::filesystem::path& path) : bytes(SigningIdentity::maximumBytes + 1) {
         std::ifstream file(path, std::ios::binary);
-        file.rdbuf()->pubsetbuf(nullptr, 0);  // no copy elsewhere
+        file.rdbuf()->pubsetbuf(nullptr, 0);  // a buffer would keep a copy that nothing wipes
         file.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
         length = static_cast<std::size_t>(file.gcount());
         if (!file.eof() || length > SigningIdentity::maximumBytes) {
@@ -39,7 +39,7 @@ public:
     SecretFile(const SecretFile&) = delete;
     SecretFile& operator=(const SecretFile&) = delete;
 
-    /// A new reading from the beginning. Borrows.
+    /// Reads from the beginning again. Borrows the bytes.
     OpenSsl::Stream stream() const { return OpenSsl::Stream(BIO_new_mem_buf(bytes.data(), static_cast<int>(length))); }
 
 private:
@@ -47,7 +47,8 @@ private:
     std::size_t length = 0;
 };
 
-/// The library asks through C, where no exception may pass.
+/// What `answer` needs and finds. The library calls it through C code, which no exception may cross, so an
+/// exception is kept here.
 struct Asking {
     const SigningIdentity::AskPassphrase& ask;
     bool hasAsked = false;
@@ -57,7 +58,7 @@ struct Asking {
 
 int answer(char* buffer, int size, int, void* user) {
     Asking& asking = *static_cast<Asking*>(user);
-    // It may ask again for another form of the same key; there is no second chance.
+    // The library may ask again when it tries another form of the same key; the user is asked only once.
     if (std::exchange(asking.hasAsked, true)) return -1;
     try {
         std::optional<std::string> given = asking.ask();

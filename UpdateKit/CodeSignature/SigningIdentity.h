@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-/// Who signs: a private key, its certificate, and those that stand behind it.
+/// Who signs: a private key, its certificate, and the certificates of those who signed that one.
 ///
 /// Shape: one PEM file with the key (encrypted or not), then the certificates, the key's own first and one
 /// signed by itself last. Move-only; what was read of the file is wiped.
@@ -17,10 +17,11 @@ public:
     static constexpr std::size_t maximumBytes = 1 << 20;
     static constexpr std::size_t maximumPassphraseBytes = 1023;
 
-    /// Asked once, if the key is encrypted; what it gives is wiped. Nothing: there is no passphrase to be had.
+    /// Called once, if the key is encrypted; the passphrase is wiped after use. Returns nothing if there is no
+    /// way to get a passphrase.
     using AskPassphrase = std::function<std::optional<std::string>()>;
 
-    /// Reads it. Whether the chain of certificates holds, `CmsSignature::make` finds out.
+    /// Reads an identity. The chain of certificates is not checked before `CmsSignature::make`.
     /// @throws CodeSignatureError badIdentity  no such file, no key or no certificate in it, not the
     ///         certificate of that key, a wrong passphrase or none. What `ask` throws comes through.
     static SigningIdentity load(const std::filesystem::path& file, const AskPassphrase& ask);
@@ -28,7 +29,7 @@ public:
     /// Borrowed, for the length of a call.
     EVP_PKEY* key() const { return _key.get(); }
     X509* certificate() const { return chain.front().get(); }
-    /// Without the first.
+    /// The certificates without the first, which is the key's own.
     std::vector<X509*> issuers() const;
 
 private:

@@ -34,7 +34,7 @@ OpenSsl::Cms parsed(const Bytes& der) {
     return OpenSsl::Cms(d2i_CMS_ContentInfo(nullptr, &at, static_cast<long>(der.size())));
 }
 
-/// Signs with the bare library, so that nothing of ours refuses to.
+/// Signs with the bare library, since our own code would refuse to.
 class Forge {
 public:
     explicit Forge(unsigned flags = CMS_BINARY | CMS_DETACHED) : flags(flags | CMS_PARTIAL) {
@@ -79,7 +79,7 @@ Bytes signedBy(const TestChain& chain) {
     return Forge().signer(chain.leaf(), chain.key()).addFrom(chain).over(content);
 }
 
-/// What becomes of a chain with these requests.
+/// The verdict on a signature whose chain was made from these requests.
 std::string verdictOn(const std::vector<CertificateRequest>& requests) {
     return refusalOf(signedBy(chainOf(requests)));
 }
@@ -115,7 +115,7 @@ TEST(CmsSignatureTest, EveryAlteredByteOfTheContentIsRefused) {
         altered[place] ^= 1;
         EXPECT_EQ(refusalOf(signature, altered), "the signature is not one over this seal");
     }
-    // As the end of a line may be changed on the way where the contents are taken for text.
+    // Whoever takes the contents for text on the way may change the end of a line like this.
     EXPECT_EQ(refusalOf(signature, {'l', 'i', 's', 't', '\n', 0, 255}), "the signature is not one over this seal");
     EXPECT_EQ(refusalOf(signature, {}), "the signature is not one over this seal");
 }
@@ -340,7 +340,7 @@ TEST(CmsSignatureTest, CertificatesToSpareAreRefused) {
 TEST(CmsSignatureTest, ARootThatOnlyClaimsToHaveSignedItselfIsRefused) {
     const TestChain chain = usualChain();
     const OpenSsl::Key stranger = ecKey();
-    // Its own key and its own name as the issuer's, but the stranger's signature.
+    // The root has its own key and names itself as its issuer, but the stranger has signed it.
     const auto root = certificate(usualRequests()[2], chain.keys[2].get(), nullptr, stranger.get());
     EXPECT_EQ(
         refusalOf(
@@ -433,7 +433,7 @@ TEST(CmsSignatureTest, TheTeamIsTheOneUnitOrNone) {
 TEST(CmsSignatureTest, ANameThatIsTooLongIsRefused) {
     auto requests = usualRequests();
     const TestChain chain = usualChain();
-    // The library makes no longer name than the standard allows, but reads them.
+    // The library does not make names longer than the standard allows unless it is told to, but it reads them.
     const OpenSsl::Certificate leaf(X509_dup(chain.leaf()));
     const std::string name(600, 'n');
     ASN1_STRING_TABLE_add(NID_organizationalUnitName, 1, 1000, B_ASN1_UTF8STRING, STABLE_NO_MASK);

@@ -132,7 +132,7 @@ TEST(CodesignProgramTest, AFullDiskLeavesTheOldSeal) {
     bundle.sealAdhoc();
     const std::string before = bundle.read(TestBundle::seal);
     bundle.write("Contents/Resources/more", "x");
-    // The limit stands in for the disk: writing fails in the midst of the file.
+    // The limit stands in for a full disk: it makes writing the file fail.
     const ProgramRun run = ProgramRun::of(
         {"/bin/bash", "-c", "trap '' XFSZ; ulimit -f 0; exec \"$0\" --adhoc \"$1\"", CODESIGN_PROGRAM, bundle.path()});
     EXPECT_EQ(run.status, 1);
@@ -198,7 +198,7 @@ TEST(CodesignProgramTest, AnEncryptedKeyIsAskedForOnTheTerminal) {
 }
 
 TEST(CodesignProgramTest, TheIdentityThatThePageTellsHowToMakeSigns) {
-    // Every line of code of that section up to the first other one, as a reader would paste it.
+    // Take the lines of code at the beginning of that section, as a reader would paste them.
     const std::string page = readFile(RELEASING_PAGE);
     const std::size_t section = page.find("## Making an identity\n");
     ASSERT_NE(section, std::string::npos);
@@ -233,7 +233,7 @@ TEST(CodesignProgramTest, OtherProgramsFindTheSignatureGoodToo) {
                                            "-CAfile", bundle.beside("root.pem"), "-purpose", "any"});
     EXPECT_EQ(run.status, 0) << run.errors;
     EXPECT_EQ(run.output, bundle.read(TestBundle::seal));
-    // Every line for a file says what sha256sum says.
+    // The line for a file has the digest that sha256sum prints.
     const ProgramRun sum = ProgramRun::of({"/usr/bin/sha256sum", bundle.at("Contents/Linux/Vimble")});
     EXPECT_THAT(run.output, HasSubstr("file 0755 17 " + sum.output.substr(0, 64) + " Contents/Linux/Vimble\n"));
 }

@@ -8,20 +8,20 @@
 /// A program that was run to its end.
 struct ProgramRun {
     int status = -1;     // 128 and the number if a signal ended it
-    std::string output;  // what is typed on a terminal is shown among it
+    std::string output;  // with a terminal: includes what it shows of the typing
     std::string errors;  // with a terminal: empty, since both go there
 
-    /// Without a terminal, an empty standard input.
-    /// @param user  whom to run it as; absent: as the test
+    /// Runs a program without a terminal, on an empty standard input.
+    /// @param user  the user to run it as; absent: the test's own
     static ProgramRun of(const std::vector<std::string>& command, std::optional<uid_t> user = {});
-    /// On a terminal of its own, where a line is typed at each prompt for a passphrase.
+    /// Runs a program on a terminal of its own, where a line is typed at each prompt for a passphrase.
     static ProgramRun onTerminal(const std::vector<std::string>& command, const std::string& passphrase,
                                  const std::string& folder = {});
 
     bool hasLine(const std::string& line) const;
-    /// The lines that begin so, without that beginning.
+    /// The lines that begin with this text, without it.
     std::vector<std::string> values(const std::string& beginning) const;
 };
 
-/// The real program.
+/// Runs the real `vimble-codesign`.
 ProgramRun codesign(std::vector<std::string> arguments);

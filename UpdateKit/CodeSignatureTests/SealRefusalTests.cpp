@@ -26,7 +26,7 @@ class SealRefusalTest : public testing::Test {
 protected:
     void SetUp() override { bundle.signAs(chain); }
 
-    /// Both ways to ask refuse, with one line that holds all these words, and print nothing.
+    /// Both options that check a seal refuse it, with one line that holds all these words, and print nothing.
     void expectRefused(const std::vector<std::string>& words) const {
         for (const ProgramRun& run : {bundle.verify(), bundle.display()}) {
             EXPECT_EQ(run.status, 1);
@@ -40,7 +40,7 @@ protected:
         const ProgramRun run = bundle.verify();
         EXPECT_EQ(run.status, 0) << run.errors;
     }
-    /// Neither does it seal such a bundle, and what it says names the file.
+    /// The program does not seal such a bundle, and its error holds these words.
     void expectNotSealable(const std::string& words) const {
         const std::string before = bundle.read(TestBundle::seal);
         const ProgramRun run = codesign({"--adhoc", bundle.path()});
@@ -165,7 +165,7 @@ TEST_F(SealRefusalTest, AFileThatBecameSomethingElseIsNamed) {
     expectNotSealable(name + ": it is neither");
     replaced(
         [&] {
-            // By a short way, since the address of a socket is.
+            // Name the socket by a short path, since the address of a socket has little room.
             const OpenFile folder(::open(at("Contents").c_str(), O_RDONLY | O_DIRECTORY));
             sockaddr_un address{AF_UNIX, ""};
             std::snprintf(address.sun_path, sizeof address.sun_path, "/proc/self/fd/%d/Info.plist", folder.get());
@@ -203,7 +203,7 @@ TEST_F(SealRefusalTest, ALinkOutOfTheBundleIsNeitherSealedNorAccepted) {
 }
 
 TEST_F(SealRefusalTest, AChainOfLinksThatLeadsOutIsNamed) {
-    // Each by itself stays inside as it is written.
+    // Each link stays inside if only its own text is looked at.
     fs::create_directory(at("Contents/Resources/deep"));
     fs::create_symlink("../..", at("Contents/Resources/deep/contents"));
     fs::create_symlink("deep/contents/../..", at("Contents/Resources/out"));
@@ -249,7 +249,7 @@ TEST_F(SealRefusalTest, ASignedSealCanNotBeTurnedIntoAnAdHocOneUnderTheSignature
     seal.replace(seal.find("required"), 8, "none");
     bundle.write(TestBundle::seal, seal);
     expectRefused({"the seal is ad hoc, and has a signature all the same"});
-    // Without it, it is an ad-hoc bundle, as everybody could make, and says so.
+    // Without the signature, this is an ad-hoc bundle, which anybody could make, and is shown as one.
     fs::remove(at(TestBundle::signature));
     EXPECT_TRUE(bundle.display().hasLine("Signature=adhoc"));
 }
@@ -269,7 +269,7 @@ TEST_F(SealRefusalTest, ASealAlteredToFitAlteredFilesIsRefused) {
 
 TEST_F(SealRefusalTest, EveryBytesChangeInTheSealIsRefused) {
     const std::string seal = bundle.read(TestBundle::seal);
-    // In steps, since each asks the program twice.
+    // Only every 41st byte, since each one takes two runs of the program.
     for (std::size_t place = 0; place < seal.size(); place += 41) {
         std::string altered = seal;
         altered[place] ^= 2;
@@ -339,7 +339,7 @@ TEST_F(SealRefusalTest, ABundleThatIsTooDeepIsRefused) {
 
 TEST_F(SealRefusalTest, AFileThatMayNotBeReadIsNamed) {
     if (::geteuid() != 0) GTEST_SKIP() << "only root can become somebody else";
-    // Neither the identity's folder nor the bundle's is the other user's, but they may pass.
+    // Let the other user pass through the folders above the bundle.
     for (fs::path folder = bundle.path().parent_path(); folder != folder.root_path(); folder = folder.parent_path())
         if (fs::status(folder).permissions() == fs::perms::owner_all) ::chmod(folder.c_str(), 0711);
     ::chmod(at("Contents/Info.plist").c_str(), 0600);
@@ -371,7 +371,8 @@ TEST_F(SealRefusalTest, AFileThatChangesWhileItIsReadIsNamed) {
     });
     const OpenFile folder(::open(bundle.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     std::string refusal;
-    // The same bytes over and over: only the times tell. The writer may happen not to get a turn.
+    // The writer writes the same byte over and over, so that only the file's times change. It is tried several
+    // times, since the writer may not get a turn while the file is read.
     for (int tries = 0; tries < 100 && refusal.empty(); ++tries) {
         try {
             BundleReader(folder.get(), nullptr).read();

@@ -15,13 +15,13 @@ public:
 
     const std::filesystem::path& path() const { return bundle; }
     std::filesystem::path at(std::string_view relative) const { return bundle / relative; }
-    /// Of a file that is no part of the bundle.
+    /// The path of a file beside the bundle.
     std::filesystem::path beside(std::string_view name) const { return folder.path / name; }
 
     void write(std::string_view relative, std::string_view text) const;
     std::string read(std::string_view relative) const;
 
-    /// Seals by the real program, and expects that to work.
+    /// Seals with the real program, and expects that to work.
     void signAs(const TestChain& chain) const;
     void sealAdhoc() const;
     ProgramRun sign(const std::string& identity) const;

@@ -93,13 +93,14 @@ Options parsed(const std::vector<std::string_view>& words) {
     return options;
 }
 
-/// The controlling terminal, not showing what is typed for as long as this lives.
+/// The controlling terminal, which does not show what is typed for as long as this object lives.
 ///
-/// The library's own prompt does the same, but only after it has asked: who types ahead is read by all.
+/// The library's own prompt hides typing too, but only after it has asked: a passphrase that is typed ahead
+/// would be shown.
 class QuietTerminal {
 public:
     QuietTerminal() : file(::open("/dev/tty", O_RDWR | O_NOCTTY | O_CLOEXEC)) {
-        // Without one, the library would read standard input instead.
+        // Without a terminal, the library would read standard input instead.
         if (!file.isOpen() || ::tcgetattr(file.get(), &before) != 0)
             throw CodeSignatureError(
                 CodeSignatureErrorCode::badIdentity,
@@ -121,14 +122,14 @@ std::optional<std::string> askPassphrase() {
     const QuietTerminal quiet;
     std::array<char, SigningIdentity::maximumPassphraseBytes + 1> text{};
     std::optional<std::string> passphrase;
-    // It keeps signals back until the terminal is as it found it.
+    // The library holds signals back until it has restored the terminal.
     if (EVP_read_pw_string(text.data(), static_cast<int>(text.size()), "Passphrase of the identity: ", 0) == 0)
         passphrase = text.data();
     OPENSSL_cleanse(text.data(), text.size());
     return passphrase;
 }
 
-/// @return false if standard output took not all of it
+/// @return false if not all of it could be written to standard output
 bool print(std::string_view text) {
     return std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0;
 }
@@ -162,7 +163,8 @@ std::string run(const Options& options) {
 }  // namespace
 
 int main(int count, char** arguments) {
-    // What decides about trust does not let a file named by an environment variable load code into it.
+    // Load no configuration: an environment variable could name one that loads code into this program, which
+    // decides about trust.
     OPENSSL_init_crypto(OPENSSL_INIT_NO_LOAD_CONFIG, nullptr);
     const std::vector<std::string_view> words(arguments + (count > 0 ? 1 : 0), arguments + count);
     std::string output;
