@@ -104,7 +104,7 @@ TEST_F(BundleValidationTest, ABundleThatIsNotNewerIsRefused) {
     EXPECT_EQ(refusal(), "Downloaded app is not newer than the current app");
     expectation.currentVersion = {1, 5, 0};
     EXPECT_EQ(refusal(), "Downloaded app is not newer than the current app");
-    // Another version than announced is told first.
+    // A version other than the announced one is reported first.
     expectation.expectedVersion = {2, 0, 0};
     EXPECT_EQ(refusal(), "Downloaded app version 1.4.0 does not match manifest version 2.0.0");
 }

@@ -44,7 +44,7 @@ TEST(CodeSignatureProfileTest, NothingIsTrimmed) {
     EXPECT_EQ(Profile::parse("TeamIdentifier= not set").teamIdentifier, " not set");
 }
 
-/// Both ways.
+/// Whether the two match, which must be the same in both directions.
 bool match(const Profile& a, const Profile& b) {
     EXPECT_EQ(a.matches(b), b.matches(a));
     return a.matches(b);

@@ -17,7 +17,8 @@ namespace {
 using Path = std::filesystem::path;
 using Code = InstallerServiceError::Code;
 
-/// Folders as names with a word for what is in them; the n-th operation that changes something can fail.
+/// Folders in memory: names, each with a word for its contents. The n-th operation that changes something can
+/// fail.
 class MemoryFiles : public FileManager, public BundleReader {
 public:
     bool exists(const Path& path) override {
@@ -129,7 +130,7 @@ protected:
     InstallerLaunchRequest request{"/tmp/New.app", "/apps/Vimble.app", 412};
     Path brokenSeal;
     std::string quarantineError, relaunchError, terminationError;
-    int looksAlive = 0;  // so many looks find the process
+    int looksAlive = 0;  // how many looks find the process running
     bool diesWhenKilled = true;
     int looks = 0;
     double slept = 0;

@@ -51,7 +51,7 @@ TEST(ReleaseManifestTest, AnySchemeIsTaken) {
 TEST(ReleaseManifestTest, AVersionThatIsNoneIsToldAsThat) {
     EXPECT_STREQ(refusal(R"({"version":"abc","url":"x"})").what(), "Unable to parse version: abc");
     EXPECT_STREQ(refusal(R"({"version":"","url":"x"})").what(), "Unable to parse version: ");
-    // It is read before the address and before what the system's version says.
+    // The version is read before the address and before the minimum version of the system.
     EXPECT_STREQ(refusal(R"({"version":"abc"})").what(), "Unable to parse version: abc");
     EXPECT_STREQ(refusal(R"({"version":"abc","url":"x","minimumSystemVersion":"abc"})").what(),
                  "Unable to parse version: abc");

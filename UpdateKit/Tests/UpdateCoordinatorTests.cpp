@@ -39,7 +39,7 @@ protected:
         world.manifest = R"({"version": ")" + version + R"(", "url": "Vimble-)" + version + ".zip\"" + rest + "}";
     }
 
-    /// A check that must fail. @return how
+    /// Runs a check that must fail. @return its failure
     UpdateFailureInfo failure() {
         events.clear();
         check();
@@ -460,7 +460,7 @@ TEST_F(UpdateCoordinatorTest, WhatAnInstallerMayBeAtWorkInIsNotRemovedForANewerR
         return before;
     };
     check();
-    // One that is no longer heard of may be at work all the same.
+    // An installer that does not answer may still be at work.
     world.failures["install"] = std::make_exception_ptr(InstallerClientError::connectionFailed("no answer"));
     coordinator->install();
     loop.run();

@@ -12,14 +12,14 @@
 struct AppBundle {
     std::filesystem::path path;
 
-    /// The values of the property list that are texts. A key with a value of another type is not in here:
-    /// whoever asks wants a text.
+    /// The values of the property list that are texts. Keys with values of another type are left out, since
+    /// every caller wants a text.
     std::map<std::string, std::string, std::less<>> info;
 
     std::optional<std::string> text(std::string_view key) const;
 
     /// `Contents/Linux/` and the value of "CFBundleExecutable"; nothing if there is none, or it is no plain
-    /// file name. Says nothing of whether there is such a file.
+    /// file name. The file need not exist.
     std::optional<std::filesystem::path> executable() const;
 
     /// The text under "CFBundleShortVersionString", else under "CFBundleVersion".

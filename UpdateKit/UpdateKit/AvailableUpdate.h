@@ -4,11 +4,11 @@
 #include "UpdateKit/ReleaseManifest.h"
 #include "UpdateKit/SemanticVersion.h"
 
-/// A release that is newer than what runs, and runs on this system: what the manifest alone tells.
+/// A release that, by its manifest alone, is newer than the running version and runs on this system.
 struct AvailableUpdate {
     ReleaseManifest manifest;  // with an absolute `url`
     SemanticVersion currentVersion;
-    ReadyUpdateInfo info;  // provisional: nobody has seen the bundle, so its name is the archive's
+    ReadyUpdateInfo info;  // provisional: the bundle is not here yet, so it is named after the archive
 
     bool operator==(const AvailableUpdate&) const = default;
 };

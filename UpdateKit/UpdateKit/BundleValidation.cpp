@@ -55,7 +55,7 @@ void checkSignature(const std::filesystem::path& application, const std::filesys
         const auto currentProfile = readProfile(current);
         matches = currentProfile.matches(readProfile(application));
     } catch (const std::exception& error) {
-        // The error that is told has no room for the reason.
+        // Log the reason: the text of the error that is thrown does not contain it.
         validationLog.error("UpdateKit: code signature refused — " + Text::escaped(Text::trimmed(error.what())));
         throw refused("Unable to inspect code signature for " + application.filename().native());
     }

@@ -7,7 +7,7 @@
 #include <filesystem>
 #include <string>
 
-/// What is known of a downloaded bundle once it has been found good.
+/// What is known of a downloaded bundle after its validation.
 struct ValidatedAppBundle {
     SemanticVersion version;
     std::string displayName;
@@ -15,7 +15,7 @@ struct ValidatedAppBundle {
     bool operator==(const ValidatedAppBundle&) const = default;
 };
 
-/// What a downloaded bundle is held against.
+/// What a downloaded bundle is compared with.
 struct DownloadExpectation {
     SemanticVersion expectedVersion;  // the manifest's
     SemanticVersion currentVersion;

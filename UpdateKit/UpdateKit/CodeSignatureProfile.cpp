@@ -2,7 +2,7 @@
 
 namespace {
 
-/// Behind the first "="; the word in front of it if nothing is there.
+/// What stands behind the first "=", or before it if nothing stands behind.
 std::string_view lastPiece(std::string_view line) {
     const std::size_t sign = line.find('=');
     return sign + 1 < line.size() ? line.substr(sign + 1) : line.substr(0, sign);

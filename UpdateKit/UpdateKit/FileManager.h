@@ -22,7 +22,8 @@ public:
     /// @throws std::system_error  the source lies where it was, and nothing at the destination
     virtual void move(const Path& source, const Path& destination) = 0;
 
-    /// Removes a file, a link (not what it leads to) or a folder with all that is in it. Nothing there is fine.
+    /// Removes a file, a link (not what it leads to) or a folder with all that is in it. Does nothing if there
+    /// is no such path.
     /// @throws std::system_error  part of it may be left
     virtual void remove(const Path& path) = 0;
 };

@@ -14,9 +14,9 @@ public:
     static InstallerClientError installationFailed(const std::string& message, bool shouldPresentToUser);
 
     Code code() const { return _code; }
-    /// Without the words in front.
+    /// The reason or the message, as it was given.
     const std::string& payload() const { return _payload; }
-    /// Whether the text is worded for the user; never for a failed connection.
+    /// Whether the text is worded for the user; false for a failed connection.
     bool shouldPresentToUser() const { return _shouldPresentToUser; }
     const char* what() const noexcept override { return text.c_str(); }
 

@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <functional>
 
-/// What the installer does to the world beside moving folders, each replaceable.
+/// The operations of the installer on the world, except moving folders; a test replaces each.
 ///
 /// One record serves one request: the live one keeps what it learns of the process between the calls.
 struct InstallerEnvironment {
@@ -15,18 +15,18 @@ struct InstallerEnvironment {
 
     /// Throws what `readCodeSignatureProfile` throws.
     CodeSignatureReader readCodeSignatureProfile;
-    /// Takes off the marks of a download. May throw.
+    /// Removes the marks of a download. May throw.
     std::function<void(const Path& application)> removeQuarantine;
-    /// Starts the application as the process that it replaces had been started. Throws if it can't be.
+    /// Starts the application in the same way as the process that it replaces. Throws if that fails.
     std::function<void(const Path& application)> relaunchApp;
-    /// Asks the process to end; one that is gone already is fine.
+    /// Asks the process to end. Does nothing if it has ended already.
     /// @throws InstallerServiceError  processTerminationFailed: not allowed, or not the process of `application`
     std::function<void(ProcessIdentifier process, const Path& application)> terminateProcess;
     /// Ends the process; never throws.
     std::function<void(ProcessIdentifier process)> forceTerminateProcess;
-    /// Also true of a process that we may not touch. One that has ended, and that nobody has asked about yet,
-    /// does not run.
+    /// Also true of a process that we may not touch. False for one that has ended, even if its parent has not
+    /// waited for it yet.
     std::function<bool(ProcessIdentifier process)> processIsRunning;
-    /// Blocks, but no longer than until the process has ended.
+    /// Blocks for that time, or until the process has ended if that is sooner.
     std::function<void(double seconds)> sleep;
 };

@@ -16,7 +16,7 @@ struct InstallerReply {
     bool operator==(const InstallerReply&) const = default;
 };
 
-/// Does what was asked, and blocks until it is done. Never throws.
-/// @param makeService  called for each of the two steps: judging, and doing
+/// Carries out a request, and blocks until that is done. Never throws.
+/// @param makeService  called twice: for `validate` and for `run`
 InstallerReply installUpdate(const InstallerLaunchRequest& request,
                              const std::function<std::unique_ptr<InstallerService>()>& makeService);

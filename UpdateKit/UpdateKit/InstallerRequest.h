@@ -12,7 +12,7 @@ struct InstallerRequest {
     bool operator==(const InstallerRequest&) const = default;
 };
 
-/// The same at the other end, where nobody has judged it yet.
+/// The same as the service receives it: its bundles have not been validated there yet.
 struct InstallerLaunchRequest {
     std::filesystem::path stagedApp;
     std::filesystem::path currentApp;

@@ -11,7 +11,7 @@ namespace {
 
 using Code = InstallerServiceError::Code;
 
-/// Without slashes at the end, behind which a path has no name.
+/// The path without slashes at its end: with one, its file name would be empty.
 std::filesystem::path withoutEndingSlash(const std::filesystem::path& path) {
     return path.has_filename() ? path : path.parent_path();
 }
@@ -64,8 +64,8 @@ void InstallerService::checkBundle(const Path& application) {
 
 void InstallerService::run(const InstallerLaunchRequest& request) {
     const Places places(request);
-    // Copying a bundle from another volume takes a while, and may find the disk full. Done here, the
-    // application still runs, hears of it, and is gone for two renames only.
+    // Copying a bundle from another volume takes a while, and the disk may be full. Copy it here, while the
+    // application still runs: it hears of a failure, and is then gone for no longer than two renames.
     Path replacement;
     try {
         replacement = fileManager.prepareMove(withoutEndingSlash(request.stagedApp), places.destination);
@@ -113,11 +113,11 @@ InstallerService::Path InstallerService::replace(const Places& places, const Pat
         if (fileManager.exists(places.backup) && !fileManager.exists(places.destination)) try {
                 fileManager.move(places.backup, places.destination);
             } catch (const std::exception&) {
-                // It stays under the backup name; the first error is the one that says why.
+                // The old bundle stays under its backup name. Report the first error, which says why.
             }
         throw moveError(error);
     }
-    // What is left of it harms nobody, and may not turn a finished installation into an error.
+    // Ignore errors here: the installation has succeeded, and what is left of the backup does no harm.
     removeQuietly(places.backup);
     return places.destination;
 }

@@ -11,9 +11,9 @@
 /// Replaces an application by an update, from a process that outlives it.
 ///
 /// `validate` judges, and does nothing to the running application; `run` stops it, swaps the bundles and
-/// starts the new one. Both block, for seconds. Whatever happens in between, the old bundle or the new one lies
-/// whole at its place, but for the moment between two renames in which the old one lies whole under the
-/// backup name NAME.previous-PROCESS.app beside it.
+/// starts the new one. Both block, for seconds. At any moment either the old or the new bundle lies whole at
+/// its place. The exception is the moment between two renames, when the old one lies whole beside it, under
+/// the backup name NAME.previous-PROCESS.app.
 class InstallerService {
 public:
     InstallerService(FileManager& fileManager, BundleReader& bundleReader, InstallerEnvironment environment,
@@ -24,8 +24,8 @@ public:
     /// @throws std::exception  a seal that can't be read, or does not hold
     void validate(const InstallerLaunchRequest& request);
 
-    /// Nothing but the current bundle's folder is touched before the process is asked to end: what can be
-    /// known of missing permission and room is known before.
+    /// Finds out what it can about missing permission and room before it asks the process to end. Until then it
+    /// touches nothing but the folder that the current bundle lies in.
     /// @throws InstallerServiceError  processTerminationFailed, processDidNotExit, userActionRequired,
     ///         replacementFailed, relaunchFailed
     void run(const InstallerLaunchRequest& request);

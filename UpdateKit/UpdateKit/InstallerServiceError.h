@@ -18,7 +18,7 @@ public:
         processDidNotExit          // nothing
     };
 
-    /// @param payload  as above
+    /// @param payload  what the code's comment says
     explicit InstallerServiceError(Code code, std::string_view payload = {});
 
     Code code() const { return _code; }

@@ -13,7 +13,7 @@ using Path = std::filesystem::path;
 
 constexpr std::size_t longestUrl = std::size_t(16) << 10;
 
-/// Without "." and "..", and without a slash at the end.
+/// The path that a URL names, without "." and "..", and without a slash at the end.
 Path pathOf(std::string_view text, const std::string& what) {
     const auto url = text.size() <= longestUrl ? Url::parse(text) : std::nullopt;
     const auto path = url ? FileUrl::path(*url) : std::nullopt;
@@ -46,7 +46,8 @@ InstallerLaunchRequest InstallerXPC::launchRequest(std::string_view stagedAppUrl
     const Path realCurrent = std::filesystem::weakly_canonical(current);
     if (liesIn(realStaged, realCurrent) || liesIn(realCurrent, realStaged))
         throw std::runtime_error("The staged and the current application are one, or lie in each other");
-    // The numbers up to 0 mean many processes at once; and whoever ends this one leaves nobody to install.
+    // As targets of a signal, the numbers up to 0 mean several processes; and if this process ended itself,
+    // nobody would install the update.
     if (currentProcessIdentifier <= 0 || currentProcessIdentifier == ::getpid())
         throw std::runtime_error(std::to_string(currentProcessIdentifier) + " is not the application's process");
     return {staged, current, currentProcessIdentifier};

@@ -6,7 +6,7 @@
 #include <utility>
 #include <variant>
 
-/// What an operation that takes its time came to: its value, or the exception that it would have thrown.
+/// The result of an operation that completes later: its value, or the exception that it would have thrown.
 template <class Value>
 class Outcome {
 public:
@@ -49,9 +49,9 @@ private:
     std::variant<Value, std::exception_ptr> content;
 };
 
-/// The value of an operation that has none to tell.
+/// The value of an operation that yields none.
 struct Done {};
 
-/// Told what an operation came to, once at most: one that is called off drops it uncalled.
+/// Receives the outcome of an operation, at most once: an operation that is called off drops it uncalled.
 template <class Value>
 using Completion = std::function<void(Outcome<Value>)>;

@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
-/// What a tool left behind.
+/// What a tool returned.
 struct ProcessResult {
-    int status = 0;      // 0: it did what was asked. A tool that a signal ended has 128 and its number
+    int status = 0;      // 0: it did what was asked. If a signal ended it: 128 and the signal's number
     std::string output;  // its standard output and error, in the order of writing, as bytes
 
     bool operator==(const ProcessResult&) const = default;
@@ -18,7 +18,7 @@ class ProcessLauncher {
 public:
     virtual ~ProcessLauncher() = default;
 
-    /// @throws std::exception  the tool could not be started, or had to be stopped: it printed or took too much
+    /// @throws std::exception  the tool could not be started, or was stopped since it printed or took too much
     virtual ProcessResult launch(const std::filesystem::path& executable,
                                  const std::vector<std::string>& arguments) = 0;
 };
@@ -33,7 +33,7 @@ public:
     int code;            // the tool's status
 };
 
-/// What a process that the failure shall name calls itself.
+/// The domains of our own processes: a `ProcessError` names the one that has run the tool.
 namespace ProcessDomain {
 inline constexpr const char* application = "UpdateKit.Process";
 inline constexpr const char* installer = "UpdateKitInstaller.Process";
@@ -43,8 +43,8 @@ enum class OnFailure { raise, ignore };
 
 /// Runs a tool to its end.
 /// @param domain  goes into the error
-/// @return what it printed; empty if that is not UTF-8
-/// @throws ProcessError  its status was not 0, unless that is ignored
+/// @return what the tool printed; empty if that is not UTF-8
+/// @throws ProcessError  the tool's status was not 0, unless `onFailure` says to ignore that
 /// @throws std::exception  what the launcher throws
 std::string runProcess(ProcessLauncher& launcher, const std::filesystem::path& executable,
                        const std::vector<std::string>& arguments, OnFailure onFailure, const std::string& domain);

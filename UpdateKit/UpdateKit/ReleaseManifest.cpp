@@ -5,8 +5,8 @@
 
 namespace {
 
-// Two records of one document: a version that can't be read is told as that, even where the address is
-// missing.
+// The document is read as two records, so that an unreadable version is reported as such even if the address
+// is missing.
 struct Versions {
     std::string version;
     std::optional<std::string> minimumSystemVersion;

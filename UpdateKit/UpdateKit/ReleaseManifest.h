@@ -7,19 +7,19 @@
 #include <cstddef>
 #include <optional>
 
-/// What a server publishes about its newest release: all that the program fetches to learn of one.
+/// What a server publishes about its newest release. The program fetches nothing else to learn of a release.
 ///
 /// JSON: {"version": text, "url": text, "minimumSystemVersion": optional text}; other keys are ignored, and
-/// of a repeated key the last counts.
+/// the last of repeated keys counts.
 struct ReleaseManifest {
-    /// A longer document is refused unread, in bytes.
+    /// In bytes. A longer document is refused without being read.
     static constexpr std::size_t maxSize = 64 * 1024;
 
     SemanticVersion version;
     Url url;  // of the zip archive; absolute, or relative to the manifest's folder
     std::optional<SemanticVersion> minimumSystemVersion;
 
-    /// Any scheme is taken here; who fetches judges it.
+    /// Any scheme is accepted here; whoever fetches the archive decides which to take.
     /// @throws UpdateKitError  invalidVersion for a `version` that is none, else invalidManifest
     static ReleaseManifest decode(ByteView json);
 

@@ -10,7 +10,7 @@
 namespace {
 
 std::optional<std::int64_t> number(std::string_view piece) {
-    // The library takes a minus, and no plus.
+    // `from_chars` accepts a minus but no plus.
     if (piece.starts_with('+')) {
         piece.remove_prefix(1);
         if (piece.starts_with('-')) return std::nullopt;

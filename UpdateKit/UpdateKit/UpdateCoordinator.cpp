@@ -24,7 +24,7 @@ std::string summary(const std::exception_ptr& error) { return UpdateFailureInfo:
 
 UpdateKitError wrapped(Code code, const std::exception_ptr& error) { return UpdateKitError(code, summary(error)); }
 
-/// The outcome's value; an error that is none of the updater's own as one of the given case.
+/// The outcome's value. The updater's own errors are thrown as they are, others as one of the given code.
 template <class Value>
 Value takeOr(Code code, Outcome<Value> outcome) {
     try {
@@ -38,8 +38,8 @@ Value takeOr(Code code, Outcome<Value> outcome) {
     }
 }
 
-/// Whether an installer has said itself that it is done, and has not installed: one that is no longer heard of may
-/// still be at work.
+/// Whether the installer itself has answered that it has not installed. Without an answer it may still be at
+/// work.
 bool isRefusal(const std::exception_ptr& error) {
     if (!error) return false;
     try {
@@ -74,7 +74,7 @@ void logCheck(UpdateCheckMode mode, const std::string& rest) {
 
 }  // namespace
 
-/// An update on its way from the archive to the staging directory, which goes with it unless it arrives.
+/// An update that is being prepared. It removes its staging directory at its end, unless it was staged.
 struct UpdateCoordinator::Preparation {
     AvailableUpdate available;
     Path directory;
@@ -89,13 +89,13 @@ struct UpdateCoordinator::Preparation {
         if (std::exchange(isDirectoryOurs, false)) removeFolder(directory);
     }
 
-    /// Only the first end counts.
+    /// Completes with an outcome. Only the first call counts.
     void end(Outcome<std::optional<StagedUpdate>> outcome) {
         if (!outcome.hasValue()) discard();
         if (const auto done = std::exchange(completion, {})) done(std::move(outcome));
     }
 
-    /// Does something whose failure is the end.
+    /// Runs a step of the preparation, which ends if the step throws.
     template <class Step>
     void attempt(Step&& step) {
         try {
@@ -197,7 +197,7 @@ void UpdateCoordinator::report(UpdateCheckMode mode, const std::optional<Semanti
                                Outcome<std::optional<StagedUpdate>> outcome) {
     if (!outcome.hasValue()) {
         const auto failure = UpdateFailureInfo::of(outcome.error());
-        // In one line, whatever a server has put into it.
+        // Escaped, so that it is one line whatever a server has put into it.
         updateLog.error(std::string("UpdateKit: ") + name(mode) + " check failed — " + Text::escaped(failure.summary));
         eventSink(failure);
         return;
@@ -269,7 +269,7 @@ void UpdateCoordinator::prepare(const AvailableUpdate& available,
     discardStagedUpdate();
     const auto directory = Outcome<Path>::of([this] { return environment.makeStagingDirectory(); });
     if (!directory.hasValue()) return completion(directory.error());
-    // Braces, since clang 14 takes no aggregate in parentheses.
+    // With braces, since clang 14 does not make an aggregate with parentheses (`make_shared`).
     const std::shared_ptr<Preparation> preparation(
         new Preparation{available, Outcome(directory).take(), environment.removeFolder, completion});
     preparation->attempt([&] {
@@ -297,7 +297,7 @@ void UpdateCoordinator::extract(const std::shared_ptr<Preparation>& preparation)
         [this, preparation, extracted](Outcome<Done> outcome) {
             preparation->attempt([&] {
                 if (!outcome.hasValue()) {
-                    // The error that is told has no room for the reason.
+                    // Log the reason: the text of the error that is thrown does not contain it.
                     updateLog.error("UpdateKit: extraction failed — " + Text::escaped(summary(outcome.error())));
                     throw UpdateKitError(Code::extractionFailed);
                 }
@@ -321,7 +321,7 @@ void UpdateCoordinator::validate(const std::shared_ptr<Preparation>& preparation
 }
 
 void UpdateCoordinator::stage(Preparation& preparation, const ValidatedAppBundle& bundle) {
-    // There is one only if two preparations have run at a time.
+    // An update is staged already only if two preparations have run at a time.
     discardStagedUpdate();
     _stagedUpdate = StagedUpdate{
         bundle.version,
@@ -334,7 +334,7 @@ void UpdateCoordinator::stage(Preparation& preparation, const ValidatedAppBundle
 
 void UpdateCoordinator::discardStagedUpdate() {
     if (!_stagedUpdate) return;
-    // From under an installer at work, half a bundle would come to be installed.
+    // Without its folder, an installer that is at work in it would install half a bundle.
     if (!handedOver.contains(_stagedUpdate->stagingDirectory))
         environment.removeFolder(_stagedUpdate->stagingDirectory);
     _stagedUpdate.reset();
@@ -358,7 +358,7 @@ void UpdateCoordinator::installStagedUpdate(Completion<Done> completion) {
 
 void UpdateCoordinator::takeBack(const Path& directory) {
     handedOver.erase(directory);
-    // It was given up meanwhile.
+    // If this update was discarded meanwhile, its folder was kept for the installer only.
     if (!_stagedUpdate || _stagedUpdate->stagingDirectory != directory) environment.removeFolder(directory);
 }
 

@@ -19,11 +19,11 @@
 /// Decides when to look for an update, looks, brings a newer release to this machine, and keeps the one that is
 /// ready to install.
 ///
-/// A serial object: everything happens on the thread of its loop, one thing at a time, and while something is
-/// waited for (the network, the unpacking, the installer), what was posted to that loop meanwhile goes on.
-/// Owned by `shared_ptr`, since what waits holds it weakly. It may be made on any thread; it is used, and dies, on
-/// its loop's. Its death calls off what it waits for, with no event; completions are dropped uncalled. What is
-/// staged stays on disk, for the installer may be about to take it.
+/// A serial object: everything happens on the thread of its loop, one thing at a time. While it waits for
+/// something (the network, the unpacking, the installer), other work that was posted to that loop goes on.
+/// Owned by `shared_ptr`, since pending operations hold it weakly. It may be made on any thread; it is used, and
+/// dies, on its loop's. Its death calls off the operations that it waits for, with no event; completions are
+/// dropped uncalled. A staged update stays on disk, since the installer may be about to take it.
 class UpdateCoordinator : public std::enable_shared_from_this<UpdateCoordinator> {
 public:
     /// Told of each event, on the coordinator's thread. Must not block.
@@ -36,34 +36,36 @@ public:
     UpdateCoordinator(MainLoop& loop, Url manifestUrl, UpdateEnvironment environment, EventSink eventSink);
     ~UpdateCoordinator();
 
-    /// Begins the rhythm of automatic checks. A manifest in a file is looked at once, any other at the first
-    /// word that there is a network. Once; later calls do nothing.
+    /// Starts the automatic checks. A manifest in a file is checked at once, any other as soon as there is said
+    /// to be a network. Later calls do nothing.
     void startAutomaticChecks();
-    /// (Re)starts the hourly rhythm: first after an hour.
+    /// (Re)starts the hourly checks, the first of which comes after an hour.
     void schedulePeriodicChecks();
     /// Posts a check.
     void triggerAutomaticCheck();
-    /// A network that comes back, or is told of for the first time, triggers a check.
+    /// A network that comes back, or is reported for the first time, triggers a check.
     void updateReachability(bool isReachable);
 
-    /// One check from admission to event. An update that was staged before, and still is the newest, is no event.
+    /// One check from admission to event. There is no event for an update that was staged before and is still the
+    /// newest.
     /// @param finished  called in every case
     void runCheck(UpdateCheckMode mode, std::function<void()> finished = {});
 
-    /// With an absolute `url`. Errors: manifestLoadingFailed, invalidManifest, invalidVersion.
+    /// Fetches a manifest and makes its `url` absolute. Errors: manifestLoadingFailed, invalidManifest,
+    /// invalidVersion.
     void fetchManifest(Completion<ReleaseManifest> completion);
     /// Judges the manifest alone. Nothing means: no update, for the reason in `lastNoUpdateInfo`.
     void availableUpdate(Completion<std::optional<AvailableUpdate>> completion);
-    /// The above, then whatever it takes to have that release in `stagedUpdate`. A release that turns out to be
-    /// broken costs the one that was staged before; no update does not.
+    /// The above, then all that is needed to have that release in `stagedUpdate`. An update that was staged before
+    /// is discarded when another release is to be staged, even if that one is broken, but not if there is none.
     void prepareLatestUpdate(Completion<std::optional<StagedUpdate>> completion);
-    /// Its folder stays on disk if an installer may still be about to take it.
+    /// Forgets the staged update. Its folder is removed too, unless an installer may be at work in it.
     void discardStagedUpdate();
 
     /// Hands the staged update to the installer, which ends this process if all goes well.
     /// Errors: noPreparedUpdate, installationFailed, `InstallerClientError`.
     void installStagedUpdate(Completion<Done> completion);
-    /// The above, with a failure told as an event. While the installer has not answered, nothing is done.
+    /// The above, with an event for a failure. Does nothing while an installer has not answered yet.
     void install();
 
     /// @throws UpdateKitError  missingBundleVersion, invalidVersion
@@ -102,5 +104,5 @@ private:
     bool isInstalling = false;
     std::set<std::filesystem::path> handedOver;  // staging directories that an installer may be at work in
     std::uint64_t lastOperation = 0;
-    std::map<std::uint64_t, UpdateEnvironment::Handle> operations;  // those that are waited for
+    std::map<std::uint64_t, UpdateEnvironment::Handle> operations;  // those that have not completed
 };

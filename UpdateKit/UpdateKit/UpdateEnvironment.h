@@ -15,11 +15,13 @@
 #include <string>
 #include <string_view>
 
-/// All that the update coordinator does to the world, and asks of it, each replaceable. Time is its loop's.
+/// All that the update coordinator does to the world, and asks of it, each replaceable. Only the time is not
+/// here: it comes from the coordinator's loop.
 ///
-/// Called on the coordinator's thread, but for `bundleInfo`. An operation with a completion calls it on that
-/// thread, within the call or later. What such an operation returns calls it off when dropped: the completion is
-/// then dropped uncalled, and nothing of what was begun is left. It may be dropped within the completion.
+/// Called on the coordinator's thread, except `bundleInfo`. An operation with a completion calls it on that
+/// thread, within the call or later. Such an operation returns a handle, and is called off when the handle is
+/// dropped: then the completion is dropped uncalled, and nothing is left of what was begun. The handle may be
+/// dropped within the completion.
 struct UpdateEnvironment {
     using Path = std::filesystem::path;
     using Handle = std::shared_ptr<void>;
@@ -30,21 +32,21 @@ struct UpdateEnvironment {
     Path currentApplication;  // the bundle that runs
     std::int32_t processIdentifier = 0;
 
-    /// Says whether there is a network: soon, and then at each change of it, on any thread.
+    /// Reports whether there is a network, soon after the call and then at each change, on any thread.
     std::function<Handle(std::function<void(bool isReachable)> report)> watchReachability;
 
-    /// Brings a manifest to memory. What is answered is taken as the document, whatever the status.
+    /// Loads a manifest into memory. The body of an answer is taken as the document, whatever its HTTP status.
     std::function<Handle(const Url&, Completion<Bytes>)> load;
-    /// Brings an archive to a new file.
+    /// Downloads an archive into a new file.
     std::function<Handle(const Url&, const Path& file, Completion<Done>)> download;
 
     /// Makes a new folder that nobody else uses: "UpdateKit" and an upper-case UUID, in a temporary folder.
     /// @throws std::exception
     std::function<Path()> makeStagingDirectory;
-    /// With those above it. @throws std::exception
+    /// Makes a folder, and those above it. @throws std::exception
     std::function<void(const Path&)> makeFolder;
     std::function<bool(const Path&)> exists;
-    /// With all that is in it. What can't be removed stays; never throws.
+    /// Removes a folder with all that is in it. What can't be removed stays; never throws.
     std::function<void(const Path&)> removeFolder;
 
     /// Unpacks into an empty folder.

@@ -15,8 +15,8 @@ struct UpdateFailureInfo {
     std::string summary;               // the error's text
     bool shouldPresentToUser = false;  // whether that text is worded for the user
 
-    /// What an exception amounts to. A version that can't be read counts as unknown even if it is the manifest's:
-    /// the error does not tell whose it was.
+    /// The failure that an exception stands for. The category of an unreadable version is `unknown` even if it is
+    /// the manifest's, since the error does not tell whose version it was.
     static UpdateFailureInfo of(const std::exception_ptr& error);
 
     bool operator==(const UpdateFailureInfo&) const = default;

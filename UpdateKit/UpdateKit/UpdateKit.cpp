@@ -9,7 +9,7 @@ namespace {
 
 constexpr char lastSeenVersion[] = "UpdateKit.lastSeenVersion";
 
-/// The same completion, for another thread to call.
+/// A completion for another thread to call: it calls the given one on the main thread, if the owner still lives.
 template <class Value>
 Completion<Value> onMainThread(MainLoop& loop, const SignalTarget& owner, Completion<Value> completion) {
     return [&loop, life = owner.lifeToken(), completion = std::move(completion)](Outcome<Value> outcome) {

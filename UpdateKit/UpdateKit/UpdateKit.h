@@ -13,30 +13,32 @@
 #include <optional>
 #include <type_traits>
 
-/// The door to the updater for the application: stands on the main thread, and has the coordinator work on
+/// The application's access to the updater: lives on the main thread, and has the coordinator work on
 /// another.
 ///
-/// Main thread only. What is asked for is posted to the coordinator, what that has to tell is posted back and
-/// sent to the observers, each event once and in order; nothing ever waits. After its death nobody is told of
-/// anything, and the coordinator calls off what it is about and dies on its own thread.
+/// Main thread only. Requests are posted to the coordinator; its events are posted back and sent to the
+/// observers, each once and in order. No call waits. After the death of this object no observer and no
+/// completion is called, and the coordinator calls off its operations and dies on its own thread.
 class UpdateKit : public SignalTarget {
 public:
     /// Begins automatic checks.
-    /// @param mainLoop, coordinatorLoop  must outlive the coordinator, which the facade's death posts away: that
-    ///        is, run the second to the end of its queue before either dies. Tests may give one loop for both
+    /// @param mainLoop, coordinatorLoop  must outlive the coordinator. This object's destructor posts the
+    ///        coordinator's destruction to the second, so run that one to the end of its queue before either dies.
+    ///        Tests may give one loop for both
     /// @param defaults  must outlive this object
     UpdateKit(MainLoop& mainLoop, MainLoop& coordinatorLoop, UserDefaults& defaults, const Url& manifestUrl,
               const UpdateEnvironment& environment);
     ~UpdateKit();
 
-    /// A check that the user wants.
+    /// Begins a check that the user has asked for.
     void checkForUpdates();
-    /// Has the staged update installed, which ends this process. A failure is told as any other.
+    /// Has the staged update installed, which ends this process. The observers hear of a failure.
     void installUpdate();
 
-    /// Looks at the manifest alone. Told on the main thread.
+    /// Looks at the manifest alone. The completion runs on the main thread.
     void availableUpdate(Completion<std::optional<ReadyUpdateInfo>> completion);
-    /// Prepares without a word to the observers, and beside a check that may be running. Told on the main thread.
+    /// Prepares an update without telling the observers, even while a check is running. The completion runs on the
+    /// main thread.
     void prepareUpdate(Completion<std::optional<StagedUpdate>> completion);
 
     /// Notes the running version as seen. @return whether it is another than the last time; false if it is not

@@ -7,7 +7,7 @@
 /// What went wrong with an update, in the words that log and user get.
 class UpdateKitError : public std::exception {
 public:
-    /// Those down to `installationFailed` take a payload, the others none.
+    /// The codes down to `installationFailed` take a payload, the others none.
     enum class Code {
         invalidManifest,
         invalidVersion,
@@ -23,7 +23,7 @@ public:
         noPreparedUpdate
     };
 
-    /// @param payload  stands behind the case's text as it is; dropped where the case takes none
+    /// @param payload  is appended to the code's text as it is; dropped if the code takes none
     explicit UpdateKitError(Code code, std::string_view payload = {});
 
     Code code() const { return _code; }

@@ -11,9 +11,9 @@ class UpdateKitInstalling {
 public:
     virtual ~UpdateKitInstalling() = default;
 
-    /// Asks for it. Where it succeeds, the service ends this process, before or after the completion.
-    /// Called on the update coordinator's thread, and completes there: with an `InstallerClientError` for all
-    /// that goes wrong.
-    /// @return dropped, the answer is not waited for, and the completion dropped uncalled
+    /// Asks the service to install. If it succeeds, it ends this process, before or after the completion.
+    /// Called on the update coordinator's thread, and completes there; every failure is an
+    /// `InstallerClientError`.
+    /// @return a handle; once it is dropped, the answer is not waited for, and the completion dropped uncalled
     virtual std::shared_ptr<void> install(const InstallerRequest& request, Completion<Done> completion) = 0;
 };

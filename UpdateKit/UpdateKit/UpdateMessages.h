@@ -6,7 +6,7 @@
 
 // What `UpdateKit` tells the application, on the main thread.
 
-/// An update is staged that was not before.
+/// A new update has been staged.
 struct UpdateReadyMessage {
     ReadyUpdateInfo info;
     bool operator==(const UpdateReadyMessage&) const = default;

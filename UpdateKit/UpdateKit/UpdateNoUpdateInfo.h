@@ -5,7 +5,7 @@
 
 /// Why a manifest gave no update.
 struct UpdateNoUpdateReason {
-    /// There is one, for a newer system than this.
+    /// There is an update, but it needs a newer system.
     struct SystemVersionUnsupported {
         std::string availableVersion;
         std::string requiredSystemVersion;

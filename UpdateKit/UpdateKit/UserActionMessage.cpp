@@ -26,7 +26,7 @@ std::optional<std::string> userActionMessage(const std::exception& error) {
     } catch (const std::exception& underlying) {
         if (auto message = userActionMessage(underlying)) return message;
     } catch (...) {
-        // Not one of ours; it says nothing.
+        // A nested error that is no `std::exception` has no code to look at.
     }
     const auto* systemError = dynamic_cast<const std::system_error*>(&error);
     return systemError ? messageForCode(systemError->code()) : std::nullopt;
