@@ -34,7 +34,8 @@ struct ArchiveCloser {
 };
 using Archive = std::unique_ptr<struct archive, ArchiveCloser>;
 
-/// The library turns names into the characters of the thread's locale, and in a plain one loses those of UTF-8.
+/// Gives the thread a locale with UTF-8: the library converts names to the thread's locale, and in a plain one it
+/// loses characters.
 class Utf8Locale {
 public:
     Utf8Locale() : locale(::newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr)) {
@@ -75,7 +76,7 @@ public:
         std::error_code error;
         const auto size = std::filesystem::file_size(archivePath, error);
         if (error) throw ExtractionError("the archive could not be read: " + error.message());
-        // Multiplied the other way round, a large archive would overflow.
+        // Divide the limit first: for a large archive the product could overflow.
         bytesLeft = size > limits.maxBytes / limits.maxRatio ? limits.maxBytes : size * limits.maxRatio;
         archive.reset(archive_read_new());
         if (!archive || archive_read_support_format_zip_seekable(archive.get()) != ARCHIVE_OK ||
@@ -126,7 +127,7 @@ private:
         if (!name.empty()) folderPermissions[name] = (permissions & 0777) | 0700;
     }
 
-    /// With those above it.
+    /// Makes a folder, and those above it.
     void makeFolder(const std::string& name) {
         if (name.empty() || folderPermissions.contains(name)) return;
         makeFolder(ArchiveNames::parentOf(name));
@@ -171,7 +172,7 @@ private:
     }
 
     void makeLinks() {
-        // Where one leads may depend on the others, so all of them are judged before any is made.
+        // Where a link leads may depend on the others, so all of them are judged before any is made.
         for (const auto& [name, target] : links) {
             checkStop();
             checkLink(name);
@@ -180,8 +181,8 @@ private:
             if (::symlink(target.c_str(), (destination / name).c_str()) != 0) failToWrite(name);
     }
 
-    /// Follows a link, and the links that it meets, in the archive alone: what leads to a place where nothing is
-    /// must stay inside too.
+    /// Follows a link, and the links that it meets, by the names in the archive alone: a link to something that
+    /// does not exist must stay inside too.
     void checkLink(const std::string& name) {
         std::vector<std::string> place;  // where the walk is, below the destination
         for (const auto& part : Path(ArchiveNames::parentOf(name))) place.push_back(part.native());
@@ -221,8 +222,8 @@ private:
             if (::chmod((destination / name).c_str(), permissions) != 0) failToWrite(name);
     }
 
-    /// Here, where nobody waits for it, and not when the user has clicked. All at once, since the disk takes what was
-    /// written one by one for longer.
+    /// Flushes here, where nobody waits for it, and not when the user has clicked. Flushes everything at once, since
+    /// the disk takes longer for one file after the other.
     void flush() {
         try {
             FileTree::flush(destination, stop);

@@ -21,7 +21,7 @@ struct ExtractionLimits {
 
 /// Unpacks a zip archive that may be anybody's.
 ///
-/// Permissions and links are kept, but for the set-uid, set-gid and sticky bits; the owner may always enter and
+/// Permissions and links are kept, except the set-uid, set-gid and sticky bits; the owner may always enter and
 /// change the folders. Refused are: paths that are absolute or have ".." in them, a path twice, two paths that
 /// differ only in case, a file below what is a file or link, links that lead out of the destination, on their
 /// own or through other links, hard links, devices, pipes and sockets, encrypted files, and whatever exceeds
@@ -29,7 +29,7 @@ struct ExtractionLimits {
 ///
 /// Blocks; any thread. On failure a part may lie in the destination: the caller throws it away.
 /// @param destination  an empty folder, in which nobody else is at work
-/// @param stop  asked before each piece that is written: who ends the program can't wait for a whole archive
+/// @param stop  asked before each piece that is written, since the end of the program can't wait for a whole archive
 /// @throws ExtractionError
 void extractArchive(const std::filesystem::path& archive, const std::filesystem::path& destination,
                     const ExtractionLimits& limits = {}, const std::stop_token& stop = {});

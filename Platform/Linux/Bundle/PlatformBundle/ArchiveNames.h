@@ -14,11 +14,11 @@ class ArchiveNames {
 public:
     explicit ArchiveNames(std::size_t maxDepth) : maxDepth(maxDepth) {}
 
-    /// Of a file or a link, which no name before may have had.
+    /// Adds the name of a file or a link, which none before may have had.
     /// @return the name, relative, without empty and "." parts
     std::string addFile(std::string_view raw);
 
-    /// Of a folder, which may come again. @return as above; empty for the top itself
+    /// Adds the name of a folder, which may come again. @return as above; empty for the top itself
     std::string addFolder(std::string_view raw);
 
     /// The folder that a name lies in; empty for the top.

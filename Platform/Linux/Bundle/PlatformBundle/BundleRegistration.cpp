@@ -64,10 +64,10 @@ bool BundleRegistration::add(const AppBundle& bundle) {
     for (const fs::path& icon : iconsIn(resources / "icons"))
         isNewIcon |=
             RegisteredFile::update(icons / icon.lexically_relative(resources / "icons"), RegisteredFile::read(icon));
-    // Desktops look at the time of a theme's folder to see whether what they remember of it still holds.
+    // By the time of a theme's folder, desktops see whether what they have cached of it still holds.
     if (isNewIcon) ::utimensat(AT_FDCWD, (icons / "hicolor").c_str(), nullptr, 0);
 
-    // Without the tool the entry is in the menu all the same; only links of our scheme don't lead here.
+    // Without the tool the entry is still in the menu; only links of our scheme don't lead here.
     std::error_code ignored;
     if (isNewEntry && fs::exists(listingTool, ignored)) {
         try {
@@ -82,8 +82,8 @@ bool BundleRegistration::add(const AppBundle& bundle) {
 std::string BundleRegistration::exec(const fs::path& program, const std::string& fieldCode) {
     RegisteredFile::requirePlain(program);
     std::string command = argument(program.native());
-    // Desktops look whether the program is there before they take "%%" for "%", and leave out the entry of one that is
-    // not. With the arguments of a program they take their time.
+    // Desktops look whether the program is there before they turn "%%" into "%", and leave out the entry if it is not.
+    // They do not look for arguments, so make the program an argument of the shell.
     if (program.native().find('%') != std::string::npos)
         command = "/bin/sh -c " + argument(R"(exec "$0" "$@")") + " " + command;
     if (!fieldCode.empty()) command += " " + fieldCode;
@@ -97,7 +97,7 @@ std::string BundleRegistration::entryFor(const fs::path& program, const std::str
         const std::string_view line(entry.data() + begin, end - begin);
         begin = end + 1;
         if (line.starts_with("Exec=")) {
-            // A desktop leaves the entry out once its bundle has been thrown away.
+            // With "TryExec", a desktop leaves the entry out once its bundle has been thrown away.
             result += "Exec=" + exec(program, "%U") + "\nTryExec=" + valueOf(program.native()) + "\n";
         } else if (!line.starts_with("TryExec=")) {
             result += std::string(line) + "\n";

@@ -26,7 +26,7 @@ struct DirectoryCloser {
     void operator()(DIR* directory) const { ::closedir(directory); }
 };
 
-/// What is in an open folder, apart from itself and its parent.
+/// The names in an open folder, without "." and "..".
 std::vector<std::string> namesIn(int folder, const std::string& name) {
     FileDescriptor own(::openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     const std::unique_ptr<DIR, DirectoryCloser> directory(own ? ::fdopendir(own.get()) : nullptr);
@@ -50,7 +50,8 @@ FileDescriptor openFolder(int parent, const std::string& name) {
 /// Lets the owner into a folder, without following a link.
 void openUp(int parent, const std::string& name) {
     const FileDescriptor entry(::openat(parent, name.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-    // A descriptor of this kind can't be changed by itself; its name in /proc is no link in that folder.
+    // The mode can't be changed by a descriptor of this kind, but by its name in /proc, which leads to the folder
+    // that was opened whatever lies under `name` now.
     if (entry) (void)::chmod(("/proc/self/fd/" + std::to_string(entry.get())).c_str(), 0700);
 }
 
@@ -106,7 +107,7 @@ void copyFile(const Copying& what, const struct stat& status) {
     const std::array<timespec, 2> times{status.st_atim, status.st_mtim};
     (void)::futimens(to.get(), times.data());
     if (::fchmod(to.get(), permissions(status)) != 0) fail(errno, "make", what.destination);
-    // Some file systems tell only now that the disk is full.
+    // Some file systems report only now that the disk is full.
     if (::close(to.release()) != 0) fail(errno, "write", what.destination);
 }
 
@@ -138,13 +139,13 @@ void copyAt(const Copying& what, int depth) {
 }
 
 void flushFile(int file, const std::string& name) {
-    // Some file systems can't; they have nothing to wait for, or no disk.
+    // Some file systems refuse this, since they have nothing to wait for, or no disk.
     if (::fsync(file) != 0 && errno != EINVAL && errno != ENOTSUP) fail(errno, "write", name);
 }
 
 void flushAt(int parent, const std::string& name, const std::stop_token& stop, int depth) {
     if (stop.stop_requested()) return;
-    // Neither follows a link nor waits at a pipe.
+    // These flags neither follow a link nor wait at a pipe.
     const FileDescriptor entry(::openat(parent, name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
     if (!entry) {
         if (errno == ELOOP || errno == EACCES || errno == ENXIO) return;
@@ -162,7 +163,7 @@ void flushAt(int parent, const std::string& name, const std::stop_token& stop, i
 }  // namespace
 
 void FileTree::copy(const std::filesystem::path& source, const std::filesystem::path& destination) {
-    // What is there already is not ours to remove.
+    // Look before the copy begins: a failed copy is removed below, but what lies there already is not ours.
     struct stat status {};
     if (::lstat(destination.c_str(), &status) == 0) fail(EEXIST, "make", destination.native());
     try {
@@ -171,7 +172,7 @@ void FileTree::copy(const std::filesystem::path& source, const std::filesystem::
         try {
             FileTree::remove(destination);
         } catch (const std::system_error&) {
-            // The first error is the one that says why.
+            // Report the first error, which says why.
         }
         throw;
     }

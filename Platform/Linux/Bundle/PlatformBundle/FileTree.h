@@ -13,13 +13,13 @@ namespace FileTree {
 void copy(const std::filesystem::path& source, const std::filesystem::path& destination);
 
 /// Removes a file, a link or a folder with all that is in it, folders that nobody may write to included.
-/// Nothing there is fine.
+/// Does nothing if there is no such path.
 /// @throws std::system_error
 void remove(const std::filesystem::path& path);
 
 /// Waits until all of a file or a folder is on the disk, so that a machine that loses its power does not find a folder
 /// of empty files. What may not be read is left out.
-/// @param stop  ends it between two files; whoever asked for that knows of it
+/// @param stop  ends the call between two files, without an error
 /// @throws std::system_error
 void flush(const std::filesystem::path& path, const std::stop_token& stop = {});
 

@@ -29,8 +29,8 @@ struct stat statusOf(const Path& path) {
 int renameWithoutReplacing(const Path& source, const Path& destination) {
     if (::renameat2(AT_FDCWD, source.c_str(), AT_FDCWD, destination.c_str(), RENAME_NOREPLACE) == 0) return 0;
     if (errno != EINVAL && errno != ENOSYS) return errno;
-    // A file system that knows no such rename. Into one's own folder, on to a bundle that this process has just
-    // moved away, looking first will do.
+    // The file system knows no such rename. Looking first is enough here: the folder is the user's own, and this
+    // process has just moved away the bundle that lay at the destination.
     struct stat status {};
     if (::lstat(destination.c_str(), &status) == 0) return EEXIST;
     return ::rename(source.c_str(), destination.c_str()) == 0 ? 0 : errno;
@@ -41,7 +41,7 @@ Path copyBeside(const Path& source, const Path& destination) {
     FileTree::remove(copy);
     FileTree::copy(source, copy);
     try {
-        // The old bundle goes soon after the new one is at its place.
+        // Flush here, since the old bundle is removed soon after the new one is at its place.
         FileTree::flush(copy);
     } catch (const std::system_error&) {
         FileTree::remove(copy);
@@ -73,7 +73,7 @@ void LinuxFileManager::move(const Path& source, const Path& destination) {
         try {
             FileTree::remove(error == 0 ? source : copy);
         } catch (const std::system_error&) {
-            // The move is done, or has failed, all the same.
+            // This changes nothing about whether the move is done.
         }
     }
     if (error != 0) fail(error, "move to", destination);

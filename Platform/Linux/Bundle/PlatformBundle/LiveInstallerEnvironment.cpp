@@ -26,15 +26,16 @@ using Path = std::filesystem::path;
 struct Request {
     std::optional<RunningProcess> process;
     std::optional<LaunchContext> context;
-    bool wasAsked = false;  // whether the process was looked for; without `process`, it was gone
+    bool wasAsked = false;  // whether the process was looked for; if so, and without `process`, it was gone
 };
 
 InstallerServiceError terminationFailed(const std::string& why) {
     return InstallerServiceError(InstallerServiceError::Code::processTerminationFailed, why);
 }
 
-/// Whether a program that runs was started from the application, or from the one before, which lay in its place until
-/// an update moved it away: several may run from one bundle, and only one of them asks for the update.
+/// Whether a running program was started from the application, or from the one before, which lay in its place until
+/// an update moved it away. That may be, since several processes may run from one bundle, and an update ends only the
+/// one that has asked for it.
 bool isOf(const Path& program, const Path& application) {
     const Path whole = std::filesystem::canonical(application);
     const auto [end, rest] = std::mismatch(whole.begin(), whole.end(), program.begin(), program.end());
@@ -49,8 +50,8 @@ bool isOf(const Path& program, const Path& application) {
     return !name.empty() && name.find_first_not_of("0123456789") == name.npos;
 }
 
-/// What the process that is replaced had, but for what tells the new one whether its output, which is ours, goes to the
-/// journal, and for what a process has wiped of its own.
+/// The environment of the process that is replaced, without what that process has wiped of it, and with our
+/// JOURNAL_STREAM: this variable says whether the output goes to the journal, and the new process has our output.
 std::vector<std::string> inherited(std::vector<std::string> environment) {
     const std::string name = "JOURNAL_STREAM=";
     std::erase_if(environment, [&](const std::string& each) {
@@ -98,7 +99,7 @@ pid_t relaunch(const Request& request, BundleReader& bundles, const Path& applic
         const Path& folder = request.context->workingFolder;
         if (std::filesystem::is_directory(folder, ignored)) start.workingFolder = folder;
     }
-    // Nobody waits for it: this process ends soon, and hands it to the system.
+    // Do not wait for the new process: this one ends soon, and the system then waits for the other.
     return spawn(start);
 }
 
@@ -124,7 +125,7 @@ InstallerEnvironment liveInstallerEnvironment(std::shared_ptr<ProcessLauncher> l
         try {
             if (request->process) (void)request->process->signal(SIGKILL);
         } catch (const std::system_error&) {
-            // The looks that follow tell whether it helped.
+            // Whether the process has ended, the caller sees by `processIsRunning`.
         }
     };
     environment.processIsRunning = [request](std::int32_t process) { return isRunning(*request, process); };

@@ -13,14 +13,14 @@
 /// What the installer does on this machine. For one request, on one thread.
 ///
 /// The process is held by a handle from the request to end on, so that neither the kill nor the waiting ever
-/// meets another one that got its number. It must run from the application that is replaced, or from what an earlier
-/// update moved away from there, or it is not touched. Before it is asked to end, its arguments, environment and
-/// working folder are read; the new one is started with them, in a session of its own, and with this process's output
-/// and errors. If the process was gone before that, the new one is started without arguments, in this process's
-/// environment.
+/// meets another one that got its number. It is touched only if it runs from the application that is replaced, or
+/// from a bundle that an earlier update moved away from there. Before it is asked to end, its arguments, environment
+/// and working folder are read; the new one is started with them, in a session of its own, and with this process's
+/// output and errors. If the process was gone before that, the new one is started without arguments, in this
+/// process's environment.
 ///
 /// @param codeSignTool  `vimble-codesign`, see `toolBesideThisProgram`
-/// @param started  told of the new process, within `relaunchApp`
+/// @param started  called with the new process, within `relaunchApp`
 InstallerEnvironment liveInstallerEnvironment(std::shared_ptr<ProcessLauncher> launcher,
                                               std::shared_ptr<BundleReader> bundleReader,
                                               const std::filesystem::path& codeSignTool,

@@ -18,7 +18,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-/// Waits for the end of a child that is about to end, or is killed when its holder goes first.
+/// A child process. It is killed when its holder dies before it was waited for.
 class Child {
 public:
     explicit Child(pid_t id) : id(id) {}
@@ -33,7 +33,7 @@ public:
     int wait() {
         int status = 0;
         while (::waitpid(id, &status, 0) < 0)
-            if (errno != EINTR) return -1;  // somebody else has taken it
+            if (errno != EINTR) return -1;  // somebody else has waited for it
         id = -1;
         return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
     }
@@ -42,7 +42,7 @@ private:
     pid_t id;
 };
 
-/// A file that can be read once a stop is asked for, and wakes who waits for several.
+/// A file that can be read once a stop is asked for, so that `poll` can wait for it beside others.
 class StopFile {
 public:
     explicit StopFile(const std::stop_token& stop)

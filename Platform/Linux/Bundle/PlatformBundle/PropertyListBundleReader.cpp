@@ -34,8 +34,8 @@ std::size_t countOf(std::string_view part, std::string_view text) {
     return count;
 }
 
-/// What the library is not asked to read. It frees nested values by recursion, so their number is limited,
-/// counted as text: every one of them begins with one of these.
+/// Whether the library may be asked to read this. It frees nested values by recursion, so their number is limited.
+/// They are counted in the text, where each of them begins with "<dict" or "<array".
 bool isHarmless(std::string_view xml) {
     const std::size_t begin = xml.find_first_not_of(" \t\r\n");
     return xml.size() <= PropertyListBundleReader::maxSize && begin != xml.npos && xml[begin] == '<' &&
@@ -63,7 +63,7 @@ std::optional<Texts> textsOf(plist_t dictionary) {
     }
 }
 
-/// A file that is no link and no pipe, up to the limit.
+/// Reads a file up to a byte beyond the limit. Nothing if it is a link or a pipe, or can't be read.
 std::optional<std::string> readSmallFile(const std::filesystem::path& path) {
     const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
     struct stat status {};

@@ -12,9 +12,9 @@
 
 /// The texts in a property list of the XML form, whose top is a dictionary; other values are left out.
 ///
-/// It may be anybody's, so what an application has no need of is refused: the binary form, entities of one's
-/// own, more than 64 KiB, more than 1,000 lists and dictionaries, what is not UTF-8. Of a
-/// key that comes twice the last counts.
+/// The list may come from anybody, so whatever an application does not need is refused: the binary form, entities
+/// of its own, more than 64 KiB, more than 1,000 lists and dictionaries, what is not UTF-8. The last of repeated
+/// keys counts.
 /// @return nothing for what is refused, or no such property list
 std::optional<std::map<std::string, std::string, std::less<>>> textsOfPropertyList(std::string_view xml);
 

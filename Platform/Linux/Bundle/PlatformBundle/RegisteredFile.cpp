@@ -25,7 +25,7 @@ std::runtime_error failure(const fs::path& path, int error) {
     return std::runtime_error(path.native() + ": " + std::strerror(error));
 }
 
-/// Nothing if there is no such file, or it is longer than that.
+/// Nothing if the file can't be read, or is longer than the limit; then `errno` says why.
 std::optional<std::string> contentsOf(const fs::path& path, std::size_t limit) {
     const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
     struct stat status {};
@@ -69,7 +69,7 @@ bool RegisteredFile::update(const fs::path& path, std::string_view contents) {
     std::error_code error;
     fs::create_directories(path.parent_path(), error);
     if (error) throw failure(path.parent_path(), error.value());
-    // Hidden, for desktops take every other file in these folders for one of its kind.
+    // Give it a hidden name: desktops take every other file in these folders for an entry or an icon.
     std::string beside = path.parent_path() / ("." + path.filename().native() + ".XXXXXX");
     FileDescriptor file(::mkostemp(beside.data(), O_CLOEXEC));
     if (!file) throw failure(path, errno);

@@ -59,7 +59,7 @@ std::optional<RunningProcess> RunningProcess::open(pid_t number) {
 bool RunningProcess::isRunning() const { return !waitForEnd(std::chrono::milliseconds(0)); }
 
 bool RunningProcess::waitForEnd(std::chrono::milliseconds atMost) const {
-    // Readable once it has ended.
+    // The handle can be read once the process has ended.
     pollfd poll{handle.get(), POLLIN, 0};
     int ready = 0;
     do ready = ::poll(&poll, 1, static_cast<int>(atMost.count()));
@@ -81,7 +81,7 @@ std::optional<LaunchContext> RunningProcess::launchContext() const {
         context.arguments = splitAtNul(readProcFile(procPath(number, "cmdline")));
         context.environment = splitAtNul(readProcFile(procPath(number, "environ")));
         if (!context.arguments.empty()) context.arguments.erase(context.arguments.begin());
-        // While it runs, nobody else has its number: what was read is its own.
+        // If it still runs, no other process has had its number meanwhile, so what was read is its own.
         return isRunning() ? std::optional(context) : std::nullopt;
     } catch (const std::system_error&) {
         if (!isRunning()) return std::nullopt;
@@ -98,6 +98,6 @@ bool isProcessRunning(pid_t number) {
         const char state = end == std::string::npos || end + 2 >= status.size() ? '?' : status[end + 2];
         return state != 'Z' && state != 'X';
     } catch (const std::system_error&) {
-        return true;  // hidden from us; it answered
+        return true;  // /proc hides it from us, but `kill` has found it
     }
 }

@@ -17,19 +17,19 @@ struct LaunchContext {
     std::filesystem::path workingFolder;
 };
 
-/// A process of this machine, held fast: once opened, it is never confused with a later one that got its number.
+/// A process of this machine. Once opened, it is never confused with a later one that got its number.
 class RunningProcess {
 public:
     /// @return nothing if it does not run (any more); one that has ended and was not waited for does not run
-    /// @throws std::system_error  no such number, or a kernel before 5.3
+    /// @throws std::system_error  no number of a process, or a kernel before 5.3
     static std::optional<RunningProcess> open(pid_t number);
 
     bool isRunning() const;
 
-    /// Blocks until it has ended, or that time is over. @return whether it has ended
+    /// Blocks until it has ended, or `atMost` is over. @return whether it has ended
     bool waitForEnd(std::chrono::milliseconds atMost) const;
 
-    /// @param number  0 only asks whether it may be signalled
+    /// @param number  of the signal; 0 only asks whether the process may be signalled
     /// @return false if it has ended
     /// @throws std::system_error  not allowed
     bool signal(int number) const;
@@ -45,6 +45,6 @@ private:
     FileDescriptor handle;
 };
 
-/// Whether a process of that number runs, ours or not, by asking the system anew. One that has ended and was not
-/// waited for does not run.
+/// Whether a process of that number runs, ours or not. Asks the system each time. A process that has ended and was
+/// not waited for does not run.
 bool isProcessRunning(pid_t number);

@@ -26,7 +26,7 @@ std::system_error failure(const fs::path& path) {
     return std::system_error(errno, std::generic_category(), path.native());
 }
 
-/// With those above it, for this user alone. One that is there is fine.
+/// Makes a folder and those above it, for this user alone. Does nothing if it is there.
 void makeFolder(const fs::path& path) {
     if (mkdir(path.c_str(), 0700) == 0 || errno == EEXIST) return;
     if (errno != ENOENT || path == path.parent_path()) throw failure(path);
@@ -38,7 +38,8 @@ FileDescriptor openFolder(const fs::path& path) {
     return FileDescriptor(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
 }
 
-/// Whether what is open is what lies at the path: it may have been removed, and made anew, before it was locked.
+/// Whether the open folder is still the one at the path: it may have been removed, and made anew, before it was
+/// locked.
 bool isStillThere(const FileDescriptor& folder, const fs::path& path) {
     struct stat open {};
     struct stat there {};
@@ -46,7 +47,7 @@ bool isStillThere(const FileDescriptor& folder, const fs::path& path) {
            open.st_ino == there.st_ino;
 }
 
-/// Of random bits, as RFC 4122 has it (version 4).
+/// A UUID of random bits (RFC 4122, version 4).
 std::string newUuid() {
     std::array<unsigned char, 16> bytes{};
     if (getrandom(bytes.data(), bytes.size(), 0) != static_cast<ssize_t>(bytes.size()))
@@ -63,14 +64,15 @@ std::string newUuid() {
     return text;
 }
 
-/// Under another name first: an installer that looks for what lies in it then finds all of it, or nothing.
+/// Removes a folder after giving it another name, so that an installer that looks for something in it finds all of it
+/// or nothing.
 void removeQuietly(const fs::path& path) {
     try {
         const fs::path condemned = path.native() + ".old";
         const bool isMoved = ::renameat2(AT_FDCWD, path.c_str(), AT_FDCWD, condemned.c_str(), RENAME_NOREPLACE) == 0;
         FileTree::remove(isMoved ? condemned : path);
     } catch (const std::system_error&) {
-        // The next program to start tries again.
+        // The next program that starts tries again.
     }
 }
 
@@ -81,7 +83,7 @@ StagingFolders::StagingFolders(Path temporaryFolder) : top(temporaryFolder / fol
 void StagingFolders::enter() {
     if (topLock && isStillThere(topLock, top)) return;
     for (int i = 0; i < attempts; ++i) {
-        // Whoever cleans up the user's caches may have taken the temporary folder too.
+        // Whoever cleans up the user's caches may have removed the temporary folder too.
         makeFolder(top);
         FileDescriptor folder = openFolder(top);
         if (!folder) {
@@ -102,7 +104,7 @@ StagingFolders::Path StagingFolders::make() {
         Path path = top / newUuid();
         if (mkdir(path.c_str(), 0700) != 0) throw failure(path);
         FileDescriptor folder = openFolder(path);
-        // Another program may have taken it for a leftover in the moment between.
+        // Before the lock, another program may have taken the folder for a leftover.
         if (!folder || flock(folder.get(), LOCK_SH | LOCK_NB) != 0 || !isStillThere(folder, path)) continue;
         locks.emplace(path, std::move(folder));
         return path;
@@ -122,7 +124,7 @@ void StagingFolders::removeLeftovers() {
         paths.push_back(entry->path());
     for (const Path& path : paths) {
         const FileDescriptor folder = openFolder(path);
-        // What is no folder is nobody's: a lock can't be had on it, and nothing of ours is a file.
+        // Remove what is no folder without asking for a lock, since none of our programs puts a file here.
         if (folder && flock(folder.get(), LOCK_EX | LOCK_NB) != 0) continue;
         removeQuietly(path);
     }
@@ -130,13 +132,13 @@ void StagingFolders::removeLeftovers() {
 
 std::shared_ptr<void> StagingFolders::hold(const Path& update) {
     auto locks = std::make_shared<std::vector<FileDescriptor>>();
-    // An archive may have a folder of that name in it, and so may the way to ours: all of them do no harm.
+    // Folders of this name may also lie in the archive, or above our folder. Lock those too, since it does no harm.
     for (Path each = update; each.has_relative_path(); each = each.parent_path()) {
         if (each.parent_path().filename() != folderName) continue;
         for (const Path& path : {each.parent_path(), each}) {
             FileDescriptor folder = openFolder(path);
             if (!folder) continue;
-            // Only who is removing it has it for itself.
+            // Only a program that is removing the folder has a lock that excludes others.
             if (flock(folder.get(), LOCK_SH | LOCK_NB) != 0 || !isStillThere(folder, path))
                 throw std::runtime_error(path.native() + " is being removed by another program");
             locks->push_back(std::move(folder));

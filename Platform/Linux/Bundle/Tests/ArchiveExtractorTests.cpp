@@ -49,7 +49,7 @@ protected:
         archive_write_free(writer);
     }
 
-    /// Replaces bytes of the archive: what no tool would write. The new text must be as long as the old.
+    /// Replaces bytes of the archive, to get what no tool would write. The new text must be as long as the old.
     void alter(const std::string& before, const std::string& after) {
         ASSERT_EQ(before.size(), after.size());
         std::string bytes = read(file);
@@ -60,7 +60,7 @@ protected:
         std::ofstream(file, std::ios::binary) << bytes;
     }
 
-    /// Gives a file of the permissions 0612 another kind, as it stands in the archive's directory.
+    /// Gives the file with the permissions 0612 another kind in the archive's directory.
     void alterKind(mode_t type) {
         const auto bytes = [](mode_t mode) {
             return std::string{static_cast<char>(mode & 0xFF), static_cast<char>(mode >> 8)};
@@ -205,7 +205,7 @@ TEST_F(ArchiveExtractorTest, DevicesAndSocketsAreRefused) {
 }
 
 TEST_F(ArchiveExtractorTest, APipeBecomesAFile) {
-    // Some tools mark so what they were fed through a pipe, and the library takes it for a file.
+    // Some tools mark what they have read from a pipe like this, and the library takes it for a file.
     write({{"odd", "", AE_IFREG | 0612}});
     alterKind(AE_IFIFO);
     EXPECT_EQ(refusal(), "");
@@ -216,7 +216,7 @@ TEST_F(ArchiveExtractorTest, ABombIsStoppedOnTheWay) {
     const auto bomb = refusalOf({{"zeros", std::string(10'000'000, '\0')}});
     EXPECT_EQ(bomb, "\"zeros\" makes the archive too large unpacked");
     EXPECT_LE(std::filesystem::file_size(destination / "zeros"), 20 * std::filesystem::file_size(file));
-    // In many small files just as well.
+    // Many small files count together.
     std::vector<Entry> many;
     for (int i = 0; i < 200; ++i) many.push_back({"f" + std::to_string(i), std::string(100'000, '\0')});
     EXPECT_NE(refusalOf(many).find("makes the archive too large unpacked"), std::string::npos);
@@ -230,7 +230,7 @@ TEST_F(ArchiveExtractorTest, WhatIsCalledOffEndsAtTheNextPiece) {
     EXPECT_THROW(extractArchive(file, destination, limits, stop.get_token()), ExtractionError);
     EXPECT_TRUE(std::filesystem::is_empty(destination));
 
-    // In the midst: as soon as something lies there, far from the end.
+    // Then call it off in the midst: as soon as something lies there, far from the end.
     std::vector<Entry> many;
     for (int i = 0; i < 50'000; ++i) many.push_back({"f" + std::to_string(i), "1"});
     write(many);

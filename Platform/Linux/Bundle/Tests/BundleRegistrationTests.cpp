@@ -63,7 +63,7 @@ TEST_F(BundleRegistrationTest, ANewBundleGetsItsEntryAndIcons) {
                                    "\" %U\nTryExec=" + program + "\nMimeType=x-scheme-handler/vimble;\n");
     EXPECT_EQ(contents(icon), "picture");
     EXPECT_EQ(contents(dataHome / "icons/hicolor/scalable/apps/zorvane.Vimble.svg"), "<svg/>");
-    // The desktop's own programs may run as others.
+    // The desktop's own programs may run as other users.
     struct stat status {};
     ASSERT_EQ(::stat(entry.c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & 0777, 0644u);
@@ -136,7 +136,7 @@ TEST_F(BundleRegistrationTest, AHomeThatCanOnlyBeReadStaysAsItIs) {
     fs::permissions(root.path, fs::perms(0755));
     const pid_t child = ::fork();
     if (child == 0) {
-        // Root may write anywhere.
+        // Become another user, since root may write anywhere.
         if (::geteuid() == 0 && ::setuid(65534) != 0) ::_exit(3);
         try {
             registration.add(bundle);

@@ -19,7 +19,7 @@ std::set<Identity>& noted() {
 
 }  // namespace
 
-/// In place of the C library's.
+/// Replaces the C library's function.
 extern "C" int fsync(int file) {
     struct stat status {};
     if (::fstat(file, &status) == 0) {

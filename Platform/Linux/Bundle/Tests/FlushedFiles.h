@@ -2,11 +2,11 @@
 
 #include <filesystem>
 
-/// What this process has had written to the disk: every call of fsync is noted, and done.
+/// The files that this process has had written to the disk. Every call of fsync is noted, and carried out.
 namespace FlushedFiles {
 
 void forget();
-/// Whether it was called for this file or folder since.
+/// Whether fsync was called for this file or folder since `forget`.
 bool contain(const std::filesystem::path& path);
 
 }  // namespace FlushedFiles

@@ -1,5 +1,5 @@
-// What is on disk when the installer is killed: at every call into the system that changes a file or a folder, in
-// turn, which is finer than any step of its own.
+// Kills the installer at each system call that changes a file or a folder, in turn, and looks at what is on disk. These
+// calls are smaller steps than any that the installer itself knows.
 
 #include "PlatformBundle/FileTree.h"
 #include "PlatformBundle/LinuxFileManager.h"
@@ -84,7 +84,7 @@ protected:
             for (const auto& each : fs::directory_iterator(place)) FileTree::remove(each.path());
         makeTestBundle(current, "1.0.0");
         makeTestBundle(staged, "1.1.0");
-        makeTestBundle(backup, "0.0.1");  // of an earlier failure
+        makeTestBundle(backup, "0.0.1");  // left by an earlier failure
     }
 
     void install() {

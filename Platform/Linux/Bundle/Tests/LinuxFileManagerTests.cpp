@@ -18,7 +18,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// Runs in a process of its own, since it changes what a process can't change back.
+/// Runs a function in a process of its own, since it changes something that a process can't change back.
 /// @return the exit status; 100 for an exception
 int inChild(const std::function<int()>& run) {
     const pid_t child = ::fork();
@@ -60,10 +60,11 @@ protected:
     LinuxFileManager files;
 };
 
-/// On two volumes, the second of which has room for so much; skipped where this user may not mount.
+/// Tests on two volumes. They are skipped if this user may not mount.
 class TwoVolumesTest : public LinuxFileManagerTest {
 protected:
     /// Runs with `folder.path / "apps"` on a volume of its own.
+    /// @param size  how much room it has
     int withVolume(const std::string& size, const std::function<int()>& run) {
         return inChild([&] {
             if (::unshare(CLONE_NEWNS) != 0 || ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
@@ -129,7 +130,7 @@ TEST_F(LinuxFileManagerTest, RemovingFollowsNoLinks) {
     files.remove(staged);
     EXPECT_FALSE(fs::exists(fs::symlink_status(staged)));
     EXPECT_TRUE(fs::exists(folder.path / "other" / "mine"));
-    files.remove(staged);  // nothing there is fine
+    files.remove(staged);  // a missing path is no error
 }
 
 TEST_F(LinuxFileManagerTest, ClosedFoldersAreRemovedToo) {
@@ -176,7 +177,7 @@ TEST_F(TwoVolumesTest, AMoveAcrossVolumesIsACopyAndARename) {
 
 TEST_F(TwoVolumesTest, AMoveIsPreparedByACopyOnTheDestinationsVolume) {
     const int status = withVolume("10m", [&] {
-        // What an earlier one has left.
+        // A copy that an earlier move has left.
         fs::create_directories(folder.path / "apps" / ".Vimble.app.incoming" / "stale");
         const auto copy = files.prepareMove(staged, destination);
         if (copy.parent_path() != destination.parent_path() || treeOf(copy) != treeOf(staged)) return 1;

@@ -24,7 +24,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// A program that ignores the polite request, and says when it does.
+/// A program that ignores the polite request to end, and says when it begins to.
 constexpr const char* stubborn = "trap '' TERM; echo ready; read x < pipe";
 
 class LiveInstallerEnvironmentTest : public testing::Test {
@@ -32,11 +32,11 @@ protected:
     LiveInstallerEnvironmentTest() {
         makeTestBundle(current, "1.0.0");
         makeTestBundle(staged, "1.1.0");
-        // The old one must be a program of its own, since a script's process is its shell's.
+        // The old application is a copy of the shell: a script would not do, since its process runs from /bin/sh.
         const fs::path old = current / "Contents" / "Linux" / "Vimble";
         fs::remove(old);
         fs::copy_file("/bin/sh", old);
-        // The new one tells how it was started.
+        // The new application writes down how it was started.
         std::ofstream(staged / "Contents" / "Linux" / "Vimble")
             << "#!/bin/sh\nread -r _ _ _ _ _ session _ < /proc/$$/stat\n"
                "{ printf '%s\\n' \"$MARK\" \"$PWD\" \"$@\"; [ $session = $$ ] && echo leader; } > told\n";
@@ -92,7 +92,7 @@ protected:
                              [&] { return std::make_unique<InstallerService>(files, reader, environment(), policy); });
     }
 
-    /// Takes note of the end of the old one, and tells the signal that ended it.
+    /// Waits for the end of the old application. @return the signal that ended it; 0 if none did
     int signalThatEndedOld() {
         int status = 0;
         ::waitpid(old, &status, 0);
@@ -106,7 +106,7 @@ protected:
         return text.str();
     }
 
-    /// Installs one that runs a command of the shell. @return what that wrote
+    /// Installs an application that runs a command of the shell. @return what that wrote
     std::string toldByTheNewOne(const std::string& command) {
         std::ofstream(staged / "Contents" / "Linux" / "Vimble") << "#!/bin/sh\n"
                                                                 << command << " > '" << home.native() << "/told'\n";
@@ -149,7 +149,7 @@ TEST_F(LiveInstallerEnvironmentTest, AnApplicationThatIgnoresTheRequestIsKilled)
 }
 
 TEST_F(LiveInstallerEnvironmentTest, ThePauseBetweenTwoLooksEndsWithTheProcess) {
-    // It takes a moment to end, in which the first look finds it.
+    // The application takes a moment to end, so that the first look still finds it.
     startOld(
         "exec 2>/dev/null; trap 'i=0; while [ $i -lt 20000 ]; do i=$((i + 1)); done; exit 7' TERM; echo ready; read x "
         "< pipe");
@@ -216,7 +216,7 @@ TEST_F(LiveInstallerEnvironmentTest, WithoutAJournalTheNewOneIsToldOfNone) {
 }
 
 TEST_F(LiveInstallerEnvironmentTest, WhatAProcessHasWipedOfItsEnvironmentIsNotHandedOn) {
-    // A variable that is overwritten with zeros looks like many without a name.
+    // A variable that was overwritten with zeros looks like many variables without a name.
     EXPECT_EQ(toldByTheNewOne("tr '\\0' '\\n' < /proc/$$/environ | grep -vc ="), "0\n");
 }
 
@@ -229,7 +229,7 @@ TEST_F(LiveInstallerEnvironmentTest, NumbersThatMeanGroupsAreRefused) {
 TEST_F(LiveInstallerEnvironmentTest, AfterAProcessThatWasGoneTheNewOneIsStartedWithoutArguments) {
     startOld("echo ready");
     (void)signalThatEndedOld();
-    // Its working folder and environment are unknown too; it must not write into that of the test.
+    // The working folder of the old one is unknown too, so the new one must be told a whole path to write to.
     std::ofstream(staged / "Contents" / "Linux" / "Vimble") << "#!/bin/sh\necho $# > '" << home.native() << "/told'\n";
     EXPECT_EQ(install(999'999'999), InstallerReply());
     ASSERT_GT(::waitpid(-1, nullptr, 0), 0);
@@ -290,7 +290,7 @@ TEST_F(LiveInstallerEnvironmentTest, ABundleWhoseSealDoesNotHoldIsRefusedInTheTo
 
 TEST_F(LiveInstallerEnvironmentTest, AnUnwritableFolderIsToldWhileTheApplicationRuns) {
     if (::geteuid() != 0) GTEST_SKIP() << "only root can become another user";
-    // All of it belongs to another user, but for the folder that the bundle lies in.
+    // Everything belongs to another user, except the folder that the bundle lies in.
     ::chmod(folder.path.c_str(), 0755);
     ::chmod(tool.c_str(), 0755);
     const pid_t child = ::fork();

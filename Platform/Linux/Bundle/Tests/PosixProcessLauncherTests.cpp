@@ -50,7 +50,7 @@ TEST(PosixProcessLauncherTest, AToolThatIsCalledOffIsStoppedAtOnce) {
     std::stop_source stop;
     std::string failure;
     std::thread runner([&] {
-        // Longer than any test may take.
+        // The time-out is longer than any test may take.
         PosixProcessLauncher launcher(std::chrono::hours(1), stop.get_token());
         try {
             (void)launcher.launch("/bin/sh", {"-c", "echo $$ > '" + pipe.native() + "'; exec sleep 3600"});

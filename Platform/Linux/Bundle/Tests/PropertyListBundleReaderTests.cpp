@@ -64,7 +64,7 @@ TEST(PropertyListTest, DeepNestingIsRefused) {
     for (int i = 0; i < 1001; ++i) deep += "<array>";
     for (int i = 0; i < 1001; ++i) deep += "</array>";
     EXPECT_FALSE(textsOfPropertyList(dictionary("<key>a</key>" + deep)));
-    // Nor does hiding the ends in comments help.
+    // Hiding the ends in comments does not help.
     std::string open;
     for (int i = 0; i < 3000; ++i) open += "<array><!--</array>-->";
     EXPECT_FALSE(textsOfPropertyList(dictionary("<key>a</key>" + open)));
@@ -74,7 +74,7 @@ TEST(PropertyListTest, NoCutOfAListMakesAnother) {
     const std::string whole = dictionary("<key>a</key><string>1</string><key>b</key><string>2</string>");
     for (std::size_t length = 0; length < whole.size(); ++length) {
         const auto texts = textsOfPropertyList(whole.substr(0, length));
-        // The library takes one whose last ends are missing; a value cut short it never is.
+        // The library accepts a list without its last closing tags, but no value may be cut short.
         EXPECT_TRUE(!texts || texts == textsOfPropertyList(whole)) << length;
     }
 }
@@ -107,7 +107,7 @@ TEST_F(PropertyListBundleReaderTest, WhatHasNoListOfItsOwnIsNoBundle) {
     std::filesystem::create_directory(list);
     EXPECT_FALSE(reader.open(bundle));
     std::filesystem::remove(list);
-    // Opening this would wait for a writer.
+    // Opening a pipe could wait for a writer.
     ASSERT_EQ(::mkfifo(list.c_str(), 0600), 0);
     EXPECT_FALSE(reader.open(bundle));
 }

@@ -28,7 +28,7 @@ public:
     Sleeper(const Sleeper&) = delete;
     Sleeper& operator=(const Sleeper&) = delete;
 
-    /// Ends it, and does not take note of that.
+    /// Ends the program, and leaves it without anybody having waited for it.
     void endWithoutNotice() const {
         ::kill(id, SIGKILL);
         siginfo_t info;
@@ -46,7 +46,7 @@ TEST(RunningProcessTest, HowAProcessWasStartedCanBeRead) {
     request.environment = {{"A=one two", "EMPTY=", "B=\u00E9=x"}};
     request.workingFolder = folder.path;
     const pid_t shell = spawn(request);
-    // Until a new program runs, the system shows it without arguments; once it has stopped, it runs.
+    // The system shows a process without arguments until its program runs, so wait until the shell has stopped itself.
     ::waitpid(shell, nullptr, WUNTRACED);
     const auto process = RunningProcess::open(shell);
     ASSERT_TRUE(process);
