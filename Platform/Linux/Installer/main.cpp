@@ -24,7 +24,7 @@
 
 namespace {
 
-/// One line each on standard error, which a bus that starts services hands to the journal.
+/// Writes each message as a line to standard error, which a bus that starts services hands to the journal.
 class StandardError : public LogSink {
 public:
     void write(LogLevel, std::string_view subsystem, std::string_view category, std::string_view message) override {
@@ -32,13 +32,13 @@ public:
         std::replace_if(
             line.begin(), line.end(), [](char c) { return static_cast<unsigned char>(c) < 0x20; }, ' ');
         line += '\n';
-        // In one call, so that it stays whole among the lines of others. What can't be written is lost.
+        // Write it in one call, so that it stays whole among the lines of others. What can't be written is lost.
         static_cast<void>(!::write(STDERR_FILENO, line.data(), line.size()));
     }
 };
 
 InstallerReply install(const InstallerLaunchRequest& request, const InstallerBundle& bundle, OwnScope& scope) {
-    // The application keeps the update from being cleared away only for as long as it runs.
+    // Hold the update here too: the application keeps it from being cleared away only for as long as it runs.
     std::shared_ptr<void> held;
     try {
         held = StagingFolders::hold(request.stagedApp);
@@ -51,7 +51,7 @@ InstallerReply install(const InstallerLaunchRequest& request, const InstallerBun
         std::make_shared<PosixProcessLauncher>(), bundleReader, bundle.codeSignTool,
         [&](pid_t process) { scope.give(process, QString::fromStdString(bundle.applicationId)); });
     environment.relaunchApp = [&held, relaunch = environment.relaunchApp](const std::filesystem::path& application) {
-        // What is left of the folder is for the new application to clear away, at its start.
+        // Let go, so that the new application can clear away what is left of the folder at its start.
         held.reset();
         relaunch(application);
     };
@@ -77,10 +77,10 @@ void serve() {
 
 }  // namespace
 
-// The service that replaces the application, which lies in the application's bundle and is started by the session bus.
+// The service that replaces the application. It lies in the application's bundle and is started by the session bus.
 int main(int argc, char** argv) {
-    // What happens to the terminal or the session of whoever started the bus may not end it between two renames; nor may
-    // a log that nobody reads any more.
+    // Nothing may end this process between two renames: neither the end of the terminal or session from which the bus
+    // was started, nor a log that nobody reads any more.
     ::signal(SIGHUP, SIG_IGN);
     ::signal(SIGPIPE, SIG_IGN);
     static_cast<void>(::setsid());

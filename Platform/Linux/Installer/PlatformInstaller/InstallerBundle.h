@@ -3,8 +3,8 @@
 #include <filesystem>
 #include <string>
 
-/// What the installer service takes from the bundle that it lies in, all at its start: later, another bundle may
-/// lie there.
+/// What the installer service needs from the bundle that it lies in. It reads all of this at its start, since later
+/// another bundle may lie there.
 struct InstallerBundle {
     std::string applicationId;           // the bundle's identifier
     std::string serviceName;             // of the service on the session bus

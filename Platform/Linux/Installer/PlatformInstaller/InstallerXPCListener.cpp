@@ -15,7 +15,7 @@
 
 namespace {
 
-/// How long the bus may take to say that it has an answer of ours.
+/// How long the bus may take to confirm that it has received our answer.
 constexpr int flushMs = 5000;
 
 const Log serviceLog("UpdateKitInstaller", "service");
@@ -51,7 +51,7 @@ QString InstallerXPCListener::listen(const QString& serviceName) {
     name = serviceName;
     bus.connect(QString(), QStringLiteral("/org/freedesktop/DBus/Local"), QStringLiteral("org.freedesktop.DBus.Local"),
                 QStringLiteral("Disconnected"), this, SLOT(busHasGone()));
-    // The object first: who finds the name expects it to be there.
+    // Register the object first: a caller that finds the name expects the object to be there.
     if (!bus.registerObject(QLatin1String(InstallerXPC::objectPath), this, QDBusConnection::ExportNonScriptableSlots))
         return QStringLiteral("the object can't be shown on the bus");
     if (bus.registerService(name)) return {};
@@ -95,13 +95,14 @@ void InstallerXPCListener::begin(const InstallerLaunchRequest& request, const QD
 
 void InstallerXPCListener::finish(const QDBusMessage& call, const InstallerReply& reply) {
     bus.unregisterService(name);
-    // Calls that still reached this service are in the event loop's queue by now, and are answered before this goes on.
+    // Calls that reached this service before are in the event loop's queue by now, and are answered before what is
+    // queued here.
     QMetaObject::invokeMethod(
         this,
         [this, call, reply] {
             bus.send(call.createReply(wordsOf(reply)));
-            // The process ends soon, and what is sent leaves it later, on a thread of Qt's. An answer to this means that
-            // the one before has arrived.
+            // The process ends soon, and `send` only leaves the answer to a thread of Qt's. Once the bus has answered
+            // this ping, our answer has arrived too.
             bus.call(QDBusMessage::createMethodCall(
                          QStringLiteral("org.freedesktop.DBus"), QStringLiteral("/org/freedesktop/DBus"),
                          QStringLiteral("org.freedesktop.DBus.Peer"), QStringLiteral("Ping")),

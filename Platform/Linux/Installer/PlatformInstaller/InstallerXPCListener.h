@@ -13,14 +13,15 @@
 #include <functional>
 #include <thread>
 
-/// The installer service's end of the session bus: takes one request, has it worked off, answers, and is done.
+/// The installer service's end of the session bus: takes one request, has it carried out, answers, and is done.
 ///
-/// Every caller is heard: whether an update may be installed is decided by comparing signatures. While one
-/// request is worked off another gets an answer that says so. The name is given back before the answer goes out,
-/// so that whoever asks then meets a new service, started from what has just been installed; for the same reason
-/// a service ends that nobody has asked for a while, or that has lost its bus (once the work is done).
+/// Requests are taken from every caller, since it is the signatures that decide whether an update may be installed.
+/// While one request is carried out, another gets an answer that says so. The name is given back before the answer
+/// goes out, so that a later caller meets a new service, started from what has just been installed. For the same
+/// reason the service ends if nobody has asked it for a while, or if it has lost its bus (once the work is done).
 ///
-/// Of one thread, with an event loop of Qt; the work is done on a thread of its own, which the destructor waits for.
+/// Used on one thread, with an event loop of Qt; the work is done on a thread of its own, which the destructor waits
+/// for.
 class InstallerXPCListener : public QObject, protected QDBusContext {
     Q_OBJECT
     Q_CLASSINFO("D-Bus Interface", "zorvane.UpdateKit.Installer")
@@ -28,10 +29,10 @@ class InstallerXPCListener : public QObject, protected QDBusContext {
 public:
     static constexpr std::chrono::seconds idleTime{30};
 
-    /// Blocks for as long as it takes, on the worker's thread. Never throws.
+    /// Carries out a request. Runs on the worker's thread, blocks for as long as it takes, and never throws.
     using Work = std::function<InstallerReply(const InstallerLaunchRequest&)>;
 
-    /// @param ended  told once, in the event loop, when there is nothing left to do
+    /// @param ended  called once, in the event loop, when there is nothing left to do
     /// @param idle  how long to wait for the one request
     InstallerXPCListener(const QDBusConnection& bus, Work work, std::function<void()> ended,
                          std::chrono::milliseconds idle = idleTime);

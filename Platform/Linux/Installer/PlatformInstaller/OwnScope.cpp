@@ -11,7 +11,7 @@
 #include <QDBusVariant>
 #include <QList>
 
-// What the service manager takes: properties "a(sv)", and further units "a(sa(sv))", of which there are none.
+// The arguments of the service manager: properties "a(sv)", and further units "a(sa(sv))", of which we send none.
 // Source: org.freedesktop.systemd1(5), StartTransientUnit.
 struct UnitProperty {
     QString name;
@@ -67,7 +67,7 @@ QDBusMessage callFor(const QString& scope, pid_t process, const QString& applica
         QDBusMessage::createMethodCall(manager, managerPath, managerInterface, QStringLiteral("StartTransientUnit"));
     call.setArguments(
         {scope, QStringLiteral("fail"), QVariant::fromValue(properties), QVariant::fromValue(QList<FurtherUnit>())});
-    // Whoever has a service manager runs it long since.
+    // Do not start a service manager: if the user has one, it runs already.
     call.setAutoStartService(false);
     return call;
 }
@@ -100,7 +100,7 @@ void OwnScope::give(pid_t process, const QString& applicationId) {
         return;
     }
     const QString job = answer.arguments().at(0).value<QDBusObjectPath>().path();
-    // Until then the end of this process may still be that of the application.
+    // Wait for the job: until it is done, the end of this process may end the application too.
     std::unique_lock lock(mutex);
     if (!changed.wait_for(lock, patience, [&] { return ended.contains(job); }))
         scopeLog.error("the scope of the application is not there yet");

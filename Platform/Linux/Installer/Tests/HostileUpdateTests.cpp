@@ -1,4 +1,4 @@
-// What others offer to an application that updates itself: it refuses, says why in one line, and goes on.
+// Hostile offers to an application that updates itself. It refuses them, says why in one line, and goes on.
 
 #include "ProgramRun.h"
 #include "QtWait.h"
@@ -21,7 +21,7 @@ protected:
         return QByteArray::fromStdString({std::istreambuf_iterator<char>(stream), {}});
     }
 
-    /// A check fails so, one line in the log says why, and nothing else has happened.
+    /// Expects that a check fails like this, that one line in the log says why, and that nothing else has happened.
     void expectRefused(const std::string& failure, const std::string& why) {
         const auto lines = check();
         EXPECT_THAT(lines.back(), StartsWith("failed " + failure)) << testing::PrintToString(lines);
@@ -29,7 +29,7 @@ protected:
         expectUntouched();
     }
 
-    /// Whatever was refused before: what is ours is taken.
+    /// Expects that our own update is taken after all that was refused.
     void expectOursIsTaken() {
         publish("1.1.0", zipped(signedBundle("1.1.0")));
         EXPECT_EQ(check().back(), "ready 1.1.0");
@@ -62,7 +62,7 @@ TEST_F(HostileUpdateTest, ArchivesThatReachOutOrSwell) {
     for (const auto& [name, why] : cases) {
         SCOPED_TRACE(name);
         publish("1.1.0", seed(name));
-        // What the extraction says is in a line of its own: the failure has no room for it.
+        // The reason of the extraction is in a line of its own, since the text of the failure does not contain it.
         expectRefused("extraction: Failed to extract update archive", "extraction failed — ");
         publish("1.1.0", seed(name));
         const auto lines = check();
@@ -139,7 +139,7 @@ TEST_F(HostileUpdateTest, OursButNotWhatWasPromised) {
     publish("1.2.0", zipped(signedBundle("1.1.0")));
     const std::string other = "Downloaded app version 1.1.0 does not match manifest version 1.2.0";
     expectRefused("validation: Update validation failed: " + other, other);
-    // A newer number on what was released before: the way back to an old hole.
+    // An older release is offered under a newer number, to bring back a hole that it had.
     publish("1.2.0", zipped(signedBundle("0.9.0")));
     const std::string old = "Downloaded app version 0.9.0 does not match manifest version 1.2.0";
     expectRefused("validation: Update validation failed: " + old, old);

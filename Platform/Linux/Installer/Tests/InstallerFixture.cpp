@@ -30,7 +30,7 @@ void copyProgram(const char* from, const fs::path& to) {
 }  // namespace
 
 InstallerFixture::InstallerFixture() {
-    // Another user may have to get in.
+    // Some tests run programs in this folder as another user.
     fs::permissions(folder.path, fs::perms(0755));
     for (const auto& each : {apps, downloads, reports}) fs::create_directories(each);
     fs::permissions(reports, fs::perms(0777));
@@ -44,7 +44,7 @@ InstallerFixture::~InstallerFixture() {
     }
     for (const auto& entry : fs::directory_iterator(reports)) {
         const int number = std::atoi(entry.path().filename().c_str());
-        // Ours, unless it has ended long since, and another one has its number.
+        // End the process only if it runs from our folder: if ours has ended, another one may have its number.
         std::error_code ignored;
         if (number > 0 && fs::read_symlink("/proc/" + std::to_string(number) + "/exe", ignored)
                               .native()
@@ -102,7 +102,7 @@ void InstallerFixture::startBus(std::optional<uid_t> user) {
     client = std::make_unique<XPCInstallerClient>(host, std::nullopt, bus->address());
     ServiceRegistration::write(serviceName, current / "Contents/Services/vimble-installer", bus->dataHome(),
                                bus->connection());
-    // Files of the registration are for their owner only, which here may be another.
+    // Only their owner may read the files of the registration, and the bus may be another user's.
     if (!user) return;
     for (const auto& entry : fs::recursive_directory_iterator(bus->dataHome()))
         ASSERT_EQ(::chown(entry.path().c_str(), *user, *user), 0);
@@ -154,7 +154,7 @@ void InstallerFixture::waitForTool() {
 }
 
 void InstallerFixture::letToolGo() {
-    // Held open in both directions, what is written waits for whoever opens the pipe later.
+    // Open the pipe in both directions, so that what is written here waits for a tool that opens the pipe later.
     letGo = ::open((folder.path / "pipe").c_str(), O_RDWR | O_CLOEXEC);
     ASSERT_EQ(::write(letGo, "\n\n\n\n", 4), 4);
 }

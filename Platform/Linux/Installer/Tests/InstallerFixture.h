@@ -18,14 +18,14 @@
 #include <string_view>
 #include <vector>
 
-/// What came of a request.
+/// The result of a request.
 struct InstallResult {
     bool isOver = false;
-    std::optional<InstallerClientError> error;  // nothing, once it is over: installed
+    std::optional<InstallerClientError> error;  // nothing: the update was installed, once the request is over
 };
 
-/// A bus that starts the real installer service, out of a bundle in which it lies, with the real tool beside it;
-/// an update of that bundle, by the same identity; and the application, running.
+/// A bus that starts the real installer service out of a bundle, which has the real tool in it too; an update of
+/// that bundle, by the same identity; and the running application.
 class InstallerFixture : public testing::Test {
 public:
     ~InstallerFixture() override;
@@ -38,24 +38,24 @@ protected:
 
     InstallerFixture();
 
-    /// Both bundles, unsigned.
+    /// Makes both bundles, unsigned.
     void makeBundles();
     void makeBundle(const Path& bundle, const std::string& version) const;
     void sign(const Path& bundle, const TestChain& chain) const;
     void sealAdhoc(const Path& bundle) const;
     std::string version(const Path& bundle) const;
-    /// Whether its seal holds, by the real tool.
+    /// Whether the bundle's seal holds, by the real tool.
     bool isSealed(const Path& bundle) const;
 
     /// Starts the bus, and has it know the service of the current bundle.
     void startBus(std::optional<uid_t> user = {});
     /// @param manner  "polite" or "stubborn"
     void startApplication(const std::string& manner = "polite", std::optional<uid_t> user = {});
-    /// Bundles by the usual identity, bus, application.
+    /// Makes bundles, signs them with the usual identity, and starts the bus and the application.
     void startAll(const std::string& manner = "polite");
     void startAllWithSlowTool();
 
-    /// Has the tool of the current bundle wait until it is let go. Before the bundle is signed.
+    /// Has the tool of the current bundle wait until it is let go. Call it before the bundle is signed.
     void slowTool() const;
     void waitForTool();
     void letToolGo();
@@ -65,14 +65,14 @@ protected:
     /// Asks, and waits for the answer. @return the error; nothing: installed
     std::optional<InstallerClientError> install(const InstallerRequest& request);
 
-    /// Whether it runs, by its child's status.
+    /// Whether the application, which is the test's child, has not ended yet.
     bool isApplicationRunning();
-    /// What ended it.
+    /// Waits for the end of the application. @return the signal that ended it; 0 if none did
     int signalThatEndedIt();
-    /// What the one that was started after ours tells of itself; waits for it.
+    /// Waits for the application that is started after ours. @return what that one reports
     std::vector<std::string> reportOfNewOne();
 
-    /// Everything is as it was before, and the log says why.
+    /// Expects that everything is as it was before, and that the log says why.
     void expectNothingHappened(const std::string& why);
     std::vector<std::string> namesIn(const Path& path) const;
 
@@ -88,6 +88,6 @@ protected:
     std::unique_ptr<class XPCInstallerClient> client;
     std::vector<std::shared_ptr<void>> requests;
     std::int32_t application = -1;
-    std::optional<int> status;  // of its end
+    std::optional<int> status;  // of the application's end
     int letGo = -1;             // a pipe for the tool
 };

@@ -25,7 +25,7 @@ using Code = InstallerClientError::Code;
 
 class InstallerOnBusTest : public InstallerFixture {
 protected:
-    /// What the new application has to tell of itself.
+    /// What the new application has to report of itself.
     std::vector<std::string> expectedReport() const {
         return {"version 1.1.0",         "program " + (current / "Contents/Linux/Vimble").native(),
                 "session own",           "folder " + reports.native(),
@@ -60,7 +60,7 @@ TEST_F(InstallerOnBusTest, OneThatDoesNotListenIsKilled) {
 }
 
 TEST_F(InstallerOnBusTest, NobodyClearsTheUpdateAwayOnceTheApplicationWasAskedToEnd) {
-    // As the application prepares it, and holds it until it ends.
+    // Prepare the update as the application does, which holds it until it ends.
     auto preparing = std::make_unique<StagingFolders>(downloads);
     staged = preparing->make() / "extracted" / "Vimble.app";
     fs::create_directories(staged.parent_path());

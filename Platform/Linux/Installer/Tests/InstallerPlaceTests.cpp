@@ -33,12 +33,12 @@ constexpr const char* full =
 class InstallerPlaceTest : public InstallerFixture {
 public:
     ~InstallerPlaceTest() override {
-        // Whatever runs from there stops it from going before the process ends; nobody sees it any more.
+        // Detach the volume: as long as something runs from there it can't be removed, but nobody sees it any more.
         if (!mounted.empty()) ::umount2(mounted.c_str(), MNT_DETACH);
     }
 
 protected:
-    /// Mounts something of this process alone, and of those that it starts.
+    /// Mounts a volume that only this process and those that it starts can see.
     /// @return false if this user may not
     bool mountAt(const Path& place, const char* options) {
         if (::unshare(CLONE_NEWNS) != 0 || ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
@@ -74,7 +74,7 @@ TEST_F(InstallerPlaceTest, AFolderOfSomebodyElseIsToldToTheUserWhileTheApplicati
 }
 
 TEST_F(InstallerPlaceTest, AFullDiskIsToldToTheUserWhileTheApplicationRuns) {
-    // Room for one bundle, and a little.
+    // Make a volume with room for one bundle, and a little more.
     makeBundles();
     std::uintmax_t size = 0;
     for (const auto& entry : fs::recursive_directory_iterator(current))
@@ -110,7 +110,8 @@ TEST_F(InstallerPlaceTest, AnUpdateOnAnotherVolumeIsCopied) {
     (void)reportOfNewOne();
 }
 
-/// Who opens files below a folder, wherever that has been moved to since; and who moves something in another.
+/// Watches which files below a folder are opened, wherever that is moved to meanwhile, and what is moved into another
+/// folder.
 class OpenedFiles {
 public:
     OpenedFiles(const fs::path& bundle, const fs::path& place) : queue(::inotify_init1(IN_CLOEXEC | IN_NONBLOCK)) {
@@ -149,14 +150,14 @@ private:
 
 TEST_F(InstallerPlaceTest, OnceTheBundlesAreSwappedTheServiceLoadsNothingFromThem) {
     makeBundles();
-    // As in a release: the libraries that it needs lie in the bundle, under the same names in the old and the new one.
+    // As in a release, the libraries that the service needs lie in both bundles, under the same names.
     std::vector<std::string> libraries;
     const ProgramRun dependencies = ProgramRun::of({"/usr/bin/ldd", INSTALLER_PROGRAM});
     std::istringstream lines(dependencies.output);
     for (std::string name, arrow, path, line; std::getline(lines, line);) {
         std::istringstream words(line);
         if (!(words >> name >> arrow >> path) || !path.starts_with("/")) continue;
-        // The C library and the sanitizers belong together with the system's loader.
+        // Leave out the C library and the sanitizers, which have to fit the system's loader.
         if (name.starts_with("libc.") || name.starts_with("libm.") || name.starts_with("libasan") ||
             name.starts_with("libubsan") || name.starts_with("ld-"))
             continue;
@@ -167,7 +168,7 @@ TEST_F(InstallerPlaceTest, OnceTheBundlesAreSwappedTheServiceLoadsNothingFromThe
     sign(current, chain);
     sign(staged, chain);
     startBus();
-    // As the search path in a released program does.
+    // This has the same effect as the search path in a released program.
     std::ofstream(bus->dataHome() / "dbus-1/services" / (std::string(serviceName) + ".service"))
         << "[D-BUS Service]\nName=" << serviceName
         << "\nExec=/usr/bin/env LD_LIBRARY_PATH=" << (current / "Contents/Frameworks").native() << " "
@@ -177,7 +178,7 @@ TEST_F(InstallerPlaceTest, OnceTheBundlesAreSwappedTheServiceLoadsNothingFromThe
                                        QStringLiteral("org.freedesktop.DBus"), QStringLiteral("ReloadConfig")));
     startApplication();
 
-    // Starts it, for nothing.
+    // Start the service by a request that it refuses.
     InstallerRequest nothing = request();
     nothing.stagedApp = current;
     EXPECT_TRUE(install(nothing));
@@ -199,7 +200,7 @@ TEST_F(InstallerPlaceTest, OnceTheBundlesAreSwappedTheServiceLoadsNothingFromThe
     EXPECT_THAT(std::vector<std::string>(events.begin(), swapped),
                 Contains(testing::StartsWith("Frameworks/libQt6DBus")))
         << "the watch sees nothing";
-    // What the service opens itself is what it has to start; the rest is that one's own doing.
+    // The service itself opens only what it needs to start the application; that one opens its own files too.
     for (auto event = swapped + 1; event != events.end(); ++event)
         EXPECT_THAT(*event, testing::AnyOf("Linux/Vimble", "Contents/Info.plist"));
 }

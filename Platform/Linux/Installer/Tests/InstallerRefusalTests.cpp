@@ -17,7 +17,7 @@ constexpr const char* mismatch = "Staged update is not signed by the same identi
 
 class InstallerRefusalTest : public InstallerFixture {
 protected:
-    /// @param shouldPresentToUser  whether the text is worded for them
+    /// @param shouldPresentToUser  whether the text is worded for the user
     void expectRefused(const InstallerRequest& request, const std::string& why, bool shouldPresentToUser = false) {
         const auto error = install(request);
         ASSERT_TRUE(error) << "installed";
@@ -27,7 +27,7 @@ protected:
         expectNothingHappened(why);
     }
 
-    /// What somebody does to the staged bundle after the application has found it good.
+    /// @param change  what somebody does to the staged bundle after the application has found it good
     void expectRefusedAfter(const std::function<void()>& change, const std::string& why) {
         startAll();
         change();

@@ -32,7 +32,7 @@ protected:
         own = QDBusConnection::connectToBus(QString::fromStdString(bus.address()), QStringLiteral("listener"));
     }
 
-    /// One whose work waits until it is told what it came to.
+    /// Makes a listener whose work waits until `answer` gives it a result.
     void make(std::chrono::milliseconds idle = InstallerXPCListener::idleTime) {
         listener = std::make_unique<InstallerXPCListener>(
             own,
@@ -125,7 +125,7 @@ TEST_F(InstallerXPCListenerTest, WhoAsksWhileItWorksIsAnsweredAtOnce) {
     EXPECT_TRUE(turnUntil([&] { return second.isFinished(); }));
     EXPECT_EQ(second.argumentAt<0>(), QStringList(QStringLiteral("Another update is being installed")));
     EXPECT_FALSE(first.isFinished());
-    // And one that comes as the first is being answered.
+    // A third request comes while the first is being answered.
     answer({});
     const auto third = callWell();
     EXPECT_TRUE(turnUntil([&] { return first.isFinished() && third.isFinished(); }));

@@ -1,4 +1,4 @@
-// Disks without room, folders that can't be written to, and ends in the midst of an update.
+// Disks without room, folders that can't be written to, and programs that end in the midst of an update.
 
 #include "PlatformBundle/FileDescriptor.h"
 #include "PlatformBundle/RunningProcess.h"
@@ -27,7 +27,7 @@ using ::testing::IsEmpty;
 using ::testing::SizeIs;
 using ::testing::StartsWith;
 
-/// The same bytes each time, of which no archive gets smaller.
+/// The same bytes each time, which can't be compressed.
 std::string incompressible(std::size_t size) {
     std::mt19937 source;  // NOLINT(cert-msc51-cpp): the seed is to be the same
     std::string bytes(size, '\0');
@@ -57,7 +57,7 @@ protected:
         expectUntouched();
     }
 
-    /// Ends the application at once, and says what the next start makes of what it left.
+    /// Kills the application in the midst of an update, and expects that the next start clears away what it left.
     void killAndStartAgain() {
         ::kill(application, SIGKILL);
         EXPECT_EQ(signalThatEndedIt(), SIGKILL);
@@ -136,7 +136,7 @@ TEST_F(InterruptedUpdateTest, AFolderThatMayNotBeWrittenTo) {
     startUpdateApp(otherUser);
     publish("1.1.0", zipped(signedBundle("1.1.0")));
     expectFailed("unknown: ", "Permission denied");
-    // The same once the folder is there, one step further on.
+    // It fails in the same way one step further on, when the folder is there.
     fs::create_directory(temporary / "UpdateKit");
     expectFailed("unknown: ", "Permission denied");
     ASSERT_EQ(::chown((temporary / "UpdateKit").c_str(), otherUser, otherUser), 0);
@@ -198,7 +198,7 @@ TEST_F(InterruptedUpdateTest, KilledOnceTheServiceIsAskedItComesBackAsTheNewOne)
     EXPECT_EQ(signalThatEndedIt(), SIGKILL);
     EXPECT_EQ(version(current), "1.0.0");
     releaseTool();
-    // What was asked for is done: the service needs nobody to wait for it.
+    // The service does what was asked for, even if nobody waits for it.
     EXPECT_TRUE(turnUntil([&] { return bus->logLines("UpdateKitInstaller/service: replaced").size() == 1; }));
     EXPECT_EQ(version(current), "1.1.0");
     EXPECT_TRUE(isSealed(current));
@@ -231,7 +231,7 @@ TEST_F(InterruptedUpdateTest, QuitWhileTheToolHangsItEndsAtOnceAndLeavesNothing)
     tell("check");
     ASSERT_TRUE(turnUntil([&] { return isToolAsked(); }));
     tell("quit");
-    // The tool is never let go: who waits for it waits for its whole time.
+    // The tool is never let go, so an application that waited for it would wait until the tool's time-out.
     EXPECT_EQ(linesUntil("ended").back(), "ended");
     EXPECT_THAT(stagingFolders(), IsEmpty());
     EXPECT_TRUE(turnUntil([&] { return !isApplicationRunning(); }));
@@ -265,7 +265,7 @@ TEST_F(InterruptedUpdateTest, OfTwoApplicationsThatAskAtOnceOneIsReplaced) {
     EXPECT_THAT(namesIn(apps), ElementsAre("Vimble.app"));
     EXPECT_TRUE(isApplicationRunning()) << "the other one goes on";
     EXPECT_TRUE(turnUntil([&] { return ::waitpid(first, nullptr, WNOHANG) == first; }));
-    // It runs from a bundle that is no longer there: refused, and it still goes on.
+    // The application runs from a bundle that is no longer there. Its request is refused, and it still goes on.
     tell("install");
     EXPECT_THAT(linesUntil("failed ").back(), StartsWith("failed installation: "));
     EXPECT_TRUE(isApplicationRunning());
@@ -285,10 +285,10 @@ TEST_F(InterruptedUpdateTest, AServiceThatHangsIsGivenUpAndNeverInstallsTwice) {
     ASSERT_TRUE(service);
     const std::string late = "failed installation: Installation failed: The installer service did not answer in time";
     EXPECT_EQ(linesUntil("failed ").back(), late);
-    // At work, it says so.
+    // While the service is at work, it says so.
     tell("install");
     EXPECT_EQ(linesUntil("failed ").back(), "failed installation: Another update is being installed");
-    // Stopped, it says nothing.
+    // While the service is stopped, it says nothing.
     ::kill(*service, SIGSTOP);
     tell("install");
     EXPECT_EQ(linesUntil("failed ").back(), late);

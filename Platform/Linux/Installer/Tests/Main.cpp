@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-// The session bus needs Qt's event loop, and that an application.
+// The session bus needs Qt's event loop, and the loop needs an application.
 int main(int argc, char** argv) {
     const QCoreApplication application(argc, argv);
     ::testing::InitGoogleTest(&argc, argv);

@@ -1,4 +1,4 @@
-// The real installer on a bus where a service manager is, played by the test: a real one has to be the whole login's.
+// The real installer on a bus with a service manager. The test plays that one, since a real one serves a whole login.
 
 #include "InstallerFixture.h"
 #include "QtWait.h"
@@ -19,7 +19,7 @@ constexpr char managerName[] = "org.freedesktop.systemd1";
 constexpr char managerPath[] = "/org/freedesktop/systemd1";
 constexpr char managerInterface[] = "org.freedesktop.systemd1.Manager";
 
-/// Takes a request for a unit as the real one does, and ends its job when told to.
+/// Takes a request for a unit as the real manager does, and ends the unit's job when told to.
 class ServiceManager : public QDBusVirtualObject {
 public:
     explicit ServiceManager(QDBusConnection bus) : bus(bus) {
@@ -56,7 +56,7 @@ public:
         return true;
     }
 
-    /// The unit is there, and the process in it.
+    /// Reports that the unit is there, with the process in it.
     void finish() {
         QDBusMessage signal = QDBusMessage::createSignal(QLatin1String(managerPath), QLatin1String(managerInterface),
                                                          QStringLiteral("JobRemoved"));

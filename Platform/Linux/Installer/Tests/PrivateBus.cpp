@@ -88,7 +88,7 @@ void PrivateBus::kill() {
     ::kill(process, SIGKILL);
     ::waitpid(process, nullptr, 0);
     process = -1;
-    // It had no time to tidy up.
+    // Remove the socket, since the bus had no time to do so.
     const std::string key = "path=";
     const std::size_t begin = _address.find(key);
     if (begin == std::string::npos) return;

@@ -8,12 +8,12 @@
 #include <sys/types.h>
 #include <vector>
 
-/// A session bus of one's own, which starts services on demand. It ends with this object.
+/// A session bus for one test, which starts services on demand. It ends with this object.
 class PrivateBus {
 public:
-    /// @param folder  takes its files; `data` in it is the bus's $XDG_DATA_HOME, `log` what it and those that it
-    ///        starts write
-    /// @param user  whose bus it is; absent: the test's
+    /// @param folder  takes the bus's files; `data` in it is the bus's $XDG_DATA_HOME, `log` what the bus and those
+    ///        that it starts write
+    /// @param user  the user whose bus it is; absent: the test's
     explicit PrivateBus(const std::filesystem::path& folder, std::optional<uid_t> user = {});
     ~PrivateBus();
     PrivateBus(const PrivateBus&) = delete;
@@ -24,10 +24,10 @@ public:
     /// A connection for the test itself.
     QDBusConnection connection();
 
-    /// The process behind a name. Nobody is started.
+    /// The process behind a name. Starts no service.
     std::optional<pid_t> processOf(const std::string& name);
 
-    /// What was written until now.
+    /// What was written to the log until now.
     std::string log() const;
     std::vector<std::string> logLines(const std::string& word) const;
 

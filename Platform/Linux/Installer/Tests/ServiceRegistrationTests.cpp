@@ -55,7 +55,7 @@ TEST_F(ServiceRegistrationTest, AProgramInAFolderOfAnyNameIsStarted) {
     for (const char* each : {"plain", "a b", "it's", "a \"b\" $c `d` #e %f !*?[]{}<>|&;()", "back\\slash \\n \\\\",
                              "tab\tand\nline", "\u00E9 \u6F22 \U0001F600", "=", "~"}) {
         const fs::path path = program(each);
-        // Another name for each, since the bus goes on waiting for the program to take it.
+        // Use another name each time, since the bus goes on waiting for the program to take the name.
         const std::string service = name + std::to_string(++count);
         ASSERT_TRUE(ServiceRegistration::write(service, path, bus.dataHome(), bus.connection())) << each;
         bus.connection().send(QDBusMessage::createMethodCall(QString::fromStdString(service), QStringLiteral("/"),

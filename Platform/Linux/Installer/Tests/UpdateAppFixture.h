@@ -13,8 +13,8 @@
 #include <string>
 #include <vector>
 
-/// A running application that updates itself from a server of the test's, out of a bundle of ours, with the real
-/// coordinator, network, unpacking, tool and installer service.
+/// A running application in a bundle that updates itself from a server of the test, with the real coordinator,
+/// network, unpacking, tool and installer service.
 class UpdateAppFixture : public InstallerFixture {
 public:
     ~UpdateAppFixture() override;
@@ -22,11 +22,11 @@ public:
 protected:
     UpdateAppFixture();
 
-    /// Bundle 1.0.0, signed, and with it a bus that starts its service.
+    /// Makes bundle 1.0.0, signed, and starts a bus that knows the bundle's service.
     void makeCurrent();
-    /// @param user  whose process it is; absent: the test's
-    /// @param installerMs  how long it waits for the installer
-    /// @return its process; the last one is `application`
+    /// @param user  the user whose process it is; absent: the test's
+    /// @param installerMs  how long the application waits for the installer
+    /// @return the application's process; the last one is `application`
     pid_t startUpdateApp(std::optional<uid_t> user = {}, int installerMs = 600'000);
     void start() {
         makeCurrent();
@@ -34,29 +34,30 @@ protected:
     }
     void tell(const std::string& command) const;
 
-    /// What the application has reported since the last call, or until a line that begins so came.
+    /// What the application has reported since the last call. `linesUntil` waits for a line with this beginning.
     std::vector<std::string> newLines();
     std::vector<std::string> linesUntil(const std::string& beginning);
-    /// Has it look for updates. @return all that it reports until it has an outcome, which is the last line
+    /// Has the application look for updates. @return all that it reports up to the outcome, which is the last line
     std::vector<std::string> check();
 
-    /// A bundle with nothing in it but what is needed to look like an application.
+    /// Makes a bundle with nothing in it but what is needed to look like an application.
     void makeLightBundle(const Path& bundle, const std::string& version) const;
-    /// The same at a new place, signed by us.
+    /// Makes such a bundle at a new place, and signs it as our own.
     Path signedBundle(const std::string& version);
-    /// With modes and links.
+    /// An archive of the bundle, with modes and links.
     QByteArray zipped(const Path& bundle) const;
     /// Serves a manifest of that version, and the archive.
     void publish(const std::string& version, const QByteArray& archive);
-    /// The application has a real update in hand.
+    /// Has the application prepare a real update.
     void stageUpdate();
 
-    /// It runs as if nothing had been: its bundle is whole, nothing is left of what it took in hand.
+    /// Expects that the application runs as if nothing had happened: its bundle is whole, and nothing is left of what
+    /// it began.
     void expectUntouched();
     std::vector<Path> stagingFolders() const;
     Path stagedBundle() const;
 
-    /// Has the tool of the current bundle wait whenever `holdTool` was called before. Before the bundle is signed.
+    /// Has the tool of the current bundle wait whenever `holdTool` was called. Call it before the bundle is signed.
     void gateTool() const;
     void holdTool() const;
     void releaseTool();

@@ -67,12 +67,12 @@ protected:
             } catch (const Error& failure) {
                 error = failure;
             }
-            // Whoever is told may be done with it at once.
+            // Drop the handle within the completion, as a caller may.
             pending.reset();
         });
         EXPECT_EQ(told, 0);
     }
-    /// @return nothing: installed
+    /// @return the error; nothing if the update was installed
     std::optional<Error> install(XPCInstallerClient& client) {
         send(client);
         EXPECT_TRUE(turnUntil([&] { return told > 0; }));

@@ -1,4 +1,4 @@
-// An application for tests of its replacement: says in a file how it was started, and waits to be ended.
+// An application for tests of its replacement. It writes into a file how it was started, and waits to be ended.
 //
 // Arguments: the folder for that file, "polite" or "stubborn" (towards SIGTERM), and whatever else. A stubborn one
 // notes in FOLDER.asked-to-end that it was asked.
@@ -42,7 +42,7 @@ int main(int count, char** arguments) {
     if (count < 3) return 2;
     note = std::string(arguments[1]) + ".asked-to-end";
     if (std::string(arguments[2]) == "stubborn") std::signal(SIGTERM, takeNote);
-    // Whatever becomes of the test, nothing of it stays.
+    // End after a while, so that this process does not stay if the test dies.
     alarm(300);
     const fs::path program = fs::read_symlink("/proc/self/exe");
     const fs::path report = fs::path(arguments[1]) / std::to_string(getpid());

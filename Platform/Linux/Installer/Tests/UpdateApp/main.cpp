@@ -1,4 +1,4 @@
-// An application without windows that updates itself, with everything that does so in the real one: for tests of what
+// An application without windows that updates itself, with all parts of the real one's updater, for tests of what
 // others may do to it.
 //
 // Arguments: the folder for its report, the manifest's URL, a temporary folder, and how many milliseconds the
@@ -81,7 +81,7 @@ void obey(const std::string& command, UpdateKit& kit) {
 
 int main(int count, char** arguments) {
     if (count != 5) return 2;
-    // Whatever becomes of the test, nothing of it stays.
+    // End after a while, so that this process does not stay if the test dies.
     ::alarm(300);
     QCoreApplication application(count, arguments);
     const LinuxHost host;
