@@ -9,14 +9,15 @@
 #include <thread>
 #include <utility>
 
-/// Something of the updater's that blocks, on a thread of its own: so its loop goes on turning, and can call it off.
+/// Runs blocking work of the updater on a thread of its own, so that the updater's loop goes on turning and can call
+/// the work off.
 ///
-/// `begin` hands over a handle. When that is dropped, the work is asked to stop and waited for, and nothing is told:
-/// what the work has left behind can be removed from then on. On the loop's thread.
+/// `begin` returns a handle. Dropping it asks the work to stop, waits for its end, and drops the completion uncalled:
+/// from then on, what the work has left behind can be removed. Use it on the loop's thread.
 template <class Value>
 class BackgroundWork {
 public:
-    /// On the other thread. What it throws is the outcome; it ends soon once a stop is asked for.
+    /// Runs on the other thread. What it throws is the outcome. It has to end soon once a stop is asked for.
     using Work = std::function<Value(const std::stop_token&)>;
 
     /// @param loop  must outlive the handle
@@ -44,5 +45,5 @@ private:
     }
 
     Completion<Value> completion;
-    std::jthread thread;  // first to go: it stops, and is waited for
+    std::jthread thread;  // the last member, so it is destroyed first: it is asked to stop, and waited for
 };

@@ -29,6 +29,6 @@ void FetchedFile::write(ByteView bytes) {
 }
 
 void FetchedFile::close() {
-    // Some file systems say only here that there was no room.
+    // Some file systems report only here that there was no room.
     if (::close(file.release()) != 0) throw failure("the file can't be written");
 }

@@ -11,9 +11,9 @@ public:
     /// @throws FetchError  it is there already, or can't be made
     explicit FetchedFile(const std::filesystem::path& path);
 
-    /// @throws FetchError  such as for a full disk
+    /// @throws FetchError  for a full disk, for example
     void write(ByteView bytes);
-    /// Says whether all has been written. @throws FetchError
+    /// Closes the file. @throws FetchError  not everything could be written
     void close();
 
 private:

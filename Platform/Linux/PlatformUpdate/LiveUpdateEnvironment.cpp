@@ -22,7 +22,7 @@ namespace {
 using Path = std::filesystem::path;
 
 constexpr char codeSignTool[] = "vimble-codesign";
-constexpr std::chrono::minutes codeSignTime{2};  // for one look at a seal
+constexpr std::chrono::minutes codeSignTime{2};  // the time limit for checking one seal
 
 ValidatedAppBundle validate(const Path& application, const DownloadExpectation& expectation, const Path& tool,
                             const std::stop_token& stop) {
@@ -70,8 +70,8 @@ UpdateEnvironment liveUpdateEnvironment(MainLoop& loop, const Host& host, Reacha
         return BackgroundWork<Done>::begin(loop, work, std::move(completion));
     };
     world.findAppBundle = findAppBundle;
-    // Found now: once another program of this bundle has been updated, ours lies nowhere any more, while the new one
-    // lies in the same place with the same tool beside it.
+    // Find the tool now: once another process of this bundle has had it updated, our own program lies nowhere any more,
+    // while the new one lies in the same place, with the same tool beside it.
     const Path tool = toolBesideThisProgram(codeSignTool);
     world.validate = [&loop, tool](const Path& application, const DownloadExpectation& expectation,
                                    Completion<ValidatedAppBundle> completion) {

@@ -26,7 +26,7 @@ FetchError tooLong(std::uint64_t most) {
     return FetchError("the answer is longer than " + std::to_string(most) + " bytes");
 }
 
-/// An error that only says what the status says too: the answer is there all the same.
+/// Whether the error only repeats what the HTTP status says. Then the answer is there all the same.
 bool isOfStatus(const QNetworkReply& reply) {
     constexpr int firstFailure = 400;
     return reply.attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt() >= firstFailure &&
@@ -63,7 +63,7 @@ NetworkFetch::~NetworkFetch() { drop(); }
 
 void NetworkFetch::start(const QUrl& url) {
     reply = get(url);
-    // What is not read does not pile up, but makes the server wait.
+    // With a limit, what is not read makes the server wait instead of piling up.
     reply->setReadBufferSize(readBuffer);
     QObject::connect(reply, &QNetworkReply::readyRead, &context, [this] { read(); });
     QObject::connect(reply, &QNetworkReply::finished, &context, [this] { finished(); });
@@ -77,7 +77,7 @@ void NetworkFetch::drop() {
     reply = nullptr;
 }
 
-/// By hand: left to itself, the toolkit now and then takes a redirect for an empty answer.
+/// Follows a redirect by hand, since the toolkit now and then takes a redirect for an empty answer.
 void NetworkFetch::follow(const QUrl& target) {
     const QUrl from = reply->url();
     const QUrl next = from.resolved(target);
@@ -93,12 +93,12 @@ void NetworkFetch::follow(const QUrl& target) {
     }
 }
 
-/// @return whether it goes on; if not, this may be gone
+/// @return whether the fetch goes on; if not, this object may be gone
 bool NetworkFetch::read() {
     if (!completion) return false;
-    // The page that comes with a redirect is nobody's.
+    // Do not read the page that comes with a redirect: it is not the answer.
     if (reply->attribute(QNetworkRequest::RedirectionTargetAttribute).isValid()) return true;
-    // The length that is claimed can be refused before the first byte.
+    // If the claimed length is too large, refuse before the first byte is taken.
     const auto claimed = reply->header(QNetworkRequest::ContentLengthHeader).toULongLong();
     if (claimed > limits.maxBytes) return fail(tooLong(limits.maxBytes));
     while (reply->bytesAvailable() > 0) {
@@ -122,7 +122,7 @@ void NetworkFetch::finished() {
         return static_cast<void>(fail(FetchError(reply->errorString().toStdString())));
     const QVariant target = reply->attribute(QNetworkRequest::RedirectionTargetAttribute);
     if (target.isValid()) return follow(target.toUrl());
-    // A link that breaks off is not always an error of the toolkit's.
+    // Compare the length, since the toolkit does not always report a link that breaks off.
     const QVariant claimed = reply->header(QNetworkRequest::ContentLengthHeader);
     if (claimed.isValid() && claimed.toULongLong() != received)
         return static_cast<void>(fail(FetchError("the answer is cut short")));
@@ -135,7 +135,7 @@ bool NetworkFetch::fail(const FetchError& error) {
     return false;
 }
 
-/// The completion may drop this.
+/// Calls the completion, which may destroy this object.
 void NetworkFetch::end(Outcome<Done> outcome) {
     if (reply != nullptr) QObject::disconnect(reply, nullptr, &context, nullptr);
     timeout.reset();
@@ -162,7 +162,7 @@ FileFetch::FileFetch(MainLoop& loop, const Url& url, FetchLimits limits, FetchSi
     : loop(loop), limits(limits), sink(std::move(sink)), completion(std::move(completion)), buffer(pieceSize) {
     const auto path = FileUrl::path(url);
     if (!path) throw FetchError("no file of this machine");
-    // A pipe without a writer would have us wait.
+    // Without O_NONBLOCK, a pipe without a writer would make us wait.
     file = FileDescriptor(::open(path->c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     struct stat status {};
     if (!file || fstat(file.get(), &status) != 0)

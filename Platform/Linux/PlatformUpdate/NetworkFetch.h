@@ -28,17 +28,17 @@ struct FetchLimits {
     static constexpr int maxRedirects = 10;
 
     std::uint64_t maxBytes = 0;
-    std::optional<Seconds> time;  // for all of it; without one it must not be too slow (`TransferRate`)
+    std::optional<Seconds> time;  // for the whole fetch; without one it must not be too slow (`TransferRate`)
 };
 
-/// Takes what comes, in order. May throw a `FetchError`, which ends the fetch.
+/// Takes the bytes that come, in order. May throw a `FetchError`, which ends the fetch.
 using FetchSink = std::function<void(ByteView)>;
 
-/// One answer from the network on its way. `begin` hands over a handle; it ends, with nothing told, when that is
-/// dropped.
+/// The fetch of one answer from the network. `begin` returns a handle; dropping it ends the fetch, and the completion
+/// is dropped uncalled.
 class NetworkFetch {
 public:
-    /// Begins a request, without following redirects. @throws FetchError  no URL for that
+    /// Begins a request, without following redirects. @throws FetchError  the URL can't be fetched
     using Get = std::function<QNetworkReply*(const QUrl&)>;
 
     /// @param get  what it holds must outlive the handle
@@ -67,17 +67,17 @@ private:
     const FetchSink sink;
     Completion<Done> completion;
     QNetworkReply* reply = nullptr;
-    QObject context;  // of the connections to the reply: they go first
+    QObject context;  // of the connections to the reply, which end before the members above are destroyed
     int redirects = 0;
     std::uint64_t received = 0;
     std::optional<Timer> timeout;
     std::optional<TransferRate> rate;
 };
 
-/// One file of this machine, read in pieces, so that others get their turn.
+/// The fetch of one file of this machine, which is read in pieces, so that other work of the loop gets its turn.
 class FileFetch : public std::enable_shared_from_this<FileFetch> {
 public:
-    /// @throws FetchError  no file that can be read
+    /// @throws FetchError  there is no such file, or it can't be read
     static std::shared_ptr<void> begin(MainLoop& loop, const Url& url, FetchLimits limits, FetchSink sink,
                                        Completion<Done> completion);
 

@@ -25,7 +25,7 @@ std::shared_ptr<void> Reachability::watch(std::function<void(bool)> report) {
     const int id = ++listeners->lastId;
     report(listeners->isReachable);
     listeners->reports.emplace(id, std::move(report));
-    // The listeners outlive this object as long as somebody holds one of them.
+    // The listeners outlive this object for as long as somebody holds such a handle.
     return {nullptr, [held = listeners, id](void*) {
                 const std::lock_guard dropping(held->mutex);
                 held->reports.erase(id);

@@ -6,16 +6,17 @@
 #include <functional>
 #include <memory>
 
-/// Carries what the process's one watch of the network says to other threads.
+/// Lets other threads ask for the reports of the process's one watch of the network.
 ///
 /// Made and destroyed on the main thread; must not outlive the `Internets`.
 class Reachability : public SignalTarget {
 public:
     explicit Reachability(Internets& internets);
 
-    /// Any thread. `report` is called at once with what was said last, and then at each word, on the main thread.
-    /// It must not block, nor drop the handle.
-    /// @return ends the watch when dropped, on any thread: it waits for a report that is under way
+    /// Any thread. `report` is called within this call with what was last reported, and then on the main thread at
+    /// each report. It must not block, nor drop the handle.
+    /// @return a handle, which ends the watch when it is dropped, on any thread; dropping it waits for a call of
+    ///         `report` that is under way
     std::shared_ptr<void> watch(std::function<void(bool isReachable)> report);
 
 private:

@@ -19,7 +19,7 @@ std::optional<SemanticVersion> parsed(std::string_view text) {
     }
 }
 
-/// Of "6.1.0-18-amd64" it is "6.1.0"; of "6.8-rc1" it is "6.8".
+/// For "6.1.0-18-amd64" this is "6.1.0", for "6.8-rc1" it is "6.8".
 std::string_view leadingNumbers(std::string_view text) {
     std::size_t end = 0;
     for (int number = 0; number < 3; ++number) {
@@ -36,7 +36,7 @@ std::string_view leadingNumbers(std::string_view text) {
 }  // namespace
 
 SemanticVersion systemVersion(std::string_view versionId, std::string_view kernelRelease) {
-    // A sign is nothing that a system's version begins with.
+    // Look for a digit, since parsing accepts a sign, which no system's version begins with.
     if (!versionId.empty() && isDigit(versionId.front()))
         if (const auto version = parsed(versionId)) return *version;
     return parsed(leadingNumbers(kernelRelease)).value_or(SemanticVersion{});

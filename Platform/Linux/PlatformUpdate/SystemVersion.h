@@ -11,6 +11,6 @@
 /// @param systemRoot  where the files of this machine lie
 SemanticVersion systemVersion(const std::filesystem::path& systemRoot = "/");
 
-/// The above from the two texts.
+/// The same, from the two texts.
 /// @param versionId  empty if there is none
 SemanticVersion systemVersion(std::string_view versionId, std::string_view kernelRelease);

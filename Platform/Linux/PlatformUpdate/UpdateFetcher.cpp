@@ -24,7 +24,7 @@ UpdateFetcher::UpdateFetcher(MainLoop& loop, std::optional<QList<QSslCertificate
 
 UpdateFetcher::~UpdateFetcher() = default;
 
-/// @throws FetchError  no URL that can be fetched
+/// @throws FetchError  the URL can't be fetched
 QNetworkReply* UpdateFetcher::get(const QUrl& target) {
     if (!target.isValid() || !isWeb(target)) throw FetchError("unsupported URL");
     if (!network) {
@@ -39,7 +39,7 @@ QNetworkReply* UpdateFetcher::get(const QUrl& target) {
     request.setAttribute(QNetworkRequest::CookieSaveControlAttribute, QNetworkRequest::Manual);
     request.setAttribute(QNetworkRequest::AuthenticationReuseAttribute, QNetworkRequest::Manual);
     request.setAttribute(QNetworkRequest::Http2AllowedAttribute, false);
-    // Else it would be unpacked on the way, to any size.
+    // Ask for no compression, since the toolkit would unpack the answer, to any size.
     request.setRawHeader("Accept-Encoding", "identity");
     request.setHeader(QNetworkRequest::UserAgentHeader, QStringLiteral("Vimble"));
     if (authorities) {

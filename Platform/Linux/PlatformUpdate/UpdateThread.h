@@ -6,8 +6,8 @@
 
 class QThread;
 
-/// The thread on which the update coordinator lives, with an event loop of its own: what blocks there for a while
-/// freezes no window.
+/// The thread on which the update coordinator lives, with an event loop of its own, so that work that blocks there
+/// for a while freezes no window.
 ///
 /// Made and destroyed on one thread, after the QCoreApplication and before its end.
 class UpdateThread {
@@ -19,7 +19,7 @@ public:
     UpdateThread(const UpdateThread&) = delete;
     UpdateThread& operator=(const UpdateThread&) = delete;
 
-    /// Lives as long as this. `isMainThread` there means: this thread.
+    /// It lives as long as this object. Its `isMainThread` asks whether the caller is on this object's thread.
     MainLoop& loop() { return *_loop; }
 
 private:

@@ -40,7 +40,7 @@ public:
     static Answer redirecting(const std::string& target) {
         return saying("302 Found", "moved", "Location: " + QByteArray::fromStdString(target) + "\r\n");
     }
-    /// These bytes, and then the end of the link.
+    /// An answer of these bytes, and then the end of the link.
     static Answer raw(const QByteArray& bytes) {
         return [=](QTcpSocket& client, const QByteArray&) {
             client.write(bytes);
@@ -56,7 +56,7 @@ public:
 
     Answer answer;
     std::vector<QByteArray> requests;
-    QTcpSocket* client = nullptr;  // the last one
+    QTcpSocket* client = nullptr;  // the link that came last
 
 private:
     void accept() {
@@ -75,10 +75,10 @@ private:
     QByteArray received;
 };
 
-/// A certificate of its own authority, for 127.0.0.1, and the servers that have it.
+/// A certificate that is its own authority, for 127.0.0.1, and the servers that have it.
 class TestAuthority {
 public:
-    /// @return whether it could be made
+    /// Makes the certificate. @return whether that was possible
     bool make() {
         QProcess openssl;
         openssl.start(

@@ -23,7 +23,7 @@ using testing::IsEmpty;
 
 class UpdateFetcherTest : public testing::Test {
 protected:
-    /// Waits for real sockets, with the clock standing still.
+    /// Waits for the end of a fetch. Its sockets are real, and the clock stands still.
     void wait() {
         EXPECT_TRUE(turnUntil([this] {
             loop.run();
@@ -187,7 +187,7 @@ TEST_F(UpdateFetcherTest, AManifestHas30Seconds) {
         [](QTcpSocket& client, const QByteArray&) { client.write("HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\n{"); });
     load(server.url());
     ASSERT_TRUE(turnUntil([&] { return !server.requests.empty(); }));
-    // A byte now and then gains no time.
+    // A byte now and then does not extend the time limit.
     for (int second = 0; second < 29; ++second) {
         loop.advance(1);
         server.client->write(" ");
@@ -261,7 +261,7 @@ TEST_F(UpdateFetcherTest, AFileThatIsThereIsNeverWrittenTo) {
 
 TEST_F(UpdateFetcherTest, AFileThatCannotGrowIsAnError) {
     AnswerServer server(AnswerServer::saying("200 OK", QByteArray(100000, 'x')));
-    // As on a full disk, a write fails in the midst.
+    // A limit on the size of files makes a write fail in the midst, as on a full disk.
     rlimit before{};
     ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &before), 0);
     const auto handlerBefore = std::signal(SIGXFSZ, SIG_IGN);
@@ -335,7 +335,7 @@ TEST_F(SecureFetcherTest, ARedirectNeverLeadsOutOfTls) {
     AnswerServer other(AnswerServer::saying("200 OK", "there"), authority.server());
     server.answer = AnswerServer::redirecting(other.url());
     EXPECT_EQ(loadedWith(trusting, server.url()), "there");
-    // Into TLS and out again is out all the same.
+    // A redirect out of TLS is refused also if an earlier one has led into it.
     server.answer = AnswerServer::redirecting(plain.url());
     AnswerServer entrance(AnswerServer::redirecting(server.url()));
     EXPECT_EQ(loadedWith(trusting, entrance.url()), "error: redirected to where nothing is secured");
