@@ -8,14 +8,14 @@
 
 namespace {
 
-// CIE lightness, from 0 to 100, on a light and on a dark background. It decides luminance, and so contrast,
-// alone: some 5 on #f5f5f5, and 6 on #2b2b2b.
+// CIE lightness, from 0 to 100, on a light and on a dark background. Lightness alone decides luminance, and so
+// the contrast: some 5 on #f5f5f5, and 6 on #2b2b2b.
 constexpr double lightnessOnLight = 44;
 constexpr double lightnessOnDark = 70;
-// As colourful as a colour gets; few hues have so much at these lightnesses, and the others have less.
+// The upper limit of chroma. A screen can show few hues with so much at these lightnesses; the others get less.
 constexpr double mostChroma = 60;
 
-/// FNV-1a, and the last step of MurmurHash3, which spreads a change of the last bytes to the highest bits.
+/// FNV-1a, then the last step of MurmurHash3, which makes a change of the last bytes reach the highest bits.
 std::uint64_t hashOf(std::string_view text) {
     std::uint64_t hash = 0xcbf29ce484222325u;
     for (const char c : text) hash = (hash ^ static_cast<std::uint8_t>(c)) * 0x100000001b3u;
@@ -24,7 +24,7 @@ std::uint64_t hashOf(std::string_view text) {
     return hash ^ (hash >> 33);
 }
 
-using Linear = std::array<double, 3>;  // red, green and blue by their light, from 0 to 1 where a screen can show them
+using Linear = std::array<double, 3>;  // red, green and blue in linear light; a screen can show 0 to 1
 
 /// CIE 1976 L*a*b* under D65, in its polar form.
 Linear linear(double lightness, double chroma, double hue) {

@@ -12,10 +12,11 @@ struct Rgb {
     bool operator==(const Rgb&) const = default;
 };
 
-/// The colour in which a person's name is written: theirs in every window and at every start.
+/// The colour in which a person's name is written: the same in every window and at every start.
 ///
-/// Chosen by the public key, at one perceived lightness, so that all are equally readable: the contrast
-/// with the background (WCAG 2) is at least 4.5 on white and its neighbours, or on black and its.
+/// The public key decides the hue. The perceived lightness is one for all, so that all names are equally
+/// readable: the contrast with the background (WCAG 2) is at least 4.5 on white and near-white, and in the dark
+/// variant on black and near-black.
 namespace AuthorColor {
 
 Rgb of(std::string_view publicKey, bool isOnDark);

@@ -21,7 +21,7 @@ namespace {
 constexpr Seconds nightOwlShift = 14400;
 constexpr std::int64_t julianDayOf1970 = 2440588;
 
-/// Days since 1970-01-01. A 31st of February is the 3rd of March, or the 2nd.
+/// Days since 1970-01-01. A 31st of February is the 3rd of March, in a leap year the 2nd.
 std::int64_t dayNumber(const Day& day) {
     check(day.year >= -9999 && day.year <= 9999 && day.month >= 1 && day.month <= 12 && day.day >= 1 && day.day <= 31,
           "a day that no calendar has");
@@ -30,7 +30,7 @@ std::int64_t dayNumber(const Day& day) {
     return first.time_since_epoch().count() + day.day - 1;
 }
 
-/// What an ordinary reader of integers takes: digits, and a sign before them.
+/// Reads digits with an optional sign before them, `+` as well as `-`.
 std::optional<std::int64_t> integer(std::string_view text) {
     if (text.size() > 1 && text.front() == '+') text.remove_prefix(1);
     std::int64_t value = 0;
@@ -59,7 +59,8 @@ Date Day::date() const { return date(QTimeZone::systemTimeZone()); }
 
 Date Day::date(const QTimeZone& zone) const {
     constexpr double secondsOfDay = 86400;
-    // The first instant whose clock shows this midnight or later. No clock is two days from UTC.
+    // Find the first instant whose clock shows this midnight or later. The search begins two days earlier, since
+    // no zone is that far from UTC.
     const double midnight = static_cast<double>(dayNumber(*this)) * secondsOfDay;
     ZoneSpan span = ZoneSpan::at(midnight - 2 * secondsOfDay, zone);
     for (;;) {

@@ -13,13 +13,13 @@
 #include <QString>
 #include <QTimeZone>
 
-/// Why a text is no day. `what()` is the whole text.
+/// Says why a text is no day; `what()` is the complete message.
 class DayError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
 
-/// A day of the calendar, in the Gregorian calendar of ISO 8601: what a transcript is divided by.
+/// A day in the Gregorian calendar of ISO 8601. Transcripts are divided into days.
 ///
 /// Text form, also when coded: "YYYY-MM-DD".
 struct Day {
@@ -29,34 +29,34 @@ struct Day {
 
     Day() = default;
     Day(std::int64_t year, std::int64_t month, std::int64_t day) : year(year), month(month), day(day) {}
-    /// The day of an instant, in the user's time zone if none is given. A date of a damaged file may lie
-    /// anywhere: before the year 1 it counts as that year's first day, behind 9999 as that year's last.
+    /// The day of an instant, in the user's time zone if none is given. A date from a damaged file may lie
+    /// anywhere: one before the year 1 gives the first day of that year, one after 9999 the last day of that.
     explicit Day(Date instant);
     Day(Date instant, const QTimeZone& zone);
 
-    /// The day of the present moment; with `isNightOwl`, of four hours before it, so that the early
-    /// morning still counts as the day before.
+    /// The day of `now`; with `isNightOwl`, the day of four hours before, so that the early morning still
+    /// counts as the day before.
     static Day today(Date now, bool isNightOwl = false);
     static Day today(Date now, const QTimeZone& zone, bool isNightOwl = false);
 
     /// The start of the day in the user's time zone (or the given one): midnight, or the first instant
-    /// behind it where the clock skips midnight. A day too many for its month is one of the next month; any
-    /// other components that are no day (a month 13, a year beyond 9999) end the process.
+    /// after it where the clock skips midnight. A day beyond the end of its month is taken as one of the next
+    /// month; any other components that are no day (a month 13, a year beyond 9999) end the process.
     Date date() const;
     Date date(const QTimeZone& zone) const;
 
-    /// The heading: "Today"; from 1 to 6 days ago such as "Sunday November 15"; else "November 15", with
-    /// the year where it is another one. Month and weekday in the locale's words. Components that are no
-    /// day are treated as in `date`.
+    /// The heading: "Today"; for 1 to 6 days ago "Sunday November 15"; else "November 15", with the year added
+    /// if it is not that of `today`. Month and weekday are in the locale's words. Components that are no day are
+    /// treated as in `date`.
     /// @param today  the day that it is now
     QString displayText(const Day& today, const QLocale& locale = QLocale()) const;
 
-    /// The text form, as of "%04d-%02d-%02d": the description, and what is coded.
+    /// The text form, made with "%04d-%02d-%02d". It is also the coded form.
     std::string description() const;
 
-    /// Reads the text form. Doubled "-" count as one.
-    /// @throws DayError  the first of the checks that fails: the form, the numbers, the month, the day.
-    ///                   The length of the month is not looked at.
+    /// Reads the text form. Several "-" in a row count as one.
+    /// @throws DayError  for the first check that fails: the form, the numbers, the month, the day.
+    ///                   The length of the month is not checked.
     static Day decoded(std::string_view text);
 
     auto operator<=>(const Day&) const = default;

@@ -18,7 +18,7 @@ DayFinder::DayFinder(const QTimeZone& zone) : zone(zone), isZoneGiven(true), isZ
 
 const Day& DayFinder::day(Date instant) {
     const double unixSeconds = instant.toUnix();
-    // Written so that what is not a number fails it.
+    // Write the condition as a negation, so that NaN gets to `find`.
     if (!(start <= unixSeconds && unixSeconds < end)) find(ZoneSpan::unixSecondsWithinReach(instant));
     return found;
 }
@@ -37,7 +37,7 @@ void DayFinder::find(double instant) {
     found = Day(int(parts.year()), unsigned(parts.month()), unsigned(parts.day()));
     start = std::max(span.start, dayNumber * secondsOfDay - span.offset);
     end = std::min(span.end, (dayNumber + 1) * secondsOfDay - span.offset);
-    // Whatever lies further out counts as this day too.
+    // All instants before the first day, or after the last, count as that day too.
     if (civil == firstDay) start = -std::numeric_limits<double>::infinity();
     if (civil == lastDay) end = std::numeric_limits<double>::infinity();
 }

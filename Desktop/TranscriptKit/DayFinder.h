@@ -8,20 +8,20 @@
 
 /// Finds the days of many instants.
 ///
-/// Instants that follow one another mostly lie in one day, which costs two comparisons; the zone is asked only
+/// An instant in the same day as the one before costs two comparisons, and most are. The zone is asked only
 /// where its clocks may have been changed in between.
 class DayFinder {
 public:
-    /// For the user's time zone, which is asked for when the first day is found.
+    /// Uses the user's time zone, which is looked up at the first call of `day`.
     DayFinder() = default;
     explicit DayFinder(const QTimeZone& zone);
 
-    /// The user may have another time zone by now: it is asked for again when an instant is not in the day
-    /// found last. Does nothing where a zone was given.
+    /// Call this when the user may have changed the time zone: it is looked up again at the next instant outside
+    /// the day found last. Does nothing if the constructor was given a zone.
     void askForZoneAgain() { isZoneKnown = isZoneGiven; }
 
-    /// An instant before the year 1 counts as its first day, one behind the year 9999 as its last; what is not
-    /// a number as the first.
+    /// An instant before the year 1, or NaN, counts as the first day of that year; one after the year 9999 counts
+    /// as the last day of that.
     const Day& day(Date instant);
 
 private:
@@ -31,7 +31,7 @@ private:
     bool isZoneGiven = false;
     bool isZoneKnown = false;
     ZoneSpan span;  // empty at first
-    // The day found last, and the instants that are in it: from `start`, before `end`. None at first.
+    // The day found last, and the instants that are in it: `start` <= instant < `end`. An empty range at first.
     Day found;
     double start = 0;
     double end = 0;

@@ -29,14 +29,14 @@ bool turnsDirection(char32_t c) {
     return c == 0x061C || c == 0x200E || c == 0x200F || (c >= 0x202A && c <= 0x202E) || (c >= 0x2066 && c <= 0x206F);
 }
 
-/// What is no character, or what a text layout takes for an object of its own.
+/// Whether the code point is no character, or stands for an embedded object or annotation in a text layout.
 bool isNoCharacter(char32_t c) {
     return QChar::isNonCharacter(c) || QChar::isSurrogate(c) || (c >= 0xFFF9 && c <= 0xFFFC);
 }
 
-/// Whether a reader sees anything of it by itself.
+/// Whether a reader sees anything of this code point by itself.
 bool isInk(char32_t c) {
-    // Letters and a pattern by their category, which are blank.
+    // Unicode calls these letters (U+2800: a symbol), but they are drawn blank.
     if (c == 0x115F || c == 0x1160 || c == 0x2800 || c == 0x3164 || c == 0xFFA0) return false;
     if (QChar::isMark(c) || QChar::isSpace(c)) return false;
     const QChar::Category category = QChar::category(c);
@@ -52,7 +52,7 @@ QString decoded(std::string_view text) { return QString::fromUtf8(text.data(), s
 
 void append(QString& out, char32_t c) { out += QChar::fromUcs4(c); }
 
-/// One line, without what steers, and whether any letter runs from right to left.
+/// One line without control or direction characters, and whether any letter runs from right to left.
 struct Line {
     QString text;
     bool hasRightToLeft = false;
@@ -78,7 +78,8 @@ Line oneLine(const QString& text) {
     return line;
 }
 
-/// A user-perceived character of any height and width, held to what a line has room for.
+/// Appends a user-perceived character, but at most `mostMarks` marks and `mostCodePoints` code points of it, so
+/// that it does not tower over other lines.
 void appendCharacter(QString& out, const QString& text, qsizetype start, qsizetype end) {
     int marks = 0;
     int points = 0;
@@ -91,10 +92,10 @@ void appendCharacter(QString& out, const QString& text, qsizetype start, qsizety
     }
 }
 
-/// Follows the changes of direction that a line opens.
+/// Keeps track of the changes of direction that a line has opened.
 class Directions {
 public:
-    /// @return whether the character is to be kept: one that closes nothing could close what stands around the text
+    /// @return whether to keep the character: one that closes nothing here could close something around the text
     bool take(char32_t c) {
         if (opensIsolate(c)) {
             open.push_back(popIsolate);
@@ -102,7 +103,7 @@ public:
         } else if (opensEmbedding(c)) {
             open.push_back(popFormatting);
         } else if (c == popFormatting) {
-            // An isolate shields what was opened before it.
+            // An embedding that was opened before an isolate can't be closed inside it.
             if (open.empty() || open.back() != popFormatting) return false;
             open.pop_back();
         } else if (c == popIsolate) {
@@ -120,7 +121,7 @@ public:
     }
 
 private:
-    std::vector<char16_t> open;  // what closes each, the innermost last
+    std::vector<char16_t> open;  // the character that closes each, the innermost last
     std::size_t isolates = 0;
 };
 
@@ -155,7 +156,7 @@ QString DisplayText::person(const Person& person) {
 }
 
 QString DisplayText::line(std::string_view text) {
-    // The engine doubles a backslash that stands for itself, and every other one begins an escape.
+    // `escaped` writes a backslash of the text as two, and starts each escape with one: make the two one again.
     const std::string escaped = Text::escaped(text);
     std::string shown;
     shown.reserve(escaped.size());

@@ -6,30 +6,31 @@
 
 #include <QString>
 
-/// The words of others, made fit to be shown beside those of the program.
+/// Makes the words of others safe to show beside those of the program.
 ///
-/// Qt's labels guess at mark-up unless told otherwise: whoever shows these sets plain text.
+/// Qt's labels guess whether a text is mark-up: set `Qt::PlainText` on a label that shows one of these.
 namespace DisplayText {
 
-/// A name, emoji or other short word for a line of the program's own: line ends and tabs become blanks,
-/// other control characters and those that change the direction of what follows go, and a text that
-/// holds right-to-left letters stands between isolates (U+2068, U+2069), so that its neighbours stay
-/// where they are. A text of ordinary letters is unchanged. At most 200 user-perceived characters, then
-/// "…"; of one character, at most 16 combining marks and 32 code points are kept. What is not valid UTF-8,
-/// and what is no character, becomes U+FFFD.
+/// A name, emoji or other short word, for use in a line of the program's own. Line ends and tabs become blanks;
+/// other control characters, and those that change the direction of text, are removed. A text with
+/// right-to-left letters is put between isolates (U+2068, U+2069), so that the words around it stay in place. A
+/// text of ordinary letters is unchanged. After 200 user-perceived characters the text is cut with "…"; of one
+/// character, at most 16 combining marks and 32 code points are kept. Bytes that are not valid UTF-8, and code
+/// points that are no characters, become U+FFFD.
 QString name(std::string_view text);
 
-/// Somebody's display name, as `name` shows it. Of whoever has chosen one in which there is nothing to be seen
-/// (blanks, marks, fillers, what `name` takes away), that of those who have none: nobody goes without a name.
+/// A person's display name, as `name` shows it. If nothing of a chosen name is visible (only blanks, marks,
+/// fillers, or characters that `name` removes), the person is shown like one who has chosen no name.
 QString person(const Person& person);
 
-/// A line of the console: everything that could steer what stands beside it is shown as an escape
-/// ("\n", "\u{202e}", "\xff" for a byte that is not UTF-8); the backslash stays single.
+/// A line of the console: every character that could affect the text around it is shown as an escape
+/// ("\n", "\u{202e}", "\xff" for a byte that is not UTF-8); a backslash is not doubled.
 QString line(std::string_view text);
 
-/// A message: lines (of any kind of end, each given as "\n") and tabs stay, other control characters go, and
-/// every line that opens a change of direction without closing it is closed at its end; what closes one that
-/// the line did not open goes. What is not valid UTF-8, and what is no character, becomes U+FFFD. Linear.
+/// A message. Line ends of any kind become "\n"; tabs stay, other control characters are removed. A change of
+/// direction that a line leaves open is closed at the line's end; a character that closes one which the line
+/// did not open is removed. Bytes that are not valid UTF-8, and code points that are no characters, become
+/// U+FFFD. Linear.
 QString message(std::string_view text);
 
 }  // namespace DisplayText

@@ -68,13 +68,13 @@ bool isEmoji(const QString& text, qsizetype start, qsizetype end) {
         if (isPictograph(point.value) && (next == emojiSelector || isSkinTone(next))) return true;
         if (isShownAsEmoji(point.value) && next != textSelector) isDefault = true;
     }
-    // "1", a selector, and the frame of a key.
+    // A keycap such as "1" needs the emoji selector and then the frame of a key.
     if (isKeycapBase(base) && start + 2 < end)
         return text[start + 1] == QChar(emojiSelector) && text[start + 2] == QChar(keycap);
     return isDefault;
 }
 
-/// Whether there may be an emoji at all. Most texts have none, and are not taken into characters.
+/// A quick check whether there may be an emoji at all. Most texts have none, and are spared the walk.
 bool mayHaveEmoji(const QString& text) {
     return std::any_of(text.begin(), text.end(), [](QChar c) {
         return c.isHighSurrogate() || c == QChar(emojiSelector) || (c.unicode() >= 0x2300 && c.unicode() <= 0x2BFF);

@@ -4,9 +4,9 @@
 
 #include <QString>
 
-/// Where the emoji of a text stand, so that they can be given a font in colour. A font for all of a text
-/// won't do: with the emoji font first, digits and blanks come out of it; with another first, it draws
-/// emoji of its own in black.
+/// Finds the emoji of a text, so that they can be given a font in colour. One list of fonts for the whole text
+/// won't do: with the emoji font first, digits and blanks are drawn from it; with another font first, that font
+/// draws its own black emoji.
 namespace EmojiRanges {
 
 struct Range {

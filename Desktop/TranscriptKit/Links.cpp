@@ -12,15 +12,15 @@ constexpr qsizetype mostLength = 4096;  // a longer one is no link
 
 bool isAnyOf(QChar c, QStringView characters) { return characters.contains(c); }
 
-/// What no address holds, as people write them: blanks, quotes, and the punctuation of scripts that put no
-/// blank behind it.
+/// Whether an address, as people write it, can't contain this: blanks, quotes, and the punctuation of scripts
+/// that put no blank after it.
 bool endsLink(QChar c) {
     return c.isSpace() || c.category() == QChar::Other_Control || c.category() == QChar::Other_Format ||
            isAnyOf(c, u"<>\"\\`^|“”„«»‹›…。，、；：！？（）「」『』【】《》〈〉") ||
            c == QChar::ObjectReplacementCharacter || c == QChar::ReplacementCharacter;
 }
 
-/// How far a link that begins at `start` may reach: up to a bracket that it closes but did not open.
+/// Where a link that begins at `start` ends at the latest: before a bracket that it closes but did not open.
 qsizetype reachOf(QStringView text, qsizetype start) {
     constexpr QStringView opening = u"([{", closing = u")]}";
     std::array<int, 3> open{};
@@ -33,7 +33,7 @@ qsizetype reachOf(QStringView text, qsizetype start) {
     return text.size();
 }
 
-/// Without the punctuation of the sentence around it.
+/// The link without trailing punctuation, which belongs to the sentence around it.
 QStringView trimmed(QStringView link) {
     while (!link.isEmpty() && isAnyOf(link.back(), u".,;:!?'’*([{")) link.chop(1);
     return link;
@@ -43,7 +43,7 @@ bool startsWith(QStringView text, qsizetype at, QStringView beginning) {
     return text.mid(at, beginning.size()).compare(beginning, Qt::CaseInsensitive) == 0;
 }
 
-/// The beginning of an address without a scheme, or with one, at a place where a word begins.
+/// How an address begins at some place, if one does: with a scheme, or with "www." alone.
 enum class Beginning { none, scheme, www };
 
 Beginning beginningAt(QStringView text, qsizetype at) {
@@ -52,7 +52,7 @@ Beginning beginningAt(QStringView text, qsizetype at) {
     const QChar before = at > 0 ? text[at - 1] : QChar(u' ');
     if (before.isLetterOrNumber() || before.isMark()) return Beginning::none;
     if (startsWith(text, at, u"https://") || startsWith(text, at, u"http://")) return Beginning::scheme;
-    // Behind one of these it is part of something else, such as an address of e-mail.
+    // After one of these characters, "www." is part of something else, such as an e-mail address.
     if (startsWith(text, at, u"www.") && !isAnyOf(before, u"@.-_/:")) return Beginning::www;
     return Beginning::none;
 }
@@ -62,7 +62,7 @@ std::optional<QUrl> urlOf(QStringView link, Beginning beginning) {
     const bool isBare = beginning == Beginning::www;
     const QUrl url((isBare ? QStringLiteral("https://") : QString()) + link.toString(), QUrl::TolerantMode);
     if (!Links::mayOpen(url)) return std::nullopt;
-    // "www.example": perhaps a word, not an address.
+    // "www.example" has too few parts: it is perhaps a word, not an address.
     if (isBare && url.host().count(u'.') < 2) return std::nullopt;
     return url;
 }
@@ -78,7 +78,7 @@ std::vector<Links::Link> Links::find(const QString& text) {
             ++at;
             continue;
         }
-        // What was looked at once is never looked at again, link or not: a text full of beginnings stays linear.
+        // Go on at the end even if this is no link: reading a text full of beginnings must stay linear.
         const qsizetype end = reachOf(view, at);
         const QStringView link = trimmed(view.mid(at, end - at));
         if (const auto url = urlOf(link, beginning)) links.push_back({.start = at, .length = link.size(), .url = *url});

@@ -9,8 +9,8 @@
 
 /// What a row of a transcript shows besides its text.
 ///
-/// Messages of one author within 300 seconds, each counted from the one before, are one block: only the
-/// first row has emoji and time. Activities and daybreaks between them don't end a block.
+/// Messages of one author form a block while each comes less than 300 seconds after the one before: only the
+/// first row of a block has emoji and time. Activities and daybreaks between them don't end a block.
 struct RowLook {
     bool showTime = false;
     bool showEmoji = false;
@@ -20,11 +20,11 @@ struct RowLook {
 
 namespace RowRules {
 
-/// @param index  of a `Transcript::Text`; for any other row nothing is shown
+/// @param index  a row; shows nothing if it is no `Transcript::Text`
 RowLook look(const Transcript& transcript, std::size_t index);
 
-/// "h:mm" in the user's time zone: a clock of twelve hours. Any time will do; one beyond the years 1 to 9999
-/// shows that of the nearest instant within.
+/// "h:mm" in the user's time zone, by a twelve-hour clock. A time outside the years 1 to 9999 is shown as the
+/// nearest instant within them.
 QString timeText(Date time);
 
 }  // namespace RowRules

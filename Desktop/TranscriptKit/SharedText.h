@@ -6,17 +6,17 @@
 #include <string_view>
 #include <utility>
 
-/// An immutable text that is shared, not copied: a transcript of 100,000 messages takes the texts
-/// themselves from the state.
+/// An immutable text that is shared, not copied, so that a transcript of 100,000 messages can refer to the
+/// texts that are in the state.
 ///
-/// A value: compared and hashed by content, though comparing two that share is one pointer comparison.
+/// A value: compared and hashed by content, but two that share one text are compared by pointer.
 class SharedText {
 public:
     SharedText() = default;
-    /// A text of its own.
+    /// Makes a text of its own.
     SharedText(std::string text) : text(std::make_shared<const std::string>(std::move(text))) {}
     SharedText(const char* text) : SharedText(std::string(text)) {}
-    /// A part of something that the pointer keeps alive.
+    /// Shares a text; the pointer may be one into a larger object that it keeps alive.
     explicit SharedText(std::shared_ptr<const std::string> text) : text(std::move(text)) {}
 
     const std::string& string() const { return text ? *text : nothing(); }

@@ -9,16 +9,16 @@
 #include <string>
 #include <variant>
 
-/// The flat rows of a chat, oldest first. A value, whose copies share their rows.
+/// The flat rows of a chat, oldest first. A value; its copies share their rows.
 struct Transcript {
-    /// A message. Whether its emoji and time are shown depends on the rows before (RowRules), so that a
-    /// row stays equal to itself when its neighbours change.
+    /// A message. Whether its emoji and time are shown depends on the rows before and is not part of this value
+    /// (see RowRules), so that a row stays equal to itself when its neighbours change.
     struct Text {
         SharedText text;
         Date time;
         SharedText emoji;
         SharedText author;   // public key
-        SharedText toolTip;  // likewise
+        SharedText toolTip;  // public key too
 
         bool operator==(const Text&) const = default;
     };
@@ -42,7 +42,7 @@ struct Transcript {
     bool operator==(const Transcript&) const = default;
 };
 
-/// With these a row as a whole (`std::hash<Transcript::Item>`) can be hashed too.
+/// `std::hash<Transcript::Item>`, the hash of a variant, needs these.
 template <>
 struct std::hash<Transcript::Text> {
     std::size_t operator()(const Transcript::Text& text) const;

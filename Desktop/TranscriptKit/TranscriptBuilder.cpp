@@ -11,7 +11,8 @@
 
 namespace {
 
-/// By what entries are ordered. Those of equal place keep the order in which they came.
+/// The order of entries: by time, then messages before activities. Entries of equal place keep the order in which
+/// they came.
 struct Place {
     double time = 0;
     bool isActivity = false;
@@ -49,19 +50,19 @@ public:
     }
 
 private:
-    std::vector<std::size_t> sorted;  // empty where they are in order
+    std::vector<std::size_t> sorted;  // empty if the entries were in order already
     std::size_t at;
     std::size_t end;
 };
 
-/// Of a row that stands for an entry.
+/// The place of a row that stands for an entry; none for a daybreak.
 std::optional<Place> placeOfEntry(const Transcript::Item& item) {
     if (const auto* text = std::get_if<Transcript::Text>(&item)) return Place(text->time, false);
     if (const auto* activity = std::get_if<Transcript::Activity>(&item)) return Place(activity->time, true);
     return std::nullopt;
 }
 
-/// A daybreak is placed with the entry behind it, which is always there.
+/// A daybreak has the place of the entry after it, and there is always one.
 Place placeOfRow(const SharedList<Transcript::Item>& rows, std::size_t index) {
     const auto place = placeOfEntry(rows[index]);
     return place ? *place : *placeOfEntry(rows[index + 1]);
@@ -92,7 +93,7 @@ Transcript TranscriptBuilder::build(const Chat* chat, const People& newPeople,
     return {.items = rows};
 }
 
-/// Whether nothing but further entries came.
+/// Whether the rows can be kept: entries were only added, and no author's emoji changed.
 bool TranscriptBuilder::canGoOn(const SharedList<Message>& newMessages, const People& newPeople,
                                 const std::vector<Activity>& newActivities) const {
     if (newMessages.sharedBeginning(messages) < messages.size()) return false;
@@ -104,7 +105,7 @@ bool TranscriptBuilder::canGoOn(const SharedList<Message>& newMessages, const Pe
            });
 }
 
-/// Adds the messages and activities from these on.
+/// Adds the messages and activities from these indices on.
 void TranscriptBuilder::addEntries(std::size_t firstMessage, std::size_t firstActivity) {
     const auto placeOfMessage = [&](std::size_t index) { return Place(messages[index].timestamp, false); };
     const auto placeOfActivity = [&](std::size_t index) { return Place(activities[index].time, true); };
@@ -133,7 +134,7 @@ void TranscriptBuilder::addEntries(std::size_t firstMessage, std::size_t firstAc
     while (nextBehind < behind.size()) addAgain(std::move(behind[nextBehind++]));
 }
 
-/// Takes the rows away before which a new entry belongs. @return those of them that are no daybreaks
+/// Removes the rows that belong behind a new entry. @return those of them that are no daybreaks
 std::vector<Transcript::Item> TranscriptBuilder::takeEntriesBehind(Date time, bool isActivity) {
     const Place place(time, isActivity);
     if (rows.empty() || placeOfRow(rows, rows.size() - 1) <= place) return {};
@@ -187,7 +188,7 @@ void TranscriptBuilder::addAgain(Transcript::Item item) {
     rows.push_back(std::move(item));
 }
 
-/// Opens a new day if the next entry needs one.
+/// Adds a daybreak if the next entry is not on the day of the last row.
 void TranscriptBuilder::breakDay(Date time) {
     const Day& day = days.day(time);
     if (lastDay == day) return;

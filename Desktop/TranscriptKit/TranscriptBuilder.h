@@ -15,7 +15,7 @@
 #include <unordered_map>
 #include <vector>
 
-/// A local note of one window, never stored.
+/// A note that one window shows; it is never stored.
 struct Activity {
     std::string text;
     Date time;
@@ -26,23 +26,22 @@ struct Activity {
 using People = SharedMap<std::string, Person>;
 
 /// The rows of a chat: its messages and the activities by time, messages first where the times are
-/// equal, with a daybreak before the first of each day (in the user's time zone). Any time will do, however
-/// far off (see `Day`); one that is not a number counts as before all others.
+/// equal, with a daybreak before the first of each day (in the user's time zone). A time may lie anywhere
+/// (see `Day`); NaN counts as before all others.
 ///
-/// The rows take texts and authors from the messages without copying them, and so keep these in memory.
-/// 100,000 messages that are in order already take about 10 ms, 80 bytes a row; those that are not are
-/// sorted first.
-/// @param chat  null for a chat that is not there: only the activities are shown
+/// The rows share texts and authors with the messages and so keep the messages in memory. 100,000 messages that
+/// are in order already take about 10 ms, and 80 bytes a row; others are sorted first.
+/// @param chat  null if there is no such chat: only the activities are shown
 Transcript buildTranscript(const Chat* chat, const People& people, const std::vector<Activity>& activities);
 
-/// The same, again and again for one chat, at the cost of what changed: a message or an activity more at
-/// the end costs the same at any length, and the result shares its beginning with the one before. With
-/// nothing changed that the rows show, they are the very same ones. The result is always equal to a full
-/// `buildTranscript`, except that days are judged by the time zone that held when a row was first built.
+/// Builds the transcript of one chat again and again, at the cost of what changed: one more message or activity
+/// at the end costs the same at any length, and the result shares its beginning with the one before. If nothing
+/// changed that the rows show, the result shares all rows. It is always equal to a full `buildTranscript`,
+/// except that a row's day is found with the time zone that held when the row was first built.
 ///
-/// An entry that belongs before rows that are there (the clock was set back) costs what lies behind its
+/// An entry that belongs before existing rows (the clock was set back) costs as much as the rows after its
 /// place. Another emoji of an author, or another chat, costs as much as the first build. The activities are
-/// compared one by one, since they are not shared: keep to some thousands.
+/// compared one by one, since they are not shared: have no more than some thousands.
 ///
 /// Copies are independent. Keeps the messages and people of the last call.
 class TranscriptBuilder {
