@@ -23,7 +23,7 @@ std::vector<std::string> randomKeys(int count) {
     return keys;
 }
 
-/// Of the colour wheel, in degrees.
+/// The place on the colour wheel, in degrees.
 double hueOf(Rgb color) {
     const double r = color.red, g = color.green, b = color.blue;
     const double most = std::max({r, g, b}), span = most - std::min({r, g, b});
@@ -36,7 +36,7 @@ TEST(AuthorColorTest, ContrastIsThatOfTheGuidelines) {
     EXPECT_NEAR(AuthorColor::contrast({0, 0, 0}, {255, 255, 255}), 21, 1e-9);
     EXPECT_NEAR(AuthorColor::contrast({255, 255, 255}, {0, 0, 0}), 21, 1e-9);
     EXPECT_NEAR(AuthorColor::contrast({9, 9, 9}, {9, 9, 9}), 1, 1e-9);
-    // Known from any checker: the darkest grey that fails, and the lightest that passes, on white.
+    // Published values: on white, #777 is the darkest grey below 4.5, and #767676 the lightest above.
     EXPECT_NEAR(AuthorColor::contrast({0x77, 0x77, 0x77}, {255, 255, 255}), 4.48, 0.005);
     EXPECT_NEAR(AuthorColor::contrast({0x76, 0x76, 0x76}, {255, 255, 255}), 4.54, 0.005);
 }

@@ -13,7 +13,7 @@
 
 #include <gtest/gtest.h>
 
-/// How a failed test shows one.
+/// Lets a failed assertion show the day.
 void PrintTo(const Day& day, std::ostream* out) { *out << day.description(); }
 
 namespace {
@@ -21,7 +21,7 @@ namespace {
 const QLocale english(QLocale::English, QLocale::UnitedStates);
 const QLocale german(QLocale::German, QLocale::Germany);
 
-/// An instant, by the clocks of UTC.
+/// The instant at which clocks in UTC show this.
 Date utc(int year, int month, int day, int hour = 0, int minute = 0, int second = 0) {
     const QDateTime instant(QDate(year, month, day), QTime(hour, minute, second), Qt::UTC);
     return Date::fromUnix(static_cast<double>(instant.toSecsSinceEpoch()));
@@ -92,7 +92,7 @@ TEST(DayTest, WhereTheClockSkipsMidnightADayStartsBehindTheGap) {
 
 TEST(DayTest, WhereAnHourComesTwiceBeforeMidnightTheDayGoesOn) {
     const QTimeZone saoPaulo("America/Sao_Paulo");
-    // At 00:00 on the 18th it became 23:00 on the 17th once more.
+    // At 00:00 on the 18th the clocks went back to 23:00 on the 17th.
     EXPECT_EQ(Day(utc(2018, 2, 18, 1, 30), saoPaulo), Day(2018, 2, 17));
     EXPECT_EQ(Day(utc(2018, 2, 18, 2, 30), saoPaulo), Day(2018, 2, 17));
     EXPECT_EQ(Day(utc(2018, 2, 18, 3), saoPaulo), Day(2018, 2, 18));

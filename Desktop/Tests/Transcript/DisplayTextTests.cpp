@@ -42,7 +42,7 @@ TEST(DisplayTextTest, ANameWithRightToLeftLettersStandsBetweenIsolates) {
     EXPECT_EQ(name("דנה"), "\u2068דנה\u2069");
     EXPECT_EQ(name("Ann (سارة)"), "\u2068Ann (سارة)\u2069");
     EXPECT_EQ(name("\u2069סוף\u2068"), "\u2068סוף\u2069");
-    EXPECT_EQ(name("𐤀 x"), "\u2068𐤀 x\u2069");  // beyond 16 bits
+    EXPECT_EQ(name("𐤀 x"), "\u2068𐤀 x\u2069");  // a letter of two UTF-16 units
 }
 
 TEST(DisplayTextTest, ALongNameIsCutBehindTwoHundredCharacters) {
@@ -128,7 +128,8 @@ TEST(DisplayTextTest, AChangeOfDirectionEndsWithItsLine) {
 TEST(DisplayTextTest, WhatClosesNothingOfItsLineGoes) {
     EXPECT_EQ(message("a\u2069b\u202cc"), "abc");
     EXPECT_EQ(message("\u202ea\nb\u202cc"), "\u202ea\u202c\nbc");
-    EXPECT_EQ(message("\u202e\u2066a\u202cb"), "\u202e\u2066ab\u2069\u202c");  // not through the isolate
+    EXPECT_EQ(message("\u202e\u2066a\u202cb"),
+              "\u202e\u2066ab\u2069\u202c");  // U+202C can't close what is outside the isolate
 }
 
 TEST(DisplayTextTest, AMessageFullOfDirectionsCostsNoMoreThanItsLength) {

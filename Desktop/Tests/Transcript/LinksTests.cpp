@@ -6,7 +6,7 @@
 
 namespace {
 
-/// The links as they stand in the text.
+/// The parts of the text that are links.
 QStringList found(const QString& text) {
     QStringList links;
     for (const Links::Link& link : Links::find(text)) links.append(text.mid(link.start, link.length));
@@ -107,7 +107,7 @@ TEST(LinksTest, ThereIsALimitToTheirNumberAndLength) {
 }
 
 TEST(LinksTest, ATextFullOfBeginningsIsReadOnce) {
-    // Anything that looks at each beginning's whole rest would take minutes.
+    // A search that read on to the end of the text from each beginning would take minutes.
     for (const char* piece : {"http://", "www.", "http://(", "x@http://", "((((", "https://a@", "hhhh", "http://a "}) {
         const QString text = QString::fromUtf8(piece).repeated(200'000);
         EXPECT_LE(Links::find(text).size(), 1000u);

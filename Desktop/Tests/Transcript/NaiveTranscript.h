@@ -4,8 +4,8 @@
 
 #include <vector>
 
-/// The rows of a chat by the plainest means: all entries in a list, the list sorted, and the day of each asked
-/// from Qt. What the builder is held against.
+/// The rows of a chat by the plainest means: all entries in a list, the list sorted, and Qt asked for the day of
+/// each. Tests compare the builder's rows with these.
 ///
 /// Only for times between the years 1900 and 2100.
 std::vector<Transcript::Item> naiveTranscript(const Chat* chat, const People& people,

@@ -10,7 +10,7 @@
 
 namespace {
 
-/// A chat that lives at random.
+/// A chat with its people and activities; each step changes something at random.
 class Life {
 public:
     explicit Life(unsigned seed) : random(seed) {}
@@ -52,7 +52,7 @@ private:
             case 1: clock = clock + static_cast<double>(below(300'000)); break;  // set forward, or a long pause
             case 2: return clock - static_cast<double>(below(100));
             case 3:
-            case 4: break;  // the same once more
+            case 4: break;  // the same time once more
             default: clock = clock + static_cast<double>(below(4000)) / 3;
         }
         return clock;
@@ -99,7 +99,7 @@ TEST(TranscriptBuilderRandomTest, EveryStepShowsWhatAFullBuildAndAPlainOneShow) 
                 const auto expected = naiveTranscript(life.shown(), life.people, life.activities);
                 ASSERT_EQ(rowsOf(transcript) == expected, true) << "step " << step;
                 ASSERT_EQ(buildTranscript(life.shown(), life.people, life.activities), transcript) << "step " << step;
-                // What was handed out before is never touched.
+                // A later build does not change a transcript that was handed out before.
                 ASSERT_EQ(rowsOf(before) == rowsBefore, true) << "step " << step;
                 before = transcript;
                 rowsBefore = expected;

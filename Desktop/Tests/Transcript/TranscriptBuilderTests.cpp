@@ -18,7 +18,7 @@ const std::string ann(64, 'a');
 const std::string bob(64, 'b');
 const std::string eve(64, 'e');
 
-/// Noon of a day in June 2020, UTC, and seconds behind it.
+/// The instant so many seconds after noon (UTC) of 2020-06-01.
 Date noon(double behind = 0) { return Date::fromUnix(1591012800 + behind); }
 
 constexpr double day = 86400;
@@ -97,7 +97,7 @@ TEST_F(TranscriptBuilderTest, AMessageGoesBeforeAnActivityOfTheSameInstant) {
     const Chat chat = chatOf({message(ann, "1", noon()), message(bob, "2", noon())});
     EXPECT_EQ(shortOf(buildTranscript(&chat, people, {{"a", noon()}, {"b", noon()}})),
               (Rows{"day 2020-06-01", "🐙 1", "🙂 2", "- a", "- b"}));
-    // Also one that comes when the activity is there already.
+    // So does a message that comes when the activity already has its row.
     Chat growing = chatOf({message(ann, "1", noon())});
     builder.build(&growing, people, {{"a", noon()}});
     growing.messages.push_back(message(bob, "2", noon()));
@@ -184,7 +184,7 @@ TEST_F(TranscriptBuilderTest, OneActivityMoreSharesAllThatIsThere) {
     const Transcript before = builder.build(&chat, people, activities);
     activities.push_back({"note", noon(2 * day)});
     const Transcript after = builder.build(&chat, people, activities);
-    EXPECT_EQ(after.items.size(), before.items.size() + 2);  // with its day
+    EXPECT_EQ(after.items.size(), before.items.size() + 2);  // the activity and its daybreak
     EXPECT_EQ(after.items.sharedBeginning(before.items), before.items.size());
     EXPECT_EQ(before, buildTranscript(&chat, people, {}));
 }
@@ -206,7 +206,7 @@ TEST_F(TranscriptBuilderTest, PeopleWhoAreNoAuthorsHereChangeNothing) {
     EXPECT_EQ(&after.items[0], &before.items[0]);
     EXPECT_EQ(after.items.sharedBeginning(before.items), before.items.size());
     EXPECT_EQ(after.items.size(), before.items.size());
-    // Somebody unknown who is listed without an emoji looks as before, too.
+    // An unknown author who is then listed, without an emoji, looks as before.
     const Chat strange = chatOf({message("nobody", "1", noon())});
     TranscriptBuilder other;
     const Transcript unknown = other.build(&strange, people, {});
@@ -235,7 +235,7 @@ TEST_F(TranscriptBuilderTest, BehindAClockThatWasSetBackOnlyTheRowsBehindAreLaid
     Chat chat = longChat(10'000);
     const Transcript before = builder.build(&chat, people, {});
     const Transcript builtBefore = buildTranscript(&chat, people, {});
-    chat.messages.push_back(message(eve, "back", noon(99'905)));  // before nine that are there
+    chat.messages.push_back(message(eve, "back", noon(99'905)));  // earlier than nine existing rows
     const Transcript after = builder.build(&chat, people, {});
     EXPECT_EQ(rowsOf(after) == naiveTranscript(&chat, people, {}), true);
     EXPECT_EQ(shortOf(after.items[after.items.size() - 10]), "😐 back");
@@ -299,7 +299,7 @@ TEST_F(TranscriptBuilderTest, TimesOfADamagedFileHaveRowsLikeAnyOther) {
         "day 0001-01-01", "🐙 x", "🐙 x", "🐙 x", "🐙 x", "day 2001-01-01", "🐙 x", "day 2020-06-01", "🐙 fine",
         "day 9999-12-31", "🐙 x", "🐙 x", "🐙 x"};
     EXPECT_EQ(shortOf(buildTranscript(&chat, people, {})), expected);
-    // One by one, too.
+    // The rows are the same if the messages come one by one.
     Chat growing;
     for (const Message& one : chat.messages) {
         growing.messages.push_back(one);
