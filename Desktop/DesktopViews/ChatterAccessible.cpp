@@ -7,7 +7,7 @@
 
 namespace {
 
-/// A row of the list. Rows of a shorter transcript are invalid until it is long enough again.
+/// A row of the list, by its number. It is invalid while the transcript is too short to have that row.
 class RowAccessible : public QAccessibleInterface, public QAccessibleActionInterface {
 public:
     RowAccessible(ChatterView* view, int row) : view(view), row(row) {}

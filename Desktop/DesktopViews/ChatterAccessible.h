@@ -6,12 +6,12 @@
 
 class ChatterView;
 
-/// A transcript as a screen reader finds it: a list, whose items are the rows, made when they are asked for.
+/// A transcript as a screen reader sees it: a list whose items are the rows. Items are made when they are asked for.
 ///
-/// Owned by Qt's cache of interfaces, like the rows, which go with it. Main thread.
+/// Owned by Qt's cache of interfaces, as are the items; the destructor removes these from the cache. Main thread.
 class ChatterAccessible : public QAccessibleWidget {
 public:
-    /// Makes Qt use this for every ChatterView. More than once does nothing.
+    /// Makes Qt use this class for every ChatterView. A second call does nothing.
     static void install();
 
     explicit ChatterAccessible(ChatterView* view);

@@ -27,9 +27,9 @@
 namespace {
 
 constexpr int dragScrollMs = 30;
-// A clock that is set, or a machine that slept, is noticed after an hour at the latest.
+// Look at the clock at least once an hour, since it may have been set, or the machine may have slept.
 constexpr Seconds longestWait = 3600;
-// A transcript that is far longer than a screen can be is still announced in no time.
+// Announce only the last rows to a screen reader, so that setting a long transcript stays cheap.
 constexpr std::size_t mostAnnounced = 8;
 constexpr int mostRounds = 4;
 constexpr int longestTitle = 60;  // of a link in a menu, in average characters
@@ -61,7 +61,7 @@ ChatterView::ChatterView(Authors authors, QWidget* parent)
     viewport()->setAutoFillBackground(true);
     verticalScrollBar()->setSingleStep(rows.style().lineHeight);
     connect(verticalScrollBar(), &QScrollBar::actionTriggered, this, [this](int action) {
-        // An estimate must not come between the reader and the very beginning or end.
+        // Go there exactly: a place computed from estimated heights could miss the beginning or the end.
         if (action == QAbstractSlider::SliderToMinimum) moveTo([this] { rowWindow.goToStart(); });
         if (action == QAbstractSlider::SliderToMaximum) moveTo([this] { rowWindow.goToEnd(); });
     });
@@ -198,7 +198,7 @@ void ChatterView::selectAll() {
 
 bool ChatterView::event(QEvent* event) {
     if (event->type() == QEvent::ShortcutOverride) {
-        // While the keyboard is here, these keys are the view's own, whatever a menu does with them.
+        // While the view has the keyboard focus, take these keys from the menus that also use them.
         auto* key = static_cast<QKeyEvent*>(event);
         if (key->matches(QKeySequence::Copy) || key->matches(QKeySequence::SelectAll)) {
             key->accept();
@@ -251,7 +251,7 @@ void ChatterView::resizeEvent(QResizeEvent* event) {
 
 void ChatterView::paintEvent(QPaintEvent* event) {
     checkToday();
-    // A picture can be asked of a view that was never shown.
+    // A view that was never shown, and so not settled, can be painted too (`QWidget::grab`).
     if (isUnsettled || shownWidth != viewport()->width()) settle();
     QPainter painter(viewport());
     const bool isActive = isActiveWindow();
@@ -288,7 +288,7 @@ void ChatterView::settle() {
     if (isSettling) return;
     isSettling = true;
     for (int round = 0; round < mostRounds; ++round) {
-        // A scroll bar that comes or goes changes the width, which the next round takes up.
+        // Setting the range can show or hide the scroll bar, which changes the width: then do another round.
         const QSize size = viewport()->size();
         if (shownWidth != size.width()) {
             shownWidth = size.width();
@@ -311,7 +311,7 @@ void ChatterView::settle() {
 }
 
 void ChatterView::settleWhenShown() {
-    // Before that, neither its size nor its fonts are what they will be.
+    // Before the view is shown, its size and fonts are not final.
     isUnsettled = true;
     if (isVisible()) settle();
 }
@@ -357,7 +357,7 @@ void ChatterView::timerEvent(QTimerEvent* event) {
     if (event->timerId() == dragScroll.timerId()) {
         const int beyond = pointer.y() < 0 ? pointer.y() : std::max(0, pointer.y() - viewport()->height() + 1);
         if (beyond == 0) return dragScroll.stop();
-        // The farther beyond the edge, the faster.
+        // Scroll the faster, the farther the pointer is beyond the edge.
         const int step = beyond / 2 + (beyond < 0 ? -2 : 2);
         moveTo([this, step] { rowWindow.scrollBy(step); });
         extendSelection(pointer);

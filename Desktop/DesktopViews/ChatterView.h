@@ -22,25 +22,25 @@ class QMenu;
 
 /// Shows a transcript as a list of rows whose text can be selected and copied.
 ///
-/// Made for long histories: only rows near the screen are laid out; their heights are measured then and
-/// kept for that width, and rows far away have an estimate, which is corrected without moving what is
-/// being read. One more row at the end costs the same at any length.
+/// Made for long histories: only rows near the screen are laid out. Their heights are then measured and
+/// kept for that width; rows far away have estimated heights, and correcting these does not move the rows on
+/// the screen. One more row at the end costs the same at any length.
 ///
-/// When a transcript is set, the view follows its end only if the reader was within 4 points of it and
-/// the change was a pure addition at the end; anything else leaves alone what is being read.
+/// When a transcript is set, the view scrolls to its end only if the reader was within 4 points of the end
+/// and rows were only added there; otherwise the rows on the screen stay in place.
 ///
 /// With the mouse, text is selected within a row and across rows; with the keyboard, Ctrl and an arrow
 /// moves through the rows, and Return opens the links of one. Of a text of more than
-/// `RowLayout::mostCharacters` only the beginning is laid out, with a "…" behind it; copying its row
-/// by Select All or a triple click copies all of it.
+/// `RowLayout::mostCharacters` only the beginning is laid out, followed by "…"; if the whole row is selected
+/// (Select All, triple click), all of the text is copied.
 class ChatterView : public QAbstractScrollArea {
     Q_OBJECT
 
 public:
-    /// Who speaks, as the rows say it.
+    /// How the rows show who wrote a message.
     enum class Authors {
-        emoji,  // the emoji alone, for a talk of two
-        named,  // the first row of each block carries the display name, in the author's colour
+        emoji,  // by the emoji alone, for a chat of two
+        named,  // the first row of each block also has the display name, in the author's colour
     };
 
     explicit ChatterView(Authors authors, QWidget* parent = nullptr);
@@ -49,15 +49,16 @@ public:
     void setTranscript(Transcript transcript);
     const Transcript& transcript() const { return _transcript; }
 
-    /// Gives the display name of an author, as it came; the view makes it safe to show. Asked when a row
-    /// is filled; without one, and for accessibility in both kinds, authors are "Anonymous".
+    /// Sets the function that gives the display name of an author, not yet made safe to show: the view does that.
+    /// It is called when a row is filled, and for screen readers also where rows show no names. Without one,
+    /// authors are "Anonymous".
     void setNameOf(std::function<std::string(const std::string& author)> nameOf);
-    /// Rows ask for their names again.
+    /// Makes the rows ask for the names again.
     void namesChanged();
 
-    /// What opens a link; the desktop's own way unless set. Only http and https links reach it.
+    /// Sets what opens a link: the desktop's own way, unless set. It gets only links that `Links::mayOpen`.
     void setOpenLink(std::function<void(const QUrl&)> openLink);
-    /// What time it is, for the headings of days, which change at midnight.
+    /// Sets the clock for the headings of days, which change at midnight.
     void setClock(std::function<Date()> clock);
 
     bool isAtEnd() const;
@@ -67,23 +68,22 @@ public:
     std::size_t rowCount() const { return _transcript.items.size(); }
     /// "Ann, 3:05, text", or the words of a note or heading.
     QString spokenRow(std::size_t row) const { return rows.spoken(row); }
-    /// In the viewport's coordinates, also for a row that is not on the screen.
+    /// The row's place in the viewport's coordinates, also for a row that is not on the screen.
     QRect rowRect(std::size_t row) const;
-    /// The row at a height of the viewport, if there is one.
+    /// The row at `y` in the viewport, if there is one.
     std::optional<std::size_t> rowAt(int y) const;
-    /// The row on which the keyboard acts; none until it was used.
+    /// The row on which the keyboard acts; none until the keyboard was used.
     std::optional<std::size_t> currentRow() const { return _currentRow; }
     /// Makes a row the current one and brings it onto the screen.
     void setCurrentRow(std::size_t row);
-    /// Opens the row's link, or lets the user choose where it has several.
+    /// Opens the row's link, or lets the user choose if it has several.
     void openRow(std::size_t row);
 
-    /// The texts that are selected, a line each.
+    /// The selected texts of messages, separated by line ends.
     QString selectedText() const;
 
 public Q_SLOTS:
-    /// Puts what is selected on the clipboard: the texts of messages, a line each. With nothing selected,
-    /// the current row's.
+    /// Puts `selectedText` on the clipboard, or if it is empty the text of the current row.
     void copy();
     void selectAll();
 
@@ -127,7 +127,7 @@ private:
     void announce(std::size_t oldCount);
 
     Transcript _transcript;
-    // What is measured may be looked up by questions that change nothing to be seen.
+    // Mutable, since questions such as `rowRect` may lay out and measure a row, which changes nothing visible.
     mutable TranscriptRows rows;
     mutable RowWindow rowWindow;
     std::function<void(const QUrl&)> openLink;

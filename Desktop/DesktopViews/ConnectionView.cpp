@@ -18,10 +18,11 @@ constexpr double pillHeight = 23;
 constexpr double iconSize = 13;
 constexpr double textSize = 11;
 
-/// Grows with a larger desktop font, so that its text fits, and does not shrink with a smaller one.
+/// The length in pixels. It grows with a larger desktop font, so that the text fits, and does not shrink with a
+/// smaller one.
 int atLeast(double points) { return static_cast<int>(std::lround(std::max(points, Look::scaled(points)))); }
 
-/// The glyph in the colour of the text beside it.
+/// The glyph "offline", in the colour of the text beside it.
 class OfflineIcon : public QWidget {
 public:
     using QWidget::QWidget;
@@ -40,7 +41,7 @@ ConnectionView::ConnectionView(QWidget* parent)
     status->setTextFormat(Qt::PlainText);
     status->setText(QStringLiteral("Offline"));
     setAccessibleName(QStringLiteral("Offline"));
-    // Without it the I-beam of the text beneath would be shown.
+    // Without a cursor of its own, the pill would show the I-beam of the text field beneath.
     setCursor(Qt::ArrowCursor);
     setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
     applyLook();

@@ -90,7 +90,7 @@ void ConsoleInputField::timerEvent(QTimerEvent* event) {
 void ConsoleInputField::paintEvent(QPaintEvent* event) {
     QLineEdit::paintEvent(event);
     if (!isInsertionPointShown || hasSelectedText()) return;
-    // What it calls the cursor's rectangle has some room on both sides.
+    // `cursorRect` is wider than the insertion point: it has some room on both sides.
     const QRect around = cursorRect();
     QPainter painter(this);
     painter.fillRect(QRect(around.center().x(), around.y(), insertionPointWidth, around.height()),

@@ -5,8 +5,8 @@
 
 /// The one line in which a command is typed, in the console's colours.
 ///
-/// Return and Enter end a command; everything else is a line edit's own. While an input method composes,
-/// Return belongs to it.
+/// Return and Enter end a command; other keys act as in any line edit. While an input method composes,
+/// Return ends the composition.
 class ConsoleInputField : public QLineEdit {
     Q_OBJECT
 
@@ -14,7 +14,7 @@ public:
     explicit ConsoleInputField(QWidget* parent = nullptr);
 
 Q_SIGNALS:
-    /// Return was pressed.
+    /// Emitted when Return or Enter was pressed.
     void newlineCommand();
 
 protected:
@@ -31,7 +31,7 @@ private:
     void restartBlinking();
 
     bool isComposing = false;
-    // A line edit paints its insertion point in the colour of its text; this one's has its own.
+    // QLineEdit paints the insertion point in the text's colour; we paint ours, to have another colour.
     bool isInsertionPointShown = false;
     QBasicTimer blinking;
 };

@@ -17,7 +17,7 @@ namespace {
 constexpr int margin = 18;  // where the log's text begins
 constexpr int gap = 6;
 
-/// A paste may have brought line ends into the field, which shows them as blanks.
+/// Turns line ends, which a paste can bring into the field, into blanks: the field shows them as blanks too.
 QString oneLine(QString text) {
     for (QChar& character : text) {
         switch (character.unicode()) {
@@ -92,7 +92,7 @@ void ConsoleInputView::arrange() {
     const QSize prompt = textPrefix->sizeHint();
     textPrefix->setGeometry(margin, (height() - prompt.height()) / 2, prompt.width(), prompt.height());
     const int left = margin + prompt.width() + gap;
-    // The same room as beside the text of a chat's input.
+    // The same distances as in the input of a chat (InputView).
     const int right = pill.isEmpty() ? ConnectionView::distance : pill.width() + 30;
     const int fieldHeight = _textField->sizeHint().height();
     _textField->setGeometry(left, (height() - fieldHeight) / 2, std::max(width() - left - right, 0), fieldHeight);

@@ -10,7 +10,7 @@ class ConnectionView;
 class ConsoleInputField;
 class QLabel;
 
-/// Takes what was typed into a `ConsoleInputView`.
+/// Receives the commands that are typed into a `ConsoleInputView`.
 class ConsoleInputViewDelegate {
 public:
     /// @param text  UTF-8; one line, never empty
@@ -20,17 +20,17 @@ protected:
     ~ConsoleInputViewDelegate() = default;
 };
 
-/// The console's line of command: a prompt, a field, and the pill "Offline" at the right end.
+/// The console's command line: a prompt, a field, and the pill "Offline" at the right end.
 ///
-/// Return hands on what was typed, unless it is nothing, and empties the field. It stays editable while
-/// offline. Main thread only.
+/// Return hands the text to the delegate, unless it is empty, and clears the field. The field stays editable
+/// while offline. Main thread only.
 class ConsoleInputView : public QWidget {
     Q_OBJECT
 
 public:
     explicit ConsoleInputView(QWidget* parent = nullptr);
 
-    /// Held weakly.
+    /// The delegate is held weakly.
     void setDelegate(Weak<ConsoleInputViewDelegate> delegate) { this->delegate = delegate; }
 
     bool isOffline() const { return _isOffline; }

@@ -5,13 +5,12 @@
 
 /// The console's own colours, the same in light and dark palettes: white on blue, as consoles were.
 ///
-/// The tones are chosen for contrast: what is read stands out from what it stands on by 4.5 at least
-/// (WCAG 2.1).
+/// The contrast of every text with its background is at least 4.5 (WCAG 2.1); the numbers below are such contrasts.
 namespace ConsoleLook {
 
 inline const QColor background(0x0b, 0x57, 0xc8);       // blue; white on it: 6.5
-inline const QColor inputBackground(0x08, 0x3f, 0x94);  // deeper, for the line of the command; white: 9.8
-inline const QColor edge(0x06, 0x30, 0x6f);             // between the two
+inline const QColor inputBackground(0x08, 0x3f, 0x94);  // deeper blue of the command line; white on it: 9.8
+inline const QColor edge(0x06, 0x30, 0x6f);             // the line between log and command line
 inline const QColor text(Qt::white);
 inline const QColor logSelection(0x06, 0x30, 0x6f);
 inline const QColor prompt(0xff, 0xd6, 0x0a);  // yellow; 6.9 on the input

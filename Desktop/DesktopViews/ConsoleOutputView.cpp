@@ -19,7 +19,7 @@ namespace {
 
 constexpr int inset = 8;
 constexpr int linePadding = 10;
-// A block is laid out as a whole, at each new width, which takes a millisecond or so at this length.
+// In characters. A block is laid out as a whole at each new width, which takes about 1 ms at this length.
 constexpr qsizetype longestBlock = 8192;
 
 const char scrollBarStyle[] =
@@ -34,7 +34,8 @@ QString described(Date date) {
     return QDateTime::fromSecsSinceEpoch(seconds, Qt::UTC).toString(QStringLiteral("yyyy-MM-dd HH:mm:ss '+0000'"));
 }
 
-/// Where the piece that begins there ends: not inside a character, as far as that can be had.
+/// The end of the piece that begins at `start`. It does not split a user-perceived character, except one that is
+/// longer than half a piece.
 qsizetype endOfPiece(const QString& line, qsizetype start) {
     qsizetype end = std::min(start + longestBlock, line.size());
     while (end < line.size() && end > start + longestBlock / 2 &&
@@ -68,7 +69,7 @@ void ConsoleOutputView::append(std::string_view text) {
     const Date arrived = clock();
     const bool isFollowing = isPinned();
 
-    // A selection that touches the end would grow with it.
+    // A selection that ends at the end of the log would grow to take in the new line: restore it afterwards.
     QTextCursor selected = textCursor();
     const int anchor = selected.anchor();
     const int position = selected.position();
@@ -88,7 +89,7 @@ void ConsoleOutputView::append(std::string_view text) {
 
 void ConsoleOutputView::insertAtEnd(const QString& line, Date arrived) {
     QTextCursor end(document());
-    // First, since a cursor that moves outside of an edit lays out the block that it comes to.
+    // Begin the edit before moving the cursor: outside an edit, a move lays out the block that it reaches.
     end.beginEditBlock();
     end.movePosition(QTextCursor::End);
     qsizetype start = 0;
@@ -129,7 +130,7 @@ bool ConsoleOutputView::event(QEvent* event) {
 bool ConsoleOutputView::viewportEvent(QEvent* event) {
     if (event->type() != QEvent::ToolTip) return QPlainTextEdit::viewportEvent(event);
     const auto* help = static_cast<QHelpEvent*>(event);
-    // Of its own making, with no mark-up in it. An empty text hides what another line has shown.
+    // The text is our own and has no mark-up. An empty text hides the tool-tip of another line.
     QToolTip::showText(help->globalPos(), arrivalAt(help->pos()), viewport());
     return true;
 }
@@ -141,7 +142,7 @@ void ConsoleOutputView::resizeEvent(QResizeEvent* event) {
 }
 
 void ConsoleOutputView::showEvent(QShowEvent* event) {
-    // The first time, it would go to the caret.
+    // When it is first shown, QPlainTextEdit scrolls to the caret.
     const bool isFollowing = isPinned();
     QPlainTextEdit::showEvent(event);
     if (isFollowing) scrollToEnd();
@@ -172,7 +173,7 @@ void ConsoleOutputView::applyLook() {
     colours.setColor(QPalette::Highlight, ConsoleLook::logSelection);
     colours.setColor(QPalette::HighlightedText, ConsoleLook::text);
     setPalette(colours);
-    // Also beside the viewport, where the line padding is.
+    // Fill the margins beside the viewport (`linePadding`) with the background too.
     setAutoFillBackground(true);
     setFont(ConsoleLook::font());
 }

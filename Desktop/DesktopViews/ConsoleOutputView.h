@@ -11,21 +11,21 @@
 
 /// The console's log: lines of text that can be selected and copied, and nothing else.
 ///
-/// It has no limit. An appended line costs the same at any length of the log, and only what is on the
+/// The log has no limit. An appended line costs the same at any length of the log, and only what is on the
 /// screen is laid out; a very long line is kept in pieces, so that it does not have to be laid out
-/// whole. Follows its end exactly when it stands there. Main thread only.
+/// whole. The view follows the end while it is scrolled to the end. Main thread only.
 class ConsoleOutputView : public QPlainTextEdit {
     Q_OBJECT
 
 public:
-    /// @param clock  what time it is, when a line arrives
+    /// @param clock  gives the time at which a line arrives
     explicit ConsoleOutputView(std::function<Date()> clock, QWidget* parent = nullptr);
 
-    /// Adds one line. @param text  UTF-8, as it came: what could steer its neighbours is shown escaped
+    /// Adds one line. @param text  UTF-8 from anywhere: it is shown through `DisplayText::line`
     void append(std::string_view text);
 
-    /// When the line at that position of the viewport arrived, such as "2026-11-15 15:31:51 +0000"; empty
-    /// beside the lines.
+    /// The time at which the line at a position of the viewport arrived, such as "2026-11-15 15:31:51 +0000"; empty
+    /// where there is no line.
     QString arrivalAt(const QPoint& position) const;
 
 protected:
@@ -36,10 +36,10 @@ protected:
     QMimeData* createMimeDataFromSelection() const override;
 
 private:
-    /// What a block of the document is: a line, or a further piece of one.
+    /// A block of the document holds a line, or a further piece of one.
     struct Block {
         Date arrived;
-        bool isContinued = false;  // with the text of the block before, one line
+        bool isContinued = false;  // belongs to the same line as the block before
     };
 
     bool isPinned() const;
@@ -48,5 +48,5 @@ private:
     void insertAtEnd(const QString& line, Date arrived);
 
     const std::function<Date()> clock;
-    std::vector<Block> blocks;  // by block number; none for the one block of an empty log
+    std::vector<Block> blocks;  // by block number; empty for an empty log, though its document has one block
 };

@@ -4,20 +4,20 @@
 #include <QString>
 #include <QWidget>
 
-/// A label of one line that shows its text plainly and cuts it off where there is no room for it; the
-/// tool-tip then has the whole. It may become as narrow as its neighbours want.
+/// A label of one line that shows plain text, and cuts it off with "…" if there is too little room; the
+/// tool-tip then has the whole text. A layout may make the label as narrow as it likes.
 class ElidedLabel : public QWidget {
     Q_OBJECT
 
 public:
     explicit ElidedLabel(QWidget* parent = nullptr);
 
-    /// @param text  one line, fit to be shown. It is the accessible name too.
+    /// @param text  one line, already safe to show. It is the accessible name too.
     void setText(const QString& text);
     const QString& text() const { return _text; }
 
     void setAlignment(Qt::Alignment alignment);
-    /// Leaves so much free at the left.
+    /// Leaves so many pixels free at the left.
     void setIndent(int indent);
 
     QSize sizeHint() const override;

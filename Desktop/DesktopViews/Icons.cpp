@@ -18,7 +18,7 @@ struct Tint {
     QColor disabled;
 };
 
-/// Qt's own engine for SVG is a plugin that may be missing, and can't tint.
+/// Draws an icon from an SVG outline. Qt's own engine for that is a plugin that may be missing, and can't tint.
 class OutlineEngine : public QIconEngine {
 public:
     OutlineEngine(std::shared_ptr<QSvgRenderer> outline, std::optional<Tint> tint)
@@ -35,7 +35,7 @@ public:
 
     QIconEngine* clone() const override { return new OutlineEngine(*this); }
 
-    /// What a window manager or a tray gets when it takes pictures of fixed sizes.
+    /// The sizes for window managers and trays, which take pictures of fixed sizes.
     QList<QSize> availableSizes(QIcon::Mode, QIcon::State) override {
         QList<QSize> sizes;
         for (const int side : {16, 22, 24, 32, 48, 64, 128, 256}) sizes.emplace_back(side, side);

@@ -19,10 +19,10 @@ namespace {
 constexpr double textSize = 14;
 constexpr int insetX = 12;
 constexpr int insetY = 8;
-// Besides the pill: its distance to the edge, and the text's to it.
+// Kept free besides the pill's width: the distances from the edge to the pill, and from the pill to the text.
 constexpr int pillRoom = 30;
 
-// An ordinary scroll bar is nearly as wide as it is long here, and would lie under the pill.
+// An ordinary scroll bar is nearly as wide as this field is high, and would lie under the pill.
 const char scrollBarStyle[] =
     "QScrollBar:vertical { width: 8px; background: transparent; border: none; margin: 2px 1px; }"
     "QScrollBar::handle:vertical { background: rgba(128, 128, 128, 160); border-radius: 3px; min-height: 12px; }"
@@ -40,14 +40,14 @@ InputTextView::InputTextView(QWidget* parent) : QPlainTextEdit(parent) {
     verticalScrollBar()->setStyleSheet(QLatin1String(scrollBarStyle));
     setLineWrapMode(QPlainTextEdit::WidgetWidth);
     setWordWrapMode(Wrapping::of({}));
-    // Told before the change is laid out.
+    // Connect to this signal since it is emitted before the change is laid out.
     connect(document(), &QTextDocument::contentsChange, this, &InputTextView::fitWrapping);
-    // Else the keyboard could not leave the field.
+    // Let Tab leave the field, or the keyboard could not.
     setTabChangesFocus(true);
     setPlaceholderText(QStringLiteral("Message"));
     setAccessibleName(QStringLiteral("Message"));
     applyFont();
-    // A document has one margin for all sides; the view adds what the sides need more.
+    // A document has one margin for all sides: use the smaller inset here, and add the rest by viewport margins.
     document()->setDocumentMargin(insetY);
     applyMargins();
 }
@@ -59,7 +59,7 @@ void InputTextView::setRightContentInset(int inset) {
 }
 
 QString InputTextView::text() const {
-    // toPlainText would turn no-break spaces into plain ones.
+    // Do not use toPlainText: it turns no-break spaces into plain ones.
     QString text = document()->toRawText();
     for (QChar& character : text) {
         switch (character.unicode()) {
@@ -86,7 +86,7 @@ void InputTextView::keyPressEvent(QKeyEvent* event) {
 
 void InputTextView::fitWrapping(int position, int, int added) {
     QTextOption::WrapMode mode = document()->isEmpty() ? Wrapping::of({}) : wordWrapMode();
-    // What is typed letter by letter makes no word so long that it costs much.
+    // Look only at long insertions: words typed letter by letter do not get long enough to be slow.
     if (added > Wrapping::longestWord) {
         for (QTextBlock block = document()->findBlock(position); block.isValid() && block.position() < position + added;
              block = block.next())

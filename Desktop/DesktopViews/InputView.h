@@ -9,7 +9,7 @@
 
 class ConnectionView;
 
-/// Takes what was typed into an `InputView`.
+/// Receives the texts that are typed into an `InputView`.
 class InputViewDelegate {
 public:
     /// @param text  UTF-8, as typed: nothing is trimmed, lines end in "\n", and it may be empty
@@ -23,22 +23,22 @@ protected:
 /// The editor inside an `InputView`: plain text, without frame or background.
 ///
 /// Return and Enter submit; with a modifier they add a line. While an input method composes, Return
-/// belongs to it. Tab goes to the next control.
+/// ends the composition. Tab goes to the next control.
 class InputTextView : public QPlainTextEdit {
     Q_OBJECT
 
 public:
     explicit InputTextView(QWidget* parent = nullptr);
 
-    /// How much of the right side is kept free of text, in points.
+    /// The width at the right that is kept free of text, in pixels.
     int rightContentInset() const { return rightInset; }
     void setRightContentInset(int inset);
 
-    /// What was typed, with "\n" between lines, and not otherwise changed.
+    /// The text as typed, with "\n" between lines.
     QString text() const;
 
 Q_SIGNALS:
-    /// Return was pressed.
+    /// Emitted when Return or Enter was pressed without a modifier.
     void newlineCommand();
 
 protected:
@@ -53,24 +53,24 @@ private:
     int rightInset = 0;
 };
 
-/// The entry of text at the foot of a chat, with a pill "Offline" at its right end.
+/// The text entry at the bottom of a chat, with a pill "Offline" at its right end.
 ///
-/// Knows no session: its owner says when it is offline, and gets the text. It stays editable while
-/// offline. Its owner sets its height, 40 points in a chat; a longer text scrolls. Main thread only.
+/// It knows no session: the owner calls `setOffline`, and the delegate gets the text. The text stays editable
+/// while offline. The owner sets the height, 40 points in a chat; a longer text scrolls. Main thread only.
 class InputView : public QWidget, public SignalTarget {
     Q_OBJECT
 
 public:
     explicit InputView(QWidget* parent = nullptr);
 
-    /// Held weakly. Without one, what is submitted is dropped.
+    /// The delegate is held weakly. Without one, submitted texts are dropped.
     void setDelegate(Weak<InputViewDelegate> delegate) { this->delegate = delegate; }
 
     bool isOffline() const { return _isOffline; }
     void setOffline(bool isOffline);
 
     InputTextView& textView() { return *_textView; }
-    /// The same object: it scrolls its own text.
+    /// The same object as `textView`, since it scrolls its own text.
     InputTextView& scroll() { return *_textView; }
     ConnectionView& connection() { return *_connection; }
 

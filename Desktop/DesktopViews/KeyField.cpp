@@ -31,7 +31,7 @@ KeyField::KeyField(QWidget* parent) : QPlainTextEdit(parent) {
     setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
     document()->setDocumentMargin(0);
-    // The box has round corners, so it is drawn here and not by the viewport.
+    // The box has round corners, so `event` draws it, and the viewport must not fill its rectangle.
     viewport()->setAutoFillBackground(false);
     applyLook();
 }
@@ -55,7 +55,7 @@ int KeyField::widthOfLine(int characters) const {
 
 QSize KeyField::sizeHint() const {
     const int lines = keyLength / lineLength();
-    // Whole lines, for the text's layout rounds each up.
+    // Round each line's height up, as the text's layout does.
     const int height = static_cast<int>(std::ceil(lines * std::ceil(QFontMetricsF(font()).lineSpacing())));
     return {widthOfLine(16), height + 2 * padding};
 }
@@ -74,15 +74,15 @@ void KeyField::fit() {
     const double text = lineLength() * characterWidth;
     const int side = std::max(0, static_cast<int>(std::floor((width() - text) / 2)) - 1);
     setViewportMargins(side, padding, side, padding);
-    // The text keeps the lines of an earlier width until it is told, if it was hidden meanwhile.
+    // A hidden field is not told of its new width and keeps the old lines, so tell the text of it here.
     QResizeEvent relayout(viewport()->size(), QSize());
     QPlainTextEdit::resizeEvent(&relayout);
-    // The height goes with the lines alone; asking the layout for more would go in circles.
+    // The height depends on the number of lines alone. Calling updateGeometry at every resize would never end.
     if (std::exchange(fittedLength, lineLength()) != lineLength()) updateGeometry();
 }
 
 bool KeyField::event(QEvent* event) {
-    // Only the frame's painting comes this way; the text is painted by the viewport.
+    // Only painting of the frame arrives as this event; the viewport paints the text.
     if (event->type() == QEvent::Paint) {
         QPainter painter(this);
         painter.setRenderHint(QPainter::Antialiasing);

@@ -3,8 +3,8 @@
 #include <QPlainTextEdit>
 #include <QString>
 
-/// A public key to be read, compared and copied: in a box, in lines of 64, 32, 16 or 8 characters, the
-/// longest that the width allows, so that it breaks at even places. What is copied from it is the bare key.
+/// Shows a public key in a box, to be read, compared and copied. Its lines have 64, 32, 16 or 8 characters, the
+/// most that the width allows, so that all are equally long. Copying gives the bare key, without line ends.
 class KeyField : public QPlainTextEdit {
     Q_OBJECT
 
@@ -14,10 +14,10 @@ public:
     void setKey(const QString& key);
     QString key() const { return toPlainText(); }
 
-    /// How many characters there are to a line at the present width.
+    /// The number of characters in a line at the present width.
     int lineLength() const;
 
-    /// The width at which there are that many.
+    /// The width at which a line has `characters` characters.
     int widthOfLine(int characters) const;
 
     QSize sizeHint() const override;

@@ -11,7 +11,7 @@ LineText::LineText(const QString& text, const QFont& font, double maxWidth) : fo
     layOut(text);
     if (width() <= maxWidth) return;
     _isElided = true;
-    // The metrics know nothing of the emoji's own font, so what they call short enough may not be.
+    // QFontMetricsF does not know of the emoji's own font, so what it elides may still be too wide: measure again.
     const QFontMetricsF metrics(font);
     double room = maxWidth;
     for (int attempt = 0; attempt < 12 && room > 0; ++attempt) {

@@ -8,24 +8,24 @@
 #include <QString>
 #include <QTextLayout>
 
-/// A text on one line, laid out to be drawn: plain, with its emoji in colour, and cut off with "…" where
-/// it would be wider than its place.
+/// A plain text laid out on one line, with its emoji in colour, and cut off with "…" if it is wider than
+/// `maxWidth`.
 ///
-/// Lines of different texts in one font share their baseline, whatever emoji they hold. It begins at the
-/// left also where it reads from the right, as a column of names wants it.
+/// Different texts in one font have the same baseline, whatever emoji they hold. A text that reads from right to
+/// left is aligned at the left too, as a column of names needs it.
 class LineText {
 public:
-    /// @param text  one line, fit to be shown
+    /// @param text  one line, already safe to show
     /// @param maxWidth  in device-independent pixels
     LineText(const QString& text, const QFont& font, double maxWidth);
     LineText(const LineText&) = delete;
     LineText& operator=(const LineText&) = delete;
 
     bool isElided() const { return _isElided; }
-    /// In device-independent pixels; never above the maximum, but for a place that doesn't even hold "…".
+    /// In device-independent pixels; at most `maxWidth`, unless that is too little even for "…".
     double width() const;
 
-    /// In the middle of the rectangle's height.
+    /// Draws the line in the middle of the rectangle's height.
     void draw(QPainter& painter, const QRectF& place, const QColor& color,
               Qt::Alignment alignment = Qt::AlignLeft) const;
 

@@ -20,13 +20,13 @@ double factor() {
     const double wanted = QGuiApplication::font().pixelSize() > 0 ? QGuiApplication::font().pixelSize()
                                                                   : QGuiApplication::font().pointSizeF() * 96.0 / 72.0;
     const double size = wanted > 0 ? wanted : pixels;
-    // What differs by rounding alone is the usual size.
+    // A difference of a few percent comes from rounding: take it as the usual size.
     const double ratio = size / usualPixels;
     return std::abs(ratio - 1) < 0.06 ? 1 : std::clamp(ratio, 0.5, 4.0);
 }
 
-/// The font's families with that of the emoji behind them. An alias such as "Sans Serif" finds its font only
-/// where it stands alone: in a list it is passed over, and digits and blanks would come from the emoji's.
+/// The font's families, then the one of the emoji. The resolved family is put between them, since an alias such
+/// as "Sans Serif" works only alone: in a list Qt skips it, and would take digits and blanks from the emoji font.
 QStringList familiesWithEmoji(const QFont& font) {
     QStringList families = font.families();
     for (const QString& family : {QFontInfo(font).family(), QString::fromLatin1(emojiFamily)})

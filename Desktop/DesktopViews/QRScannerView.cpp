@@ -11,14 +11,14 @@ namespace {
 constexpr double cornerRadius = 6;
 constexpr QColor emptyColor(179, 179, 179);  // grey of 0.7
 
-/// Where a picture goes that is to fill a place, and loses some of two sides.
+/// The rectangle in which a picture fills `place`: it is cut at two sides if the shapes differ.
 QRectF filling(const QSizeF& picture, const QRectF& place) {
     QRectF whole(QPointF(), picture.scaled(place.size(), Qt::KeepAspectRatioByExpanding));
     whole.moveCenter(place.center());
     return whole;
 }
 
-/// Where one goes that is to be seen whole.
+/// The rectangle in which all of a picture is visible in `place`.
 QRectF fitting(const QSizeF& picture, const QRectF& place) {
     QRectF whole(QPointF(), picture.scaled(place.size(), Qt::KeepAspectRatio));
     whole.moveCenter(place.center());
@@ -71,9 +71,9 @@ void QRScannerView::paintEvent(QPaintEvent*) {
     // Borrows the frame's pixels for the length of the painting.
     const QImage image(frame->pixels().data(), frame->width(), frame->height(), frame->width(),
                        QImage::Format_Grayscale8);
-    // A page from a file has its code near an edge, where a camera's picture has none.
+    // Show a picture from a file whole: a page has its code near an edge, which filling the view could cut off.
     const QRectF place = isOfCamera ? filling(image.size(), rect()) : fitting(image.size(), rect());
-    // As a brush and not as a picture under a clip, whose corners would be jagged.
+    // Paint with a brush: a picture under a clip path would have jagged corners.
     QTransform toView;
     if (isOfCamera) toView.translate(width(), 0).scale(-1, 1);
     toView.translate(place.left(), place.top()).scale(place.width() / image.width(), place.height() / image.height());

@@ -11,10 +11,10 @@
 
 class QRScannerView;
 
-/// Judges what a `QRScannerView` reads.
+/// Decides whether a code that a `QRScannerView` has read is a good one.
 class QRScannerViewDelegate {
 public:
-    /// @param payload  what the code holds, maybe a secret; for the length of the call
+    /// @param payload  the content of the code, maybe a secret; valid only during the call
     /// @return true to accept it, which freezes the view at this picture; false to go on scanning
     virtual bool acceptPayload(QRScannerView& view, std::string_view payload) = 0;
 
@@ -22,17 +22,17 @@ protected:
     ~QRScannerViewDelegate() = default;
 };
 
-/// What a camera sees, live and in grey, while codes are looked for in it.
+/// Shows the camera's picture, live and in grey, while it is searched for codes.
 ///
-/// The picture fills the view, cut at the edges where the shapes differ. A live one is mirrored, as people expect of
-/// a camera that faces them; reading is done on the picture as it came. Codes are asked about one by one; without
-/// a delegate, none is good. Who shows the view starts and stops it. No words are shown: `onChange` and the
-/// scanner's status serve those who want some. Main thread only.
+/// The picture fills the view, cut at the edges if the shapes differ. A live picture is mirrored, as people expect
+/// of a camera that faces them; codes are read from the unmirrored one. The delegate is asked about each code;
+/// without a delegate, none is accepted. The owner starts and stops the scanning. The view shows no words: an owner
+/// that wants some takes them from the scanner's status, at `onChange`. Main thread only.
 class QRScannerView : public QWidget {
     Q_OBJECT
 
 public:
-    /// @param scanner  null where there is nothing to scan with: the view stays empty, and `start` does nothing
+    /// @param scanner  null if there is nothing to scan with: the view stays empty, and `start` does nothing
     explicit QRScannerView(std::unique_ptr<QRScanner> scanner, QWidget* parent = nullptr);
     ~QRScannerView() override;
 
@@ -42,12 +42,11 @@ public:
     /// Clears a frozen picture, and scans.
     void start();
     void stop();
-    /// Stops scanning and stays at a picture that came another way than through the camera. It is shown whole, and
-    /// not mirrored.
+    /// Stops scanning and shows a picture that is not from the camera, whole and not mirrored.
     /// @param picture  null for an empty view
     void freeze(SharedFrame picture);
 
-    /// The scanner's status or its picture is another.
+    /// Called when the scanner's status or picture has changed.
     std::function<void()> onChange;
 
     QSize sizeHint() const override;
@@ -61,5 +60,5 @@ private:
 
     std::unique_ptr<QRScanner> _scanner;
     Weak<QRScannerViewDelegate> delegate;
-    bool isOfCamera = true;  // the picture; otherwise it was given
+    bool isOfCamera = true;  // whether the picture is the camera's; else it came by `freeze`
 };

@@ -7,9 +7,9 @@
 #include <QRectF>
 #include <QWidget>
 
-/// A filled rectangle with round corners, which has no look of its own besides.
+/// A filled rectangle with round corners, and nothing else.
 ///
-/// The outline is built once for each new bounds, not at each paint. Main thread only.
+/// The outline is built once for each size, not at each paint. Main thread only.
 class RoundRect : public QWidget {
     Q_OBJECT
 
@@ -33,6 +33,6 @@ protected:
 private:
     std::optional<QColor> _color;
     double _radius = 6;
-    std::optional<QRectF> cachedBounds;  // what cachedOutline was built for
+    std::optional<QRectF> cachedBounds;  // the bounds for which cachedOutline was built
     std::optional<QPainterPath> cachedOutline;
 };

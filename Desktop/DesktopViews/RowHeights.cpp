@@ -7,7 +7,7 @@
 
 namespace {
 
-// So many rows tell the height of a block well enough for a scroll bar.
+// The height of a block is estimated from so many of its rows, which is good enough for a scroll bar.
 constexpr std::size_t samples = 8;
 
 std::size_t lowestBit(std::size_t number) { return number & (~number + 1); }
@@ -18,7 +18,7 @@ RowHeights::RowHeights(std::function<int(std::size_t)> estimate) : estimate(std:
 
 void RowHeights::resize(std::size_t count, std::size_t kept) {
     kept = std::min({kept, count, _count});
-    // The block in which the kept rows end goes on with what it knows of them.
+    // Keep the known heights of the kept rows also in the block in which these end.
     std::vector<std::int32_t> begun;
     const bool wasDetailed = kept % blockSize != 0 && blocks[kept / blockSize].rows != nullptr;
     const bool isWhole = kept == _count;
@@ -66,7 +66,7 @@ int RowHeights::height(std::size_t row) {
 
 std::size_t RowHeights::rowAt(std::int64_t y) {
     assert(_count > 0);
-    // Down the tree to the last block that begins at y or above.
+    // Descend the tree to the last block that begins at y or above.
     std::size_t block = 0;
     std::int64_t rest = std::max<std::int64_t>(0, y);
     for (std::size_t step = std::bit_floor(blocks.size()); step > 0; step /= 2) {
@@ -75,7 +75,7 @@ std::size_t RowHeights::rowAt(std::int64_t y) {
             rest -= tree[block];
         }
     }
-    // Looking into a block can shrink it, so that the place belongs to the next one.
+    // Looking into a block can lessen its sum, so that y lies in the next block.
     for (; block < blocks.size(); ++block) {
         lookInto(block);
         if (rest < blocks[block].sum) break;

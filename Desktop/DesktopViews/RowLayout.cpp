@@ -15,7 +15,8 @@
 
 namespace {
 
-// Larger texts are cut where a paragraph ends, so that drawing a part of them costs no more than the part.
+// In characters. Larger texts are laid out in pieces that end with a paragraph, so that drawing a part of the text
+// costs no more than that part.
 constexpr qsizetype pieceSize = 2000;
 constexpr int mostLargeEmoji = 3;
 
@@ -29,8 +30,8 @@ bool isLineEnd(QChar character) {
     return character == u'\n' || character == QChar::ParagraphSeparator || character == QChar::LineSeparator;
 }
 
-/// Neighbouring paragraphs of one direction, up to some size. One without a strong letter goes with the
-/// paragraph before.
+/// Groups neighbouring paragraphs of one direction, up to `pieceSize`. A paragraph without a letter counts as of
+/// the direction of the paragraph before.
 std::vector<Paragraphs> paragraphsOf(const QString& text) {
     std::vector<Paragraphs> all;
     qsizetype start = 0;
@@ -52,7 +53,7 @@ std::vector<Paragraphs> paragraphsOf(const QString& text) {
     }
 }
 
-/// A line of a device pixel or more, at the middle of one, so that it is sharp at any scale.
+/// A dashed line whose thickness and place are whole device pixels, so that it is sharp at any scale.
 void drawDashes(QPainter& painter, const QColor& color, double left, double right, double y) {
     const double ratio = painter.device()->devicePixelRatioF();
     const double thickness = std::max(1.0, std::floor(ratio)) / ratio;
@@ -149,7 +150,7 @@ double RowLayout::layOut(Piece& piece, const QString& text, const RowStyle& styl
     piece.layout->beginLayout();
     for (QTextLine line = piece.layout->createLine(); line.isValid(); line = piece.layout->createLine()) {
         line.setLineWidth(textWidth);
-        // Lines of one height, whatever fonts stand in them; only what is taller takes more.
+        // Give all lines one height, whatever fonts they hold; only a taller line takes more.
         const double ascent = std::max<double>(isLarge ? 0 : style.lineAscent, std::ceil(line.ascent()));
         line.setPosition({0, inPiece + ascent - line.ascent()});
         if (firstBaseline == 0) firstBaseline = y + ascent;

@@ -15,29 +15,29 @@
 class QPainter;
 class QTextLayout;
 
-/// What one row shows, with every word made fit to be shown.
+/// What one row shows; all texts are already safe to show.
 struct RowContent {
     enum class Kind { text, activity, daybreak };
 
     Kind kind = Kind::text;
     QString text;
     bool startsBlock = false;  // has an emoji, or a name
-    QString time;              // empty where none is shown
-    QString emoji;             // likewise
-    QString name;              // likewise; only where rows carry names
+    QString time;              // empty if the row shows none
+    QString emoji;             // empty if the row shows none
+    QString name;              // empty if the row shows none, or the view shows no names
     QColor nameColor;
 };
 
-/// One row at one width: its height, what it looks like, and what lies where in it. Positions in the text
+/// One row at one width: its height, how it is painted, and what is where in it. Positions in the text
 /// are in UTF-16 units, points are relative to the row's upper left corner.
 ///
-/// Each paragraph runs in the direction of its own first strong letter, and aligns with it. Laying out
-/// takes time with the length of the text (some 20 ms for 64 Ki of words, 110 ms for as many letters without
-/// a blank): the caller gives no more than `mostCharacters`.
-/// Main thread. Not copied, since it holds laid out text.
+/// Each paragraph runs in the direction of its own first strong letter, and is aligned accordingly. Laying out
+/// takes the longer, the longer the text is (some 20 ms for 64 Ki of words, 110 ms for as many letters without
+/// a blank): the caller gives no more than `mostCharacters` and a "…".
+/// Main thread. Can't be copied, since it holds laid out text.
 class RowLayout {
 public:
-    /// What is laid out of a text at most; of more, the beginning, and a note that it goes on.
+    /// The most that is laid out of a text; a longer one is cut there and ends with "…".
     static constexpr qsizetype mostCharacters = 65536;
 
     RowLayout(RowContent content, const RowStyle& style, int width);
@@ -47,18 +47,18 @@ public:
     const RowContent& content() const { return _content; }
     const std::vector<Links::Link>& links() const { return _links; }
 
-    /// @param selected  begin and end of what is selected of the text
+    /// @param selected  begin and end of the selected part of the text
     /// @param clip      in the painter's coordinates: nothing outside needs to be drawn
     void paint(QPainter& painter, const RowStyle& style, QPointF origin, const QRectF& clip,
                std::pair<int, int> selected, bool isActive) const;
 
     /// The place in the text that is nearest to the point.
     int positionAt(QPointF point) const;
-    /// Whether letters are there, not only the row.
+    /// Whether the point is over the letters, not just over the row.
     bool isOverText(QPointF point) const;
-    /// The link whose letters are there; null where there is none. Lives as long as the row.
+    /// The link whose letters are at the point; null if there is none. Lives as long as the row.
     const Links::Link* linkAt(QPointF point) const;
-    /// The word around a position, or the blanks or signs between two.
+    /// Begin and end of the word around a position, or of the blanks or signs between two words.
     std::pair<int, int> wordAt(int position) const;
 
 private:
@@ -82,7 +82,7 @@ private:
     std::vector<Piece> pieces;
     double textLeft = 0;
     double textWidth = 0;
-    double firstBaseline = 0;  // of the line that time and emoji stand on
+    double firstBaseline = 0;  // the baseline of the first line, used for time and emoji too
     int width = 0;
     int _height = 0;
 };

@@ -6,16 +6,16 @@
 
 /// Fonts, distances and colours of a transcript's rows, all in device-independent pixels.
 ///
-/// From left to right a row of text has a margin, the time, the emoji, the text and a margin. Made anew
-/// when palette or font of the desktop change. A value.
+/// From left to right a row of text has a margin, the time, the emoji, the text and a margin. A value: make a new
+/// one when the palette or font of the desktop changes.
 struct RowStyle {
     explicit RowStyle(const QPalette& palette);
 
-    /// How wide a text may be in a view of that width.
+    /// The room for a text in a view of that width.
     int textWidth(int width) const;
 
     QFont messageFont;
-    QFont largeEmojiFont;  // of a message that is an emoji or a few, and nothing else
+    QFont largeEmojiFont;  // for a message that is a few emoji and nothing else
     QFont timeFont;
     QFont emojiFont;
     QFont nameFont;
@@ -28,10 +28,10 @@ struct RowStyle {
     int emojiWidth = 0;
     int textLeft = 0;
     int padding = 0;       // above and below the text of any row
-    int blockPadding = 0;  // above the first row of a block besides
+    int blockPadding = 0;  // in addition to padding, above the first row of a block
     int notePadding = 0;   // above and below an activity
     int dayPadding = 0;
-    int lineHeight = 0;  // of a message; a line with taller letters takes what it needs
+    int lineHeight = 0;  // of a message; a line with taller letters is higher
     int lineAscent = 0;
     int nameHeight = 0;
     int noteHeight = 0;  // of one line of an activity

@@ -31,7 +31,7 @@ void RowWindow::goTo(std::size_t row, int y) {
 
 void RowWindow::scrollBy(std::int64_t distance) {
     holdFirstRow();
-    // Far away there is nothing to hold on to, and rows between need no measuring.
+    // For a long way, jump by the estimated places: going from row to row would measure all rows between.
     if (held == Held::end || heldShare || std::abs(heldY - distance) > 2 * std::int64_t{page} + 100) {
         jumpTo(_place + distance);
     } else {
@@ -71,7 +71,7 @@ void RowWindow::settle() {
     walkDown(row, y);
     const int bottom = fill(row, y);
     if (bottom < page && (row > 0 || y < 0)) {
-        // Beyond the end: back until the last row stands at the lower edge.
+        // The rows end above the lower edge: move back until the last row is at the edge.
         y += page - bottom;
         walkUp(row, y);
         fill(row, y);
@@ -93,7 +93,7 @@ const RowWindow::VisibleRow* RowWindow::find(std::size_t row) const {
 
 RowWindow::VisibleRow RowWindow::locate(std::size_t row) {
     if (const VisibleRow* known = find(row)) return *known;
-    // Looking at a row far away corrects sums, but the place of the view moves with them.
+    // Asking for a row far away can correct estimates above the view: correct `_place` by the same amount.
     const std::int64_t first = visible.empty() ? 0 : heights.top(visible.front().row) - visible.front().y;
     const int height = heights.height(row);
     const std::int64_t firstNow = visible.empty() ? 0 : heights.top(visible.front().row) - visible.front().y;

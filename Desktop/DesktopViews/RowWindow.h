@@ -8,13 +8,13 @@
 #include <optional>
 #include <vector>
 
-/// Which rows of a long list are on the screen, and where: heights that are mostly estimates, and a
-/// reader who must not notice.
+/// Which rows of a long list are on the screen, and where. Most heights are estimates, and the reader must not
+/// notice that.
 ///
-/// What is held on to is a row and its place on the screen, or the end of the list, never a distance from
-/// the list's beginning: so estimates can be corrected anywhere without moving what is being read. A
-/// change of the list or of what is wished takes effect with `settle`, which measures the rows that come
-/// onto the screen and no others.
+/// The view is anchored to a row and its place on the screen, or to the end of the list, never to a distance from
+/// the list's beginning: so estimates can be corrected anywhere without moving the rows on the screen. Changes
+/// of the list and moves take effect with `settle`, which measures the rows that come onto the screen and no
+/// others.
 ///
 /// Main thread. Lengths in device-independent pixels; places on the screen count from the view's upper edge.
 class RowWindow {
@@ -25,7 +25,7 @@ public:
         int height = 0;
     };
 
-    /// How far from the end still counts as at the end.
+    /// A distance from the end that still counts as being at the end.
     static constexpr int endTolerance = 4;
 
     /// @param estimate  see RowHeights
@@ -33,31 +33,31 @@ public:
     RowWindow(std::function<int(std::size_t)> estimate, std::function<int(std::size_t)> measure);
 
     std::size_t count() const { return heights.count(); }
-    /// The list has `count` rows from now on, of which the first `kept` are as they were.
+    /// From now on the list has `count` rows, and the first `kept` are unchanged.
     void resize(std::size_t count, std::size_t kept);
-    /// Every height is another one now; the first row on the screen stays there.
+    /// Call this when every height may have changed. The first row on the screen stays there.
     void forgetHeights();
-    /// How high the view is.
+    /// Sets the height of the view.
     void setPage(int page) { this->page = page; }
-    /// How much room is left below the last row.
+    /// Sets the room that is left below the last row.
     void setMargin(int margin) { this->margin = margin; }
 
     void goToStart();
     void goToEnd();
     /// Puts a row's upper edge at `y` on the screen.
     void goTo(std::size_t row, int y);
-    /// Moves by so much towards the end.
+    /// Moves towards the end by a distance, or towards the beginning by a negative one.
     void scrollBy(std::int64_t distance);
-    /// Puts a place of the whole list at the upper edge.
+    /// Puts a place, counted from the beginning of the list, at the upper edge.
     void jumpTo(std::int64_t place);
-    /// Holds on to the first row on the screen, and no longer to the end. Without effect before the first
-    /// `settle`.
+    /// Anchors the view to the first row on the screen, if it was anchored to the end. Without effect before the
+    /// first `settle`.
     void holdFirstRow();
 
     void settle();
 
     /// As of the last `settle`: the rows on the screen in order, the place of the upper edge, and the
-    /// largest that it can have.
+    /// largest place that the upper edge can have.
     const std::vector<VisibleRow>& rows() const { return visible; }
     std::int64_t place() const { return _place; }
     std::int64_t lastPlace() const { return _lastPlace; }
@@ -80,10 +80,10 @@ private:
     int margin = 0;
 
     Held held = Held::end;
-    int endDistance = 0;  // how far the end is below the view
+    int endDistance = 0;  // how far the list's end is below the view
     std::size_t heldRow = 0;
     int heldY = 0;
-    std::optional<double> heldShare;  // instead of heldY: how much of the row lies above the view
+    std::optional<double> heldShare;  // used instead of heldY if set: the share of the row that is above the view
 
     std::vector<VisibleRow> visible;
     std::int64_t _place = 0;

@@ -61,7 +61,7 @@ void Spinner::paintEvent(QPaintEvent*) {
     pen.setCapStyle(Qt::RoundCap);
     painter.setPen(pen);
     for (int spoke = 0; spoke < spokes; ++spoke) {
-        // The spoke at `step` is the darkest, and those behind it fade.
+        // The spoke at `step` is the darkest; the others are the lighter, the longer ago it was their turn.
         const int age = (step - spoke + spokes) % spokes;
         painter.setOpacity(0.75 - 0.6 * age / (spokes - 1));
         painter.save();

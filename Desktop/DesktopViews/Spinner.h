@@ -3,10 +3,9 @@
 #include <QTimer>
 #include <QWidget>
 
-/// A small sign that something goes on whose end nobody knows.
+/// A small sign that something is going on, for a time that is not known.
 ///
-/// Hidden while stopped. The timer runs only while it turns where it can
-/// be seen.
+/// Hidden while stopped. The timer runs only while the spinner is shown.
 class Spinner : public QWidget {
     Q_OBJECT
 
@@ -16,7 +15,7 @@ public:
     void start();
     void stop();
     bool isSpinning() const { return _isSpinning; }
-    /// Whether the picture moves just now.
+    /// Whether the timer runs and the picture moves.
     bool isAnimating() const { return timer.isActive(); }
 
     QSize sizeHint() const override;

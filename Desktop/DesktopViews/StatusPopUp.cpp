@@ -58,7 +58,7 @@ void StatusPopUp::wheelEvent(QWheelEvent* event) { event->ignore(); }
 void StatusPopUp::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
-    // What can't be chosen can be read all the same.
+    // Use the active colours also when disabled, so that the text stays readable.
     QPalette colors = palette();
     colors.setCurrentColorGroup(QPalette::Active);
     const QColor ink = Look::secondaryLabel(colors);

@@ -2,18 +2,18 @@
 
 #include <QComboBox>
 
-/// A pop-up button without a frame, small and quiet, whose arrow can be taken away.
+/// A small pop-up button without a frame, whose arrow can be hidden.
 class StatusPopUp : public QComboBox {
     Q_OBJECT
 
 public:
-    /// Between its left side and its words.
+    /// The distance between the left side and the text.
     static constexpr int textIndent = 3;
 
     explicit StatusPopUp(QWidget* parent = nullptr);
 
-    /// Replaces the items and selects the first. Items that are there already stay, and with them an
-    /// open list of them.
+    /// Replaces the items and selects the first. If the items are the same as before, an open list of them
+    /// stays open.
     void setItems(const QStringList& items);
 
     void setArrowVisible(bool isVisible);
@@ -24,7 +24,7 @@ public:
 
 protected:
     void paintEvent(QPaintEvent* event) override;
-    /// Scrolling over it in passing chooses nothing.
+    /// Ignores the wheel, so that scrolling over the button in passing chooses nothing.
     void wheelEvent(QWheelEvent* event) override;
 
 private:

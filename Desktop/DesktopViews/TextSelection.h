@@ -14,9 +14,9 @@ struct TextPosition {
     auto operator<=>(const TextPosition&) const = default;
 };
 
-/// What lies between two places of a list of texts.
+/// The text between two places in a list of texts.
 struct TextSpan {
-    /// As a column: the end of the row's text, however long it is.
+    /// A column that means the end of the row's text, however long it is.
     static constexpr int rowEnd = std::numeric_limits<int>::max();
 
     TextPosition begin;
@@ -25,8 +25,8 @@ struct TextSpan {
     bool operator==(const TextSpan&) const = default;
 };
 
-/// What the reader has selected: from a first span (a place, a word, a row), to the one to which it was
-/// extended last. A value.
+/// The reader's selection: from the span at which it was started (a place, a word, a row) to the span to which it
+/// was extended last. A value.
 class TextSelection {
 public:
     void clear() { *this = {}; }
@@ -38,15 +38,14 @@ public:
     TextPosition end() const { return std::max(first.end, last.end); }
     bool contains(const TextPosition& position) const { return position >= begin() && position < end(); }
 
-    /// Begin and end in the text of a row; equal where nothing of it is selected. The end can be `rowEnd`.
+    /// Begin and end of the selection in a row's text; equal if nothing of it is selected. The end can be `rowEnd`.
     std::pair<int, int> inRow(std::size_t row) const {
         if (isEmpty() || row < begin().row || row > end().row) return {0, 0};
         return {row == begin().row ? begin().column : 0, row == end().row ? end().column : TextSpan::rowEnd};
     }
 
-    /// Gives every row its number after a change of the list; where one has none any more, nothing is
-    /// selected.
-    /// @param newRow  from a row to an optional of its new number
+    /// Adapts the row numbers after a change of the list. Clears the selection if one of its rows is gone.
+    /// @param newRow  maps a row to an optional of its new number
     template <class Mapping>
     void renumber(const Mapping& newRow) {
         if (isEmpty()) return;

@@ -18,7 +18,7 @@ constexpr int floatingInset = 10;
 constexpr double floatingRadius = 11;
 constexpr double dividerOpacity = 0.08;
 
-/// The curve that is known as "ease-out" (CSS Easing Functions Level 1).
+/// The curve "ease-out" (CSS Easing Functions Level 1).
 QEasingCurve easeOut() {
     QEasingCurve curve(QEasingCurve::BezierSpline);
     curve.addCubicBezierSegment({0, 0}, {0.58, 1}, {1, 1});
@@ -30,7 +30,7 @@ QEasingCurve easeOut() {
 ToastView::ToastView(Style style, QWidget* parent)
     : RoundRect(nullptr), _style(style), _contentView(new QWidget(this)), animation(new QVariantAnimation(this)) {
     QWidget::hide();
-    // What lies beneath is not meant.
+    // A click on the bar must not reach the widget beneath.
     setAttribute(Qt::WA_NoMousePropagation);
     setRadius(style == Style::floating ? floatingRadius : 0);
     offset = restingOffset();
@@ -86,11 +86,11 @@ void ToastView::slide(bool isAnimated) {
         return;
     }
     if (_isPresented) {
-        // Another one may have come to lie above it meanwhile.
+        // A widget that was made later may lie above the bar.
         raise();
         setVisible(true);
     }
-    // Where nobody looks there is nothing to be seen of a motion, and its end would come late.
+    // If the parent is hidden, do not animate: nobody sees it, and the bar would reach its place late.
     if (!isAnimated || !parentWidget()->isVisible()) {
         offset = restingOffset();
         place();
@@ -110,7 +110,7 @@ void ToastView::place() {
 }
 
 void ToastView::applyLook() {
-    // A little off the ground beneath, as what lies above it.
+    // Make the colour a little different from the background, so that the bar seems to lie above it.
     const QColor ground = palette().color(QPalette::Window);
     const bool isDark = Look::isDark(palette());
     if (_style == Style::floating)
@@ -136,7 +136,7 @@ bool ToastView::eventFilter(QObject* object, QEvent* event) {
 void ToastView::paintEvent(QPaintEvent* event) {
     RoundRect::paintEvent(event);
     if (_style != Style::attached) return;
-    // On a dark ground a darker line would not be seen.
+    // A dark line would not be visible on a dark background.
     QColor line(Look::isDark(palette()) ? Qt::white : Qt::black);
     line.setAlphaF(dividerOpacity);
     QPainter(this).fillRect(0, 0, width(), 1, line);

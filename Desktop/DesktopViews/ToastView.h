@@ -8,43 +8,43 @@ class QVariantAnimation;
 
 /// A bar that slides up from the bottom edge of another widget, and down again.
 ///
-/// While it is out of sight it is hidden, so that the keyboard does not find what is in it. It follows the size
-/// of its parent, which owns it once attached. Colours follow the desktop's. Main thread only.
+/// While the bar is down it is hidden, so that the keyboard can't reach its contents. It follows the size of its
+/// parent, which owns it once attached. Colours follow the desktop's. Main thread only.
 class ToastView : public RoundRect {
     Q_OBJECT
 
 public:
     enum class Style {
         attached,  // along the whole edge, with a line above it; 48 points high
-        floating   // a pill with 10 points of ground around it; 40 points high
+        floating   // a pill, 10 points from the edges of the parent; 40 points high
     };
 
-    /// How long the slide takes, in ms; its curve eases out.
+    /// The duration of the slide, in ms; its curve is "ease-out".
     static constexpr int slideMs = 180;
 
     explicit ToastView(Style style, QWidget* parent = nullptr);
 
-    /// Lays it over the bottom of that widget, in sight or below it as it was.
+    /// Moves the bar to another parent, without animation; it stays up or down as it was.
     void attach(QWidget& parent);
-    /// Nothing happens if it is up already.
+    /// Slides the bar up; does nothing if it is up already.
     void show(bool isAnimated);
-    /// Nothing happens if it is down already.
+    /// Slides the bar down; does nothing if it is down already.
     void hide(bool isAnimated);
 
     Style style() const { return _style; }
-    /// Whether it is up, or on its way.
+    /// Whether the bar is up, or sliding up.
     bool isPresented() const { return _isPresented; }
-    /// In points; from the edges of the parent.
+    /// The distance from the edges of the parent, in points.
     int inset() const;
-    /// In points; grows with a larger desktop font.
+    /// In pixels: the height of the style, but more with a larger desktop font.
     int barHeight() const;
 
-    /// Called whenever it is about to slide, for the owner to lay out around it.
+    /// Called whenever the bar is about to slide, so that the owner can lay out the widgets around it.
     std::function<void(ToastView&)> onVisibilityChanged;
 
 protected:
     QWidget& contentView() const { return *_contentView; }
-    /// Sets the colours of what is in it; called whenever the desktop's change.
+    /// Sets the colours of the bar and its contents; called whenever the desktop's colours or font change.
     virtual void applyLook();
 
     bool event(QEvent* event) override;
@@ -53,7 +53,7 @@ protected:
     void resizeEvent(QResizeEvent* event) override;
 
 private:
-    /// Of the bar's bottom edge from the parent's, downwards.
+    /// Where the bar rests: the distance of its bottom edge from the parent's, counted downwards.
     double restingOffset() const;
     void slide(bool isAnimated);
     void place();

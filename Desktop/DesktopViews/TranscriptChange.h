@@ -5,9 +5,9 @@
 #include <cstddef>
 #include <optional>
 
-/// What became of the rows of a transcript when another took its place.
+/// Finds where the rows of a transcript are in the one that replaced it.
 ///
-/// What both share costs nothing to compare; a change at the end costs the same at any length.
+/// Rows that both share are not compared, so that a change at the end costs the same at any length.
 class TranscriptChange {
 public:
     TranscriptChange(const Transcript& before, const Transcript& after);
@@ -15,12 +15,12 @@ public:
     /// How many rows at the beginning are the same.
     std::size_t sameAtBeginning() const { return beginning; }
     bool isNothing() const { return isAppend() && before.items.size() == after.items.size(); }
-    /// Whether nothing happened but that rows may have been added at the end.
+    /// Whether rows were only added at the end, or nothing changed.
     bool isAppend() const { return beginning == before.items.size(); }
 
-    /// Where a row is now: at the same distance from the beginning or the end where it is equal there,
-    /// else wherever an equal one is found. Where the number of rows stayed, a message with the same text
-    /// and time in the same place is the same row, though its emoji be another.
+    /// Where a row is now, if it still exists. An equal row is looked for at the same distance from the beginning
+    /// and from the end, then anywhere. A message with the same author, text and time counts as the same row even
+    /// if its emoji changed: at the same place if the number of rows stayed, or else as the last resort.
     std::optional<std::size_t> newRow(std::size_t row) const;
 
 private:

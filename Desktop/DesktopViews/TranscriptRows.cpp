@@ -12,10 +12,10 @@
 
 namespace {
 
-// In rows of ordinary length; a longer one counts as several.
+// The size of the cache, in rows of `ordinaryLength` characters; a longer row counts as several.
 constexpr qsizetype mostLayouts = 400;
 constexpr qsizetype ordinaryLength = 400;
-// Of a longer text, line ends beyond are not counted for an estimate.
+// An estimate counts the line ends only in so many bytes of a text.
 constexpr std::size_t mostCounted = 4096;
 
 }  // namespace

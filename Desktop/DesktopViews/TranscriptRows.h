@@ -11,34 +11,33 @@
 #include <QCache>
 #include <QString>
 
-/// What the rows of a transcript show, and their layouts at the view's width, of which some hundred are kept.
+/// What the rows of a transcript show, and their layouts at the view's width; some hundred layouts are kept.
 ///
-/// Main thread. Refers to the transcript that it was made for; after a change of it `forget` says which
-/// rows are others now.
+/// Main thread. Keeps a reference to the transcript; after a change of it, call `forget` for the rows that changed.
 class TranscriptRows {
 public:
     TranscriptRows(const Transcript& transcript, bool isNamed, const QPalette& palette);
 
     void setNameOf(std::function<std::string(const std::string&)> nameOf);
     void setToday(const Day& today);
-    /// Colours and fonts are others now.
+    /// Call this when colours or fonts have changed.
     void setStyle(const QPalette& palette);
     void setWidth(int width);
-    /// Drops what is laid out of the rows from that one on.
+    /// Drops the layouts of the rows from `firstRow` on.
     void forget(std::size_t firstRow = 0);
 
     const RowStyle& style() const { return _style; }
     bool isText(std::size_t row) const;
     /// The words of a row as they are shown, in full: a message, a note or a heading.
     QString text(std::size_t row) const;
-    /// The row in one line for those who don't see it: "Ann, 3:05, text", or the words of a note.
+    /// The row in one line for a screen reader: "Ann, 3:05, text", or the words of a note.
     QString spoken(std::size_t row) const;
-    /// As it came; empty where there is none.
+    /// The tool-tip, unchanged; empty if the row has none.
     QString toolTip(std::size_t row) const;
 
     /// A likely height, from the text's length.
     int estimate(std::size_t row) const;
-    /// Good until the next call.
+    /// The reference is valid until the next call.
     const RowLayout& layout(std::size_t row);
 
 private:

@@ -31,7 +31,8 @@ Rgb rgb(const QColor& color) {
             static_cast<std::uint8_t>(color.blue())};
 }
 
-/// A button's colour that a bright word can be read on: styles draw a button up to so much lighter than that.
+/// A button colour on which a bright word is readable. Styles draw a button lighter than its colour, by up to
+/// `drawnLighter` percent: darken the colour until even that is readable.
 QColor readableTint(QColor tint, const QColor& word) {
     constexpr int drawnLighter = 160;
     constexpr double readable = 4.5;
@@ -106,7 +107,7 @@ void UpdateToast::render() {
         return;
     }
     const auto [text, hasSpinner, dismissesItself] = rendering(*_message);
-    // The version is what the manifest says.
+    // The version comes from the manifest, so make it safe to show.
     textLabel->setText(DisplayText::line(text));
     if (hasSpinner && style() == Style::floating)
         spinner->start();
@@ -116,7 +117,7 @@ void UpdateToast::render() {
     const bool isNew = !isPresented() || accessibleName() != textLabel->text();
     show(true);
     if (!isNew) return;
-    // Who has the window read aloud does not see what comes up at its edge.
+    // Have a screen reader say the text: its user does not see the bar come up.
     setAccessibleName(textLabel->text());
     QAccessibleEvent alert(this, QAccessible::Alert);
     QAccessible::updateAccessibility(&alert);
@@ -133,7 +134,7 @@ void UpdateToast::applyLook() {
     iconLabel->setFont(Look::emojiFont(16));
     textLabel->setFont(style() == Style::attached ? Look::font(13, QFont::Medium) : Look::font(11));
     actionButton->setFont(Look::font(13, QFont::Medium));
-    // The strong tint of the desktop's own palette, in and out of the active window.
+    // Use the palette's highlight colour, the same whether or not the window is active.
     QPalette strong = palette();
     const QColor word = palette().color(QPalette::Active, QPalette::HighlightedText);
     strong.setColor(QPalette::Button, readableTint(palette().color(QPalette::Active, QPalette::Highlight), word));

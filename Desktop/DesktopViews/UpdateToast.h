@@ -13,14 +13,15 @@ class QLabel;
 class QPushButton;
 class Spinner;
 
-/// The bar that tells of updates: attached, of one that can be installed; floating, of how a check goes.
+/// The bar that tells of updates: the attached style of one that can be installed, the floating one of how a check
+/// goes.
 ///
-/// It is up while it has a message. Children are found under the names of the fields that hold them.
+/// It is up while it has a message. The object names of its children are the names of the fields that hold them.
 class UpdateToast : public ToastView {
     Q_OBJECT
 
 public:
-    /// A release is there, for a newer system than this. Goes by itself.
+    /// There is a release, but it needs a newer system than this. Asks to be dismissed after `dismissalDelay`.
     struct MinimumSystemVersionRequired {
         std::string version;
         bool operator==(const MinimumSystemVersionRequired&) const = default;
@@ -32,26 +33,26 @@ public:
     struct Checking {
         bool operator==(const Checking&) const = default;
     };
-    /// Goes by itself.
+    /// Asks to be dismissed after `dismissalDelay`.
     struct NoUpdateAvailable {
         bool operator==(const NoUpdateAvailable&) const = default;
     };
     using Message = std::variant<MinimumSystemVersionRequired, ReadyUpdate, Checking, NoUpdateAvailable>;
 
-    /// After which a message that goes by itself asks to.
+    /// The time after which a message that does not stay calls `onDismissRequested`.
     static constexpr Seconds dismissalDelay = 4;
 
-    /// @param loop  must outlive it
+    /// @param loop  must outlive the toast
     UpdateToast(MainLoop& loop, Style style, QWidget* parent = nullptr);
     ~UpdateToast() override;
 
-    /// Shows it, also one that is equal to the one before; without one the bar goes.
+    /// Shows the message; an equal one restarts the time until dismissal. Without a message the bar slides down.
     void setMessage(std::optional<Message> message);
     const std::optional<Message>& message() const { return _message; }
 
-    /// The user wants the update.
+    /// Called when the user clicked on "Update".
     std::function<void()> onInstall;
-    /// The user has clicked on a floating one, or it has been up long enough.
+    /// Called when the user has clicked on a floating toast, or the message has been up for `dismissalDelay`.
     std::function<void()> onDismissRequested;
 
 protected:

@@ -2,7 +2,7 @@
 
 namespace {
 
-/// Scripts that may be broken between any two characters.
+/// Whether the character belongs to a script that may be broken between any two characters.
 bool isIdeographic(QChar c) {
     const char16_t u = c.unicode();
     return (u >= 0x2E80 && u <= 0xA4CF) || (u >= 0xAC00 && u <= 0xD7A3) || (u >= 0xD840 && u <= 0xD888) ||
