@@ -4,23 +4,24 @@
 
 #include <functional>
 
-/// The camera in a process of its own, as the one who watches over it sees it.
+/// The program that has the camera in a process of its own, as `WatchedCamera` sees it.
 ///
 /// Main thread only. No handler runs within `start` or `stop`, and none after `stop`. A handler may call `stop` or
-/// `start`, and may destroy the program. Destroying it stops it.
+/// `start`, and may destroy this object. Destroying it stops the program.
 class CameraProgram {
 public:
     struct Handlers {
-        /// One frame or word after the other, as fast as they are taken.
+        /// Called with each message. The program sends no faster than this side reads.
         std::function<void(CameraMessage)> didSend;
-        /// It has crashed, ended, talked nonsense, or could not be started. It is stopped by then.
+        /// Called when the program has crashed, ended, sent invalid bytes, or could not be started. It is already
+        /// stopped.
         std::function<void()> didEnd;
     };
 
     virtual ~CameraProgram() = default;
 
-    /// Runs the program; anew, if it runs.
+    /// Runs the program; one that is running is replaced by a new one.
     virtual void start(Handlers handlers) = 0;
-    /// Ends it at once, whatever it is doing, and does not wait for that.
+    /// Kills the program, whatever it is doing, and does not wait for its end.
     virtual void stop() = 0;
 };

@@ -9,22 +9,22 @@
 #include <span>
 #include <stdexcept>
 
-/// What the program that holds the camera says.
+/// A message of the program that has the camera.
 struct CameraMessage {
     enum class Kind : std::uint8_t {
-        alive = 0,      // nothing new; comes about once a second, so that a program that hangs is noticed
+        alive = 0,      // sent about once a second, so that we notice when the program hangs
         frame = 1,      // a picture
-        noCamera = 2,   // there is none; the program waits for one
-        notOpened = 3,  // there is one, and it can't be opened
+        noCamera = 2,   // there is no camera; the program waits for one
+        notOpened = 3,  // there is a camera, but it can't be opened
     };
 
     Kind kind = Kind::alive;
-    SharedFrame frame;  // with `frame`, else null
+    SharedFrame frame;  // null unless `kind` is `frame`
 
     bool operator==(const CameraMessage&) const = default;
 };
 
-/// The bytes are no message: they come from another program, another version, or one that has lost its way.
+/// The bytes are no message: they come from another program or version, or from one that is broken.
 struct CameraStreamError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
@@ -32,26 +32,26 @@ struct CameraStreamError : std::runtime_error {
 /// Reads messages from the bytes of the camera program.
 ///
 /// A message is a header of 16 bytes: "VCF1", one byte of kind, three of zero, and width and height in pixels, four
-/// bytes each, the lowest first. Behind that of a frame come its pixels: width times height bytes, 0 is black, rows
-/// from the top. The other kinds have neither width nor height.
+/// bytes each, the lowest first. The header of a frame is followed by the pixels: width times height bytes, 0 is
+/// black, rows from the top. For the other kinds width and height are zero.
 ///
-/// A frame's bytes are read where they stay, so that no copy has to be wiped. Any thread, one at a time.
+/// The caller puts a frame's bytes right into the frame, so that no copy has to be wiped. Any thread, one at a time.
 class CameraStream {
 public:
     static constexpr std::size_t headerSize = 16;
-    /// Of one frame. A program that announces a larger one is taken for broken before anything is reserved.
+    /// The most pixels in a frame. A header that announces more is an error, before any memory is reserved.
     static constexpr std::size_t maximumPixels = std::size_t(1) << 25;
 
     using Header = std::array<std::uint8_t, headerSize>;
 
     static bool fits(int width, int height);
-    /// @param message  a frame has to fit
+    /// @param message  its frame, if it has one, must be of a size that `fits`
     static Header headerOf(const CameraMessage& message);
 
-    /// Where the next bytes are to be put: never empty, and good until the next call of `advance`.
+    /// Where to put the next bytes: never empty, and valid until the next call of `advance`.
     std::span<std::uint8_t> room();
-    /// @param count  how many bytes were put at the beginning of `room`
-    /// @return the message that ends with them
+    /// @param count  the number of bytes that were put at the beginning of `room`
+    /// @return the message that these bytes complete, if they do
     /// @throws CameraStreamError  after which nothing more can be read
     std::optional<CameraMessage> advance(std::size_t count);
 
@@ -59,6 +59,6 @@ private:
     std::optional<CameraMessage> readHeader();
 
     Header header{};
-    std::shared_ptr<GreyFrame> frame;  // while its pixels come
-    std::size_t filled = 0;            // of the header, or of the frame
+    std::shared_ptr<GreyFrame> frame;  // set while its pixels come; null while a header comes
+    std::size_t filled = 0;            // the number of bytes that the header or frame has so far
 };

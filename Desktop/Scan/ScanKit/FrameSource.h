@@ -6,8 +6,8 @@
 
 /// Why a camera gives no pictures.
 enum class CameraTrouble {
-    noCamera,   // there is none, or it was unplugged
-    notOpened,  // there is one, but it could not be opened: another program may have it
+    noCamera,   // there is no camera, or it was unplugged
+    notOpened,  // there is a camera, but it could not be opened: another program may have it
 };
 
 /// A camera, as the scanner sees it: one frame after the other, in grey.
@@ -17,17 +17,17 @@ enum class CameraTrouble {
 class FrameSource {
 public:
     struct Handlers {
-        /// A new frame. Frames that come while the main thread is busy are dropped but for the newest.
+        /// Called with a new frame. Of frames that come while the main thread is busy, only the newest is kept.
         std::function<void(SharedFrame)> didCapture;
-        /// No more frames for now. After `noCamera` the source waits for one to be plugged in, and frames come
-        /// when there is one; after `notOpened` it does nothing until it is started again.
+        /// Called when no more frames will come for now. After `noCamera` the source waits until a camera is plugged
+        /// in, and goes on with its frames; after `notOpened` it does nothing until it is started again.
         std::function<void(CameraTrouble)> didFail;
     };
 
     virtual ~FrameSource() = default;
 
-    /// Opens the camera; anew, if it was started before.
+    /// Opens the camera; if it was started before, it is opened anew.
     virtual void start(Handlers handlers) = 0;
-    /// Lets go of the camera, so that its light goes out.
+    /// Releases the camera, so that its light goes out.
     virtual void stop() = 0;
 };

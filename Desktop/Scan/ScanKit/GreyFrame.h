@@ -9,14 +9,14 @@
 
 /// A picture in grey: one byte a pixel, 0 is black, rows from the top without gaps between them.
 ///
-/// It may show a secret key, so it is wiped when it dies, and can't be copied. Any thread, but one at a time
-/// while somebody writes.
+/// It may show a secret key, so it is wiped when it dies, and can't be copied. Any thread may read it, but while one
+/// writes, no other may use it.
 class GreyFrame {
 public:
-    /// Pixels on each side at most: more than any camera has.
+    /// The most pixels on each side: more than any camera has.
     static constexpr int maximumSide = 16384;
 
-    /// All black.
+    /// Makes a frame that is all black.
     /// @param width, height  1 to `maximumSide` each; anything else is a bug and ends the process
     GreyFrame(int width, int height);
     ~GreyFrame();
@@ -38,5 +38,5 @@ private:
     Bytes bytes;
 };
 
-/// A frame that is finished: shared by the view that shows it and the thread that looks for codes in it.
+/// A finished frame, shared by the view that shows it and the thread that looks for codes in it.
 using SharedFrame = std::shared_ptr<const GreyFrame>;

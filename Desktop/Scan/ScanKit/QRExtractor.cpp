@@ -1,6 +1,6 @@
 #include "ScanKit/QRExtractor.h"
 
-// The library's texts as UTF-8, which its headers ask for.
+// Make the library's texts UTF-8. Its headers require the choice.
 #define ZX_USE_UTF8
 
 #include <ZXing/ReadBarcode.h>
@@ -11,7 +11,7 @@
 namespace {
 
 std::optional<std::string> read(const GreyFrame& frame, const ZXing::DecodeHints& hints) {
-    // The library throws where it finds no better way; a picture that it can't read holds no code.
+    // The library may throw; a picture that it can't read counts as one without a code.
     try {
         const ZXing::ImageView view(frame.pixels().data(), frame.width(), frame.height(), ZXing::ImageFormat::Lum,
                                     frame.width());

@@ -5,10 +5,10 @@
 #include <optional>
 #include <string>
 
-/// Finds QR codes in pictures, and nothing else: no other kind of code is looked for.
+/// Finds QR codes in pictures; no other kind of code is looked for.
 ///
 /// A plain function of the frame, for any thread. Codes may be turned by any angle, seen aslant, mirrored, dark or
-/// blurred; how much of each is measured by its tests.
+/// blurred; its tests measure how much of each is allowed.
 namespace QRExtractor {
 
 /// How long to look.
@@ -17,9 +17,8 @@ enum class Effort {
     thorough,  // the only picture that there is
 };
 
-/// What the first code holds, in the order in which the detector finds them; nothing if there is no code, or if the
-/// first one holds no bytes. The bytes are those in the code, whatever character set it names. They may be a
-/// secret: whoever asked for them wipes them.
+/// The content of the first code that the detector finds; nothing if there is no code, or if the first one is empty.
+/// These are the bytes in the code, whatever character set it names. They may be a secret: the caller wipes them.
 std::optional<std::string> payload(const GreyFrame& frame, Effort effort);
 
 }  // namespace QRExtractor

@@ -5,7 +5,7 @@
 
 #include <utility>
 
-/// What a frame held; wiped when the last who waits for it is gone.
+/// The result for a frame. Its payload is wiped when the last copy of the shared pointer is gone.
 struct QRScanner::Answer {
     Answer(std::uint64_t run, SharedFrame frame, std::optional<std::string> payload)
         : run(run), frame(std::move(frame)), payload(std::move(payload)) {}
@@ -60,7 +60,7 @@ void QRScanner::fail(CameraTrouble trouble) {
     waiting = nullptr;
     switch (trouble) {
         case CameraTrouble::noCamera:
-            // The camera itself looks out for another.
+            // Set no timer: the source itself waits for another camera.
             timer.reset();
             show(Status::noCamera, nullptr);
             return;

@@ -13,44 +13,43 @@
 
 /// A scanning session: takes the frames of a camera, looks for codes in them, and asks whether a code is good.
 ///
-/// A good code freezes the picture at the frame that carried it and lets go of the camera; after a bad one scanning
-/// goes on, and the same code may be asked about again with the next frame. What a code means is the owner's
-/// business.
+/// A good code freezes the picture at the frame that held it and releases the camera; after a bad one scanning
+/// goes on, and the same code may be asked about again with the next frame. The owner decides which codes are good.
 ///
-/// Looking for a code takes longer than a frame lasts, so it is done by a worker, one frame at a time; of
-/// those that come meanwhile only the newest is kept. The picture is live all the same. Main thread only.
+/// Looking for a code takes longer than the time between two frames, so a worker does it, one frame at a time; of
+/// the frames that come meanwhile only the newest is looked at next. The picture shows every frame. Main thread only.
 ///
-/// A camera that can't be opened, or that sends nothing for `silence`, is tried again after `pause`, for as long as
-/// the scanner runs.
+/// A camera that can't be opened, or that sends nothing for `silence`, is started again after `pause`, for as long
+/// as the scanner runs.
 class QRScanner {
 public:
     enum class Status {
         stopped,
         starting,   // no frame yet
         live,       // frames come
-        frozen,     // at the frame with the good code
-        noCamera,   // none; goes on when one is plugged in
-        notOpened,  // the camera could not be opened; is tried again
-        silent,     // the camera is open and sends nothing; is tried again
+        frozen,     // at the frame with the good code, or at a given picture
+        noCamera,   // there is no camera; goes on when one is plugged in
+        notOpened,  // the camera could not be opened; it will be started again
+        silent,     // the camera was open and sent nothing; it will be started again
     };
 
-    /// Each may stop or start the scanner, or destroy it.
+    /// Each handler may stop or start the scanner, or destroy it.
     struct Handlers {
-        /// Whether the payload is good. It may be a secret, and holds for the call only.
+        /// Returns whether the payload is good. It may be a secret, and is valid only during the call.
         std::function<bool(std::string_view payload)> accept;
-        /// `picture` or `status` is another.
+        /// Called when `picture` or `status` has changed.
         std::function<void()> didChange;
     };
 
-    /// Seconds without a frame after which a camera counts as silent. A camera's own start takes one or two, and that
-    /// of its process as long as `WatchedCamera::patience` on a busy machine: stopping it before would have it begin
-    /// again and again.
+    /// Seconds without a frame after which a camera counts as silent. The camera takes one or two to start, and its
+    /// process up to `WatchedCamera::patience` on a busy machine: a shorter silence would stop and start a slow
+    /// camera for ever.
     static constexpr Seconds silence = 12;
-    /// Seconds before a camera that failed is tried again.
+    /// Seconds before a camera that failed is started again.
     static constexpr Seconds pause = 3;
 
     /// @param loop        must outlive the scanner and the worker
-    /// @param worker      shared with whoever else has work for it
+    /// @param worker      may be shared with others that have work for it
     QRScanner(MainLoop& loop, std::shared_ptr<Worker> worker, std::unique_ptr<FrameSource> camera);
     ~QRScanner();
     QRScanner(const QRScanner&) = delete;
@@ -58,16 +57,16 @@ public:
 
     void setHandlers(Handlers handlers);
 
-    /// Clears the picture and starts the camera; anew, if it is running or frozen.
+    /// Clears the picture and starts the camera, also if the scanner is running or frozen already.
     void start();
-    /// Stops the camera and clears the picture. No code that was still being looked for is asked about.
+    /// Stops the camera and clears the picture. A code that is found in a frame from before is not asked about.
     void stop();
-    /// Stops the camera and stays at this picture, as after a good code: for one that came another way.
+    /// Stops the camera and shows a picture that came another way, as after a good code.
     /// @param picture  may be null
     void freeze(SharedFrame picture);
 
     Status status() const { return _status; }
-    /// What is to be shown; null for nothing.
+    /// The picture to show; null for none.
     const SharedFrame& picture() const { return _picture; }
 
 private:
@@ -88,9 +87,9 @@ private:
     Handlers handlers;
     Status _status = Status::stopped;
     SharedFrame _picture;
-    SharedFrame waiting;     // the newest that came while another is looked at
-    bool isLooking = false;  // in this run
-    std::uint64_t run = 0;   // names the time between a start and its end; an answer of an earlier one is dropped
+    SharedFrame waiting;     // the newest frame that came while the worker looks at another
+    bool isLooking = false;  // whether the worker has a frame of this run
+    std::uint64_t run = 0;   // a number for the time from a start to its end; answers from earlier runs are dropped
     std::optional<Timer> timer;
-    std::shared_ptr<bool> life = std::make_shared<bool>(true);  // held weakly by what may come too late
+    std::shared_ptr<bool> life = std::make_shared<bool>(true);  // callbacks that may outlive the scanner hold it weakly
 };

@@ -29,7 +29,7 @@ void WatchedCamera::take(CameraMessage message) {
     switch (message.kind) {
         case CameraMessage::Kind::alive: return;
         case CameraMessage::Kind::frame: {
-            const auto tellFrame = handlers.didCapture;  // may end this camera
+            const auto tellFrame = handlers.didCapture;  // a copy, since the handler may destroy this camera
             return tellFrame(std::move(message.frame));
         }
         case CameraMessage::Kind::noCamera: return tell(CameraTrouble::noCamera);
@@ -47,6 +47,6 @@ void WatchedCamera::replace() {
 }
 
 void WatchedCamera::tell(CameraTrouble trouble) {
-    const auto tellTrouble = handlers.didFail;  // may end this camera
+    const auto tellTrouble = handlers.didFail;  // a copy, since the handler may destroy this camera
     tellTrouble(trouble);
 }

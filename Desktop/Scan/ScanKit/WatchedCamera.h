@@ -7,17 +7,18 @@
 #include <memory>
 #include <optional>
 
-/// A camera that may crash or hang without harm: it is in a process of its own, and this one watches over that.
+/// A camera whose software may crash or hang without harm: it runs in a process of its own, which this class watches.
 ///
-/// A process that ends by itself is replaced at once: it does so too when its camera is unplugged, since what the
-/// multimedia libraries do then is not to be trusted, and the next one finds the camera that is left, or says that
-/// there is none. Only when the replacement does not live for `steady` is the camera told to be `notOpened`. A
-/// process that says nothing for `patience` counts as ended.
+/// A process that ends by itself is replaced at once. It also ends when its camera is unplugged, since the
+/// multimedia libraries can't be trusted after that; the new process finds another camera, or says that there is
+/// none. Only if the replacement ends within `steady` does the camera fail with `notOpened`. A process that sends
+/// nothing for `patience` counts as ended.
 class WatchedCamera : public FrameSource {
 public:
-    /// Seconds that a replacement has to live, so that a process that always crashes is not started without end.
+    /// Seconds that a replacement must live before another one is made: a process that always crashes must not be
+    /// started for ever.
     static constexpr Seconds steady = 3;
-    /// Seconds without a word. Loading the multimedia libraries on a busy machine takes some.
+    /// Seconds without a message. On a busy machine, loading the multimedia libraries takes a few.
     static constexpr Seconds patience = 10;
 
     /// @param loop  must outlive the camera
@@ -38,6 +39,6 @@ private:
     MainLoop& loop;
     std::unique_ptr<CameraProgram> program;
     Handlers handlers;
-    std::optional<Timer> silence;      // while the program runs
-    std::optional<Timer> replacement;  // while the one that runs has still to prove itself
+    std::optional<Timer> silence;      // set while the program runs
+    std::optional<Timer> replacement;  // set while the running program is a replacement younger than `steady`
 };

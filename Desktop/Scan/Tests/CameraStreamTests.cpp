@@ -32,7 +32,7 @@ Bytes header(std::uint8_t kind, std::uint32_t width, std::uint32_t height) {
     return bytes;
 }
 
-/// Puts in at most so many bytes at a time.
+/// Gives the stream at most `atOnce` bytes at a time.
 std::vector<CameraMessage> read(CameraStream& stream, ByteView bytes, std::size_t atOnce) {
     std::vector<CameraMessage> messages;
     while (!bytes.empty()) {

@@ -31,7 +31,7 @@ protected:
                               [this] { ++changes; }});
     }
 
-    /// A frame, and all that follows from it.
+    /// Sends a frame, and lets the worker and the loop finish with it.
     void see(SharedFrame frame) {
         camera.send(std::move(frame));
         settle();

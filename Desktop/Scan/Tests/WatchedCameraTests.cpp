@@ -17,7 +17,7 @@ using Kind = CameraMessage::Kind;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-/// What the test holds of a program that somebody else owns.
+/// The test's end of a FakeProgram, which the camera owns.
 struct Remote {
     std::optional<CameraProgram::Handlers> handlers;  // while it runs
     int starts = 0;
@@ -77,7 +77,7 @@ TEST_F(WatchedCameraTest, FramesAndTheLackOfACameraAreTold) {
     program.send(Kind::alive);
     program.send(Kind::noCamera);
     EXPECT_THAT(troubles, ElementsAre(CameraTrouble::noCamera));
-    // It waits for one.
+    // The program still runs, and waits for a camera.
     ASSERT_TRUE(program.handlers);
     program.send(Kind::frame);
     EXPECT_EQ(frames, 1);
@@ -116,7 +116,7 @@ TEST_F(WatchedCameraTest, AReplacementThatCrashesSoonIsACameraThatCannotBeOpened
     EXPECT_EQ(program.starts, 2);
     EXPECT_FALSE(loop.hasTimers());
 
-    // Started again by whoever was told, it has as many lives as before.
+    // After a new start, the first crash leads to a replacement again.
     start();
     program.crash();
     EXPECT_EQ(program.starts, 4);
@@ -133,7 +133,7 @@ TEST_F(WatchedCameraTest, AProgramThatHangsIsReplaced) {
     }
     loop.advance(WatchedCamera::patience);
     EXPECT_EQ(program.starts, 2);
-    // The next one says nothing at all, but was given its time.
+    // The replacement says nothing at all; it too is replaced only after `patience`.
     loop.advance(WatchedCamera::patience);
     EXPECT_EQ(program.starts, 3);
     EXPECT_THAT(troubles, ElementsAre(CameraTrouble::noCamera));
