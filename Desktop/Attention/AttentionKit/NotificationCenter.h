@@ -4,8 +4,8 @@
 
 #include <string>
 
-/// What the user is told by the desktop while doing something else. All texts are UTF-8 as they came from
-/// others: to make them harmless is up to whoever shows them.
+/// A notification that the desktop shows to the user. All texts are UTF-8 as they came from others: the
+/// implementation that shows them must make them safe.
 struct UserNotification {
     enum class Kind { message, presence };
 
@@ -20,17 +20,17 @@ struct UserNotification {
 
 /// The desktop's place for notifications.
 ///
-/// No operation waits for the desktop or tells of a failure: where nobody shows notifications, nothing is
+/// No operation waits for the desktop or reports a failure: on a desktop without notifications nothing is
 /// shown. Main thread only.
 class NotificationCenter {
 public:
     virtual ~NotificationCenter() = default;
 
-    /// Asks to be allowed to show notifications. What the answer is shows in what becomes of them.
+    /// Asks for permission to show notifications. There is no answer: without permission they are just not shown.
     virtual void requestAuthorization() = 0;
-    /// Shows it after `delay`, without a sound. It is pending until then.
+    /// Shows a notification after `delay`, without a sound. It is pending until then.
     virtual void add(UserNotification notification, Seconds delay) = 0;
     virtual void removeAllPending() = 0;
-    /// Closes those that this process has shown.
+    /// Closes the notifications that this process has shown.
     virtual void removeAllDelivered() = 0;
 };

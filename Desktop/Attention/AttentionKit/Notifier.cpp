@@ -15,7 +15,7 @@ constexpr char bounceIconKey[] = "Notifier.IsBounceIconEnabled";
 constexpr char chatNotificationsKey[] = "Notifier.IsChatNotificationsEnabled";
 constexpr char joinNotificationsKey[] = "Notifier.IsJoinNotificationsEnabled";
 
-/// Between an event and its notification.
+/// The time between an event and its notification.
 constexpr Seconds notificationDelay = 0.05;
 
 std::function<NotifierEnvironment()>& sharedEnvironment() {
@@ -98,7 +98,7 @@ void Notifier::setJoinNotificationsEnabled(bool isEnabled) {
     environment.userDefaults.setBool(joinNotificationsKey, isEnabled);
 }
 
-// ---- what happens in the session
+// ---- events of the session
 
 void Notifier::handle(const Event& event) {
     if (hasStopped) return;
@@ -122,7 +122,7 @@ void Notifier::handleJoin(const Person& person) {
     postJoin(person);
 }
 
-// ---- what becomes of it
+// ---- what the user is shown
 
 void Notifier::postMessage(const Person& author, const std::string& text) {
     if (_isBounceIconEnabled && !environment.attention.isActive())

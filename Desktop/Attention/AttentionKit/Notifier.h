@@ -14,7 +14,7 @@
 #include <optional>
 #include <string>
 
-/// What a `Notifier` works with. All references must outlive it.
+/// What a `Notifier` needs. All references must outlive the notifier.
 struct NotifierEnvironment {
     MainLoop& loop;
     Kit& kit;
@@ -24,19 +24,18 @@ struct NotifierEnvironment {
     UserAttention& attention;
 };
 
-/// Tells the user who came and who spoke, while they do something else: by a sound, a notification, and a
-/// window that asks to be looked at.
+/// Tells the user who came online and who wrote: by a sound, a notification, and a window that asks to be looked
+/// at.
 ///
-/// Nobody is told of their own words, and nothing is told before the server's list has included the user. A
-/// text that holds the user's display name, as it stands and anywhere, has a sound of its own. The sounds are
-/// switched by none of the three switches, and the switches are independent of each other; all are on until
-/// the user turns them off. Notifications are posted while the application is in front too: how to show them
-/// is up to the desktop.
+/// Users are not told of their own messages, and of nothing before the server's list has included them. A text
+/// that contains the user's display name anywhere, in the same case, has a sound of its own. The three switches do
+/// not affect the sounds, and are independent of each other; all are on until the user turns them off.
+/// Notifications are posted also while the application is in front: how to show them is up to the desktop.
 ///
-/// Main thread only. Nothing here reaches back into the session, which holds it weakly.
+/// Main thread only. The notifier changes nothing in the session, which holds it weakly.
 class Notifier : public SignalTarget {
 public:
-    /// What of the session's state concerns it.
+    /// The part of the session's state that a notifier needs.
     struct LocalState {
         using StateType = State;
         explicit LocalState(const State* state);
@@ -50,32 +49,33 @@ public:
     /// Reads the switches, and does nothing until `start`.
     explicit Notifier(const NotifierEnvironment& environment);
 
-    /// The process's one, made at first use from what `configureShared` was given; never torn down.
+    /// The process's notifier, made at the first use from the environment given to `configureShared`; never torn
+    /// down.
     static Notifier& shared();
-    /// Says what the shared one works with. Once, before the first use.
+    /// Sets what makes the environment of the shared notifier. Call it once, before the first use.
     static void configureShared(std::function<NotifierEnvironment()> environment);
 
     /// Begins to follow the session. Only the first call has an effect.
     void start();
-    /// Takes away whatever notification is pending, or on the screen: the user is here.
+    /// Removes all notifications, pending or shown. Call it when the user has come back to the program.
     void clearNotifications();
-    /// The program is ending: what is still on the screen goes, since nobody would be there to answer a click,
-    /// and nothing more is told. It can't be started again.
+    /// Call this when the program is ending. It removes all notifications, since a click on one would find no
+    /// program, and posts no more. The notifier can't be started again.
     void stop();
 
-    // ---- the switches; each set is written to the user defaults
+    // ---- the switches; each setter writes to the user defaults
 
-    /// A window asks to be looked at when a message comes and the application is not in front.
+    /// Whether a window asks to be looked at when a message comes and the application is not in front.
     bool isBounceIconEnabled() const { return _isBounceIconEnabled; }
     void setBounceIconEnabled(bool isEnabled);
-    /// A notification for a message.
+    /// Whether a notification is posted for a message.
     bool isChatNotificationsEnabled() const { return _isChatNotificationsEnabled; }
     void setChatNotificationsEnabled(bool isEnabled);
-    /// A notification for somebody who came.
+    /// Whether a notification is posted when somebody comes online.
     bool isJoinNotificationsEnabled() const { return _isJoinNotificationsEnabled; }
     void setJoinNotificationsEnabled(bool isEnabled);
 
-    /// The last subset of the session's state that was seen.
+    /// The session's state as last seen.
     const LocalState& state() const { return _state; }
     bool isObserving() const { return _isObserving; }
 

@@ -7,7 +7,7 @@ class SoundPlayer {
 public:
     virtual ~SoundPlayer() = default;
 
-    /// Begins to play the sound of that name, and returns at once. Without an effect if there is no such sound,
-    /// or nothing to play it on.
+    /// Starts playing the sound of that name, and returns at once. Does nothing if there is no such sound, or no
+    /// device to play it.
     virtual void play(std::string_view name) = 0;
 };

@@ -4,7 +4,7 @@ void Soundboard::play(Sound& sound) {
     const Date now = loop.now();
     if (sound.begun) {
         const Seconds since = now - *sound.begun;
-        // A clock that was set back must not silence anything until it has caught up.
+        // Play if `since` is negative: after the clock was set back, sounds must not be silent until it catches up.
         if (since >= 0 && since < interval) return;
     }
     sound.begun = now;

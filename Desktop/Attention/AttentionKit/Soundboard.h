@@ -8,8 +8,8 @@
 
 /// The application's three sounds.
 ///
-/// Of one sound at most one is begun within `interval`: after a reconnection a whole list of people may come
-/// at once, and a hundred sounds on top of each other are a noise.
+/// Each sound is started at most once within `interval`: after a reconnection a whole list of people may come
+/// online at once, and a hundred sounds on top of each other are a noise.
 ///
 /// Main thread only. Loop and player must outlive it.
 class Soundboard {
@@ -18,11 +18,11 @@ public:
 
     Soundboard(const MainLoop& loop, SoundPlayer& player) : loop(loop), player(player) {}
 
-    /// For what somebody said.
+    /// For a message.
     void playChat() { play(chat); }
-    /// For somebody who came.
+    /// For somebody who came online.
     void playJoin() { play(join); }
-    /// For what somebody said that names the user.
+    /// For a message that contains the user's name.
     void playMention() { play(mention); }
 
 private:

@@ -28,7 +28,7 @@ constexpr std::uint8_t bob = 3;
 
 class NotifierTest : public testing::Test {
 protected:
-    /// The program as far as the server's list, the user (person 1) and Ann on it.
+    /// Starts a session that has received the server's list, with the user (person 1) and Ann on it.
     void startConnected() { startConnected({listed(1), listed(ann)}); }
     void startConnected(const std::vector<MetaPerson>& people) {
         session.startConnected(people);
@@ -50,7 +50,7 @@ protected:
     void annIsAway() { session.server().sendList({listed(1), listed(ann, false)}); }
     void annComes() { session.server().sendList({listed(1), listed(ann)}); }
 
-    /// Lets some time pass, and tells what is on the screen then.
+    /// Lets the delay of notifications pass, and returns those on the screen.
     std::vector<UserNotification> shown() {
         session.loop.advance(0.05);
         return notifications.delivered;
@@ -269,7 +269,7 @@ TEST_F(NotifierTest, ANewNameCountsFromThenOn) {
     EXPECT_THAT(sounds.take(), ElementsAre("mention"));
 }
 
-// ---- who comes
+// ---- people who come online
 
 TEST_F(NotifierTest, SomebodyWhoComesIsHeardAndShownWithoutAWindowAskingForAnything) {
     startConnected();
@@ -327,7 +327,7 @@ TEST_F(NotifierTest, AHundredPeopleAfterAReconnectionSoundOnceAndAreAllShown) {
                 Each(AllOf(testing::Field(&UserNotification::kind, Kind::presence), under("chat.example.org"))));
 }
 
-// ---- what is switched off
+// ---- what the switches turn off
 
 TEST_F(NotifierTest, InFrontNoWindowAsksForAnythingAndTheNotificationGoesOutAllTheSame) {
     startConnected();
@@ -385,7 +385,7 @@ TEST_F(NotifierTest, MessagesAndArrivalsAreSwitchedApart) {
     EXPECT_THAT(shown(), ElementsAre(titled("🐙 Ann")));
 }
 
-// ---- what is taken away
+// ---- removing notifications
 
 TEST_F(NotifierTest, ClearingTakesAwayWhatIsShownAndWhatIsPending) {
     startConnected();
@@ -428,14 +428,14 @@ TEST_F(NotifierTest, TheSubtitleIsTheHostOfTheServerInUse) {
     EXPECT_THAT(shown(), ElementsAre(under("localhost")));
 }
 
-// ---- the shared one
+// ---- the shared notifier
 
 TEST(NotifierDeathTest, TheSharedOneMustBeConfiguredBeforeItsUse) {
     EXPECT_DEATH(Notifier::shared(), "Notifier::shared was used before Notifier::configureShared");
 }
 
 TEST(NotifierSharedTest, IsMadeOnceAtItsFirstUse) {
-    // Never torn down, like the notifier that uses it.
+    // This is never torn down, like the shared notifier that uses it.
     struct Machine {
         Session session;
         MemoryDefaults defaults;
