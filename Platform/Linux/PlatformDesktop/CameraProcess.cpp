@@ -24,10 +24,10 @@ namespace {
 const Log cameraLog("zorvane.Vimble", "Camera");
 
 constexpr int lookIntervalMs = 50;
-/// As much as is read before others on this thread have their turn.
+/// The most bytes to read before other events of this thread have their turn.
 constexpr std::size_t mostAtOnce = std::size_t(1) << 20;
 
-/// Collects a child that was killed. It has nothing left to do but to end, which may still take the kernel a while.
+/// Kills a child and collects it without waiting: the kernel may take a while to end it.
 class EndedChild : public QObject {
 public:
     static void collect(pid_t process) {
@@ -51,7 +51,7 @@ private:
 
 }  // namespace
 
-/// From a start to a stop. What is queued for it, it does not get once it is gone.
+/// The time from a start to a stop. Steps are queued to this object, so that none runs after it is destroyed.
 class CameraProcess::Session : public QObject {
 public:
     Session(const CameraProcess& owner, Handlers handlers) : owner(owner), handlers(std::move(handlers)) {
@@ -74,14 +74,14 @@ private:
         request.input = theirs.get();
         request.output = theirs.get();
         request.keepsErrors = true;
-        // The child's environment is ours: the camera is found through it.
+        // Leave the child our environment: the multimedia libraries find the camera through it.
         try {
             process = spawn(request);
         } catch (const std::system_error& error) {
             return fail(error.what());
         }
         notifier = std::make_unique<QSocketNotifier>(socket.get(), QSocketNotifier::Read);
-        // Read later, and not within the notifier, which may be gone afterwards.
+        // Read in a later turn: a handler may destroy the notifier, which must not happen within its signal.
         connect(notifier.get(), &QSocketNotifier::activated, this, [this] {
             notifier->setEnabled(false);
             later(&Session::read);
@@ -101,7 +101,7 @@ private:
                 left -= static_cast<std::size_t>(count);
                 if (auto message = stream.advance(static_cast<std::size_t>(count))) {
                     notifier->setEnabled(true);
-                    const auto tellMessage = handlers.didSend;  // may end this session
+                    const auto tellMessage = handlers.didSend;  // a copy, since the handler may destroy this session
                     return tellMessage(std::move(*message));
                 }
             }
@@ -114,7 +114,7 @@ private:
     void fail(const std::string& why) {
         cameraLog.error(why);
         close();
-        const auto tellEnd = handlers.didEnd;  // may end this session
+        const auto tellEnd = handlers.didEnd;  // a copy, since the handler may destroy this session
         tellEnd();
     }
 

@@ -7,15 +7,15 @@
 #include <string>
 #include <vector>
 
-/// The camera program as a child of this process, which talks over a socket that only the two have.
+/// The camera program as a child of this process. The two talk over a socket that nobody else has.
 ///
-/// It is started in a later turn of the loop, so that a window that asks for it is shown first, and killed by
-/// `stop`; what the system keeps of it is collected later, without waiting. It gets nothing to hold but its socket
-/// and the standard error, and ends by itself when this process is gone, since the socket closes then.
+/// The child is started in a later turn of the loop, so that a window that needs it is shown first. `stop` kills it;
+/// its zombie is collected later, without waiting. It inherits only its socket and the standard error, and ends by
+/// itself when this process is gone, since the socket closes then.
 ///
-/// What it sends is not trusted (`CameraStream`). It is read bit by bit, at most one frame in a turn of the loop; a
-/// reader that is late holds the writer up. Make it after the `QCoreApplication`, and start it on the main thread: a
-/// child may be tied to the thread that has started it.
+/// What it sends is not trusted (`CameraStream`). At most one frame is read in a turn of the loop; when we read late,
+/// the writer has to wait. Make this object after the `QCoreApplication`, and start it on the main thread: a child
+/// may ask to be killed when the thread that started it ends.
 class CameraProcess : public CameraProgram {
 public:
     explicit CameraProcess(std::filesystem::path executable, std::vector<std::string> arguments = {});

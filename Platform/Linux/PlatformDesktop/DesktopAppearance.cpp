@@ -24,7 +24,7 @@ bool isDark(const QPalette& palette) {
     return palette.color(QPalette::Window).lightnessF() < palette.color(QPalette::WindowText).lightnessF();
 }
 
-/// Styles that draw in the palette's colours; others have a theme of their own.
+/// Whether a style draws in the palette's colours. Others have a theme of their own.
 bool followsPalette(const QString& style) {
     static constexpr std::array known{"fusion", "windows", "breeze", "oxygen"};
     return std::any_of(known.begin(), known.end(),
@@ -35,7 +35,7 @@ bool followsPalette(const QString& style) {
 
 DesktopAppearance::DesktopAppearance(QDBusConnection bus) {
     if (!bus.isConnected()) return;
-    // By its name a slot's type is only found once it is registered, and connecting to it fails in silence before.
+    // Register the slot's parameter type first: without that, connecting to the slot by its name fails silently.
     qRegisterMetaType<QDBusVariant>();
     bus.connect(QLatin1String(service), QLatin1String(path), QLatin1String(settings), QStringLiteral("SettingChanged"),
                 this, SLOT(settingChanged(QString, QString, QDBusVariant)));
@@ -61,7 +61,7 @@ void DesktopAppearance::settingChanged(const QString& group, const QString& key,
 }
 
 void DesktopAppearance::prefer(const QVariant& scheme) {
-    // Read wraps its value once more than the signal does.
+    // The answer of Read has its value in one more QDBusVariant than the signal.
     const QVariant value =
         scheme.metaType() == QMetaType::fromType<QDBusVariant>() ? scheme.value<QDBusVariant>().variant() : scheme;
     if (value.metaType().id() == QMetaType::UInt && value.toUInt() == preferDark)
@@ -83,9 +83,9 @@ void DesktopAppearance::apply() {
 
 void DesktopAppearance::takeBack() {
     if (!std::exchange(_isApplied, false)) return;
-    // One that says nothing gives way to the platform's.
+    // A palette without any colour set restores the platform's palette.
     QApplication::setPalette(QPalette());
-    // A style that nobody can make again is not worth an error: Fusion stays.
+    // If the style before can't be made again, Fusion stays; that is not worth an error.
     const QString style = std::exchange(styleBefore, {});
     if (!style.isEmpty() && QStyleFactory::keys().contains(style, Qt::CaseInsensitive)) QApplication::setStyle(style);
 }
@@ -109,7 +109,7 @@ QPalette DesktopAppearance::darkPalette() {
     palette.setColor(QPalette::HighlightedText, Qt::white);
     palette.setColor(QPalette::Link, QColor(0x63, 0xb8, 0xe8));
     palette.setColor(QPalette::LinkVisited, QColor(0xc1, 0x9e, 0xe6));
-    // Edges: lighter and darker than a button, as the styles' drawing expects.
+    // Styles draw edges with these, and expect them to be lighter and darker than a button.
     palette.setColor(QPalette::Light, QColor(0x50, 0x54, 0x5b));
     palette.setColor(QPalette::Midlight, QColor(0x42, 0x45, 0x4b));
     palette.setColor(QPalette::Mid, QColor(0x2a, 0x2c, 0x30));

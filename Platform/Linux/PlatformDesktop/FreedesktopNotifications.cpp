@@ -23,9 +23,9 @@ constexpr char serviceName[] = "org.freedesktop.Notifications";
 constexpr char path[] = "/org/freedesktop/Notifications";
 constexpr char interface[] = "org.freedesktop.Notifications";
 constexpr char applicationName[] = "Vimble";
-constexpr char applicationId[] = "zorvane.Vimble";  // of the desktop file, and of the icon
+constexpr char applicationId[] = "zorvane.Vimble";  // the name of the desktop file and of the icon
 constexpr int pictureSide = 64;                     // pixels
-constexpr int serviceDecides = -1;                  // when the bubble goes
+constexpr int serviceDecides = -1;                  // the timeout: the service decides when the bubble closes
 
 const Log bubbleLog("zorvane.Vimble", "FreedesktopNotifications");
 
@@ -36,7 +36,7 @@ QDBusMessage call(const char* method) {
 
 }  // namespace
 
-/// The hint "image-data".
+/// The value of the hint "image-data".
 struct NotificationPicture {
     QImage image;  // RGBA8888
 
@@ -53,7 +53,7 @@ struct NotificationPicture {
         return argument;
     }
 
-    /// Qt wants both ways; nobody sends us one.
+    /// Qt requires this operator too, but we never receive a picture.
     friend const QDBusArgument& operator>>(const QDBusArgument& argument, NotificationPicture&) { return argument; }
 };
 Q_DECLARE_METATYPE(NotificationPicture)
@@ -93,7 +93,7 @@ void FreedesktopNotifications::onActivated(std::function<void(const ActivationTo
 
 void FreedesktopNotifications::add(UserNotification notification, Seconds delay) {
     if (!bus.isConnected()) return;
-    // The answer is there when the delay is over.
+    // Ask now, so that the answer is likely to be there when the delay is over.
     if (asking == Asking::notAsked) askCapabilities();
     const auto timer = std::make_shared<MainLoop::TimerId>();
     *timer = loop.startTimer(delay, [this, timer, notification = std::move(notification)]() mutable {
@@ -183,7 +183,7 @@ void FreedesktopNotifications::keep(uint id) {
 void FreedesktopNotifications::close(uint id) {
     QDBusMessage message = call("CloseNotification");
     message << id;
-    // Not to start a service that could not know it.
+    // Do not start a service for this: a new one would not know the bubble.
     message.setAutoStartService(false);
     bus.send(message);
 }
@@ -210,14 +210,14 @@ void FreedesktopNotifications::actionInvoked(uint id, const QString& key) {
     if (key != QLatin1String(NotificationBubble::defaultAction)) return;
     if (std::find(shown.begin(), shown.end(), id) == shown.end()) return;
     const auto [tokenId, text] = std::exchange(token, {});
-    // It is for Wayland or for X11, and the service knows which.
+    // The token is one for Wayland or one for X11, which only the service knows: set both.
     const ActivationToken given = tokenId == id ? ActivationToken{text, text} : ActivationToken{};
     const auto handler = activated;
     if (handler) handler(given);
 }
 
 void FreedesktopNotifications::ownerChanged(const QString&, const QString& before, const QString&) {
-    // One that comes up may do so for what we have just asked.
+    // Do nothing when a service comes up after there was none: the bus may have started it for our own call.
     if (!before.isEmpty()) forgetService();
 }
 

@@ -18,22 +18,21 @@
 #include <set>
 #include <utility>
 
-/// Notifications by the desktop's service `org.freedesktop.Notifications`.
+/// Shows notifications through the desktop's service `org.freedesktop.Notifications`.
 ///
-/// Every call is asynchronous: the window never waits for the service, and a failure costs the bubble and nothing
-/// else. The service is asked for its capabilities once, before the first bubble; what it can't do is left out (see
-/// `NotificationBubble`). The icon goes by its name where it is installed, and as a picture, the application's window
-/// icon, where it is not.
+/// Every call is asynchronous: the window never waits for the service, and a failure costs only the bubble. The
+/// service is asked for its capabilities once, before the first bubble; things that it can't do are left out (see
+/// `NotificationBubble`). The icon is given by name if it is installed, else as a picture of the application's window
+/// icon.
 ///
-/// What the service knows of us belongs to one running service: when that goes, its bubbles and all that waits for it
-/// are forgotten, and the next one is asked anew. Signals about the bubbles of other programs are ignored.
+/// When the running service ends, its bubbles and all notifications that wait for it are forgotten, and the next
+/// service is asked for its capabilities. Signals about the bubbles of other programs are ignored.
 ///
 /// Limits: `mostInFlight` calls that the service has not answered, each for `patience`; `mostWaiting` notifications
-/// behind them, of which the oldest is dropped for one more; `mostShown` open bubbles, of which the oldest is closed
-/// for one more.
+/// that wait behind them (one more drops the oldest); `mostShown` open bubbles (one more closes the oldest).
 ///
-/// Main thread, with a QGuiApplication, and before it ends. Destroying this drops what is pending, and leaves on the
-/// screen what is shown.
+/// Main thread, while a QGuiApplication lives. Destroying this object drops pending notifications; those on the
+/// screen stay there.
 class FreedesktopNotifications : public QObject, public NotificationCenter {
     Q_OBJECT
 
@@ -43,21 +42,21 @@ public:
     static constexpr std::size_t mostShown = 1000;
     static constexpr int patience = 60000;  // milliseconds
 
-    /// @param loop  must outlive this
+    /// @param loop  must outlive this object
     /// @param bus  usually the session bus
     explicit FreedesktopNotifications(MainLoop& loop, QDBusConnection bus = QDBusConnection::sessionBus());
     ~FreedesktopNotifications() override;
 
-    /// Called when the user clicks one of our bubbles, with what lets a window come forward; the token is empty where
-    /// the service gave none. The handler may destroy this.
+    /// Sets a handler for a click on one of our bubbles. It gets the token that lets a window come forward, which is
+    /// empty if the service gave none. The handler may destroy this object.
     void onActivated(std::function<void(const ActivationToken&)> handler);
 
-    /// Nothing: this desktop asks nobody.
+    /// Does nothing: these services ask for no permission.
     void requestAuthorization() override {}
     void add(UserNotification notification, Seconds delay) override;
     void removeAllPending() override;
-    /// Also those that wait for the service, and those of which it has not yet said under which number it shows them:
-    /// they are closed as soon as it does.
+    /// Removes also the notifications that wait for the service. Bubbles whose number the service has not told yet are
+    /// closed as soon as it does.
     void removeAllDelivered() override;
 
 private Q_SLOTS:
@@ -68,7 +67,7 @@ private Q_SLOTS:
 
 private:
     enum class Asking { notAsked, asked, answered };
-    /// A bubble that the service has not answered for.
+    /// A call of Notify that the service has not answered.
     struct Sent {
         bool isUnwanted = false;
     };
@@ -88,12 +87,12 @@ private:
     std::function<void(const ActivationToken&)> activated;
     std::set<MainLoop::TimerId> pending;
 
-    // Of the service that runs.
+    // These belong to the service that runs, and are reset when it ends.
     Asking asking = Asking::notAsked;
-    std::uint64_t service = 0;  // counts them
+    std::uint64_t service = 0;  // counts the services; answers from an earlier one are dropped
     NotificationAbilities abilities;
     std::deque<UserNotification> waiting;
     std::list<Sent> inFlight;
     std::deque<uint> shown;          // the oldest first
-    std::pair<uint, QString> token;  // of the last bubble that was given one
+    std::pair<uint, QString> token;  // the last token, and the bubble that it was given for
 };

@@ -4,10 +4,10 @@
 
 #include <QImage>
 
-/// Pictures of the toolkit in grey.
+/// Turns Qt's pictures into grey frames.
 namespace GreyFrames {
 
-/// What is transparent is taken as white paper.
+/// Transparent parts become white, like paper.
 /// @return null for a null image, and for one that is larger than a `GreyFrame` can be
 SharedFrame of(const QImage& image);
 

@@ -9,7 +9,8 @@
 
 namespace {
 
-/// More than this is not looked at: a character of many marks counts as one, however long it is.
+/// The most bytes of a text that are looked at. A limit of characters is not enough, since one character may have
+/// any number of marks.
 constexpr std::size_t mostBytes = 16UL * NotificationBubble::mostCharacters;
 
 QString category(UserNotification::Kind kind) {
@@ -20,10 +21,10 @@ QString category(UserNotification::Kind kind) {
     return {};
 }
 
-/// Cut before it is read: the cost is that of what is shown, whatever was sent.
+/// The part of a text that is shown. It is cut before anything reads it, so that a huge text costs no more.
 std::string_view beginning(std::string_view text) {
     if (text.size() > mostBytes) {
-        // Not within a character, which would be shown as a broken one.
+        // Do not cut within a code point, which would be shown as U+FFFD.
         std::size_t end = mostBytes;
         while (end > mostBytes - 3 && (static_cast<unsigned char>(text[end]) & 0xC0U) == 0x80U) --end;
         text = text.substr(0, end);

@@ -26,11 +26,11 @@ const Log soundLog("zorvane.Vimble", "PulseSoundPlayer");
 
 constexpr char applicationName[] = "Vimble";
 constexpr char applicationId[] = "zorvane.Vimble";
-constexpr int turn = 100;       // milliseconds, at most, until a call to the server looks whether it is to end
-constexpr int latencyMs = 100;  // between a sample and the loudspeaker, more being of no use to a sound that is at hand
+constexpr int turn = 100;       // milliseconds; a call to the server looks this often whether it must end
+constexpr int latencyMs = 100;  // the server's buffer; a short one lets the sound start soon
 
-/// Silence before the sound, in milliseconds: a device that wakes up swallows the first of what it gets (16 ms,
-/// measured at a null sink of PulseAudio 16).
+/// Silence before the sound, in milliseconds: a device that wakes up drops the beginning (16 ms, measured with a null
+/// sink of PulseAudio 16).
 constexpr int leadMs = 40;
 
 struct Sound {
@@ -38,7 +38,7 @@ struct Sound {
     QByteArray samples;
 };
 
-/// A RIFF file with 16-bit samples. @return nothing for any other
+/// Reads a RIFF file with 16-bit samples. @return nothing for any other file
 std::optional<Sound> parsed(const QByteArray& file) {
     constexpr qsizetype headerSize = 12;
     constexpr qsizetype chunkHeaderSize = 8;
@@ -77,10 +77,10 @@ std::optional<Sound> load(const QString& path) {
     return parsed(file.readAll());
 }
 
-/// One call to the sound server, from its beginning to its end. On one thread.
+/// One connection to the sound server, for one sound. Use it on one thread.
 class ServerCall {
 public:
-    /// @param isToEnd  looked at some times a second
+    /// @param isToEnd  set it to end the call; it is looked at some times a second
     explicit ServerCall(const std::atomic<bool>& isToEnd) : isToEnd(isToEnd), loop(pa_mainloop_new()) {}
 
     ~ServerCall() {
@@ -98,8 +98,8 @@ public:
     ServerCall(const ServerCall&) = delete;
     ServerCall& operator=(const ServerCall&) = delete;
 
-    /// @param begin  when the sound has to begin, or is not played
-    /// @return nothing, or why it was not played to its end
+    /// @param begin  the sound is not played if it could not begin by then
+    /// @return nothing, or the reason why the sound was not played to its end
     std::optional<std::string> play(const Sound& sound, const QDeadlineTimer& begin) {
         const QDeadlineTimer end(PulseSoundPlayer::patience);
         pa_proplist* properties = pa_proplist_new();
@@ -131,7 +131,7 @@ private:
         const QByteArray samples =
             QByteArray(static_cast<qsizetype>(pa_usec_to_bytes(leadMs * PA_USEC_PER_MSEC, &sound.format)), '\0') +
             sound.samples;
-        // All at once: it is less than a server keeps for a stream.
+        // Write everything at once: our sounds are shorter than what a server buffers for a stream.
         if (pa_stream_write(stream, samples.constData(), static_cast<std::size_t>(samples.size()), nullptr, 0,
                             PA_SEEK_RELATIVE) < 0)
             return error();
@@ -143,7 +143,8 @@ private:
         return {};
     }
 
-    /// @return false if it can't come about any more, or has not within the time
+    /// Turns the loop until the condition holds.
+    /// @return false if the connection has failed, `isToEnd` was set, or the deadline has expired
     template <class Condition>
     bool turnUntil(Condition condition, const QDeadlineTimer& deadline) {
         while (!condition()) {
@@ -173,7 +174,7 @@ private:
 
 }  // namespace
 
-/// The thread, and what waits for it.
+/// The thread, and the sounds that wait for it.
 class PulseSoundPlayer::Worker {
 public:
     Worker() : thread([this] { run(); }) {}
@@ -220,7 +221,7 @@ private:
     std::condition_variable changed;
     std::deque<std::pair<QString, QDeadlineTimer>> waiting;
     std::atomic<bool> isToEnd = false;
-    std::thread thread;  // the last: it uses all the others
+    std::thread thread;  // the last member, since the thread uses all the others
 };
 
 PulseSoundPlayer::PulseSoundPlayer(QString folder) : folder(std::move(folder)) {}

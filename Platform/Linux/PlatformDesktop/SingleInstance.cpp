@@ -21,7 +21,7 @@ constexpr char defaultName[] = "zorvane.Vimble";
 constexpr char activationKey[] = "activation-token";
 constexpr char startupKey[] = "desktop-startup-id";
 
-// What the bus's RequestName takes and gives.
+// A flag for the bus's RequestName, and two of its results.
 constexpr uint doNotQueue = 4;
 constexpr uint primaryOwner = 1;
 constexpr uint alreadyOwner = 4;
@@ -65,21 +65,22 @@ QStringList withinLimits(const QStringList& urls) {
     return kept;
 }
 
-/// The other is not there any more, rather than slow or unwilling.
+/// Whether the other program has ended, rather than being slow or unwilling.
 bool isGone(const QDBusMessage& answer) {
     const QString error = answer.errorName();
     return error == QLatin1String("org.freedesktop.DBus.Error.ServiceUnknown") ||
            error == QLatin1String("org.freedesktop.DBus.Error.NameHasNoOwner");
 }
 
-/// It was there when we asked, and either died or took too long: the error has one name for both.
+/// Whether the other program died or took too long after we asked: the bus has one error for both.
 bool hasNotAnswered(const QDBusMessage& answer) {
     return answer.errorName() == QLatin1String("org.freedesktop.DBus.Error.NoReply");
 }
 
 }  // namespace
 
-/// What others on the bus see. Its slots are the methods of the interface, by name and by arguments.
+/// The object that other programs see on the bus. Its slots are the methods of the interface: Qt takes their names and
+/// arguments from them.
 class ApplicationAdaptor : public QDBusAbstractAdaptor {
     Q_OBJECT
     Q_CLASSINFO("D-Bus Interface", "org.freedesktop.Application")
@@ -114,7 +115,7 @@ private:
     void refuse(const QDBusMessage& message, const char* text) { answer(message, QDBusError::LimitsExceeded, text); }
 
     void answer(const QDBusMessage& message, QDBusError::ErrorType error, const char* text) {
-        message.setDelayedReply(true);  // Qt's own answer would say that all went well
+        message.setDelayedReply(true);  // keeps Qt from sending its own answer, which would be a success
         bus.send(message.createErrorReply(error, QLatin1String(text)));
     }
 
@@ -123,7 +124,7 @@ private:
 };
 
 SingleInstance::SingleInstance(QString name, QDBusConnection bus) : name(std::move(name)), bus(std::move(bus)) {
-    new ApplicationAdaptor(*this, this->bus);  // a child
+    new ApplicationAdaptor(*this, this->bus);  // owned by this object, its parent
 }
 
 SingleInstance::~SingleInstance() {
@@ -142,7 +143,7 @@ SingleInstance::Outcome SingleInstance::claim(const QStringList& urls, const Act
     const QDeadlineTimer deadline(within);
     const auto left = [&] { return static_cast<int>(std::max<qint64>(deadline.remainingTime(), 1)); };
     _error.clear();
-    // The object comes before the name: who finds the name finds somebody behind it.
+    // Register the object before taking the name, so that a program that finds the name can call the object.
     const QString path = objectPath(name);
     if (!bus.isConnected() || !bus.registerObject(path, this, QDBusConnection::ExportAdaptors)) {
         _error = bus.isConnected() ? QStringLiteral("the object's path is taken") : bus.lastError().message();
@@ -162,7 +163,7 @@ SingleInstance::Outcome SingleInstance::claim(const QStringList& urls, const Act
         request << name << doNotQueue;
         const QDBusMessage owner = bus.call(request, QDBus::Block, left());
         if (owner.type() != QDBusMessage::ReplyMessage) {
-            leave();  // a slow bus may still give us the name, and nobody would answer under it
+            leave();  // a slow bus may still give us the name, and calls to it would get no answer
             return ending(hasAsked ? Outcome::noAnswer : Outcome::noBus, owner.errorMessage());
         }
         const uint result = owner.arguments().value(0).toUInt();
@@ -174,7 +175,7 @@ SingleInstance::Outcome SingleInstance::claim(const QStringList& urls, const Act
         QDBusMessage call =
             QDBusMessage::createMethodCall(name, path, QStringLiteral("org.freedesktop.Application"),
                                            sent.isEmpty() ? QStringLiteral("Activate") : QStringLiteral("Open"));
-        call.setAutoStartService(false);  // whoever owned the name may be gone: then it is our turn
+        call.setAutoStartService(false);  // if the owner of the name has ended, we want to become the first
         if (!sent.isEmpty()) call << sent;
         call << platformData(token);
         const QDBusMessage answer = bus.call(call, QDBus::Block, left());
@@ -199,14 +200,14 @@ void SingleInstance::beginEnding() {
 bool SingleInstance::keep(Call call) {
     if (waiting.size() >= mostWaiting) return false;
     waiting.push_back(std::move(call));
-    // Later, since a handler may show a dialog and the caller waits for our answer.
+    // Deliver in a later turn: a handler may show a dialog, while the caller waits for our answer.
     QMetaObject::invokeMethod(
         this, [this] { deliver(); }, Qt::QueuedConnection);
     return true;
 }
 
 void SingleInstance::deliver() {
-    // One for each event: a handler may turn the loop, set others, or destroy us.
+    // Deliver one call in each event: a handler may turn the loop, set other handlers, or destroy us.
     if (!handlers || waiting.empty()) return;
     const Call call = std::move(waiting.front());
     waiting.pop_front();
@@ -225,7 +226,7 @@ QString SingleInstance::busName(const std::optional<fs::path>& dataDir) {
     try {
         if (folder == realPath(ApplicationFolder::place(std::nullopt))) return standard;
     } catch (const ApplicationFolderError&) {
-        // Without a home there is no default folder.
+        // Without a home there is no default folder, so `folder` is another one.
     }
     const std::string& path = folder.native();
     const QByteArray hash = QCryptographicHash::hash(

@@ -15,27 +15,27 @@
 /// One running program for each user and data folder, found over the session bus.
 ///
 /// The program that runs owns a name on the bus and answers `org.freedesktop.Application` there, as desktops
-/// expect of it: Activate(a{sv}), Open(as, a{sv}), ActivateAction(s, av, a{sv}). A program that starts later
-/// hands on what it was started with and ends. The bus gives a name to one owner at a time, so of several that
-/// start together one becomes the first, and the others reach it.
+/// expect: Activate(a{sv}), Open(as, a{sv}), ActivateAction(s, av, a{sv}). A program that starts later
+/// hands its URLs to the running one and ends. The bus gives a name to one owner at a time, so of several that
+/// start together one becomes the first, and the others reach that one.
 ///
-/// `Open` is a request to come forward, nothing more: URLs are handed on as text, and nothing here reads them.
+/// `Open` only asks the program to come forward: URLs are handed on as text, and nothing here reads them.
 /// There are no actions: `ActivateAction` is answered with an error.
 ///
-/// Limits on what arrives, each answered with the error LimitsExceeded, and nothing of the call is kept:
-/// `mostUrls` in one call, `longestUrl` for each, `mostWaiting` calls that wait for `setHandlers`. A token that
-/// can't be one (see `ActivationToken::checked`) counts as none.
+/// Limits on calls: `mostUrls` in one call, `longestUrl` for each, `mostWaiting` calls that wait for
+/// `setHandlers`. A call beyond a limit is answered with the error LimitsExceeded, and dropped as a whole. A token
+/// that can't be one (see `ActivationToken::checked`) counts as none.
 ///
-/// Main thread only. Destroying it gives the name back; calls that still wait are forgotten.
+/// Main thread only. Destroying this object gives the name back; calls that still wait are forgotten.
 class SingleInstance : public QObject {
     Q_OBJECT
 
 public:
     enum class Outcome {
-        first,      ///< we own the name, and are called from now on
-        forwarded,  ///< another program runs and has taken over what we were to do: end
-        noBus,      ///< no session bus, or one that refuses: nobody can be found, go on alone
-        noAnswer    ///< another program owns the name and has not taken it over; `error` says why
+        first,      ///< we own the name, and get the calls from now on
+        forwarded,  ///< another program runs and has accepted our request: end
+        noBus,      ///< no session bus, or one that refuses: no other program can be found, go on alone
+        noAnswer    ///< another program owns the name, but has not accepted our request; `error` says why
     };
 
     struct Handlers {
@@ -53,27 +53,29 @@ public:
     explicit SingleInstance(QString name, QDBusConnection bus = QDBusConnection::sessionBus());
     ~SingleInstance() override;
 
-    /// Becomes the first, or hands on `urls` (with none: asks to come forward). Call it once, before the handlers
-    /// are set. Blocks: at once if nobody is there, else until the other has answered, or for `within` altogether.
-    /// URLs beyond the limits are left out. A program that ends while it is asked is no longer there.
+    /// Becomes the first, or hands `urls` to the first (without URLs, asks it to come forward). Call it once, before
+    /// the handlers are set. Blocks until the bus, and the other program if there is one, have answered, but at most
+    /// for `within`. URLs beyond the limits are left out. If the other program ends while we ask it, we try again to
+    /// become the first.
     Outcome claim(const QStringList& urls, const ActivationToken& token, std::chrono::milliseconds within = patience);
 
-    /// Why the outcome is `noBus` or `noAnswer`, for a log; otherwise empty.
+    /// The reason for the outcome `noBus` or `noAnswer`, for a log; otherwise empty.
     const QString& error() const { return _error; }
 
-    /// From now on calls reach these, each from the event loop and never inside another; those that came before
-    /// are delivered first, in their order. A caller has its answer as soon as the call has come in, so that it
-    /// never waits for our user.
+    /// From now on calls are delivered to these handlers, one in each event of the loop. Calls that came before are
+    /// delivered first, in their order. A caller gets its answer before the handler runs, so that it never waits for
+    /// our user.
     void setHandlers(Handlers handlers);
 
-    /// The program is ending: calls that come from now on are left without an answer, and those that wait are
-    /// forgotten. The bus tells whoever asked when we are gone, and one that asked by `claim` becomes the first then,
-    /// where an answer would have sent it away to nobody.
+    /// Call this when the program is ending. Calls that come from now on get no answer, and waiting ones are
+    /// forgotten. With an answer, a program that called us by `claim` would end and leave its user without one;
+    /// without, the bus reports to it when we are gone, and it becomes the first.
     void beginEnding();
 
-    /// "zorvane.Vimble" for the default folder, and for any other that with ".d" and 32 hexadecimal digits of a
-    /// hash of its canonical path: one name for one folder, however it is written. The folder need not exist.
-    /// @param dataDir  nothing: the default folder
+    /// "zorvane.Vimble" for the default folder; for any other folder ".d" and 32 hexadecimal digits of a hash of its
+    /// canonical path are added, so that one folder has one name however its path is written. The folder need not
+    /// exist.
+    /// @param dataDir  nothing means the default folder
     static QString busName(const std::optional<std::filesystem::path>& dataDir);
 
     /// "/zorvane/Vimble" for "zorvane.Vimble".
@@ -82,7 +84,7 @@ public:
 private:
     friend class ApplicationAdaptor;
     struct Call {
-        std::optional<QStringList> urls;  // nothing: Activate
+        std::optional<QStringList> urls;  // nothing for a call of Activate
         ActivationToken token;
     };
 

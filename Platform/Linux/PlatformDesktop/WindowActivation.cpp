@@ -18,8 +18,8 @@ QString ActivationToken::checked(const QString& text) {
 
 void bringForward(QWidget& widget, const ActivationToken& token) {
     QWidget* window = widget.window();
-    // Qt's Wayland platform takes the token from there when a window is shown or activated, and removes it. No other
-    // platform does, and a program that we start must not find it.
+    // Qt's Wayland platform takes the token from the environment when a window is shown or activated, and removes it.
+    // Other platforms do not remove it, and a program that we start must not find it there.
     if (!token.activation.isEmpty() && QGuiApplication::platformName().startsWith(QLatin1String("wayland")))
         qputenv("XDG_ACTIVATION_TOKEN", token.activation.toLatin1());
     window->setWindowState(window->windowState() & ~Qt::WindowMinimized);

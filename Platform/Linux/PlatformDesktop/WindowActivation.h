@@ -4,25 +4,25 @@
 
 class QWidget;
 
-/// What a desktop hands to a program that it starts, and that lets the program's window come to the front.
+/// A token that a desktop gives to a program which it starts; it lets the program's window come to the front.
 ///
-/// A desktop keeps windows that come forward by themselves in the back; a token proves that somebody asked.
-/// It is good for one use.
+/// Desktops keep a window in the back that comes forward by itself; a token proves that the user asked for it.
+/// A token is good for one use.
 struct ActivationToken {
-    QString activation;  ///< of xdg-activation; empty without one
-    QString startupId;   ///< of the X11 startup notification; empty without one
+    QString activation;  ///< the token of xdg-activation; empty if there is none
+    QString startupId;   ///< the id of X11 startup notification; empty if there is none
 
     bool operator==(const ActivationToken&) const = default;
 
-    /// Longest token that is taken from others, in UTF-16 units.
+    /// The longest token that is accepted, in UTF-16 units.
     static constexpr int longest = 1024;
 
-    /// Of XDG_ACTIVATION_TOKEN and DESKTOP_STARTUP_ID, which stay as they are.
+    /// The token in XDG_ACTIVATION_TOKEN and DESKTOP_STARTUP_ID; both variables are left as they are.
     ///
-    /// Call it before the `QGuiApplication` is made: under X11 Qt takes the second away.
+    /// Call it before the `QGuiApplication` is made: under X11 Qt removes DESKTOP_STARTUP_ID.
     static ActivationToken fromEnvironment();
 
-    /// The text if it can be a token: printable ASCII of at most `longest` characters. Otherwise empty.
+    /// Returns the text if it can be a token: printable ASCII of at most `longest` characters. Otherwise empty.
     static QString checked(const QString& text);
 };
 

@@ -15,7 +15,7 @@ void WindowActivity::observe(Handlers handlers) {
     isInFront = QGuiApplication::applicationState() == Qt::ApplicationActive;
     stateConnection = QObject::connect(qGuiApp, &QGuiApplication::applicationStateChanged, qGuiApp,
                                        [this, handlers = std::move(handlers)](Qt::ApplicationState state) {
-                                           // Other states come and go between the two, such as while a window opens.
+                                           // Other states can come in between, such as while a window opens.
                                            const bool isNow = state == Qt::ApplicationActive;
                                            if (std::exchange(isInFront, isNow) == isNow) return;
                                            (isNow ? handlers.didBecomeActive : handlers.willResignActive)();

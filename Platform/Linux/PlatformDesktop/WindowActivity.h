@@ -4,7 +4,7 @@
 
 #include <QMetaObject>
 
-/// The activity of a program with windows: in front while one of them has the keyboard.
+/// The activity of a program with windows: it is in front while one of them has the keyboard.
 ///
 /// `willTerminate` comes with the application's `aboutToQuit`. Make it after the `QGuiApplication`.
 class WindowActivity : public ActivityMonitor {
