@@ -17,15 +17,15 @@ namespace {
 
 constexpr int wordIntervalMs = 1000;
 
-/// Without taking anything down: the multimedia libraries may crash or hang on the way. The kernel wipes the memory
-/// before somebody else gets it.
+/// Ends without destroying anything: the multimedia libraries could crash or hang. The kernel wipes the memory before
+/// another process gets it.
 [[noreturn]] void end() { std::_Exit(0); }
 
-/// The frames may show a secret key, which is to be in no file.
+/// Makes sure that no core file is written: the frames may show a secret key.
 void keepFromDisk() {
     const rlimit none{0, 0};
     ::setrlimit(RLIMIT_CORE, &none);
-    // The limit alone does not hold where the kernel hands crashes to another program.
+    // The limit alone is not enough: it does not apply if the kernel pipes core files to a program.
     ::prctl(PR_SET_DUMPABLE, 0);
 }
 
@@ -39,8 +39,8 @@ void endWhenNobodyListens(int input) {
 
 }  // namespace
 
-// Shows what the default camera sees: grey frames on standard output, as `CameraStream` describes them, until
-// standard input ends. A process of its own, so that a camera which is unplugged takes nobody else along.
+// Writes what the default camera sees to standard output, as grey frames in the form of `CameraStream`, until
+// standard input ends. It is a program of its own because unplugging a camera may crash it.
 int main(int argc, char** argv) {
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
     keepFromDisk();
@@ -49,7 +49,7 @@ int main(int argc, char** argv) {
         std::fputs("vimble-camera writes the camera's pictures for vimble, which starts it.\n", stderr);
         return 2;
     }
-    // What libraries print is not to get between the frames.
+    // Keep what libraries print from getting between the frames: send it to standard error.
     const int output = ::dup(STDOUT_FILENO);
     if (output < 0 || ::dup2(STDERR_FILENO, STDOUT_FILENO) < 0) return 1;
 
@@ -60,7 +60,7 @@ int main(int argc, char** argv) {
     QTimer clock;
     QObject::connect(&clock, &QTimer::timeout, [&writer] { writer.say(CameraMessage::Kind::alive); });
     clock.start(wordIntervalMs);
-    // Given up, and not destroyed: see there.
+    // Never destroy the camera; DefaultCamera.h says why.
     new DefaultCamera({.didCapture = [&writer](SharedFrame frame) { writer.put(std::move(frame)); },
                        .didFail =
                            [&writer](CameraTrouble trouble) {

@@ -6,11 +6,11 @@ namespace {
 
 constexpr double wantedPixels = 640.0 * 480.0;
 
-/// The less the better; in doublings of the number of pixels.
+/// How bad an offer is, in doublings of the number of pixels.
 double badness(const CameraOffer& offer) {
     const double doublings = std::log2(offer.size.width() * static_cast<double>(offer.size.height()) / wantedPixels);
     double sum = doublings < 0 ? -3 * doublings : doublings;
-    // Below 15 the picture halts; above 30 there is more work and nothing won.
+    // Below 15 frames a second the picture is jerky; more than 30 cost work and gain nothing.
     if (offer.rate < 14.9F)
         sum += 2;
     else if (offer.rate > 31)

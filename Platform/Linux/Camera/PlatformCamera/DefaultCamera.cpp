@@ -16,7 +16,8 @@
 
 namespace {
 
-/// Null where no form can be read, and the camera's own choice where it names none.
+/// The best format. Nothing if the camera has only formats that we can't read; a null format, which leaves the choice
+/// to the camera, if it names none.
 std::optional<QCameraFormat> bestFormat(const QCameraDevice& device) {
     const QList<QCameraFormat> formats = device.videoFormats();
     if (formats.isEmpty()) return QCameraFormat();
@@ -42,7 +43,7 @@ struct DefaultCamera::Capture {
 };
 
 DefaultCamera::DefaultCamera(Handlers handlers) : handlers(std::move(handlers)) {
-    // Asked once before the connection, and the connection queued: otherwise the first use deadlocks.
+    // Ask for the inputs once before connecting, and make the connection queued: otherwise the first use deadlocks.
     QMediaDevices::videoInputs();
     connect(&devices, &QMediaDevices::videoInputsChanged, this, &DefaultCamera::look, Qt::QueuedConnection);
     const QCameraDevice device = QMediaDevices::defaultVideoInput();
@@ -74,7 +75,7 @@ void DefaultCamera::open(const QCameraDevice& device) {
     connect(
         &capture->sink, &QVideoSink::videoFrameChanged, this,
         [this](const QVideoFrame& frame) {
-            // Made grey here: the camera's own memory may be gone once this call is over.
+            // Copy the frame here: the camera may take its memory back after this call.
             SharedFrame grey = VideoFrames::grey(frame);
             if (!grey) return;
             capture->hasFrames = true;

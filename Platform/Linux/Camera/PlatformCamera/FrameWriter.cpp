@@ -21,7 +21,7 @@ void FrameWriter::put(SharedFrame frame) {
     if (!frame) return;
     {
         const std::lock_guard lock(mutex);
-        newest.swap(frame);  // the older one dies outside of the lock
+        newest.swap(frame);  // the older frame is destroyed after the lock is released
         if (std::exchange(isCalled, true)) return;
     }
     QMetaObject::invokeMethod(this, &FrameWriter::write, Qt::QueuedConnection);

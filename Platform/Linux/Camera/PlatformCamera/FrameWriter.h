@@ -10,23 +10,24 @@
 #include <mutex>
 #include <optional>
 
-/// Sends frames to a reader who sets the pace.
+/// Sends frames as fast as the reader takes them.
 ///
-/// What is being written is written to its end; of what comes meanwhile only the newest frame waits, and the others
-/// are dropped. Main thread only, but for `put`.
+/// A message that was begun is written to its end; of the frames that come meanwhile only the newest is kept, and the
+/// others are dropped. Main thread only, except `put`.
 class FrameWriter : public QObject {
     Q_OBJECT
 
 public:
-    /// @param file    made non-blocking; stays the caller's. With a closed reader it must not kill: see SIGPIPE
-    /// @param isOver  nobody reads any more, or the file can't be written; called once, on the main thread
+    /// @param file    made non-blocking; stays the caller's. The caller ignores SIGPIPE, which would otherwise kill the
+    ///                process when the reader has gone
+    /// @param isOver  called once, on the main thread, when the reader has gone or the file can't be written
     FrameWriter(int file, std::function<void()> isOver);
     ~FrameWriter() override;
 
-    /// From any thread, as long as the writer lives. Null is no frame.
+    /// Sends a frame. Call it from any thread, while the writer lives. Null is ignored.
     void put(SharedFrame frame);
-    /// A word that is no frame. It comes before a frame that waits, and `alive` is left out while something is on
-    /// its way, which says as much.
+    /// Sends a message that is no frame. It goes before a frame that waits. `alive` is left out while another message
+    /// is being sent, which shows the same.
     void say(CameraMessage::Kind word);
 
 private:
@@ -37,12 +38,12 @@ private:
     std::function<void()> isOver;
     QSocketNotifier notifier;
 
-    std::mutex mutex;  // guards these two
+    std::mutex mutex;  // guards `newest` and `isCalled`
     SharedFrame newest;
-    bool isCalled = false;
+    bool isCalled = false;  // whether `put` has queued a call of `write`
 
-    std::optional<CameraMessage::Kind> word;  // waits
-    std::optional<CameraMessage> current;     // on its way
-    CameraStream::Header header{};            // of that one
-    std::size_t written = 0;                  // of its header and pixels together
+    std::optional<CameraMessage::Kind> word;  // waits to be sent
+    std::optional<CameraMessage> current;     // is being sent
+    CameraStream::Header header{};            // the header of `current`
+    std::size_t written = 0;                  // bytes of header and pixels that were written
 };

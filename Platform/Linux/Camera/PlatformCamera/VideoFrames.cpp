@@ -13,11 +13,11 @@
 
 namespace {
 
-/// Where what makes the brightness lies within the first plane.
+/// Where the brightness, or the colours that make it, are in the first plane.
 struct Layout {
     int step;                   // bytes from one pixel to the next
-    int first;                  // bytes before the brightness of the first pixel, or its red
-    int green = -1, blue = -1;  // likewise, where there are colours
+    int first;                  // the offset of the first pixel's brightness, or of its red
+    int green = -1, blue = -1;  // the offsets of green and blue; -1 if the format has a brightness
 };
 
 std::optional<Layout> layoutOf(QVideoFrameFormat::PixelFormat format) {
@@ -34,7 +34,7 @@ std::optional<Layout> layoutOf(QVideoFrameFormat::PixelFormat format) {
         case QVideoFrameFormat::Format_Y8: return Layout{1, 0};
         case QVideoFrameFormat::Format_YUYV: return Layout{2, 0};
         case QVideoFrameFormat::Format_UYVY: return Layout{2, 1};
-        // The lower byte of the two comes first.
+        // These have two bytes, the lower one first: take the higher.
         case QVideoFrameFormat::Format_Y16:
         case QVideoFrameFormat::Format_P010:
         case QVideoFrameFormat::Format_P016: return Layout{2, 1};
@@ -48,29 +48,29 @@ std::optional<Layout> layoutOf(QVideoFrameFormat::PixelFormat format) {
         case QVideoFrameFormat::Format_BGRX8888: return Layout{4, 2, 1, 0};
         case QVideoFrameFormat::Format_RGBA8888:
         case QVideoFrameFormat::Format_RGBX8888: return Layout{4, 0, 1, 2};
-        default: return std::nullopt;  // of another library, and not ours to complete
+        default: return std::nullopt;  // a default, since the enumeration is Qt's and may grow
     }
 }
 
 std::uint8_t brightness(const uchar* pixel, const Layout& layout) {
-    // ITU-R BT.601, in 256ths.
+    // The weights of ITU-R BT.601, in 256ths.
     const unsigned sum = 77U * pixel[layout.first] + 150U * pixel[layout.green] + 29U * pixel[layout.blue];
     return static_cast<std::uint8_t>(sum >> 8);
 }
 
-/// A frame's own bytes, copied.
+/// A copy of a frame's bytes, wiped when it dies.
 class Copy {
 public:
-    /// Where there is nothing to be read any more, `bytes` are empty.
+    /// If the memory can't be read any more, `bytes` will be empty.
     Copy(const uchar* from, std::size_t size) : _bytes(size) {
         const iovec to{_bytes.data(), size};
         const iovec source{const_cast<uchar*>(from), size};
-        // By the kernel, which refuses where reading would crash: a camera takes the memory of its frames back at
-        // any moment, although they are held.
+        // Let the kernel copy: it fails where reading would crash us. A camera may take back the memory of its frames
+        // at any moment, although we hold them.
         const ssize_t count = ::process_vm_readv(::getpid(), &to, 1, &source, 1, 0);
         if (count == static_cast<ssize_t>(size)) return;
         if (count < 0 && errno != EFAULT)
-            std::memcpy(_bytes.data(), from, size);  // a system without that call
+            std::memcpy(_bytes.data(), from, size);  // the system does not allow that call
         else
             _bytes.clear();
     }
@@ -88,7 +88,7 @@ SharedFrame fromPlane(const QVideoFrame& frame, const Layout& layout) {
     const int width = frame.width();
     const int height = frame.height();
     const int stride = frame.bytesPerLine(0);
-    // A driver that promises more than it sends would have us read past the end.
+    // Check the sizes: a driver may announce more than it sends, and we would read past the end.
     const qint64 needed = static_cast<qint64>(stride) * (height - 1) + static_cast<qint64>(width) * layout.step;
     if (frame.bits(0) == nullptr || stride < width * layout.step || needed > frame.mappedBytes(0)) return nullptr;
     const Copy copy(frame.bits(0), static_cast<std::size_t>(needed));
@@ -114,7 +114,7 @@ SharedFrame fromJpeg(const QVideoFrame& frame) {
     const Copy copy(frame.bits(0), static_cast<std::size_t>(frame.mappedBytes(0)));
     QImage image;
     if (!image.loadFromData(copy.bytes().data(), static_cast<int>(copy.bytes().size()), "JPEG")) return nullptr;
-    // Its own header may tell another size than the frame's.
+    // The JPEG's own header may give another size than the frame.
     if (!CameraStream::fits(image.width(), image.height())) return nullptr;
     image.convertTo(QImage::Format_Grayscale8);
     if (image.isNull()) return nullptr;
@@ -136,7 +136,7 @@ SharedFrame VideoFrames::grey(const QVideoFrame& frame) {
     if (!frame.isValid() || !CameraStream::fits(frame.width(), frame.height())) return nullptr;
     const auto layout = layoutOf(frame.pixelFormat());
     if (!layout && frame.pixelFormat() != QVideoFrameFormat::Format_Jpeg) return nullptr;
-    QVideoFrame mapped = frame;  // the same frame: the toolkit maps no constant one
+    QVideoFrame mapped = frame;  // shares the frame's data; a constant QVideoFrame can't be mapped
     if (!mapped.map(QVideoFrame::ReadOnly)) return nullptr;
     SharedFrame grey = layout ? fromPlane(mapped, *layout) : fromJpeg(mapped);
     mapped.unmap();

@@ -4,16 +4,16 @@
 
 #include <QVideoFrame>
 
-/// Frames of a camera in grey.
+/// Turns frames of a camera into grey.
 ///
-/// The toolkit's own conversion is not used: it looks for a graphics card, which needs a screen to be looked for.
+/// Qt's own conversion is not used: it looks for a graphics card, and for that it needs a screen.
 namespace VideoFrames {
 
-/// Whether `grey` can read frames of this form: those that have the brightness apart, those of eight bits a colour,
+/// Whether `grey` can read frames of this format: those with a separate brightness, those with eight bits a colour,
 /// and JPEG.
 bool isReadable(QVideoFrameFormat::PixelFormat format);
 
-/// The brightness, taken as it is where the format has it apart. Any thread; done with the frame when it returns.
+/// The brightness of each pixel, unchanged if the format has it. Any thread; the frame is not used after the return.
 /// @return null if the frame is empty, too large for a `CameraStream`, or can't be read
 SharedFrame grey(const QVideoFrame& frame);
 

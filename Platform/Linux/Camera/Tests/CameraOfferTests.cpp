@@ -23,7 +23,7 @@ TEST(CameraOfferTest, ALargerPictureIsBetterThanOneAsMuchSmaller) {
 
 TEST(CameraOfferTest, APlainPictureIsBetterThanAPackedOne) {
     EXPECT_FALSE(best({{{640, 480}, 30, true}, {{640, 480}, 30, false}}).isPacked);
-    // But not if it halts.
+    // A jerky plain picture is not better.
     EXPECT_TRUE(best({{{640, 480}, 30, true}, {{640, 480}, 5, false}}).isPacked);
 }
 

@@ -30,14 +30,14 @@ protected:
             if (end >= 0) ::close(end);
     }
 
-    /// Large enough that the socket can't hold it.
+    /// A frame that is too large for the socket's buffer.
     static SharedFrame frameOf(std::uint8_t grey) {
         auto frame = std::make_shared<GreyFrame>(2000, 1000);
         for (auto& pixel : frame->pixels()) pixel = grey;
         return frame;
     }
 
-    /// As numbers: that of a frame's grey, or 1000 and the kind of a word.
+    /// The messages that have arrived, as numbers: the grey of a frame, or 1000 plus the kind of another message.
     std::vector<int> readAll() {
         std::vector<int> seen;
         for (;;) {

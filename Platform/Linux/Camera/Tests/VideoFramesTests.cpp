@@ -11,7 +11,7 @@ namespace {
 
 using Format = QVideoFrameFormat;
 
-/// A frame whose first plane holds this in its first row, and zeros else.
+/// A frame whose first plane begins with `row`; all other bytes are zero.
 QVideoFrame frameOf(Format::PixelFormat format, std::initializer_list<uchar> row, const QSize& size = {4, 2}) {
     QVideoFrame frame(Format(size, format));
     EXPECT_TRUE(frame.map(QVideoFrame::WriteOnly));
@@ -38,7 +38,7 @@ TEST(VideoFramesTest, BrightnessIsTakenAsItIsWhereItIsApart) {
 }
 
 TEST(VideoFramesTest, ColoursAreWeighedAndTransparencyIsNot) {
-    // White, red, green, blue, with nothing in the fourth byte.
+    // The pixels are white, red, green and blue, with an alpha of zero.
     const std::vector<int> wanted{255, 76, 149, 28};
     EXPECT_EQ(firstRow(VideoFrames::grey(
                   frameOf(Format::Format_BGRA8888, {255, 255, 255, 0, 0, 0, 255, 0, 0, 255, 0, 0, 255, 0, 0, 0}))),
@@ -74,7 +74,7 @@ TEST(VideoFramesTest, WhatCannotBeReadIsNull) {
     }
     EXPECT_FALSE(VideoFrames::grey(QVideoFrame(Format({20000, 2}, Format::Format_Y8))));
     EXPECT_TRUE(VideoFrames::isReadable(Format::Format_Jpeg));
-    // Nothing in it.
+    // This JPEG frame is empty.
     EXPECT_FALSE(VideoFrames::grey(QVideoFrame(Format({4, 2}, Format::Format_Jpeg))));
 }
 
