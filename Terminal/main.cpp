@@ -39,7 +39,7 @@ namespace {
 constexpr char programName[] = "vimble-terminal";
 constexpr int usageStatus = 2;
 
-/// Why the program can't start, in one line for the user.
+/// Says why the program can't start, in one line for the user.
 class StartError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
@@ -97,9 +97,10 @@ int chat(const TerminalOptions& options, const std::optional<Endpoint>& server, 
     const SignalWatch signalWatch([&] { session.interrupted(); });
     session.start();
     const int status = QCoreApplication::exec();
-    // What is told while all this is taken down is told to nobody.
+    // Destroying the objects above can report trouble; do not pass it to the session, which is over.
     transport.onTrouble({});
-    // The link has gone on taking what came behind the session's own save, and the relay has forgotten it.
+    // Texts that arrived after the session's own save are proved to the relay, so they exist only here: deliver and
+    // save them.
     QCoreApplication::sendPostedEvents();
     try {
         kit.save();
@@ -114,7 +115,7 @@ int run(const TerminalOptions& options, PassphrasePrompt& prompt, QtMainLoop& lo
     const auto server = chosenServer(options);
     const auto store = makeStore(options, prompt);
 
-    // Everything that can be refused is looked at before anything is written.
+    // Check everything that can be refused before anything is written.
     auto keys = Keys::load(*store);
     if (options.wantsPublicKey && keys) {
         StandardOutput output(loop);
@@ -122,9 +123,9 @@ int run(const TerminalOptions& options, PassphrasePrompt& prompt, QtMainLoop& lo
         return output.isGood() ? 0 : 1;
     }
     const ApplicationFolder folder(options.dataDir, programName, loop.now());
-    // Nobody gets an identity by forgetting an option.
+    // Without a server the program can't chat: refuse before an identity is made.
     if (!keys && !options.wantsPublicKey && !server && !State::load(folder.path(), {}).endpoint) throw noServer();
-    // Under the folder's lock, so that two programs that start at once don't make two identities.
+    // Make keys only while `folder` holds its lock, so that two programs that start at once don't make two identities.
     if (!keys) keys = Keys::loadOrGenerate(*store);
     if (options.wantsPublicKey) {
         StandardOutput output(loop);
@@ -153,10 +154,10 @@ int main(int argc, char** argv) {
     QtMessages::toLog();
     const auto log = std::make_shared<TerminalLog>(options.isDebug);
     Log::setSink(log);
-    // What a server sends may stand in these lines.
+    // Escape these lines: they may hold what a server sent.
     if (options.isDebug) DebugLines::setPrint([](std::string_view line) { complain(Text::escaped(line)); });
 
-    // Without the arguments: Qt has some of its own, which are nobody's business here.
+    // Pass no arguments: Qt would interpret some that are ours.
     int count = argc > 0 ? 1 : 0;
     QCoreApplication application(count, argv);
     QtMainLoop loop;

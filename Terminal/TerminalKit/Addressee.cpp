@@ -22,7 +22,7 @@ std::string_view withoutLeadingBlanks(std::string_view text) {
     return first == std::string_view::npos ? std::string_view() : text.substr(first);
 }
 
-/// The word in small letters, if it may be a key or the beginning of one.
+/// The word in lower case, if it may be a key or the beginning of one.
 std::optional<std::string> keyPart(std::string_view word) {
     if (word.size() < shortestKey || word.size() > keyLength) return std::nullopt;
     std::string result(word);
@@ -33,7 +33,7 @@ std::optional<std::string> keyPart(std::string_view word) {
     return result;
 }
 
-/// Somebody whom WHO fits, and what is left of the line behind it.
+/// A person whom WHO fits, and the rest of the line after WHO.
 struct Fit {
     const Person* person;
     std::string_view rest;

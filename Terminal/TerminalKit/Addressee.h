@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-/// Why a direct message has nobody to go to, in one line for the user; names in it are escaped.
+/// Says why a direct message can't be sent to anybody, in one line for the user; names in it are escaped.
 class AddresseeError : public std::runtime_error {
 public:
     enum class Code { noWho, noText, unknown, ambiguous };
@@ -15,24 +15,24 @@ public:
     Code code;
 };
 
-/// Whom a direct message is for, and what it says: the outcome of "@WHO text".
+/// The person to whom a direct message goes, and its text: "@WHO text", parsed.
 ///
 /// WHO is one of
 /// - a key, of 64 hexadecimal characters; the person need not be listed;
 /// - the first six or more characters of one listed key;
-/// - a name (`displayName`) as it stands, blanks and all, with a blank behind it;
-/// - a name in double quotes, which is taken exactly as long as the quotes say.
+/// - a name (`displayName`), exactly as it is, blanks included, followed by a blank;
+/// - a name in double quotes, which ends where the quotes end.
 ///
-/// A key beats a name. Names are chosen by those who bear them, so a message never goes to one of
-/// several whom WHO fits: neither to one of two with the same name, nor, with "Ann" and "Ann Lee"
-/// there, to either of them for "@Ann Lee is here". Quotes or a key say who is meant.
+/// A key beats a name. Since anybody can choose any name, a message to a WHO that fits several people is
+/// refused: if two have the same name, and also "@Ann Lee is here" if there are both "Ann" and "Ann Lee".
+/// Quotes or a key make it clear who is meant.
 struct Addressee {
-    /// @param line  what stands behind the "@"
+    /// @param line  the text after the "@"
     /// @throws AddresseeError
     static Addressee parse(std::string_view line, const State& state);
 
     std::string key;
-    std::string text;  // without the blanks in front of it
+    std::string text;  // without leading blanks
 
     bool operator==(const Addressee&) const = default;
 };

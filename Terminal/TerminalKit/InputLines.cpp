@@ -19,7 +19,7 @@ void InputLines::end() {
 }
 
 void InputLines::append(std::string_view part) {
-    // One byte more than a line may have, for the "\r" that may belong to its end.
+    // Take one byte more than a line may have: it may be the "\r" of the line's end.
     if (isTooLong || pending.size() + part.size() > maximumBytes + 1) {
         isTooLong = true;
         return;

@@ -9,8 +9,8 @@
 
 /// Cuts bytes, as they come from a file, a pipe or a keyboard, into lines of text.
 ///
-/// A line ends in "\n" or "\r\n"; what stands behind the last end is a line too, if it is not empty. A
-/// line that is longer than `maximumBytes`, or is not UTF-8, is refused whole; it takes no more memory
+/// A line ends in "\n" or "\r\n"; a rest after the last line end is a line too, if it is not empty. A
+/// line that is longer than `maximumBytes`, or is not UTF-8, is refused as a whole; it takes no more memory
 /// than the limit, however long it is.
 class InputLines {
 public:
@@ -25,7 +25,7 @@ public:
     explicit InputLines(Handlers handlers) : handlers(std::move(handlers)) {}
 
     void feed(std::string_view bytes);
-    /// No more comes.
+    /// Call this when no more bytes will come.
     void end();
 
 private:

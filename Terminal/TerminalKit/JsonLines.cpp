@@ -9,7 +9,7 @@
 
 namespace {
 
-/// One object on its way into a line.
+/// Builds the line for one object.
 class Object {
 public:
     explicit Object(const char* type) : writer(buffer) {
@@ -30,7 +30,7 @@ public:
     Object& when(Date date) {
         writer.Key("when");
         const double seconds = date.toUnix();
-        // Whole milliseconds: the rest is noise of the clock.
+        // Write whole milliseconds: further digits are noise of the clock.
         writer.Double(std::isfinite(seconds) ? std::round(seconds * 1000) / 1000 : 0);
         return *this;
     }
@@ -65,14 +65,14 @@ private:
         flag("isAdmin", person.isAdmin).flag("isOnline", person.isOnline);
     }
 
-    /// Whether a character of two or three bytes steers a terminal or turns the writing direction.
+    /// Whether a character of two or three bytes controls a terminal or changes the writing direction.
     static bool disturbs(unsigned c) {
         return (c >= 0x80 && c <= 0x9F) || c == 0x061C || c == 0x200E || c == 0x200F || (c >= 0x2028 && c <= 0x202E) ||
                (c >= 0x2066 && c <= 0x2069);
     }
 
-    /// The writer escapes the controls of ASCII; these are the others. Outside of strings there is nothing
-    /// but ASCII, so the text may be taken as a whole.
+    /// Escapes the control characters that the writer leaves: it escapes only those below U+0020. All JSON outside
+    /// of strings is printable ASCII, so the whole line can be treated as one text.
     static std::string harmless(std::string_view json) {
         std::string result;
         result.reserve(json.size() + 1);

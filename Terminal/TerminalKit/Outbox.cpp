@@ -16,7 +16,7 @@ Outbox::Outbox(Kit& kit, MainLoop& loop, Drain drain, Handlers handlers)
 }
 
 bool Outbox::isReady() const {
-    // A link that is being closed counts as connected for a little while more.
+    // `canSend` alone is not enough: it stays true for a while after the link has begun to close.
     return !isStopped && isListed && kit.canSend() && kit.state().connection == Connection::online;
 }
 
@@ -45,7 +45,7 @@ void Outbox::happened(const Event& event) {
 
 void Outbox::linkEnded() {
     isListed = false;
-    // The answers went down with the link.
+    // The answers to earlier commands can't come any more.
     answers = 0;
     handlers.changed();
 }
@@ -59,7 +59,7 @@ void Outbox::add(TypedLine line) {
     handlers.changed();
 }
 
-/// Finds out whom a direct message is for. @return false if it was refused
+/// Finds the addressee of a direct message. @return false if the line was refused
 bool Outbox::decide(Entry& entry) {
     if (entry.line.kind != TypedLine::Kind::direct || entry.addressee) return true;
     try {
@@ -83,7 +83,7 @@ void Outbox::refuse(const TypedLine& line, const std::string& reason) {
 }
 
 void Outbox::pumpSoon() {
-    // At a turn of its own: outside of what the engine is telling its other observers.
+    // Send in a turn of its own: the engine may be in the middle of telling its observers something.
     if (std::exchange(isPumpPosted, true)) return;
     loop.post([self = Weak<Outbox>(this)] {
         if (!self) return;
@@ -94,7 +94,7 @@ void Outbox::pumpSoon() {
 
 void Outbox::refill() {
     const Date now = loop.now();
-    // The clock may be set while we look at it.
+    // Clamp, since the clock may have been set back or far forward.
     const Seconds passed = std::clamp(now - refilled, 0.0, burst / linesPerSecond);
     allowance = std::min(burst, allowance + passed * linesPerSecond);
     refilled = now;
@@ -131,7 +131,7 @@ void Outbox::say(const Entry& entry) {
             case TypedLine::Kind::room: kit.send(entry.line.text, Kit::roomKey); break;
         }
     } catch (const std::exception& error) {
-        // Somebody's key is none, or the text has no form for the network.
+        // A reader's key was not valid, or the text could not be coded.
         refuse(entry.line, error.what());
         return;
     }

@@ -13,45 +13,45 @@
 #include <optional>
 #include <string>
 
-/// What the user has said and the network has not taken yet, in the order in which it was said.
+/// The lines that the user has typed and that were not sent yet, in the order in which they were typed.
 ///
 /// A line waits until the link is up and the server's list, with the user on it, has come over that
-/// link: before that the engine would drop it, or seal it for nobody. Lines go out at a pace that the
-/// relay's own limit never minds. Whether what went out arrived is asked again and again, and lines
-/// whose link died before the answer are counted as in doubt; they are not sent a second time, since
-/// nobody wants to read a line twice for each one that is missing.
+/// link: before that the engine would drop the line, or seal it for nobody. Lines are sent at a pace below the
+/// relay's limit. The network is asked again and again whether the lines that were sent have arrived. Lines
+/// whose link died before the answer are counted as doubtful; they are not sent again, since most of them
+/// have arrived and would be read twice.
 ///
-/// Whom a direct message is for is decided when it is typed if the user is listed then, else when they
-/// are: what is on the screen decides, not who took which name later.
+/// The addressee of a direct message is found when the line is typed, or if the user is not listed yet, as soon as
+/// they are. So the names count that are on the screen while the user types, and not who takes a name later.
 ///
-/// Main thread only. Destroying it drops what waits.
+/// Main thread only. Destroying it drops the lines that wait.
 class Outbox : public SignalTarget {
 public:
-    /// Asks the network whether everything that was sent before has been read at the other end.
+    /// Asks the network whether the other end of the link has read everything that was sent before.
     /// @param done  called once, never inside the call: false if the link died, or `atMost` has passed
     using Drain = std::function<void(Seconds atMost, std::function<void(bool)> done)>;
 
     struct Handlers {
-        /// A text went out; to the room if `target` is empty.
+        /// A text was sent; to the room if `target` is empty.
         std::function<void(const std::string& target, const std::string& text)> sent;
         std::function<void(const std::string& command)> sentCommand;
-        /// A line will never go out.
+        /// A line will never be sent.
         std::function<void(const std::string& typed, const std::string& reason)> refused;
-        /// A link died with that many lines on their way.
+        /// So many lines were sent, but the link died before the network said that they arrived.
         std::function<void(std::size_t lines)> doubted;
-        /// Anything that this class counts has changed.
+        /// One of this class's counts may have changed.
         std::function<void()> changed;
     };
 
-    /// So many lines at once, and then so many a second: below what a relay allows by default.
+    /// At most `burst` lines are sent at once, and then `linesPerSecond`: less than a relay allows by default.
     static constexpr double burst = 200;
     static constexpr double linesPerSecond = 80;
-    /// Lines on their way without an answer; more wait.
+    /// The most lines that are sent but not proved to have arrived; further lines wait.
     static constexpr std::size_t mostUnproved = 256;
-    /// Longer than it takes to notice that a link is dead.
+    /// The longest wait for a proof: longer than it takes to notice that a link is dead.
     static constexpr Seconds proofPatience = 60;
 
-    /// All must outlive it but the handlers.
+    /// `kit`, `loop`, and the network that `drain` asks must outlive this object.
     Outbox(Kit& kit, MainLoop& loop, Drain drain, Handlers handlers);
 
     /// @param line  not of the kind `nothing`
@@ -62,20 +62,20 @@ public:
 
     bool isReady() const;
 
-    /// Lines that have not gone out, and their bytes.
+    /// The number of lines that were not sent yet, and of their bytes.
     std::size_t waiting() const { return queue.size(); }
     std::size_t waitingBytes() const { return queuedBytes; }
-    /// Lines that went out and of which nothing is known yet.
+    /// The number of lines that were sent, and for which the proof that they arrived is still awaited.
     std::size_t unproved() const { return unprovedLines; }
-    /// Lines of which nothing will be known any more.
+    /// The number of lines that were sent, and for which no proof will ever come.
     std::size_t doubtful() const { return doubtfulLines; }
-    /// Answers of the server to commands that are still to come, at most.
+    /// The most answers to commands that the server may still send.
     std::size_t awaitedAnswers() const { return answers; }
 
 private:
     struct Entry {
         TypedLine line;
-        std::optional<Addressee> addressee;  // of a direct message, once it is decided
+        std::optional<Addressee> addressee;  // of a direct message, once it is known
     };
 
     void happened(const Event& event);

@@ -50,7 +50,7 @@ TerminalOptions TerminalOptions::parse(const std::vector<std::string_view>& argu
         else if (name == "--secret-file")
             options.secretFile = reader.value();
         else if (name == "--server")
-            options.server = reader.givenValue();  // an empty one is no server, as any other nonsense
+            options.server = reader.givenValue();  // may be empty, which the parser of server texts refuses
         else if (name == "--public-key")
             options.wantsPublicKey = reader.flag();
         else if (name == "--json")

@@ -8,11 +8,11 @@
 
 /// The arguments of the terminal client.
 struct TerminalOptions {
-    /// An option's value may stand behind it or behind "=". Of a repeated option the last counts.
+    /// An option's value is the next argument, or follows "=". If an option is repeated, the last one counts.
     /// @throws ArgumentsError
     static TerminalOptions parse(const std::vector<std::string_view>& arguments);
 
-    /// The text of --help, with its last line end.
+    /// The text of --help; it ends with a line end.
     static std::string_view help();
 
     std::optional<std::filesystem::path> dataDir;

@@ -2,22 +2,22 @@
 
 #include <string_view>
 
-/// Where a terminal session writes, and whom it tells when it is done. Main thread only.
+/// A terminal session writes here, and tells here when it is over. Main thread only.
 ///
-/// No operation may call back into the session: what it has to say comes at a later turn of the loop.
+/// No operation may call back into the session, except in a later turn of the loop.
 class TerminalOutput {
 public:
     virtual ~TerminalOutput() = default;
 
-    /// One line for standard output, without its end; flushed before this returns.
+    /// Writes one line to standard output; `text` is without the line end. The line is flushed before this returns.
     virtual void line(std::string_view text) = 0;
 
-    /// One line for standard error, likewise.
+    /// Writes one line to standard error in the same way.
     virtual void note(std::string_view text) = 0;
 
-    /// Whether more input is wanted now. It is at first.
+    /// Sets whether the session wants more input now. At first it does.
     virtual void setReading(bool isReading) = 0;
 
-    /// The session is over, its state saved as far as that was possible. Once.
+    /// Called once, when the session is over and has saved the state, or failed to.
     virtual void end(int exitStatus) = 0;
 };

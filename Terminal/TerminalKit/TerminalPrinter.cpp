@@ -36,7 +36,7 @@ void TerminalPrinter::happened(const Event& event) {
         write(ConsoleLines::line(event));
         return;
     }
-    // A message's event follows at once on the change that put the message into its place.
+    // The event of a message follows at once after the change of state that added the message.
     write(JsonLines::line(event, hasRoomGrown ? JsonLines::Place::room : JsonLines::Place::direct));
 }
 

@@ -10,27 +10,27 @@
 /// How the terminal client writes what happens.
 enum class OutputForm { plain, json };
 
-/// Writes what the session tells, each line in the order in which it comes: the banner, the state of the
-/// session before its first word, then traffic, session states and events.
+/// Writes what the engine reports, in the order in which it comes: first the banner and the session state
+/// `startup`, then traffic, session states and events.
 ///
-/// Plain lines are those of the console. They are escaped as a whole, since nobody can tell afterwards
-/// which part of a line somebody else wrote: control characters and those that turn the writing
-/// direction become "\n", "\u{202e}" and so on, and every backslash is doubled.
+/// Plain lines are those of the console. A line is escaped as a whole, since any part of it may have been
+/// written by somebody else: control characters and those that change the writing direction become "\n",
+/// "\u{202e}" and so on, and every backslash is doubled.
 ///
-/// Main thread only. The kit and the output must outlive it.
+/// Main thread only. The kit and the output must outlive the printer.
 class TerminalPrinter : public SignalTarget {
 public:
     TerminalPrinter(Kit& kit, TerminalOutput& output, OutputForm form);
 
-    /// Writes the banner and begins to observe. Once. @param version  of the bundle
+    /// Writes the banner and begins to observe. Call it once. @param version  of the bundle
     void start(const std::optional<std::string>& version);
 
-    /// What the observers are not told of: only JSON has lines for it.
+    /// Write what the engine does not report to observers. Only the JSON form has lines for it.
     void sent(const std::string& target, const std::string& text, Date when);
     void sentCommand(const std::string& command, Date when);
     void notSent(std::string_view typed, std::string_view reason);
 
-    /// Nothing is written any more.
+    /// Writes nothing from now on.
     void stop() { isStopped = true; }
 
 private:
@@ -42,6 +42,6 @@ private:
     TerminalOutput& output;
     const OutputForm form;
     bool isStopped = false;
-    std::size_t roomSize = 0;   // messages in the room, at the last change of the state
-    bool hasRoomGrown = false;  // with the last change: how a text for the room is told from a direct one
+    std::size_t roomSize = 0;   // the number of messages in the room at the last change of state
+    bool hasRoomGrown = false;  // at the last change of state; tells a text for the room from a direct one
 };

@@ -8,7 +8,7 @@
 
 namespace {
 
-/// The kernel keeps so much of a line that is typed at a terminal, and drops the rest without a word
+/// The kernel keeps so many bytes of a line that is typed at a terminal, and drops the rest silently
 /// (N_TTY_BUF_SIZE, less the line's end).
 constexpr std::size_t terminalLineBytes = 4095;
 
@@ -47,7 +47,7 @@ void TerminalSession::start() {
     kit.connect();
 }
 
-// ---- what is typed
+// ---- typed lines
 
 void TerminalSession::read(std::string_view bytes) {
     if (ending == Ending::none) input.feed(bytes);
@@ -81,11 +81,11 @@ void TerminalSession::notSent(std::string_view line, const std::string& reason) 
     printer.notSent(line, reason);
 }
 
-// ---- what happens
+// ---- events
 
 void TerminalSession::happened(const Event& event) {
     if (std::holds_alternative<Events::AuthorizationFailed>(event)) {
-        // The engine has more to tell of the same end.
+        // Wait a turn: the engine reports more about the same failure first.
         loop.post([self = Weak<TerminalSession>(this)] {
             if (self) self->keyRefused();
         });
@@ -136,7 +136,7 @@ void TerminalSession::outputClosed() {
     if (ending != Ending::hurrying) hurry();
 }
 
-/// Waits only for what is on its way.
+/// Sends nothing more, and waits only until the lines that were sent are proved to have arrived.
 void TerminalSession::hurry() {
     if (ending == Ending::over) return;
     ending = Ending::hurrying;
@@ -167,7 +167,7 @@ void TerminalSession::outboxChanged() {
 }
 
 void TerminalSession::finishSoon() {
-    // Not in the middle of what somebody else is doing.
+    // Finish in a turn of its own: the engine or the outbox may be in the middle of something.
     loop.post([self = Weak<TerminalSession>(this)] {
         if (self) self->finish();
     });

@@ -3,21 +3,22 @@
 #include <string>
 #include <string_view>
 
-/// What a line that somebody typed is meant to be.
+/// A line that the user typed, and its kind.
 ///
 /// A line that begins with "/" is a command, without that one slash. One that begins with "@" is a
-/// direct message or a mistake, and never goes to the room: whoever misspells a name has not said it
-/// to everybody. Any other line goes to the room, as it stands; one that holds only blanks is nothing.
+/// direct message or a mistake, and never goes to the room: a misspelt name must not send the text to
+/// everybody. Any other line goes to the room, unchanged; one that holds only blanks is of the kind `nothing`.
 struct TypedLine {
     enum class Kind { nothing, command, direct, room };
 
     static TypedLine parse(std::string_view line);
 
-    /// Whether it is a command that the server answers: not one of those that the client keeps for itself.
+    /// Whether the line is a command that goes to the server, and so gets an answer: the client handles "name" and
+    /// "emoji" itself.
     bool expectsAnswer() const;
 
     Kind kind = Kind::nothing;
-    std::string text;  // direct: everything behind the "@"
+    std::string text;  // without the "/" of a command or the "@" of a direct message
 
     bool operator==(const TypedLine&) const = default;
 };

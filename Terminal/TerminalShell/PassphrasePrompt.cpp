@@ -19,7 +19,7 @@ volatile std::sig_atomic_t pendingSignal = 0;
 
 void noteSignal(int signal) { pendingSignal = signal; }
 
-/// Keeps the signals that would end or stop the program back until the terminal is as it was.
+/// Holds back signals that would end or stop the program, until the terminal's echo has been restored.
 class SignalHold {
 public:
     SignalHold() {
@@ -50,7 +50,7 @@ private:
     sigset_t maskBefore;
 };
 
-/// The controlling terminal, not echoing for as long as this lives.
+/// The controlling terminal, with its echo off while this object lives.
 class QuietTerminal {
 public:
     QuietTerminal() : file(open("/dev/tty", O_RDWR | O_CLOEXEC | O_NOCTTY)) {
@@ -76,7 +76,7 @@ public:
     Passphrase line(std::string_view prompt) const {
         say(prompt);
         std::string text;
-        // Room for all that may come, so that no copy is left behind when it grows.
+        // Reserve room for the longest passphrase: growing would leave copies in memory.
         text.reserve(PassphrasePrompt::maximumBytes + 1);
         const struct Wipe {
             ~Wipe() { Nacl::wipe(text); }
@@ -107,7 +107,7 @@ private:
 };
 
 bool areSame(const Passphrase& a, const Passphrase& b) {
-    // Both were typed by the same person a moment ago: nobody can learn from the time this takes.
+    // This need not take constant time: the same person has just typed both.
     return std::equal(a.view().begin(), a.view().end(), b.view().begin(), b.view().end());
 }
 

@@ -5,15 +5,15 @@
 #include <optional>
 #include <stdexcept>
 
-/// Why no passphrase could be had, in one line for the user.
+/// Says why there is no passphrase, in one line for the user.
 class PassphrasePromptError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
 
-/// Where the passphrase of a sealed file comes from: the environment, else the user at the terminal.
+/// Gets the passphrase of a sealed file from the environment, else from the user at the terminal.
 ///
-/// Standard input is never asked, since it may be what is to be said, and nothing is written to
+/// It is never read from standard input, which may hold the lines to send, and nothing is written to
 /// standard output. Main thread only, while no loop runs.
 class PassphrasePrompt {
 public:
@@ -22,14 +22,14 @@ public:
     /// The longest passphrase, in bytes.
     static constexpr std::size_t maximumBytes = 1024;
 
-    /// Takes VIMBLE_SECRET_PASSPHRASE out of the environment, so that no other program inherits it and
-    /// nobody reads it from the outside for long.
+    /// Takes VIMBLE_SECRET_PASSPHRASE out of the environment, so that no other program inherits it, and others
+    /// can't read it in /proc any more.
     PassphrasePrompt();
 
-    /// What the environment had, the first time; else what is typed on the controlling terminal, which
-    /// does not show it. One to be chosen is asked for twice, until the two agree.
-    /// @throws PassphrasePromptError  there is no terminal, or nothing was typed; a signal that came
-    ///         meanwhile does its work first
+    /// Returns the passphrase from the environment at the first call; else asks for one on the controlling
+    /// terminal, with the echo off. A new passphrase is asked for twice, until both are the same.
+    /// @throws PassphrasePromptError  there is no terminal, or nothing was typed, or the passphrase is too long.
+    ///         A signal that came meanwhile is raised before this returns or throws
     Passphrase ask(Purpose purpose);
 
 private:

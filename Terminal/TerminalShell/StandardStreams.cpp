@@ -14,7 +14,8 @@ namespace {
 
 constexpr std::size_t readSize = 64 * 1024;
 
-/// @return whether all of it was written; not if it could be only by waiting on after a signal
+/// Waits for a slow reader, until a signal asks the program to end.
+/// @return whether all bytes were written
 bool writeAll(int file, std::string_view bytes) {
     while (!bytes.empty()) {
         const ssize_t written = write(file, bytes.data(), bytes.size());
@@ -23,7 +24,7 @@ bool writeAll(int file, std::string_view bytes) {
             continue;
         }
         if (written < 0 && errno == EAGAIN) {
-            // Somebody who shares the terminal has made it so.
+            // Another program that shares the terminal has made it non-blocking.
             struct pollfd wanted {
                 file, POLLOUT, 0
             };
@@ -39,13 +40,13 @@ bool writeAll(int file, std::string_view bytes) {
 
 void claimStandardStreams() {
     for (int file = STDIN_FILENO; file <= STDERR_FILENO; ++file) {
-        // The lowest free number is taken, which is this one.
+        // `open` takes the lowest free number, which is `file`.
         if (fcntl(file, F_GETFD) < 0 && errno == EBADF) static_cast<void>(open("/dev/null", O_RDWR));
     }
 }
 
 void complain(std::string_view text) {
-    // In one write, so that lines of several programs on one terminal stay whole.
+    // Write the line at once, so that it is not mixed with those of other programs on the terminal.
     std::string line = "vimble-terminal: ";
     line.append(text).append("\n");
     writeAll(STDERR_FILENO, line);
@@ -68,10 +69,10 @@ void StandardInput::canRead() {
         handlers.read({bytes.data(), static_cast<std::size_t>(count)});
         return;
     }
-    // A terminal that was hung up reads as an input-output error.
+    // EIO means that the terminal was hung up, which is an ordinary end.
     if (count < 0 && errno != EIO) complain(std::string("standard input can't be read: ") + std::strerror(errno));
     notifier->setEnabled(false);
-    // Not destroyed inside its own signal.
+    // Destroy the notifier later: this is called by its own signal.
     notifier.release()->deleteLater();
     handlers.ended();
 }

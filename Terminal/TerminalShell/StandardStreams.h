@@ -11,21 +11,21 @@
 #include <string>
 #include <string_view>
 
-/// Opens /dev/null in the place of those of the three standard streams that are closed, so that no file
-/// of the program ever takes their number. Before anything else.
+/// Opens /dev/null for each of the three standard streams that is closed, so that no other file that the
+/// program opens gets the stream's number. Call it before anything else.
 void claimStandardStreams();
 
-/// One line to standard error, with the program's name in front.
+/// Writes one line to standard error, with the program's name in front.
 void complain(std::string_view text);
 
-/// Reads standard input, whatever it is (a terminal, a pipe, a file), without holding the loop.
+/// Reads standard input (a terminal, a pipe, a file) without blocking the loop.
 ///
-/// Main thread only, after the `QCoreApplication`. The handlers are called by the loop.
+/// Main thread only; make it after the `QCoreApplication`. The loop calls the handlers.
 class StandardInput {
 public:
     struct Handlers {
         std::function<void(std::string_view bytes)> read;
-        std::function<void()> ended;  // once; nothing more is read
+        std::function<void()> ended;  // called once; nothing is read after it
     };
 
     explicit StandardInput(Handlers handlers);
@@ -35,19 +35,19 @@ private:
     void canRead();
 
     Handlers handlers;
-    std::unique_ptr<QSocketNotifier> notifier;  // gone after the end
+    std::unique_ptr<QSocketNotifier> notifier;  // null after the end of input
 };
 
 /// Writes a session's lines to the standard streams.
 ///
-/// A write waits for a slow reader; a signal that asks the program to end frees it. Once standard
-/// output can't be written to, lines for it are dropped. Main thread only.
+/// A write waits for a slow reader, until a signal asks the program to end. When standard output can't be
+/// written to any more, further lines are dropped. Main thread only.
 class StandardOutput : public TerminalOutput, public SignalTarget {
 public:
-    /// What the session asks for beside lines. All are called by the loop, at a turn of their own, but
-    /// `setReading`.
+    /// What happens besides lines. The loop calls these in a turn of their own, except `setReading`, which is
+    /// called at once.
     struct Handlers {
-        std::function<void()> closed;  // standard output can't be written to; once
+        std::function<void()> closed;  // called once, when standard output can't be written to any more
         std::function<void(bool isReading)> setReading;
         std::function<void(int exitStatus)> ended;
     };
@@ -60,7 +60,7 @@ public:
     void setReading(bool isReading) override;
     void end(int exitStatus) override;
 
-    /// Whether all lines went out.
+    /// Whether all lines were written.
     bool isGood() const { return !isClosed; }
 
 private:

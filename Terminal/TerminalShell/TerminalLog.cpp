@@ -9,6 +9,6 @@ TerminalLog::TerminalLog(bool isDebug)
 void TerminalLog::write(LogLevel level, std::string_view subsystem, std::string_view category,
                         std::string_view message) {
     const bool isOfTheLink = subsystem == "StateKit" && category == "Websocket";
-    // A server's words may stand in it, such as the reason of a close.
+    // Escape the message: it may hold text from a server, such as the reason of a close.
     if (isDebug || !isOfTheLink) log.write(level, subsystem, category, Text::escaped(message));
 }

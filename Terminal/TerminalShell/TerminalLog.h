@@ -2,8 +2,8 @@
 
 #include "PlatformCore/SystemLog.h"
 
-/// What the engine logs, as somebody at a terminal wants it: errors, but not those of the link, which
-/// they are told in words of their own; everything with `--debug`. Any thread.
+/// The engine's log for a user at a terminal: errors, but not those of the link, which the session reports
+/// itself (`TerminalSession::trouble`); everything with `--debug`. Any thread.
 class TerminalLog : public LogSink {
 public:
     explicit TerminalLog(bool isDebug);

@@ -75,7 +75,7 @@ TEST(AddresseeTest, AKeyBeatsAName) {
     const State state = people({{a1, ""}, {b, "aaaaaa1"}});
     EXPECT_EQ(Addressee::parse("aaaaaa1 hi", state), (Addressee{a1, "hi"}));
     EXPECT_EQ(Addressee::parse("\"aaaaaa1\" hi", state), (Addressee{b, "hi"}));
-    // A word of such letters that begins no key is a name like any other.
+    // A word of hexadecimal letters that begins no key is a name like any other.
     EXPECT_EQ(Addressee::parse("decade hi", people({{b, "decade"}})), (Addressee{b, "hi"}));
 }
 

@@ -20,7 +20,7 @@ std::string json(const Event& event, JsonLines::Place place = JsonLines::Place::
     return JsonLines::line(event, place);
 }
 
-/// Reads one key back, as a bot would.
+/// Reads the key "text" back, as a bot would.
 struct TextOnly {
     std::string text;
     static constexpr auto fields = std::tuple{Field{"text", &TextOnly::text}};

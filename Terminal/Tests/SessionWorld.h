@@ -29,7 +29,7 @@ struct RecordedOutput : TerminalOutput {
     void end(int exitStatus) override { endings.push_back(exitStatus); }
 
     bool has(std::string_view wanted) const { return std::find(lines.begin(), lines.end(), wanted) != lines.end(); }
-    /// How many lines begin so.
+    /// The number of lines that begin with `beginning`.
     std::ptrdiff_t count(std::string_view beginning) const {
         return std::count_if(lines.begin(), lines.end(),
                              [&](const std::string& line) { return line.starts_with(beginning); });
@@ -57,7 +57,7 @@ public:
         kit.reset();
     }
 
-    /// Starts the program; the link is asked for, and not there yet.
+    /// Starts the session; it has asked for a link, which is not there yet.
     void start() {
         kit = std::make_unique<Kit>(KitEnvironment{loop, internets, secrets, transport, host, folder.path});
         kit->setEndpoint(*Endpoint::parse("chat.example.org"));
@@ -73,7 +73,7 @@ public:
         servers.push_back(std::make_unique<FakeServer>(transport.links.back(), me.publicKey));
         servers.back()->accept(people);
         loop.run();
-        servers.back()->takePacks();  // the "list"
+        servers.back()->takePacks();  // drops the command "list"
         return *servers.back();
     }
     FakeServer& startAndAnswer() {
@@ -86,7 +86,7 @@ public:
         loop.run();
     }
 
-    /// What the packs say to that reader, in order; the others are left out.
+    /// The records in the packs for that reader, in order; packs for others are left out.
     std::vector<PackPlaintext> takeRecords(FakeServer& server, const Keys& reader) {
         std::vector<PackPlaintext> records;
         for (const EncryptedPack& pack : server.takePacks())
@@ -113,7 +113,7 @@ public:
     std::unique_ptr<Kit> kit;
     std::unique_ptr<TerminalSession> session;
 
-    /// Questions to the network that are kept back while `keepsDrains`.
+    /// While `keepsDrains`, questions to the network are kept in `drains`, for the test to answer.
     bool keepsDrains = false;
     std::deque<std::pair<Seconds, std::function<void(bool)>>> drains;
 

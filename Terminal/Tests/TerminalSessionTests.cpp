@@ -18,7 +18,7 @@ const TerminalSession::Settings json{.form = OutputForm::json, .version = "1.2",
 
 }  // namespace
 
-// ---- what is written
+// ---- output
 
 TEST(TerminalSessionTest, TheBannerComesFirstAndThenWhatHappensInItsOrder) {
     SessionWorld world;
@@ -82,7 +82,7 @@ TEST(TerminalSessionTest, JsonTellsWhatTheUserSaid) {
     EXPECT_EQ(world.output.count(R"({"type":"notSent","line":"@nobody x")"), 1);
 }
 
-// ---- what is said
+// ---- sending
 
 TEST(TerminalSessionTest, ALineGoesToEverybodyAndADirectMessageToOne) {
     SessionWorld world;
@@ -133,7 +133,7 @@ TEST(TerminalSessionTest, WhatIsTypedBeforeTheLinkWaitsForTheListAndGoesInOrder)
     world.loop.run();
     EXPECT_THAT(server.takeCommands(), ElementsAre("list"));
 
-    // Not before the user is on the list.
+    // Nothing is sent before the user is on the list.
     server.sendList({{keyTextOf(2), false, true}});
     world.loop.run();
     EXPECT_THAT(server.takePacks(), IsEmpty());
@@ -163,7 +163,7 @@ TEST(TerminalSessionTest, NothingIsSealedForAListThatHasNotComeOverThisLink) {
     FakeServer second(world.transport.links.back(), world.me.publicKey);
     second.link->ready();
     second.greet();
-    // Authenticated, but without a list: the engine would seal for nobody, and forget the line.
+    // The link is authenticated, but has no list: the engine would seal the line for nobody, and forget it.
     second.sendResponse("welcome");
     world.loop.run();
     EXPECT_TRUE(world.kit->canSend());
@@ -181,7 +181,7 @@ TEST(TerminalSessionTest, WhomAMessageIsForIsDecidedWhenItIsTyped) {
     FakeServer& server = world.startAndAnswer();
     server.relay(world.bob, {std::nullopt, "Bob", "", std::nullopt});
     world.keepsDrains = true;
-    // So many that the last ones have to wait for their turn.
+    // Type so many lines that the last ones have to wait.
     for (int i = 0; i < 200; ++i) world.session->read("x\n");
     world.session->read("@Bob secret\n");
     world.loop.run();
@@ -286,7 +286,7 @@ TEST(TerminalSessionTest, AtTheEndOfInputWhatWasSaidIsProvedAndSaved) {
     EXPECT_THAT(world.output.notes, IsEmpty());
     EXPECT_EQ(State::load(world.folder.path, {}).room.messages.size(), 2u);
     EXPECT_EQ(State::load(world.folder.path, {}).connection, Connection::offline);
-    // The link is not given up: the program only ends.
+    // The session does not disconnect: ending the program closes the link.
     EXPECT_EQ(world.kit->state().connection, Connection::online);
 }
 
@@ -368,7 +368,7 @@ TEST(TerminalSessionTest, TheAnswerToACommandIsWaitedForAWhile) {
 TEST(TerminalSessionTest, AStateThatCannotBeSavedIsTold) {
     SessionWorld world;
     world.start();
-    // A file where the folder of the state would be.
+    // Put a file in the place of the state's folder.
     std::filesystem::remove_all(world.folder.path);
     Bytes nothing;
     std::FILE* file = std::fopen(world.folder.path.c_str(), "w");
@@ -380,7 +380,7 @@ TEST(TerminalSessionTest, AStateThatCannotBeSavedIsTold) {
     EXPECT_THAT(world.output.notes, ElementsAre(HasSubstr("the state could not be saved")));
 }
 
-// ---- signals, and a reader who goes
+// ---- signals, and the end of the output's reader
 
 TEST(TerminalSessionTest, AnInterruptionSavesAndCountsWhatWaits) {
     SessionWorld world;
@@ -486,7 +486,7 @@ TEST(TerminalSessionTest, ARefusedPersonAtAKeyboardMayTryAgainWithEnter) {
     world.loop.run();
     EXPECT_EQ(world.kit->state().connection, Connection::online);
     EXPECT_EQ(world.kit->state().room.messages.size(), 1u);
-    // Enter alone means nothing now.
+    // Enter alone does not connect again now.
     world.type("\n");
     EXPECT_EQ(world.transport.links.size(), 2u);
     static_cast<void>(server);
