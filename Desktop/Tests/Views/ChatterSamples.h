@@ -47,7 +47,7 @@ inline Transcript with(Transcript transcript, Transcript::Item item) {
     return transcript;
 }
 
-/// The rows but the last ones, with nothing shared.
+/// The first `count` rows, as a transcript that shares nothing with the given one.
 inline Transcript shortened(const Transcript& transcript, std::size_t count) {
     Transcript result;
     for (std::size_t i = 0; i < count; ++i) result.items.push_back(transcript.items[i]);

@@ -20,7 +20,7 @@ protected:
     }
 
     QScrollBar& bar() { return *view.verticalScrollBar(); }
-    /// From the lower edge of the screen to the end of the last row and what room there is below it.
+    /// The distance from the lower edge of the screen to the end of the list, with the room below the last row.
     int belowTheScreen() { return bar().maximum() - bar().value(); }
     std::size_t firstRow() { return view.rowAt(0).value(); }
 

@@ -39,7 +39,7 @@ protected:
         return transcript;
     }
 
-    /// In the middle of a row's last line, at the left edge of its text or at the right of it.
+    /// A point in the last line of a row: at the left edge of the text, or to the right of it.
     QPoint left(std::size_t row) { return {style.textLeft + 1, view.rowRect(row).bottom() - 8}; }
     QPoint right(std::size_t row) { return {view.viewport()->width() - 3, view.rowRect(row).bottom() - 8}; }
 

@@ -29,7 +29,7 @@ public:
     std::function<void()> then;
 };
 
-/// Hears of keys that its children leave alone.
+/// Counts the key presses that its children do not take.
 class Parent : public QWidget {
 public:
     int keys = 0;
@@ -65,7 +65,7 @@ Rgb rgb(const QColor& color) {
             static_cast<std::uint8_t>(color.blue())};
 }
 
-/// Or nearly so, as letters are smoothed.
+/// Whether a pixel has this colour, or nearly: the edges of letters are smoothed.
 bool hasColor(QWidget& widget, const QColor& color) {
     const QImage image = widget.grab().toImage();
     for (int y = 0; y < image.height(); ++y) {

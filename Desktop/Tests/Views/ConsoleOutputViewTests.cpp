@@ -20,7 +20,7 @@ namespace {
 class ConsoleOutputViewTest : public testing::Test {
 protected:
     ConsoleOutputViewTest() {
-        // 2026-11-15 15:31:51.9 in Greenwich.
+        // This is 2026-11-15 15:31:51.9 UTC.
         now = Date::fromUnix(1794756711.9);
         view.resize(400, 200);
         view.show();

@@ -18,7 +18,7 @@ QPalette paletteWith(QColor text, QColor disabled) {
     return palette;
 }
 
-/// The colour of the pixels that are covered wholly, if it is one; and how many there are.
+/// The number of pixels that are wholly covered, and their colour if all have the same.
 struct Covered {
     int count = 0;
     bool isOneColor = true;
@@ -63,7 +63,7 @@ TEST(IconsTest, AtAHigherRatioItIsDrawnWithMorePixelsRatherThanStretched) {
         EXPECT_EQ(pixmap.toImage().convertToFormat(QImage::Format_ARGB32).pixelColor(side / 2, side / 2),
                   plain.toImage().convertToFormat(QImage::Format_ARGB32).pixelColor(side / 2, side / 2));
     }
-    // A stretched picture has no more sharp edges than the small one.
+    // A small picture that was only stretched would have blurred edges, and so fewer wholly covered pixels.
     const int small = covered(icon.pixmap(QSize(16, 16), 1.0).toImage()).count;
     EXPECT_GT(covered(icon.pixmap(QSize(16, 16), 4.0).toImage()).count, 16 * small);
 }

@@ -42,7 +42,7 @@ protected:
         QTest::keyClick(&text(), key, modifiers);
     }
     void type(const QString& words) { QTest::keyClicks(&text(), words); }
-    /// As from the clipboard.
+    /// Pastes words from the clipboard.
     void paste(const QString& words) {
         QGuiApplication::clipboard()->setText(words);
         text().paste();

@@ -7,7 +7,7 @@
 
 namespace {
 
-/// The same in the plainest way.
+/// Does what RowHeights does, in the plainest way.
 struct NaiveHeights {
     std::vector<int> heights;
     std::vector<bool> measured;

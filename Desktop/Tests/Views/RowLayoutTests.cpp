@@ -16,7 +16,7 @@ RowContent words(const QString& text) {
     return content;
 }
 
-/// Left and right edge of what is drawn.
+/// The left and right edge of the pixels that are drawn.
 std::pair<int, int> inked(const RowLayout& row, int width) {
     QImage image(width, row.height(), QImage::Format_ARGB32_Premultiplied);
     image.fill(Qt::transparent);

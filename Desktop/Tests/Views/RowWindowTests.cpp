@@ -6,7 +6,7 @@
 
 namespace {
 
-/// A list whose estimates are wrong in every direction.
+/// A list whose estimates are too small for some rows and too large for others.
 struct WrongList {
     static int height(std::size_t row) { return 15 + static_cast<int>(row * 2654435761U % 380); }
     static int estimate(std::size_t row) { return 10 + static_cast<int>(row * 40503U % 200); }
@@ -19,7 +19,7 @@ struct WrongList {
         window.settle();
     }
 
-    /// Every row on the screen, one below the other, without a gap.
+    /// Expects that the rows fill the screen, one below the other without gaps.
     void expectFull(int page) const {
         const std::vector<RowWindow::VisibleRow>& rows = window.rows();
         ASSERT_FALSE(rows.empty());

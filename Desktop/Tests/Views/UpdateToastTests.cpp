@@ -36,7 +36,7 @@ protected:
     }
 
     QVariantAnimation& animation() { return *toast->findChild<QVariantAnimation*>(); }
-    /// Lets the slide that runs come to that moment.
+    /// Moves the running slide to a time after its start.
     void slideTo(int ms) { animation().setCurrentTime(ms); }
     QString text() { return toast->findChild<ElidedLabel*>(QStringLiteral("textLabel"))->text(); }
     Spinner& spinner() { return *toast->findChild<Spinner*>(); }
@@ -57,7 +57,7 @@ TEST_F(UpdateToastTest, AnAttachedOneSlidesUpAlongTheWholeEdge) {
     EXPECT_EQ(toast->geometry(), QRect(0, 400, 200, 48)) << "it begins below the edge";
     slideTo(90);
     EXPECT_GT(toast->y(), 352);
-    // Out of the curve's own equation: after half the time, 68.5 % of the way.
+    // By the equation of the curve, 68.5 % of the way is done after half the time.
     EXPECT_NEAR(toast->y(), 400 - 48 * 0.685, 1.0);
     slideTo(180);
     EXPECT_EQ(toast->geometry(), QRect(0, 352, 200, 48));
@@ -296,7 +296,7 @@ TEST_F(UpdateToastTest, TheWordOnTheButtonCanBeRead) {
         desktop.setColor(QPalette::HighlightedText, Qt::white);
         ground.setPalette(desktop);
         const QImage picture = button().grab().toImage();
-        // Between the button's edge and the word.
+        // Look at a column of pixels between the button's edge and the word.
         for (int y = 4; y < picture.height() - 4; ++y)
             EXPECT_GE(AuthorColor::contrast(rgb(picture.pixelColor(6, y)), {255, 255, 255}), 4.5)
                 << tint.name().toStdString() << " at " << y;
