@@ -34,7 +34,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/// Sees every file that is made in a folder, also if it has gone again.
+/// Notices every file that is made in a folder, even if it was removed again.
 class Watch {
 public:
     explicit Watch(const fs::path& folder) : queue(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {
@@ -68,7 +68,7 @@ protected:
         return status.st_mode & 07777;
     }
 
-    /// Opens the dialog, and hands it over as soon as it is on the screen.
+    /// Opens the dialog, and returns it as soon as it is on the screen.
     QPrintDialog* openDialog(QWidget& parent) {
         KeyExport(keys.secretKey.duplicate()).print(&parent, FakeHost(), [this](bool isPrinted) {
             outcome = isPrinted;
@@ -171,7 +171,7 @@ TEST_F(KeyExportFileTest, TheDialogBlocksItsWindowAloneAndPrintsWhatIsChosen) {
     EXPECT_EQ(mode(), 0600u);
     EXPECT_THAT(read(render(file, 150)), Optional(hex));
     EXPECT_EQ(parent.findChild<QMessageBox*>(), nullptr);
-    // And goes, with the page that it holds.
+    // The dialog is destroyed, and with it the page, which shows the key.
     const QPointer<QPrintDialog> gone(dialog);
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     EXPECT_TRUE(gone.isNull());
@@ -194,7 +194,7 @@ TEST_F(KeyExportFileTest, AFailureIsShownAboveTheWindow) {
     QPrintDialog* dialog = openDialog(parent);
     ASSERT_NE(dialog, nullptr);
     chooseFile(*dialog);
-    // Gone between the dialog's own look and the writing.
+    // Set paper that is too small for the key, and accept the dialog without its own checks.
     dialog->findChild<QLineEdit*>(QStringLiteral("filename"))->blockSignals(true);
     ASSERT_NE(dialog->printer(), nullptr);
     dialog->printer()->setPageSize(QPageSize(QSizeF(20, 20), QPageSize::Millimeter));

@@ -110,7 +110,7 @@ TEST_F(KeyExportTest, OnLargePaperTheCodeMeasures140PointsAndStandsLeft) {
     EXPECT_NEAR(left, 36 * 5, 3);
     int top = bottom;
     while (top > 0 && qGray(picture.pixel(left + 2, top - 3)) < 128) --top;
-    // The finder of the lower left corner: 7 of 37 modules.
+    // The finder pattern in the lower left corner is 7 of the 37 modules high.
     EXPECT_NEAR(bottom - top, 140 * 5 * 7 / 37, 8);
     EXPECT_GT(right, left + 120 * 5);
     EXPECT_LE(right, left + 140 * 5 + 3);
@@ -124,7 +124,7 @@ TEST_F(KeyExportTest, TwoHundredRandomKeysAreReadBackAt150DotsAnInch) {
     std::mt19937 random(seed);
     std::vector<std::string> texts;
     QStringList files;
-    // Each file is forced onto its medium, which 200 times on a busy disk is most of the time.
+    // Write to memory: each file is synced, and 200 syncs to a busy disk would take most of the test's time.
     const MemoryFolder prints;
     for (int at = 0; at < count; ++at) {
         SecretKey key;
@@ -134,11 +134,11 @@ TEST_F(KeyExportTest, TwoHundredRandomKeysAreReadBackAt150DotsAnInch) {
         print(exportOf(key), printed);
         files.append(QString::fromStdString(printed.native()));
     }
-    // Each is a file of its own; they are joined so that one process renders them all.
+    // Join the files, so that one process renders them all.
     const QString joined = QString::fromStdString((folder.path / "all.pdf").native());
     const QString pictures = QString::fromStdString((folder.path / "page").native());
     run(QStringLiteral("pdfunite"), files + QStringList(joined));
-    // Of the sheet, the corner that holds the page.
+    // Render only the corner of the sheet that holds the page.
     const QString side = QString::number(6 * dotsOfInch);
     run(QStringLiteral("pdftoppm"), {QStringLiteral("-gray"), QStringLiteral("-r"), QString::number(dotsOfInch),
                                      QStringLiteral("-W"), side, QStringLiteral("-H"), side, joined, pictures});
@@ -154,7 +154,7 @@ TEST_F(KeyExportTest, IsReadBackAtOtherResolutionsToo) {
 }
 
 TEST_F(KeyExportTest, SmallPaperMakesItSmallerAndWhatIsTakenIsReadBack) {
-    // Labels and cards, in millimetres.
+    // The sizes of labels and cards, in millimetres.
     for (const auto& [width, height] : {std::pair(85, 54), std::pair(62, 100), std::pair(70, 42)}) {
         SCOPED_TRACE(std::to_string(width) + " x " + std::to_string(height));
         print(exportOf(keys.secretKey), file, QPageSize(QSizeF(width, height), QPageSize::Millimeter));
@@ -185,7 +185,7 @@ TEST_F(KeyExportTest, AnEndlessNameStaysOnThePageAndOffTheCode) {
         host.hardware = name;
         print(exportOf(keys.secretKey, host), file);
         EXPECT_EQ(pages(file), 1);
-        // Its date is what the reader needs to tell two papers apart.
+        // The name must not push the date off the page: the user tells two papers apart by their dates.
         EXPECT_THAT(text(file).simplified().toStdString(), HasSubstr("21. November 2026 14:05"));
         const QImage picture = render(file, 150);
         EXPECT_THAT(read(picture), Optional(hex));

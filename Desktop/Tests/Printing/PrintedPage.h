@@ -23,10 +23,10 @@
 #include <optional>
 #include <string>
 
-/// Prints to PDF files, and reads them with tools that know nothing of the program.
+/// Prints to PDF files, and reads them with tools that have nothing to do with the program.
 namespace PrintedPage {
 
-/// The machine on which the tests run may have a printer, which is none of their business.
+/// Hides the printers of the machine on which the tests run, since the dialog would offer them.
 inline const bool hasNoPrinter = qputenv("CUPS_SERVER", "localhost:1");
 
 inline const QDateTime moment{QDate(2026, 11, 21), QTime(14, 5)};
@@ -47,7 +47,7 @@ inline void print(const KeyExport& page, const std::filesystem::path& file,
     page.printTo(printer);
 }
 
-/// What the tool writes to standard output.
+/// Runs a tool, and returns what it writes to standard output.
 inline QString run(const QString& program, const QStringList& arguments) {
     QProcess process;
     process.start(program, arguments);
@@ -71,7 +71,7 @@ inline QImage render(const std::filesystem::path& file, int dotsOfInch) {
     return QImage(name + QStringLiteral(".pgm"));
 }
 
-/// What a reader of codes finds in the picture.
+/// The content of the code in the picture, as the QR library reads it.
 inline std::optional<std::string> read(const QImage& picture) {
     const QImage grey = picture.convertToFormat(QImage::Format_Grayscale8);
     const ZXing::ImageView view(grey.constBits(), grey.width(), grey.height(), ZXing::ImageFormat::Lum,

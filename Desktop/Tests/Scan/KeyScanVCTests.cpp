@@ -241,7 +241,7 @@ TEST_F(KeyScanVCTest, WhatIsNoPictureIsExplained) {
 }
 
 TEST_F(KeyScanVCTest, APictureThatGrowsWhenItIsUnpackedIsRefused) {
-    // One bit a pixel: a hundred million of them are a file of a few kilobytes.
+    // With one bit a pixel, a hundred million black pixels are compressed to a few kilobytes.
     QImage bomb(10000, 10000, QImage::Format_Mono);
     bomb.fill(0);
     const QString path = save(bomb, "bomb.png");
@@ -349,7 +349,7 @@ TEST_F(KeyScanVCTest, APageFromAFileIsSeenWhole) {
     sheet.fill(Qt::white);
     QPainter painter(&sheet);
     painter.drawImage(0, 0, code);
-    // What a camera's picture would lose.
+    // Draw dark bars at the edges that would be cut off a camera's picture.
     painter.fillRect(0, 0, sheet.width(), sheet.height() / 40, Qt::black);
     painter.fillRect(0, sheet.height() * 39 / 40, sheet.width(), sheet.height() / 40 + 1, Qt::black);
     painter.end();
@@ -359,7 +359,7 @@ TEST_F(KeyScanVCTest, APageFromAFileIsSeenWhole) {
     const int middle = shown.width() / 2;
     for (const int y : {2, shown.height() - 3}) EXPECT_LT(qGray(shown.pixel(middle, y)), 50) << y;
     EXPECT_GT(qGray(shown.pixel(middle, shown.height() * 3 / 4)), 250);
-    // As it lies before the user: left is left.
+    // The sheet is not mirrored: its left side is at the left.
     const int sheetWidth = shown.height() / 3;
     const auto darkest = [&](int from, int to) {
         int grey = 255;

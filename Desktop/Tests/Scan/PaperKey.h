@@ -10,7 +10,7 @@
 #include <cstdint>
 #include <string>
 
-/// A paper key as it comes out of the printer.
+/// A picture of a printed paper key.
 namespace PaperKey {
 
 inline SecretKey key() {
@@ -22,7 +22,7 @@ inline SecretKey key() {
 inline std::string text() { return Nacl::hex(key().view()); }
 
 /// The page on white, with its border.
-/// @param modulePixels  the size of a module of the code, of which there are 37 a side and 4 of quiet zone on each
+/// @param modulePixels  the size of a module of the code, which has 37 modules a side and a quiet zone of 4
 inline QImage page(double modulePixels) {
     const double scale = modulePixels * (37 + 8) / KeyExport::View::codeSide;
     const int side = static_cast<int>((KeyExport::View::size().width() + 2 * KeyExport::View::border) * scale);

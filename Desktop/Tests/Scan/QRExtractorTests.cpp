@@ -22,16 +22,16 @@ namespace {
 
 constexpr unsigned seed = 20240917;
 
-/// What a camera does to a page.
+/// The ways in which a camera's picture of a page differs from the page.
 struct Distortion {
     double modulePixels = 4;
     double degrees = 0;  // turned in the plane of the picture
     double tilt = 0;     // about the vertical axis, in degrees
     double blur = 0;     // radius (sigma) in pixels
-    double black = 0;    // what black paper comes out as
-    double white = 255;  // and white
+    double black = 0;    // the grey of black paper in the picture
+    double white = 255;  // the grey of white paper in the picture
     double noise = 0;    // standard deviation
-    double shade = 0;    // how much darker the right edge is, of 1
+    double shade = 0;    // how much darker the right edge is, from 0 to 1
 };
 
 QImage blurred(const QImage& image, double sigma) {
@@ -62,7 +62,7 @@ QImage blurred(const QImage& image, double sigma) {
 
 /// A frame of 640 x 480 with the page's code in its middle.
 SharedFrame seen(const Distortion& how) {
-    // Drawn sharper than it is seen, and made smaller as a lens does.
+    // Draw the page larger than it is seen, and then make it smaller, as a lens does.
     const double drawn = 8;
     const QImage page = PaperKey::page(drawn);
     QImage image(640, 480, QImage::Format_Grayscale8);
@@ -77,7 +77,7 @@ SharedFrame seen(const Distortion& how) {
         view.scale(how.modulePixels / drawn, how.modulePixels / drawn);
         const double codeLeft = KeyExport::View::border * drawn * 45 / KeyExport::View::codeSide;
         view.translate(-(codeLeft + 22.5 * drawn), -0.62 * page.height());
-        // Several samples a pixel, where the toolkit would take one.
+        // Draw larger and scale down, to get several samples a pixel: Qt would take one.
         QImage large(1920, 1440, QImage::Format_Grayscale8);
         large.fill(QColor(150, 150, 150));
         QPainter onLarge(&large);
@@ -106,7 +106,7 @@ bool isRead(const SharedFrame& frame) {
     return QRExtractor::payload(*frame, QRExtractor::Effort::live) == PaperKey::text();
 }
 
-/// Goes from easy to hard, prints what is read, and returns the last degree up to which all was.
+/// Tries the degrees from easy to hard, prints which are read, and returns the last one before the first failure.
 double lastRead(const char* name, const std::vector<double>& degrees,
                 const std::function<Distortion(double)>& distortion) {
     std::printf("%-34s", name);

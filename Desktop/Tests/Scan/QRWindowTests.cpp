@@ -41,7 +41,7 @@ protected:
         camera.send(frame);
         while (worker->step()) loop.run();
     }
-    /// Brightness where the picture has one.
+    /// The brightness of the view halfway down, at `across` (0 to 1) of its width.
     int seen(double across) const {
         const QImage shown = view().grab().toImage();
         return qGray(shown.pixel(static_cast<int>(across * shown.width()), shown.height() / 2));
