@@ -31,16 +31,16 @@ namespace {
 using Status = QRScanner::Status;
 
 constexpr int patienceMs = 40'000;
-constexpr int toolPatienceMs = 12'000;  // longer than a silent camera needs to be tried again
+constexpr int toolPatienceMs = 12'000;  // longer than it takes until a silent camera is started again
 
-/// A camera that others see as a real one, before which a picture is held. The tool that plays it sometimes crashes
-/// when a reader comes or goes, which no real camera does: then it is plugged in once more.
+/// A camera that looks real to other programs, and always sees one picture. The tool that plays the camera sometimes
+/// crashes when a reader comes or goes, which no real camera does: then the tests plug it in again.
 class HeldPicture {
 public:
     explicit HeldPicture(const QString& path) {
         process.setProcessChannelMode(QProcess::ForwardedChannels);
         process.setProgram(QStringLiteral("gst-launch-1.0"));
-        // Without --no-fault a crash ends in a loop for somebody with a debugger.
+        // Without --no-fault, the tool would not end after a crash, but wait for a debugger.
         process.setArguments(
             (QStringLiteral("--no-fault -q filesrc location=%1 ! pngdec ! imagefreeze ! videoconvert ! videoscale ! "
                             "videorate ! video/x-raw,format=YUY2,width=640,height=480,framerate=15/1 ! identity "
@@ -63,7 +63,7 @@ public:
         process.waitForFinished(5000);
     }
 
-    /// It stays plugged in and sends nothing, as a camera does that another program has taken.
+    /// Makes the camera stay plugged in but send nothing, like one that another program has taken.
     void freeze() { ::kill(static_cast<pid_t>(process.processId()), SIGSTOP); }
     void thaw() { ::kill(static_cast<pid_t>(process.processId()), SIGCONT); }
 
@@ -74,7 +74,7 @@ private:
 
 bool waitFor(const std::function<bool()>& isSo, int timeMs = patienceMs) {
     const QDeadlineTimer deadline(timeMs);
-    QTimer wake;  // what is waited for may come from outside of this loop
+    QTimer wake;  // looks at the condition even without events: other processes may make it true
     wake.start(10);
     while (!isSo() && !deadline.hasExpired()) QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
     return isSo();
@@ -86,7 +86,7 @@ void waitMs(int time) {
     events.exec();
 }
 
-/// The camera programs that this process has started and that are still there.
+/// The camera programs that are children of this process and still exist.
 std::vector<pid_t> cameraPrograms() {
     std::vector<pid_t> found;
     for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
@@ -99,7 +99,7 @@ std::vector<pid_t> cameraPrograms() {
     return found;
 }
 
-// Waits for other processes, so it can't run in virtual time.
+// These tests wait for other processes, so they can't run in virtual time.
 class CameraOnPipeWireTest : public testing::Test {
 protected:
     void SetUp() override {
@@ -126,8 +126,8 @@ protected:
 
     void plug() { held.emplace(path); }
 
-    /// Whether a picture comes and its code is read. The tool that plays the camera may also stay and send nothing
-    /// any more: then it is plugged in once more.
+    /// Whether a picture comes and its code is read. The tool that plays the camera may also hang: then the camera is
+    /// plugged in again.
     bool reads() {
         for (int tries = 0; tries < 4; ++tries) {
             if (tries > 0) plug();
@@ -153,7 +153,7 @@ TEST_F(CameraOnPipeWireTest, ReadsAPaperKeyHeldBeforeTheCameraAndSurvivesItsUnpl
     scanner.start();
     ASSERT_TRUE(reaches(Status::noCamera));
 
-    // Plugged in while the scanner waits for one.
+    // A camera is plugged in while the scanner waits for one.
     plug();
     ASSERT_TRUE(reads());
     EXPECT_EQ(scanner.status(), Status::live);
@@ -174,7 +174,7 @@ TEST_F(CameraOnPipeWireTest, ReadsAPaperKeyHeldBeforeTheCameraAndSurvivesItsUnpl
     held->unplug();
     ASSERT_TRUE(reaches(Status::noCamera));
 
-    // And another one in its place.
+    // Another camera is plugged in.
     plug();
     ASSERT_TRUE(reads());
 }
@@ -183,7 +183,7 @@ TEST_F(CameraOnPipeWireTest, ACameraThatIsStoppedAmidAStartLeavesNothingBehind) 
     plug();
     for (int i = 0; i < 10; ++i) {
         scanner.start();
-        // A little later in each round: from before the process is there to about its first frame.
+        // Stop later in each round: at first before the process exists, at last at about its first frame.
         waitMs(i * 40);
         scanner.stop();
     }

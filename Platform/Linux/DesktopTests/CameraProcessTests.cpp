@@ -26,7 +26,7 @@ using testing::IsEmpty;
 
 constexpr int patienceMs = 60'000;
 
-/// printf's form of a header; sizes below 65536.
+/// A header as an argument of printf; width and height are below 65536.
 std::string header(int kind, int width, int height) {
     const auto octal = [](int byte) {
         std::string digits = "\\000";
@@ -41,10 +41,10 @@ std::string header(int kind, int width, int height) {
 
 std::string say(int kind, int width = 0, int height = 0) { return "printf '" + header(kind, width, height) + "'\n"; }
 
-/// Real children that behave badly. They wait for other processes, so this can't be in virtual time.
+/// Tests with real child processes that behave badly. They wait for these, so they can't run in virtual time.
 class CameraProcessTest : public testing::Test {
 protected:
-    /// A child that runs this, and says its number in a file first.
+    /// Starts a child that writes its process number to a file and then runs the script.
     void start(const std::string& script) {
         process = std::make_unique<CameraProcess>(
             "/bin/sh", std::vector<std::string>{"-c", "echo $$ > " + numberFile().native() + ".new && mv " +
@@ -63,7 +63,7 @@ protected:
                             ++ends;
                             if (onEnd) onEnd();
                         }});
-        // No handler within the start.
+        // No handler may be called within `start`.
         EXPECT_THAT(messages, IsEmpty());
         EXPECT_EQ(ends, 0);
     }
@@ -77,12 +77,12 @@ protected:
 
     static bool waitFor(const std::function<bool()>& isSo) {
         const QDeadlineTimer deadline(patienceMs);
-        QTimer wake;  // what is waited for may come from outside of this loop
+        QTimer wake;  // looks at the condition even without events: other processes may make it true
         wake.start(10);
         while (!isSo() && !deadline.hasExpired()) QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
         return isSo();
     }
-    /// Neither running nor a remainder that nobody has collected.
+    /// Whether the child neither runs nor is a zombie.
     static bool isGone(pid_t child) { return child > 0 && ::kill(child, 0) != 0 && errno == ESRCH; }
 
     TemporaryFolder folder;
@@ -113,7 +113,7 @@ TEST_F(CameraProcessTest, AChildThatSendsBitByBitIsWaitedFor) {
 }
 
 TEST_F(CameraProcessTest, AChildThatIsStoppedIsGoneSoonWhateverItDoes) {
-    // "exec", here as elsewhere: a child of the child would live on and hold the test's output open.
+    // Use "exec" in all scripts: a child of the child would live on and keep the test's output open.
     start("trap '' TERM INT HUP\n" + say(0) + "printf VCF1\nexec sleep 1000");
     ASSERT_TRUE(waitFor([&] { return messages.size() == 1; }));
     const pid_t child = number();
@@ -176,7 +176,7 @@ TEST_F(CameraProcessTest, WhoIsToldMayStopItStartItAgainOrDestroyIt) {
     EXPECT_TRUE(waitFor([&] { return isGone(child); }));
     EXPECT_EQ(messages.size(), 1U);
 
-    // Started again within, and destroyed at the first word after that.
+    // The handler starts the process again; the handler of the next message destroys it.
     onMessage = [this] {
         onMessage = [this] { process.reset(); };
         run();

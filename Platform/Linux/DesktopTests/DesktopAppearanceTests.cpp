@@ -25,7 +25,7 @@ const QString colorScheme = QStringLiteral("color-scheme");
 
 bool isDark(const QPalette& palette) { return palette.color(QPalette::Window).lightnessF() < 0.5F; }
 
-/// Luminance and contrast as WCAG 2.1 defines them.
+/// The luminance that WCAG 2.1 defines, for the contrast below.
 double luminance(const QColor& color) {
     const auto linear = [](double c) { return c <= 0.03928 ? c / 12.92 : std::pow((c + 0.055) / 1.055, 2.4); };
     return 0.2126 * linear(color.redF()) + 0.7152 * linear(color.greenF()) + 0.0722 * linear(color.blueF());
@@ -64,7 +64,7 @@ public:
         return true;
     }
 
-    /// Twice wrapped, as portals have answered since the first one did.
+    /// Answers Read with the value in two QDBusVariants, as all portals do.
     void answer() {
         const QDBusVariant inner(scheme);
         bus.send(asked.createReply(QVariant::fromValue(QDBusVariant(QVariant::fromValue(inner)))));
@@ -76,7 +76,7 @@ public:
         EXPECT_TRUE(bus.send(signal));
     }
 
-    QVariant scheme;  // invalid: does not answer
+    QVariant scheme;  // if invalid, the portal does not answer
     int reads = 0;
 
 private:
@@ -100,7 +100,7 @@ protected:
         QApplication::setStyle(QStringLiteral("Fusion"));
     }
 
-    /// Everything that the bus had for us until now has been handled.
+    /// Handles everything that the bus has for us up to now.
     void settle() {
         const QDBusPendingReply<QString> reply = own.asyncCall(QDBusMessage::createMethodCall(
             QStringLiteral("org.freedesktop.DBus"), QStringLiteral("/org/freedesktop/DBus"),
@@ -116,7 +116,8 @@ protected:
     QDBusConnection own{QString()};
 };
 
-// The first, since what others read over the bus has registered the types that hearing a change needs.
+// This must be the first test on the bus: a read in another test registers the types that the change signal needs, and
+// would hide that they were not registered.
 TEST_F(DesktopAppearanceOnBusTest, ItFollowsAChangeThereAndBackAgain) {
     const QPalette before = QApplication::palette();
     FakePortal portal(2U);

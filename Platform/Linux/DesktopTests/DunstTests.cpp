@@ -11,7 +11,7 @@
 
 #include <gtest/gtest.h>
 
-// With a real notification daemon on a bus and a screen of its own, which notifications.sh brings about.
+// These tests use a real notification daemon, for which notifications.sh starts a bus and a screen of their own.
 
 namespace {
 
@@ -30,7 +30,7 @@ bool displays(int count) {
     });
 }
 
-/// Of whoever provides the service now; empty without one.
+/// The process number of the service; empty if there is none.
 QString servicePid() {
     const QString answer = QString::fromStdString(
         run(QStringLiteral("dbus-send"),
@@ -61,7 +61,7 @@ TEST(NotificationsOnDunst, ABubbleIsShownAndClickedAndCleared) {
 
     center.removeAllDelivered();
     EXPECT_TRUE(displays(0));
-    // What is closed can be read.
+    // The texts of closed bubbles can be read from the daemon's history.
     const std::string history = dunst({QStringLiteral("history")});
     for (const char* expected : {"🦊 Ann · chat.example.com", "Is &lt;b&gt;1 &lt; 2&lt;/b&gt; &amp; so on? דנה 漢字",
                                  "🐙 Bert is online · chat.example.com", "im.received", "presence.online", "\"Vimble\""})

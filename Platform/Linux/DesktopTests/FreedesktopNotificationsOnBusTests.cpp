@@ -28,7 +28,7 @@ namespace {
 const QString serviceName = QStringLiteral("org.freedesktop.Notifications");
 const QString servicePath = QStringLiteral("/org/freedesktop/Notifications");
 
-/// A connection to the bus of its own, as each program has one.
+/// A connection of its own to the bus, like that of another program.
 class Connection {
 public:
     Connection() : name(QStringLiteral("notifications%1").arg(++count)) {
@@ -39,7 +39,7 @@ public:
     Connection& operator=(const Connection&) = delete;
     QDBusConnection bus() const { return QDBusConnection(name); }
 
-    /// Everything that the bus had for this connection until now has been handed to the loop.
+    /// Hands everything to the loop that the bus has for this connection up to now.
     void settle() const {
         const QDBusPendingReply<QString> reply = bus().asyncCall(QDBusMessage::createMethodCall(
             QStringLiteral("org.freedesktop.DBus"), QStringLiteral("/org/freedesktop/DBus"),
@@ -60,7 +60,7 @@ struct Shown {
     QVariantMap hints;
 };
 
-/// A notification service that does what a test wants of it.
+/// A notification service that a test controls.
 class FakeService : public QDBusVirtualObject {
 public:
     explicit FakeService(QStringList abilities = {QStringLiteral("actions"), QStringLiteral("body")})
@@ -96,7 +96,7 @@ public:
         return true;
     }
 
-    /// Answers what was held back.
+    /// Answers the calls that were held back.
     void answerHeld() {
         for (const QDBusMessage& message : std::exchange(held, {})) {
             if (message.member() == QLatin1String("Notify"))
@@ -156,7 +156,7 @@ protected:
         post(title);
         loop.advance(0.05);
     }
-    /// Everything that we and the service have sent until now, and the answers to it, has arrived.
+    /// Lets everything arrive that we and the service have sent up to now, and the answers.
     void settle() {
         for (int i = 0; i < 3; i++) {
             own.settle();
@@ -201,7 +201,7 @@ TEST_F(FreedesktopNotificationsOnBusTest, ABubbleComesAfterItsDelayWithWhatTheSe
     EXPECT_EQ(shown.hints[QStringLiteral("desktop-entry")], QStringLiteral("zorvane.Vimble"));
     EXPECT_EQ(shown.hints[QStringLiteral("category")], QStringLiteral("im.received"));
     EXPECT_EQ(shown.hints[QStringLiteral("suppress-sound")], true);
-    // Tests see no installed icon.
+    // No icon is installed where the tests run, so a picture is sent.
     EXPECT_EQ(shown.icon, QString());
     const auto image = shown.hints[QStringLiteral("image-data")].value<QDBusArgument>();
     ASSERT_EQ(image.currentSignature(), QStringLiteral("(iiibiiay)"));
@@ -274,7 +274,7 @@ TEST_F(FreedesktopNotificationsOnBusTest, ClearingClosesWhatIsShownAndNothingEls
     postNow("b");
     postNow("c");
     ASSERT_TRUE(shows(3));
-    // The user closes one, and another program has one.
+    // The user closes bubble 42, the second of ours.
     service->tell("NotificationClosed", {42U, 2U});
     settle();
     center->removeAllDelivered();
@@ -408,7 +408,7 @@ TEST_F(FreedesktopNotificationsOnBusTest, AServiceThatDiesTakesItsBubblesAlongAn
     settle();
     int clicks = 0;
     center->onActivated([&](const ActivationToken&) { clicks++; });
-    // Its numbers are its own.
+    // The new service uses number 41 for a bubble that is not ours.
     service->tell("ActionInvoked", {41U, QStringLiteral("default")});
     center->removeAllDelivered();
     settle();
@@ -441,7 +441,7 @@ TEST_F(FreedesktopNotificationsOnBusTest, AnotherServiceThatTakesTheNameOverIsAs
     ASSERT_TRUE(before->bus().unregisterService(serviceName));
     service = std::make_unique<FakeService>(QStringList());
     settle();
-    // The old one goes on talking, under a name that is no longer the service's.
+    // The old service sends another signal, but no longer owns the service's name.
     int clicks = 0;
     center->onActivated([&](const ActivationToken&) { clicks++; });
     before->tell("ActionInvoked", {41U, QStringLiteral("default")});
@@ -481,7 +481,7 @@ TEST_F(FreedesktopNotificationsOnBusTest, AServiceThatDoesNotAnswerHoldsALimited
     service->answersNotify = true;
     service->answerHeld();
     ASSERT_TRUE(shows(FreedesktopNotifications::mostShown));
-    // Of those behind the ones in flight the oldest are gone; of those on the screen the oldest was closed.
+    // The five oldest of those that waited were dropped, and the oldest open bubbles were closed.
     ASSERT_TRUE(turnUntil([&] { return service->all.size() == most; }));
     settle();
     EXPECT_EQ(service->all[FreedesktopNotifications::mostInFlight].summary,

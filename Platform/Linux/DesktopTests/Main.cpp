@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-// Widgets need an application, for as long as the tests run.
+// Widgets need a QApplication that lives as long as the tests run.
 int main(int argc, char** argv) {
     qputenv("QT_QPA_PLATFORM", "offscreen");
     const QApplication application(argc, argv);

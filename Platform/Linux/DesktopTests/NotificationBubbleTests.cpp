@@ -87,7 +87,7 @@ TEST(NotificationBubbleTest, WithoutABodyTheWordsFollowTheTitleOnOneLine) {
 TEST(NotificationBubbleTest, ControlAndDirectionChangingCharactersAreHarmless) {
     EXPECT_EQ(body("a\x1b[31mb\a\tc\r\nd"), "a[31mb\tc\nd");
     EXPECT_EQ(body(std::string("nul\0l", 5)), "null");
-    // Opened without an end: closed. Closed without a beginning: gone.
+    // A change of direction without an end is closed; an end without a beginning is removed.
     EXPECT_EQ(body("a\u202Eb"), "a\u202Eb\u202C");
     EXPECT_EQ(body("a\u202Cb\u2069c"), "abc");
     EXPECT_EQ(body("a\xff\xfe"), "a\uFFFD\uFFFD");
@@ -104,7 +104,8 @@ TEST(NotificationBubbleTest, LongWordsAreCutAfterAThousandCharactersAsPeopleCoun
     const std::string family = "👩‍👩‍👧";
     EXPECT_EQ(body(repeated("ä", 1000)), repeated("ä", 1000));
     EXPECT_EQ(body(repeated("ä", 1001)), repeated("ä", 1000) + "…");
-    // Longer in bytes than is looked at: cut between two of them, or within one, but never within a code point.
+    // These texts exceed the limit of bytes: they are cut between two emoji or within one, but never within a code
+    // point.
     for (int before = 0; before < 24; before++) {
         const std::string shown = body(std::string(static_cast<std::size_t>(before), 'a') + repeated(family, 2000));
         EXPECT_THAT(shown, EndsWith("…"));
@@ -112,7 +113,7 @@ TEST(NotificationBubbleTest, LongWordsAreCutAfterAThousandCharactersAsPeopleCoun
         EXPECT_LE(shown.size(), 16003U);
         EXPECT_GE(shown.size(), 15900U);
     }
-    // One character, as people count.
+    // All marks belong to one user-perceived character, so that only the limit of bytes cuts this text.
     EXPECT_LE(body("a" + repeated("\u0301", 100000)).size(), 16003U);
 }
 

@@ -1,11 +1,11 @@
-// Linked into the tests, not loaded: this says so to the macros below.
+// Tell the macros below that the plugin is linked into the tests, not loaded.
 #define QT_STATICPLUGIN
 
 #include <QProxyStyle>
 #include <QStylePlugin>
 #include <QtPlugin>
 
-/// A style "owncolors" that Qt can make by its name, as it makes those of a desktop.
+/// A style "owncolors" that Qt can make by its name, like the style plugins of a desktop.
 class OwnColorsStyle : public QStylePlugin {
     Q_OBJECT
     Q_PLUGIN_METADATA(IID QStyleFactoryInterface_iid FILE "OwnColorsStyle.json")

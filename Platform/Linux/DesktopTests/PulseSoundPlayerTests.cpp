@@ -15,13 +15,13 @@
 
 #include <gtest/gtest.h>
 
-// The suites need a machine without a sound server of its own each, which sounds.sh brings about.
+// Each suite needs a machine of its own, without a sound server; sounds.sh provides it.
 
 namespace {
 
 QString serverSocket() { return qEnvironmentVariable("XDG_RUNTIME_DIR") + QStringLiteral("/pulse/native"); }
 
-/// A sound server that plays into nothing, and lets what it plays be recorded.
+/// A sound server that plays to a null sink, which can be recorded.
 class NullServer {
 public:
     NullServer() {
@@ -42,7 +42,7 @@ private:
     QProcess process;
 };
 
-/// What is played from now on.
+/// Records everything that is played from now on.
 class Recording {
 public:
     Recording() {
@@ -64,7 +64,7 @@ public:
         return SoundFile::fromBytes(bytes);
     }
 
-    /// The sound that has come, once half a second of silence has followed it; empty if none does.
+    /// The recorded sound, once half a second of silence has followed it; empty if that does not happen in time.
     std::vector<int> sound(int withinMs = 20000) {
         std::vector<int> found;
         turnUntil(
@@ -86,7 +86,7 @@ private:
     QByteArray bytes;
 };
 
-/// How alike two signals are, from 0 to 1, at the best of some shifts.
+/// How similar two signals are, from 0 to 1, at the shift that fits best.
 double likeness(const std::vector<int>& a, const std::vector<int>& b) {
     constexpr int farthest = 200;
     double best = 0;
@@ -133,7 +133,7 @@ TEST(SoundsOnPulse, EachSoundArrivesAsItIs) {
     }
 }
 
-/// Plays until it is heard; what is said to a server that is not there yet is lost.
+/// Plays the sound until it is heard: sounds are lost while the server is still starting.
 bool isHeardAfterSomeTries(PulseSoundPlayer& player) {
     Recording recording;
     for (int i = 0; i < 20; i++) {
@@ -201,7 +201,7 @@ TEST(SoundsWithHungServer, NobodyWaitsForIt) {
         PulseSoundPlayer player;
         for (int i = 0; i < 1000; i++) player.play("chat");
         EXPECT_LT(clock.elapsed(), 1000);
-        // It has taken the call, and says nothing.
+        // The server has the player's connection, but never answers.
         ASSERT_TRUE(turnUntil([&] { return server.hasPendingConnections(); }));
         clock.start();
         for (int i = 0; i < 1000; i++) player.play("join");

@@ -23,7 +23,7 @@ using Outcome = SingleInstance::Outcome;
 
 namespace {
 
-/// A connection to the bus of its own, as each program has one.
+/// A connection of its own to the bus, like that of another program.
 class Connection {
 public:
     Connection() : name(QStringLiteral("connection%1").arg(++count)) {
@@ -39,7 +39,7 @@ private:
     QString name;
 };
 
-/// What one that starts later comes to, on a thread of its own since it waits for the answer of ours.
+/// The outcome of a program that starts later. It runs on a thread of its own, since it waits for our answer.
 struct Later {
     Outcome outcome;
     QString error;
@@ -73,7 +73,7 @@ public:
     std::atomic<int> calls = 0;
 };
 
-/// Everything that a program's handlers were told, a line each.
+/// The calls of a program's handlers, a line each.
 struct Told {
     std::vector<std::string> lines;
 
@@ -91,12 +91,12 @@ struct Told {
 class SingleInstanceOnBusTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        // Another name for each test: the bus gives one back when it gets to it.
+        // Use another name for each test: the bus may not have released the last one yet.
         name = QStringLiteral("zorvane.Vimble.test%1").arg(++tests);
     }
 
-    /// A call as some other program on the bus would send it.
-    /// @return the answer's error; empty without one
+    /// Sends a call as any program on the bus could.
+    /// @return the name of the error in the answer; empty if there is none
     QString callRaw(const char* method, const QVariantList& arguments) {
         QDBusMessage message =
             QDBusMessage::createMethodCall(name, SingleInstance::objectPath(name),
@@ -108,7 +108,7 @@ protected:
     }
 
     void turn() {
-        // Whatever is posted, and what that posts in turn.
+        // Handle posted events, and those that they post in turn.
         for (int i = 0; i < 200; i++) QCoreApplication::processEvents();
     }
 
@@ -171,7 +171,7 @@ TEST_F(SingleInstanceOnBusTest, OfManyThatStartTogetherOneIsTheFirst) {
         outcome = std::async(std::launch::async, [&] {
             const Connection connection;
             SingleInstance instance(name, connection.bus());
-            // Nobody turns a loop here, so those who lose have to give up by themselves.
+            // No loop turns here, so the first never answers, and the others have to give up by themselves.
             const Outcome mine = instance.claim({}, {}, 2s);
             claimed++;
             done.wait();
@@ -187,7 +187,7 @@ TEST_F(SingleInstanceOnBusTest, OfManyThatStartTogetherOneIsTheFirst) {
 TEST_F(SingleInstanceOnBusTest, OneThatDoesNotAnswerIsReportedOnceTheTimeIsOver) {
     SingleInstance first(name, own.bus());
     ASSERT_EQ(first.claim({}, {}), Outcome::first);
-    // Our loop does not turn while this waits, so that the first is as one that hangs.
+    // Our loop does not turn while this waits, so the first program acts like one that hangs.
     auto later = startLater(name, {QStringLiteral("vimble:1")}, {}, 1s);
     const Later end = later.get();
     EXPECT_EQ(end.outcome, Outcome::noAnswer);
@@ -338,7 +338,7 @@ TEST_F(SingleInstanceOnBusTest, AHandlerMayTurnTheLoopWhileOthersCall) {
     first.setHandlers({[&](const ActivationToken&) {
                            depth++;
                            depths.push_back(depth);
-                           // As a dialog does.
+                           // Turn the loop within the handler, as a dialog does.
                            if (depths.size() == 1) {
                                EXPECT_EQ(callRaw("Activate", {QVariantMap()}), QString());
                            }

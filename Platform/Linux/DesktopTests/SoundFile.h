@@ -6,7 +6,7 @@
 
 #include <vector>
 
-/// One of the application's sounds, as the player reads it: 16 bit, mono, a plain header before the samples.
+/// One of the application's sounds, read from its file: 16 bit, mono, a plain header before the samples.
 struct SoundFile {
     explicit SoundFile(const QString& name) {
         QFile file(QStringLiteral(":/vimble/sounds/%1.wav").arg(name));

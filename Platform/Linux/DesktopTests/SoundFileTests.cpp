@@ -8,7 +8,7 @@
 
 namespace {
 
-/// How much of a pitch there is in a part of a sound (Goertzel).
+/// The strength of a pitch in a part of a sound (Goertzel's algorithm).
 double strength(const std::vector<int>& samples, double pitch, double from, double to) {
     const double step = 2 * std::numbers::pi * pitch / SoundFile::rate;
     double real = 0;
@@ -21,7 +21,7 @@ double strength(const std::vector<int>& samples, double pitch, double from, doub
     return std::hypot(real, imaginary);
 }
 
-/// The strongest of the pitches between 200 and 4000 Hz, to a semitone's twelfth.
+/// The strongest pitch between 200 and 4000 Hz, exact to a twelfth of a semitone.
 double mainPitch(const std::vector<int>& samples, double from, double to) {
     double best = 0;
     double most = 0;
@@ -70,7 +70,7 @@ TEST_P(SoundFileTest, BeginsAndEndsInSilenceAndDoesNotClick) {
         EXPECT_EQ(sound.samples[i], 0);
         EXPECT_EQ(sound.samples[sound.samples.size() - 1 - i], 0);
     }
-    // What changes faster than the tones themselves do is heard as a click: here the curvature stays near theirs.
+    // A jump that is faster than the tones themselves is heard as a click, so the curvature must stay near theirs.
     double bend = 0;
     double sum = 0;
     for (std::size_t i = 1; i + 1 < sound.samples.size(); i++) {

@@ -17,8 +17,8 @@ using ::testing::IsEmpty;
 
 namespace {
 
-// The platform of these tests never takes the front away from a program that has had it, so that its moves are told
-// by the application's signal.
+// The offscreen platform never makes a program inactive that was active, so the tests emit the application's signal
+// themselves.
 class WindowActivityTest : public ::testing::Test {
 protected:
     void SetUp() override {

@@ -1,6 +1,6 @@
 #!/bin/sh
-# Runs the tests of sound that need a machine of one kind: sounds.sh PROGRAM SUITE, with a home folder and, for
-# SoundsOnPulse, a sound server of its own that plays into nothing. Passes only if tests have run.
+# Runs one suite of the sound tests: sounds.sh PROGRAM SUITE, with a home folder of its own, in which the tests find no
+# sound server but the one that they start. Passes only if tests have run.
 set -eu
 
 program=$1
@@ -14,7 +14,7 @@ unset DISPLAY WAYLAND_DISPLAY PULSE_SERVER PULSE_RUNTIME_PATH XDG_CONFIG_HOME XD
 export HOME="$made" XDG_RUNTIME_DIR="$made/run" QT_QPA_PLATFORM=offscreen DBUS_SESSION_BUS_ADDRESS="unix:path=$made/none"
 mkdir -m 700 "$XDG_RUNTIME_DIR"
 
-# Nobody starts a server on demand.
+# Keep clients from starting a server on demand.
 mkdir -p "$HOME/.config/pulse"
 echo "autospawn = no" >"$HOME/.config/pulse/client.conf"
 

@@ -1,5 +1,5 @@
 #!/bin/sh
-# Runs the test of the real camera, with a session bus and a media server of its own:
+# Runs the test with a virtual camera, with a session bus and a media server of its own:
 # virtual-camera.sh PROGRAM. Passes only if the test has run.
 set -eu
 
@@ -11,7 +11,7 @@ if [ -z "${VIMBLE_CAMERA_HOME:-}" ]; then
     unset DISPLAY WAYLAND_DISPLAY DBUS_SESSION_BUS_ADDRESS XDG_DATA_HOME XDG_CONFIG_HOME XDG_CACHE_HOME
     export HOME="$VIMBLE_CAMERA_HOME" XDG_RUNTIME_DIR="$VIMBLE_CAMERA_HOME/run"
     mkdir -m 700 "$XDG_RUNTIME_DIR"
-    # What looks after Bluetooth ends the session manager where nobody looks after logins, as in a container.
+    # Turn Bluetooth off: its monitor ends the session manager if there is no login manager, as in a container.
     mkdir -p "$HOME/.config/wireplumber/bluetooth.lua.d"
     echo 'bluez_monitor.enabled = false' >"$HOME/.config/wireplumber/bluetooth.lua.d/51-none.lua"
     dbus-run-session -- "$0" "$program"
@@ -29,11 +29,11 @@ again() {
     [ $tries -lt 300 ] || { echo "pipewire does not come up" >&2; cat "$HOME"/*.log >&2; exit 1; }
     sleep 0.1
 }
-# The session manager ends at once where it finds no server.
+# The session manager ends at once if it finds no server, so wait for that first.
 until pw-cli info 0 >/dev/null 2>&1; do again; done
 wireplumber >"$HOME/wireplumber.log" 2>&1 &
 manager=$!
-# A source that comes before the session manager is ready crashes.
+# A source that comes before the session manager is ready crashes, so wait for that too.
 until pw-cli ls Client 2>/dev/null | grep -q WirePlumber; do again; done
 sleep 1
 
