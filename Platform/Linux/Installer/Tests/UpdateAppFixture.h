@@ -1,6 +1,6 @@
 #pragma once
 
-#include "../UpdateTests/AnswerServer.h"
+#include "../../Update/Tests/AnswerServer.h"
 #include "InstallerFixture.h"
 
 #include <QByteArray>
