@@ -1,5 +1,5 @@
-#include "ProgramRun.h"
-#include "TestIdentity.h"
+#include "SigningSupport/ProgramRun.h"
+#include "SigningSupport/TestIdentity.h"
 #include "TestSupport/TemporaryFolder.h"
 
 #include <filesystem>

@@ -1,7 +1,7 @@
 #include "UpdateDesk.h"
 
-#include "ProgramRun.h"
-#include "TestIdentity.h"
+#include "SigningSupport/ProgramRun.h"
+#include "SigningSupport/TestIdentity.h"
 
 #include "PlatformBundle/RunningProcess.h"
 #include "PlatformBundle/Spawn.h"

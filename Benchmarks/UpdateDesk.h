@@ -1,7 +1,7 @@
 #pragma once
 
 #include "HiddenScreen.h"
-#include "PrivateBus.h"
+#include "QtTestSupport/PrivateBus.h"
 
 #include "PlatformBundle/StagingFolders.h"
 #include "PlatformCore/XPCInstallerClient.h"

@@ -4,8 +4,8 @@
 
 #include "CodeSignature/CertificateChain.h"
 #include "CodeSignature/CodeSignatureError.h"
+#include "SigningSupport/TestIdentity.h"
 #include "TestBundle.h"
-#include "TestIdentity.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

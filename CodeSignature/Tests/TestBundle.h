@@ -1,7 +1,7 @@
 #pragma once
 
-#include "ProgramRun.h"
-#include "TestIdentity.h"
+#include "SigningSupport/ProgramRun.h"
+#include "SigningSupport/TestIdentity.h"
 #include "TestSupport/TemporaryFolder.h"
 
 #include <filesystem>

@@ -1,7 +1,7 @@
 #include "Publisher.h"
 
 #include "Base/Check.h"
-#include "ProgramRun.h"
+#include "SigningSupport/ProgramRun.h"
 
 #include <gtest/gtest.h>
 

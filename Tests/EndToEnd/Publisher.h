@@ -1,6 +1,6 @@
 #pragma once
 
-#include "TestIdentity.h"
+#include "SigningSupport/TestIdentity.h"
 
 #include <filesystem>
 #include <string>

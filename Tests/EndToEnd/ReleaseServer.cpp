@@ -1,7 +1,7 @@
 #include "ReleaseServer.h"
 
 #include "ChatWorld.h"
-#include "ProgramRun.h"
+#include "SigningSupport/ProgramRun.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,7 @@
 #include "PlatformCore/ApplicationFolder.h"
 
-#include "Environment.h"
+#include "TestSupport/EnvironmentVariable.h"
+#include "TestSupport/TemporaryFolder.h"
 
 #include <csignal>
 #include <fcntl.h>
@@ -44,8 +45,8 @@ protected:
     TemporaryFolder home;
     const fs::path data = home.path / "data";
     const fs::path cache = home.path / "cache";
-    const Variable dataHome{"XDG_DATA_HOME", data.string()};
-    const Variable cacheHome{"XDG_CACHE_HOME", cache.string()};
+    const EnvironmentVariable dataHome{"XDG_DATA_HOME", data.string()};
+    const EnvironmentVariable cacheHome{"XDG_CACHE_HOME", cache.string()};
     const Date now{800000000};
 };
 
@@ -70,9 +71,9 @@ TEST_F(ApplicationFolderTest, AnotherFolderMayBeGivenAlsoARelativeOne) {
 }
 
 TEST_F(ApplicationFolderTest, WithoutVariablesItLiesInTheHomeFolder) {
-    const Variable noData("XDG_DATA_HOME", std::nullopt);
-    const Variable relative("XDG_CACHE_HOME", "not/absolute");
-    const Variable homeFolder("HOME", home.path.string());
+    const EnvironmentVariable noData("XDG_DATA_HOME", std::nullopt);
+    const EnvironmentVariable relative("XDG_CACHE_HOME", "not/absolute");
+    const EnvironmentVariable homeFolder("HOME", home.path.string());
     const ApplicationFolder folder = open();
     EXPECT_EQ(folder.path(), home.path / ".local/share/zorvane.Vimble");
     EXPECT_EQ(folder.temporary(), home.path / ".cache/zorvane.Vimble/tmp");

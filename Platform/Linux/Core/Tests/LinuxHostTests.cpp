@@ -1,6 +1,7 @@
 #include "PlatformCore/LinuxHost.h"
 
-#include "Environment.h"
+#include "TestSupport/EnvironmentVariable.h"
+#include "TestSupport/TemporaryFolder.h"
 
 #include <fstream>
 #include <sys/utsname.h>
@@ -81,18 +82,18 @@ TEST_F(LinuxHostTest, WhatStandsInAFileCanNotBreakAHeaderOrGrowWithoutEnd) {
 }
 
 TEST_F(LinuxHostTest, TheLocaleComesFromTheEnvironmentInItsOrder) {
-    const Variable all("LC_ALL", std::nullopt);
-    const Variable messages("LC_MESSAGES", std::nullopt);
-    const Variable lang("LANG", "de_CH.UTF-8@euro");
+    const EnvironmentVariable all("LC_ALL", std::nullopt);
+    const EnvironmentVariable messages("LC_MESSAGES", std::nullopt);
+    const EnvironmentVariable lang("LANG", "de_CH.UTF-8@euro");
     EXPECT_EQ(host.localeIdentifier(), "de_CH");
-    const Variable nearer("LC_MESSAGES", "fr_CH");
+    const EnvironmentVariable nearer("LC_MESSAGES", "fr_CH");
     EXPECT_EQ(host.localeIdentifier(), "fr_CH");
-    const Variable nearest("LC_ALL", "C.UTF-8");
+    const EnvironmentVariable nearest("LC_ALL", "C.UTF-8");
     EXPECT_EQ(host.localeIdentifier(), "en_US_POSIX");
 }
 
 TEST_F(LinuxHostTest, TheTimeZoneIsAnIdentifier) {
-    const Variable zone("TZ", "Europe/Zurich");
+    const EnvironmentVariable zone("TZ", "Europe/Zurich");
     EXPECT_EQ(host.timeZoneIdentifier(), "Europe/Zurich");
 }
 

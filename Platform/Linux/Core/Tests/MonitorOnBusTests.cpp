@@ -1,6 +1,6 @@
 #include "PlatformCore/NetlinkPathMonitor.h"
 
-#include "QtWait.h"
+#include "QtTestSupport/QtWait.h"
 #include "TestSupport/TestLoop.h"
 
 #include <QDBusConnection>

@@ -1,7 +1,7 @@
 #include "PlatformCore/NetlinkPathMonitor.h"
 
 #include "PlatformCore/SleepWatch.h"
-#include "QtWait.h"
+#include "QtTestSupport/QtWait.h"
 #include "TestSupport/TestLoop.h"
 
 #include <QDBusMessage>

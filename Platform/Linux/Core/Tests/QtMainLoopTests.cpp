@@ -1,6 +1,6 @@
 #include "PlatformCore/QtMainLoop.h"
 
-#include "QtWait.h"
+#include "QtTestSupport/QtWait.h"
 
 #include <chrono>
 #include <memory>

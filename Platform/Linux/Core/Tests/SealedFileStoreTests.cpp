@@ -1,7 +1,7 @@
 #include "PlatformCore/SealedFileStore.h"
 
-#include "Environment.h"
 #include "SecretStoreSuite.h"
+#include "TestSupport/TemporaryFolder.h"
 
 #include <algorithm>
 #include <csignal>

@@ -1,9 +1,9 @@
-#include "Environment.h"
 #include "PlatformCore/LibsecretClient.h"
 #include "PlatformCore/QtMainLoop.h"
 #include "PlatformCore/SecretServiceStore.h"
-#include "QtWait.h"
+#include "QtTestSupport/QtWait.h"
 #include "StateKit/WorkerThread.h"
+#include "TestSupport/EnvironmentVariable.h"
 #include "VimbleKit/KeyAccess.h"
 
 #include <QDBusArgument>
@@ -223,7 +223,7 @@ TEST(SecretServiceLockedKeyTest, APromptThatIsDismissedKeepsTheOldKey) {
     lockEverything();
     {
         // There is none to be seen, so that the service dismisses it by itself.
-        const Variable display("DISPLAY", ":4711");
+        const EnvironmentVariable display("DISPLAY", ":4711");
         const std::string cancelled = "failed " + std::to_string(SecretStatuses::userCanceled);
         Asker asker;
         EXPECT_EQ(asker.regenerate(), cancelled);

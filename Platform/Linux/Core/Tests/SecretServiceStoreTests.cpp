@@ -1,8 +1,8 @@
 #include "PlatformCore/SecretServiceStore.h"
 
-#include "Environment.h"
 #include "PlatformCore/LibsecretClient.h"
 #include "SecretStoreSuite.h"
+#include "TestSupport/EnvironmentVariable.h"
 
 #include <QCoreApplication>
 #include <QDBusConnection>
@@ -116,7 +116,7 @@ TEST(SecretServiceLockedTest, ALockedStoreNeverSaysThatAnItemIsMissing) {
 
 TEST(SecretServiceLockedTest, WhereAPromptCanBeSeenItWasDismissed) {
     lockEverything();
-    const Variable display("DISPLAY", ":4711");
+    const EnvironmentVariable display("DISPLAY", ":4711");
     EXPECT_EQ(SecretServiceStore().copyMatching(query()).status, SecretStatuses::userCanceled);
 }
 

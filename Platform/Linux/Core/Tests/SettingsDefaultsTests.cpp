@@ -1,8 +1,9 @@
 #include "PlatformCore/SettingsDefaults.h"
 
-#include "Environment.h"
-#include "QtWait.h"
+#include "QtTestSupport/QtWait.h"
+#include "TestSupport/EnvironmentVariable.h"
 #include "TestSupport/LogLines.h"
+#include "TestSupport/TemporaryFolder.h"
 
 #include <filesystem>
 #include <fstream>
@@ -194,7 +195,7 @@ TEST_F(SettingsDefaultsTest, AReadOnlyFileIsReadAndStaysAsItIs) {
 
 TEST(SettingsDefaultsPlaceTest, WithoutADataFolderTheyLieUnderTheIdentifier) {
     const TemporaryFolder home;
-    const Variable configHome("XDG_CONFIG_HOME", home.path.native());
+    const EnvironmentVariable configHome("XDG_CONFIG_HOME", home.path.native());
     {
         SettingsDefaults defaults(std::nullopt);
         defaults.setBool(key, true);

@@ -1,6 +1,7 @@
 #include "PlatformCore/SystemLog.h"
 
-#include "Environment.h"
+#include "TestSupport/EnvironmentVariable.h"
+#include "TestSupport/TemporaryFolder.h"
 
 #include <cstring>
 #include <fcntl.h>
@@ -151,7 +152,8 @@ TEST(SystemLogTest, AProgramOnATerminalWritesToStandardErrorUnlessThatIsTheJourn
 
     struct stat status {};
     fstat(STDERR_FILENO, &status);
-    const Variable stream("JOURNAL_STREAM", std::to_string(status.st_dev) + ":" + std::to_string(status.st_ino));
+    const EnvironmentVariable stream("JOURNAL_STREAM",
+                                     std::to_string(status.st_dev) + ":" + std::to_string(status.st_ino));
     SystemLog service(SystemLog::Destination::standardError, LogLevel::info, "vimble", journal.path());
     service.write(LogLevel::info, "a", "b", "d");
     EXPECT_EQ(errors.text(), "a/b: c\n");
@@ -166,7 +168,7 @@ TEST(SystemLogTest, OnlyTheStreamThatTheEnvironmentNamesIsTheJournal) {
     const std::string device = std::to_string(status.st_dev);
     const std::string inode = std::to_string(status.st_ino);
     const auto isJournal = [&](const std::optional<std::string>& value) {
-        const Variable stream("JOURNAL_STREAM", value);
+        const EnvironmentVariable stream("JOURNAL_STREAM", value);
         return SystemLog::isJournal(ends[0]);
     };
     EXPECT_TRUE(isJournal(device + ":" + inode));

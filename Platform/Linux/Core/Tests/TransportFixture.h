@@ -1,7 +1,7 @@
 #pragma once
 
 #include "PlatformCore/QtTransport.h"
-#include "QtWait.h"
+#include "QtTestSupport/QtWait.h"
 #include "TestSupport/TestLoop.h"
 
 #include <memory>

@@ -1,6 +1,6 @@
 #include "PlatformDesktop/DesktopAppearance.h"
 
-#include "QtWait.h"
+#include "QtTestSupport/QtWait.h"
 
 #include <QApplication>
 #include <QDBusMessage>

@@ -1,7 +1,7 @@
 #include "PlatformDesktop/FreedesktopNotifications.h"
 
 #include "PlatformCore/QtMainLoop.h"
-#include "QtWait.h"
+#include "QtTestSupport/QtWait.h"
 
 #include <QApplication>
 #include <QIcon>

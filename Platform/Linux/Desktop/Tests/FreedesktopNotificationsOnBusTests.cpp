@@ -1,6 +1,6 @@
 #include "PlatformDesktop/FreedesktopNotifications.h"
 
-#include "QtWait.h"
+#include "QtTestSupport/QtWait.h"
 #include "TestSupport/TestLoop.h"
 
 #include <QApplication>

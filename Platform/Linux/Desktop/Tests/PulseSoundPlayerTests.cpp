@@ -1,7 +1,7 @@
 #include "PlatformDesktop/PulseSoundPlayer.h"
 
 #include "PlatformCore/QtMessages.h"
-#include "QtWait.h"
+#include "QtTestSupport/QtWait.h"
 #include "SoundFile.h"
 
 #include <QDir>

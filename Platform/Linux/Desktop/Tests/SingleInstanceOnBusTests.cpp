@@ -1,6 +1,6 @@
 #include "PlatformDesktop/SingleInstance.h"
 
-#include "QtWait.h"
+#include "QtTestSupport/QtWait.h"
 
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>

@@ -1,7 +1,8 @@
 #include "PlatformDesktop/SingleInstance.h"
 
-#include "Environment.h"
 #include "PlatformCore/ApplicationFolder.h"
+#include "TestSupport/EnvironmentVariable.h"
+#include "TestSupport/TemporaryFolder.h"
 
 #include <QDBusConnection>
 
@@ -15,7 +16,7 @@ namespace fs = std::filesystem;
 
 TEST(SingleInstanceTest, TheDefaultFolderHasThePlainNameHoweverItIsWritten) {
     const TemporaryFolder home;
-    const Variable dataHome("XDG_DATA_HOME", home.path.string());
+    const EnvironmentVariable dataHome("XDG_DATA_HOME", home.path.string());
     EXPECT_EQ(SingleInstance::busName(std::nullopt), QStringLiteral("zorvane.Vimble"));
     EXPECT_EQ(SingleInstance::busName(home.path / "zorvane.Vimble"), QStringLiteral("zorvane.Vimble"));
     EXPECT_EQ(SingleInstance::busName(home.path / "x" / ".." / "zorvane.Vimble" / ""),

@@ -1,7 +1,7 @@
 #include "PlatformDesktop/WindowActivation.h"
 
-#include "Environment.h"
-#include "QtWait.h"
+#include "QtTestSupport/QtWait.h"
+#include "TestSupport/EnvironmentVariable.h"
 
 #include <QApplication>
 #include <QLabel>
@@ -12,16 +12,16 @@
 namespace {
 
 TEST(WindowActivationTest, TheTokenOfTheEnvironmentIsReadAndStaysThere) {
-    const Variable activation("XDG_ACTIVATION_TOKEN", "abc-1");
-    const Variable startup("DESKTOP_STARTUP_ID", "host_TIME12");
+    const EnvironmentVariable activation("XDG_ACTIVATION_TOKEN", "abc-1");
+    const EnvironmentVariable startup("DESKTOP_STARTUP_ID", "host_TIME12");
     const ActivationToken expected{QStringLiteral("abc-1"), QStringLiteral("host_TIME12")};
     EXPECT_EQ(ActivationToken::fromEnvironment(), expected);
     EXPECT_EQ(ActivationToken::fromEnvironment(), expected);
 }
 
 TEST(WindowActivationTest, WithoutOneInTheEnvironmentTheTokenIsEmpty) {
-    const Variable activation("XDG_ACTIVATION_TOKEN", std::nullopt);
-    const Variable startup("DESKTOP_STARTUP_ID", "two words");
+    const EnvironmentVariable activation("XDG_ACTIVATION_TOKEN", std::nullopt);
+    const EnvironmentVariable startup("DESKTOP_STARTUP_ID", "two words");
     EXPECT_EQ(ActivationToken::fromEnvironment(), ActivationToken());
 }
 
@@ -53,7 +53,7 @@ TEST(WindowActivationTest, TheWindowOfAWidgetInsideItComesForward) {
 }
 
 TEST(WindowActivationTest, WhereNobodyTakesTheTokenItIsNotLeftToProgramsThatWeStart) {
-    const Variable activation("XDG_ACTIVATION_TOKEN", std::nullopt);
+    const EnvironmentVariable activation("XDG_ACTIVATION_TOKEN", std::nullopt);
     QWidget window;
     bringForward(window, {QStringLiteral("abc"), {}});
     EXPECT_FALSE(qEnvironmentVariableIsSet("XDG_ACTIVATION_TOKEN"));

@@ -1,6 +1,6 @@
 #include "PlatformDesktop/WindowActivity.h"
 
-#include "QtWait.h"
+#include "QtTestSupport/QtWait.h"
 
 #include <QApplication>
 #include <QWidget>

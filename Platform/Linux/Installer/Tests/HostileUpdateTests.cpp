@@ -1,7 +1,7 @@
 // Hostile offers to an application that updates itself. It refuses them, says why in one line, and goes on.
 
-#include "ProgramRun.h"
-#include "QtWait.h"
+#include "QtTestSupport/QtWait.h"
+#include "SigningSupport/ProgramRun.h"
 #include "UpdateAppFixture.h"
 
 #include <fstream>

@@ -1,7 +1,7 @@
 #include "PlatformInstaller/InstallerBundle.h"
 
 #include "InstallerFixture.h"
-#include "ProgramRun.h"
+#include "SigningSupport/ProgramRun.h"
 
 #include <fstream>
 

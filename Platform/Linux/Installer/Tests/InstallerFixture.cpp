@@ -5,8 +5,8 @@
 #include "PlatformBundle/Spawn.h"
 #include "PlatformCore/ServiceRegistration.h"
 #include "PlatformCore/XPCInstallerClient.h"
-#include "ProgramRun.h"
-#include "QtWait.h"
+#include "QtTestSupport/QtWait.h"
+#include "SigningSupport/ProgramRun.h"
 
 #include <algorithm>
 #include <csignal>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "PrivateBus.h"
-#include "TestIdentity.h"
+#include "QtTestSupport/PrivateBus.h"
+#include "SigningSupport/TestIdentity.h"
 #include "TestSupport/FakeHost.h"
 #include "TestSupport/TemporaryFolder.h"
 #include "UpdateKit/InstallerClientError.h"

@@ -5,7 +5,7 @@
 #include "PlatformBundle/RunningProcess.h"
 #include "PlatformBundle/Spawn.h"
 #include "PlatformBundle/StagingFolders.h"
-#include "QtWait.h"
+#include "QtTestSupport/QtWait.h"
 #include "UpdateKit/InstallerXPC.h"
 
 #include <csignal>

@@ -2,8 +2,8 @@
 
 #include "InstallerFixture.h"
 #include "PlatformBundle/FileDescriptor.h"
-#include "ProgramRun.h"
-#include "QtWait.h"
+#include "QtTestSupport/QtWait.h"
+#include "SigningSupport/ProgramRun.h"
 
 #include <QDBusMessage>
 

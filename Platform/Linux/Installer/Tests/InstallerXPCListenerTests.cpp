@@ -1,7 +1,7 @@
 #include "PlatformInstaller/InstallerXPCListener.h"
 
-#include "PrivateBus.h"
-#include "QtWait.h"
+#include "QtTestSupport/PrivateBus.h"
+#include "QtTestSupport/QtWait.h"
 #include "TestSupport/TemporaryFolder.h"
 #include "UpdateKit/InstallerXPC.h"
 

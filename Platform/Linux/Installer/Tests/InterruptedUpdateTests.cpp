@@ -2,7 +2,7 @@
 
 #include "PlatformBundle/FileDescriptor.h"
 #include "PlatformBundle/RunningProcess.h"
-#include "QtWait.h"
+#include "QtTestSupport/QtWait.h"
 #include "UpdateAppFixture.h"
 
 #include <algorithm>

@@ -1,7 +1,7 @@
 // The real installer on a bus with a service manager. The test plays that one, since a real one serves a whole login.
 
 #include "InstallerFixture.h"
-#include "QtWait.h"
+#include "QtTestSupport/QtWait.h"
 
 #include <QDBusArgument>
 #include <QDBusMessage>

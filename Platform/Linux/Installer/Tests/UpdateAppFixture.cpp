@@ -1,8 +1,8 @@
 #include "UpdateAppFixture.h"
 
 #include "PlatformBundle/Spawn.h"
-#include "ProgramRun.h"
-#include "QtWait.h"
+#include "QtTestSupport/QtWait.h"
+#include "SigningSupport/ProgramRun.h"
 
 #include <csignal>
 #include <fcntl.h>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "../../Update/Tests/AnswerServer.h"
 #include "InstallerFixture.h"
+#include "QtTestSupport/AnswerServer.h"
 
 #include <QByteArray>
 

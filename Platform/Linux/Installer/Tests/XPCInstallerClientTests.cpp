@@ -1,7 +1,7 @@
 #include "PlatformCore/XPCInstallerClient.h"
 
-#include "PrivateBus.h"
-#include "QtWait.h"
+#include "QtTestSupport/PrivateBus.h"
+#include "QtTestSupport/QtWait.h"
 #include "TestSupport/FakeHost.h"
 #include "TestSupport/TemporaryFolder.h"
 #include "UpdateKit/InstallerXPC.h"

@@ -1,7 +1,7 @@
 #include "PlatformUpdate/UpdateFetcher.h"
 
-#include "AnswerServer.h"
-#include "QtWait.h"
+#include "QtTestSupport/AnswerServer.h"
+#include "QtTestSupport/QtWait.h"
 #include "TestSupport/LogLines.h"
 #include "TestSupport/TemporaryFolder.h"
 #include "TestSupport/TestLoop.h"

@@ -1,4 +1,4 @@
-#include "ProgramRun.h"
+#include "SigningSupport/ProgramRun.h"
 
 #include "Base/Check.h"
 

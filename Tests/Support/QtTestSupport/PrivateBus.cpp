@@ -1,4 +1,4 @@
-#include "PrivateBus.h"
+#include "QtTestSupport/PrivateBus.h"
 
 #include "Base/Check.h"
 #include "PlatformBundle/FileDescriptor.h"

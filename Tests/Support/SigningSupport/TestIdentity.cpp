@@ -1,4 +1,4 @@
-#include "TestIdentity.h"
+#include "SigningSupport/TestIdentity.h"
 
 #include "Base/Check.h"
 
