@@ -1,6 +1,6 @@
 #include "DesktopKit/ActivityNotes.h"
 
-#include "PlatformCore/Text.h"
+#include "QtText/QtText.h"
 #include "TranscriptKit/DisplayText.h"
 
 #include <string>

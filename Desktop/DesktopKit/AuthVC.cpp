@@ -4,7 +4,7 @@
 #include "DesktopViews/Icons.h"
 #include "DesktopViews/KeyField.h"
 #include "DesktopViews/Look.h"
-#include "PlatformCore/Text.h"
+#include "QtText/QtText.h"
 #include "Text/Url.h"
 #include "VimbleKit/Endpoint.h"
 #include "VimbleKit/Kit.h"

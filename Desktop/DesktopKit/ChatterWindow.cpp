@@ -2,7 +2,7 @@
 
 #include "DesktopKit/ChatterVC.h"
 #include "DesktopKit/WindowCascade.h"
-#include "PlatformCore/Text.h"
+#include "QtText/QtText.h"
 #include "TranscriptKit/DisplayText.h"
 
 #include <QCloseEvent>

@@ -4,7 +4,7 @@
 #include "DesktopKit/WipedBuffer.h"
 #include "PlatformCore/MemoryFolder.h"
 #include "PlatformCore/PrivateFile.h"
-#include "PlatformCore/Text.h"
+#include "QtText/QtText.h"
 #include "StateKit/Device.h"
 #include "TranscriptKit/DisplayText.h"
 

@@ -1,6 +1,6 @@
 #include "DesktopKit/PassphraseDialog.h"
 
-#include "PlatformCore/Text.h"
+#include "QtText/QtText.h"
 #include "TranscriptKit/DisplayText.h"
 
 #include <QDialogButtonBox>

@@ -2,7 +2,7 @@
 
 #include "DesktopKit/Alert.h"
 #include "DesktopViews/Look.h"
-#include "PlatformCore/Text.h"
+#include "QtText/QtText.h"
 #include "TranscriptKit/DisplayText.h"
 
 #include <QEvent>

@@ -3,7 +3,7 @@
 #include "DesktopKit/QrCode.h"
 #include "DesktopViews/KeyField.h"
 #include "DesktopViews/Look.h"
-#include "PlatformCore/Text.h"
+#include "QtText/QtText.h"
 
 #include <QDialogButtonBox>
 #include <QLabel>

@@ -9,7 +9,7 @@
 #include "DesktopViews/Look.h"
 #include "DesktopViews/Spinner.h"
 #include "DesktopViews/StatusPopUp.h"
-#include "PlatformCore/Text.h"
+#include "QtText/QtText.h"
 #include "StateKit/Log.h"
 #include "TranscriptKit/DisplayText.h"
 #include "VimbleKit/Kit.h"

@@ -1,7 +1,7 @@
 #include "DesktopKit/TalkPane.h"
 
 #include "DesktopViews/Look.h"
-#include "PlatformCore/Text.h"
+#include "QtText/QtText.h"
 #include "StateKit/Log.h"
 #include "TranscriptKit/DisplayText.h"
 #include "TweetNacl/Nacl.h"

@@ -3,7 +3,7 @@
 #include "DesktopViews/ConnectionView.h"
 #include "DesktopViews/ConsoleInputField.h"
 #include "DesktopViews/ConsoleLook.h"
-#include "PlatformCore/Text.h"
+#include "QtText/QtText.h"
 
 #include <QEvent>
 #include <QLabel>

@@ -3,7 +3,7 @@
 #include "DesktopViews/ConnectionView.h"
 #include "DesktopViews/Look.h"
 #include "DesktopViews/Wrapping.h"
-#include "PlatformCore/Text.h"
+#include "QtText/QtText.h"
 
 #include <QGuiApplication>
 #include <QInputMethod>

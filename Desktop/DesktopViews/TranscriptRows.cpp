@@ -1,7 +1,7 @@
 #include "DesktopViews/TranscriptRows.h"
 
 #include "DesktopViews/Look.h"
-#include "PlatformCore/Text.h"
+#include "QtText/QtText.h"
 #include "TranscriptKit/DisplayText.h"
 #include "TranscriptKit/RowRules.h"
 

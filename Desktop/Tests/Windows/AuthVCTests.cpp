@@ -3,7 +3,7 @@
 #include "DesktopKit/QrDialog.h"
 #include "DesktopKit/ShareMenu.h"
 #include "DesktopViews/KeyField.h"
-#include "PlatformCore/Text.h"
+#include "QtText/QtText.h"
 #include "TestSupport/Session.h"
 
 #include <gtest/gtest.h>

@@ -6,7 +6,7 @@
 #include "DesktopViews/ElidedLabel.h"
 #include "DesktopViews/Spinner.h"
 #include "DesktopViews/StatusPopUp.h"
-#include "PlatformCore/Text.h"
+#include "QtText/QtText.h"
 #include "StateKit/Log.h"
 #include "TestSupport/Session.h"
 

@@ -2,7 +2,7 @@
 
 #include "DesktopViews/ChatterView.h"
 #include "DesktopViews/InputView.h"
-#include "PlatformCore/Text.h"
+#include "QtText/QtText.h"
 #include "TestSupport/Session.h"
 #include "TranscriptKit/Transcript.h"
 

@@ -1,6 +1,6 @@
 #include "PlatformCore/NetworkPath.h"
 
-#include "PlatformCore/Text.h"
+#include "QtText/QtText.h"
 
 #include <QHostAddress>
 #include <QUrl>

@@ -1,7 +1,7 @@
 #include "PlatformCore/QtLink.h"
 
 #include "PlatformCore/QtTransport.h"
-#include "PlatformCore/Text.h"
+#include "QtText/QtText.h"
 
 #include <QNetworkRequest>
 #include <QSslError>

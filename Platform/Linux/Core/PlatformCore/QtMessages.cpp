@@ -1,6 +1,6 @@
 #include "PlatformCore/QtMessages.h"
 
-#include "PlatformCore/Text.h"
+#include "QtText/QtText.h"
 #include "StateKit/Log.h"
 
 #include <QtGlobal>

@@ -1,6 +1,6 @@
 #include "PlatformCore/SettingsDefaults.h"
 
-#include "PlatformCore/Text.h"
+#include "QtText/QtText.h"
 #include "StateKit/Log.h"
 
 #include <QVariant>

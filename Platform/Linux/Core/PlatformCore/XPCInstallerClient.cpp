@@ -1,6 +1,6 @@
 #include "PlatformCore/XPCInstallerClient.h"
 
-#include "PlatformCore/Text.h"
+#include "QtText/QtText.h"
 #include "UpdateKit/InstallerXPC.h"
 
 #include <QDBusConnection>

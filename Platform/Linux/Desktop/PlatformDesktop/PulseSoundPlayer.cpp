@@ -1,6 +1,6 @@
 #include "PlatformDesktop/PulseSoundPlayer.h"
 
-#include "PlatformCore/Text.h"
+#include "QtText/QtText.h"
 #include "StateKit/Log.h"
 
 #include <QByteArray>
