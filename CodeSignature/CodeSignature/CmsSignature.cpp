@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <new>
 #include <openssl/asn1.h>
 #include <openssl/crypto.h>
 #include <openssl/err.h>
@@ -20,8 +21,15 @@ CodeSignatureError bad(const std::string& text) {
     return CodeSignatureError(Code::badSignature, text);
 }
 
+/// Reads the bytes through a filter that does nothing. `CMS_verify` makes a second stream over the content of a
+/// memory stream, and loses it when it fails early (seen with OpenSSL 3.0.19); of other streams it makes none.
 OpenSsl::Stream streamOf(ByteView bytes) {
-    return OpenSsl::Stream(BIO_new_mem_buf(bytes.data(), static_cast<int>(bytes.size())));
+    OpenSsl::Stream filter(BIO_new(BIO_f_null()));
+    OpenSsl::Stream memory(
+        BIO_new_mem_buf(bytes.empty() ? "" : static_cast<const void*>(bytes.data()), static_cast<int>(bytes.size())));
+    if (!filter || !memory) throw std::bad_alloc();
+    BIO_push(filter.get(), memory.release());
+    return filter;
 }
 
 Bytes derOf(CMS_ContentInfo* cms) {
