@@ -26,8 +26,13 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
     add_compile_options("SHELL:-Xclang -fno-pch-timestamp")
 endif()
 find_program(VIMBLE_MOLD mold)
-if(VIMBLE_MOLD AND NOT VIMBLE_FUZZ)
+if(VIMBLE_MOLD AND NOT VIMBLE_COVERAGE)
     add_link_options(-fuse-ld=mold)
+endif()
+
+if(VIMBLE_TESTS)
+    # As Qt wants it, and then everywhere: a precompiled header serves only what is compiled in the same way.
+    add_compile_options(-fPIC)
 endif()
 
 add_compile_options(-Wall -Wextra -Wpedantic -Wnon-virtual-dtor -Woverloaded-virtual -Werror)
@@ -43,8 +48,7 @@ if(VIMBLE_SANITIZE)
         add_compile_options(-fsanitize-ignorelist=${CMAKE_SOURCE_DIR}/cmake/sanitizer-ignore.txt)
     endif()
 endif()
-if(VIMBLE_FUZZ)
-    # Tells the fuzzer where its inputs lead, in every module.
+if(VIMBLE_COVERAGE)
     add_compile_options(-fsanitize=fuzzer-no-link)
 endif()
 
@@ -72,26 +76,40 @@ function(vimble_module name)
     endif()
 endfunction()
 
-# The tests of a module: every file of FOLDER ("Tests"), each test one line of ctest.
+# Headers that a module's or a program's own sources include much of, read once for all of them.
+# Only where tests are built: what users run is built without them, so that a file that lacks an include is found.
+function(vimble_precompile name)
+    if(VIMBLE_TESTS)
+        target_precompile_headers(${name} PRIVATE ${ARGN})
+    endif()
+endfunction()
+
+# The tests of a module: every file of its FOLDERS ("Tests"), each test one line of ctest.
 #   LINKS        what the tests use
 #   MAIN         the library with their `main` (GTest::gtest_main)
 #   DEFINITIONS  for their sources
-#   PRECOMPILE   headers to precompile besides those of the test framework
+#   PRECOMPILE   headers to precompile besides those that all tests share
 #   PROGRAMS     targets that they start
 #   EXCEPT       a filter for those that ctest does not run by themselves
 #   ENVIRONMENT, TIMEOUT  of each test
+set(vimble_test_headers <gmock/gmock.h> <gtest/gtest.h> <algorithm> <chrono> <filesystem> <fstream> <functional> <map>
+    <memory> <optional> <string> <variant> <vector>)
 function(vimble_tests name)
     if(NOT VIMBLE_TESTS)
         return()
     endif()
-    cmake_parse_arguments(TESTS "" "FOLDER;TIMEOUT;MAIN;EXCEPT;ENVIRONMENT" "LINKS;DEFINITIONS;PRECOMPILE;PROGRAMS" ${ARGN})
-    foreach(default "FOLDER=Tests" "TIMEOUT=120" "MAIN=GTest::gtest_main")
+    cmake_parse_arguments(TESTS "" "TIMEOUT;MAIN;EXCEPT;ENVIRONMENT" "FOLDERS;LINKS;DEFINITIONS;PRECOMPILE;PROGRAMS" ${ARGN})
+    foreach(default "FOLDERS=Tests" "TIMEOUT=120" "MAIN=GTest::gtest_main")
         string(REGEX MATCH "^([A-Z]+)=(.*)$" ignored ${default})
         if(NOT TESTS_${CMAKE_MATCH_1})
             set(TESTS_${CMAKE_MATCH_1} ${CMAKE_MATCH_2})
         endif()
     endforeach()
-    file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/${TESTS_FOLDER}/*.cpp)
+    set(sources)
+    foreach(folder ${TESTS_FOLDERS})
+        file(GLOB found CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/${folder}/*.cpp)
+        list(APPEND sources ${found})
+    endforeach()
     if(NOT sources)
         return()
     endif()
@@ -99,7 +117,11 @@ function(vimble_tests name)
     add_executable(${name} ${sources})
     target_link_libraries(${name} PRIVATE ${TESTS_LINKS} GTest::gmock ${TESTS_MAIN})
     target_compile_definitions(${name} PRIVATE ${TESTS_DEFINITIONS})
-    target_precompile_headers(${name} PRIVATE <gmock/gmock.h> <gtest/gtest.h> ${TESTS_PRECOMPILE})
+    if(TESTS_PRECOMPILE)
+        target_precompile_headers(${name} PRIVATE ${vimble_test_headers} ${TESTS_PRECOMPILE})
+    else()
+        target_precompile_headers(${name} REUSE_FROM TestHeaders)
+    endif()
     if(TESTS_PROGRAMS)
         add_dependencies(${name} ${TESTS_PROGRAMS})
     endif()
