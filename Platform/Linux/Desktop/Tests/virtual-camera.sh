@@ -33,9 +33,10 @@ again() {
 until pw-cli info 0 >/dev/null 2>&1; do again; done
 wireplumber >"$HOME/wireplumber.log" 2>&1 &
 manager=$!
-# A source that comes before the session manager is ready crashes, so wait for that too.
-until pw-cli ls Client 2>/dev/null | grep -q WirePlumber; do again; done
-sleep 1
+# A source that comes before the session manager is ready crashes, so wait for what the manager makes last: the
+# connection over which it exports what it manages, and the table of default devices on it.
+until pw-cli ls Client 2>/dev/null | grep -q 'WirePlumber \[export\]'; do again; done
+until pw-cli ls Metadata 2>/dev/null | grep -q '"default"'; do again; done
 
 timeout -k 5 280 "$program" --gtest_filter="CameraOnPipeWire*" >"$HOME/output" 2>&1 && status=0 || status=$?
 cat "$HOME/output"
