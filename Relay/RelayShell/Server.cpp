@@ -1,6 +1,6 @@
 #include "RelayShell/Server.h"
 
-#include "RelayShell/Connection.h"
+#include "RelayShell/ClientConnection.h"
 #include "RelayShell/Metrics.h"
 
 #include <algorithm>
@@ -215,12 +215,12 @@ void Server::accepted(Tcp::Socket socket) {
     }
     ++count;
     if (connections.empty()) sweep();
-    const auto connection = std::make_shared<Connection>(*this, std::move(socket), address, now());
+    const auto connection = std::make_shared<ClientConnection>(*this, std::move(socket), address, now());
     connections.insert(connection);
     connection->start();
 }
 
-void Server::forget(const std::shared_ptr<Connection>& connection) {
+void Server::forget(const std::shared_ptr<ClientConnection>& connection) {
     if (connections.erase(connection) == 0) return;
     const auto found = perAddress.find(limitedPlace(connection->peerAddress()));
     if (--found->second == 0) perAddress.erase(found);

@@ -17,7 +17,7 @@
 #include <unordered_set>
 #include <vector>
 
-class Connection;
+class ClientConnection;
 
 /// The relay can't start: one line for people.
 class ServeError : public std::runtime_error {
@@ -58,8 +58,8 @@ public:
     std::span<std::uint8_t> scratch() { return scratchBytes; }
     Bytes& plainScratch() { return plainBytes; }
     /// Sees to it that the connection is flushed at the end of the turn.
-    void gathered(std::shared_ptr<Connection> connection) { toFlush.push_back(std::move(connection)); }
-    void forget(const std::shared_ptr<Connection>& connection);
+    void gathered(std::shared_ptr<ClientConnection> connection) { toFlush.push_back(std::move(connection)); }
+    void forget(const std::shared_ptr<ClientConnection>& connection);
 
     static bool isThisMachine(const std::string& address);
     /// What counts as one place for the limits: an IPv4 address, the first half of an IPv6 one.
@@ -104,9 +104,9 @@ private:
     ShellCounters shellCounters;
     std::int64_t dataVersion = 0;
 
-    std::unordered_set<std::shared_ptr<Connection>> connections;
+    std::unordered_set<std::shared_ptr<ClientConnection>> connections;
     std::unordered_map<std::string, std::size_t> perAddress;  // connections of each
-    std::vector<std::shared_ptr<Connection>> toFlush;
+    std::vector<std::shared_ptr<ClientConnection>> toFlush;
     Bytes scratchBytes;
     Bytes plainBytes;
     bool isStopping = false;

@@ -21,11 +21,13 @@ class Server;
 /// the turn ends. Held by the
 /// pending operations of its socket and by the server, which hears of it by `Server::forget` when it
 /// has ended.
-class Connection : public RelayLink, public std::enable_shared_from_this<Connection>, private WebsocketReader::Sink {
+class ClientConnection : public RelayLink,
+                         public std::enable_shared_from_this<ClientConnection>,
+                         private WebsocketReader::Sink {
 public:
     /// @param address  of the other side, for the limits
-    Connection(Server& server, Tcp::Socket socket, std::string address, Date now);
-    ~Connection() override;
+    ClientConnection(Server& server, Tcp::Socket socket, std::string address, Date now);
+    ~ClientConnection() override;
 
     void start();
 

@@ -1,4 +1,4 @@
-#include "RelayShell/Connection.h"
+#include "RelayShell/ClientConnection.h"
 
 #include "RelayShell/HttpFront.h"
 #include "RelayShell/Server.h"
@@ -26,7 +26,7 @@ void emptied(Bytes& bytes) {
 
 }  // namespace
 
-Connection::Connection(Server& server, Tcp::Socket socket, std::string address, Date now)
+ClientConnection::ClientConnection(Server& server, Tcp::Socket socket, std::string address, Date now)
     : server(server),
       socket(std::move(socket)),
       address(std::move(address)),
@@ -35,17 +35,17 @@ Connection::Connection(Server& server, Tcp::Socket socket, std::string address, 
     if (const auto& context = server.tlsContext()) tls = std::make_unique<TlsSession>(*context);
 }
 
-Connection::~Connection() = default;
+ClientConnection::~ClientConnection() = default;
 
-void Connection::start() { waitToRead(); }
+void ClientConnection::start() { waitToRead(); }
 
 // ---- reading
 
-void Connection::waitToRead() {
+void ClientConnection::waitToRead() {
     socket.async_wait(Tcp::Socket::wait_read, [self = shared_from_this()](Tcp::Error error) { self->readable(error); });
 }
 
-void Connection::readable(Tcp::Error error) {
+void ClientConnection::readable(Tcp::Error error) {
     if (phase == Phase::ended) return;
     if (error) return end();
     const auto scratch = server.scratch();
@@ -60,7 +60,7 @@ void Connection::readable(Tcp::Error error) {
     gather();
 }
 
-void Connection::receive(std::span<std::uint8_t> arrived) {
+void ClientConnection::receive(std::span<std::uint8_t> arrived) {
     if (!tls) return consume(arrived);
     Bytes& plain = server.plainScratch();
     plain.clear();
@@ -73,7 +73,7 @@ void Connection::receive(std::span<std::uint8_t> arrived) {
     hasFailed = true;
 }
 
-void Connection::consume(std::span<std::uint8_t> plain) {
+void ClientConnection::consume(std::span<std::uint8_t> plain) {
     const bool isFromPartial = !partial.empty();
     if (isFromPartial) {
         partial.insert(partial.end(), plain.begin(), plain.end());
@@ -92,7 +92,7 @@ void Connection::consume(std::span<std::uint8_t> plain) {
     }
 }
 
-std::size_t Connection::consumeRequest(ByteView bytes) {
+std::size_t ClientConnection::consumeRequest(ByteView bytes) {
     const auto verdict = HttpFront::judge(bytes, server.options().headerBytes);
     if (!verdict) return 0;
     const std::string& place =
@@ -127,7 +127,7 @@ std::size_t Connection::consumeRequest(ByteView bytes) {
     return verdict->used;
 }
 
-std::size_t Connection::consumeFrames(std::span<std::uint8_t> bytes) {
+std::size_t ClientConnection::consumeFrames(std::span<std::uint8_t> bytes) {
     const std::size_t used = reader.read(bytes, *this);
     if (const auto code = reader.error(); code && phase == Phase::link) {
         ++(*code == 1009   ? server.counters().closedFrameSize
@@ -142,14 +142,14 @@ std::size_t Connection::consumeFrames(std::span<std::uint8_t> bytes) {
     return used;
 }
 
-bool Connection::onMessage(ByteView message) {
+bool ClientConnection::onMessage(ByteView message) {
     // Somebody who has just been admitted on the command line must not be refused for good.
     if (!std::exchange(hasSpoken, true)) server.lookAtMembers();
     server.core().frameReceived(*this, message, server.now());
     return phase == Phase::link;
 }
 
-bool Connection::onPing(ByteView payload) {
+bool ClientConnection::onPing(ByteView payload) {
     // Only the newest is kept: whoever sends pings and never reads would fill the memory otherwise.
     pong.assign(payload.begin(), payload.end());
     hasPong = true;
@@ -157,7 +157,7 @@ bool Connection::onPing(ByteView payload) {
     return true;
 }
 
-bool Connection::onPong(ByteView payload) {
+bool ClientConnection::onPong(ByteView payload) {
     if (payload.size() == sizeof(std::uint64_t)) {
         std::uint64_t value = 0;
         for (const std::uint8_t byte : payload) value = value << 8 | byte;
@@ -166,7 +166,7 @@ bool Connection::onPong(ByteView payload) {
     return phase == Phase::link;
 }
 
-void Connection::onClose(std::optional<std::uint16_t> code) {
+void ClientConnection::onClose(std::optional<std::uint16_t> code) {
     server.core().linkClosed(*this, server.now());
     answerPing();
     WebsocketWriter::appendClose(out, code.value_or(normalClosure), {});
@@ -176,35 +176,35 @@ void Connection::onClose(std::optional<std::uint16_t> code) {
 
 // ---- writing
 
-void Connection::send(ByteView frame) {
+void ClientConnection::send(ByteView frame) {
     WebsocketWriter::appendMessage(out, frame);
     gather();
     if (out.size() >= earlyFlush && !isWaitingToWrite) write();
 }
 
-void Connection::ping(std::uint64_t payload) {
+void ClientConnection::ping(std::uint64_t payload) {
     WebsocketWriter::appendPing(out, payload);
     gather();
 }
 
-void Connection::close(CloseCode code, std::string_view reason) {
+void ClientConnection::close(CloseCode code, std::string_view reason) {
     answerPing();
     WebsocketWriter::appendClose(out, static_cast<std::uint16_t>(code), reason);
     gather();
     beginClosing();
 }
 
-void Connection::answerPing() {
+void ClientConnection::answerPing() {
     if (std::exchange(hasPong, false)) WebsocketWriter::appendPong(out, pong);
 }
 
-void Connection::gather() {
+void ClientConnection::gather() {
     if (isGathered) return;
     isGathered = true;
     server.gathered(shared_from_this());
 }
 
-void Connection::flush() {
+void ClientConnection::flush() {
     isGathered = false;
     if (phase == Phase::ended) return;
     if (!isWaitingToWrite) write();
@@ -212,7 +212,7 @@ void Connection::flush() {
     if (std::exchange(isToRead, false)) waitToRead();
 }
 
-void Connection::write() {
+void ClientConnection::write() {
     if (phase == Phase::link) answerPing();
     if (tls) {
         if (!tls->send(out)) return fail();
@@ -253,27 +253,27 @@ void Connection::write() {
 
 // ---- the end
 
-void Connection::beginClosing() {
+void ClientConnection::beginClosing() {
     // Reading goes on until the other side has closed: closing a socket with unread bytes in it would
     // reset the connection, and the close frame on its way would be lost.
     phase = Phase::closing;
     deadline = server.now() + closingTime;
 }
 
-void Connection::checkDeadline(Date now) {
+void ClientConnection::checkDeadline(Date now) {
     if ((phase != Phase::request && phase != Phase::closing) || now < deadline) return;
     if (phase == Phase::request) ++server.counters().requestsLate;
     abort();
 }
 
-void Connection::fail() {
+void ClientConnection::fail() {
     hasFailed = true;
     gather();
 }
 
-void Connection::abort() { end(); }
+void ClientConnection::abort() { end(); }
 
-void Connection::end() {
+void ClientConnection::end() {
     if (phase == Phase::ended) return;
     const auto self = shared_from_this();
     if (phase == Phase::link) server.core().linkClosed(*this, server.now());
