@@ -1,7 +1,7 @@
 #include "RelayShell/Program.h"
 
 #include "RelayCore/Command.h"
-#include "RelayShell/Arguments.h"
+#include "RelayShell/CommandLine.h"
 #include "RelayShell/Server.h"
 #include "RelayShell/SqliteStore.h"
 #include "RelayShell/Tls.h"
@@ -34,20 +34,20 @@ std::vector<StoredMember> keysIn(std::istream& lines, const std::string& name, b
     return members;
 }
 
-void add(const Arguments& arguments) {
+void add(const CommandLine& commandLine) {
     std::vector<StoredMember> members;
-    if (!arguments.file) {
-        members.push_back({keyFrom(arguments.keys[0]), arguments.isAdmin});
-    } else if (*arguments.file == "-") {
-        members = keysIn(std::cin, "standard input", arguments.isAdmin);
+    if (!commandLine.file) {
+        members.push_back({keyFrom(commandLine.keys[0]), commandLine.isAdmin});
+    } else if (*commandLine.file == "-") {
+        members = keysIn(std::cin, "standard input", commandLine.isAdmin);
     } else {
-        std::ifstream lines(*arguments.file);
+        std::ifstream lines(*commandLine.file);
         std::error_code error;
-        if (!lines || std::filesystem::is_directory(*arguments.file, error))
-            throw UsageError("the file " + arguments.file->string() + " can't be read");
-        members = keysIn(lines, arguments.file->string(), arguments.isAdmin);
+        if (!lines || std::filesystem::is_directory(*commandLine.file, error))
+            throw UsageError("the file " + commandLine.file->string() + " can't be read");
+        members = keysIn(lines, commandLine.file->string(), commandLine.isAdmin);
     }
-    SqliteStore store(arguments.database, SqliteStore::Open::orCreate);
+    SqliteStore store(commandLine.database, SqliteStore::Open::orCreate);
     const std::size_t added = store.admit(members);
     const std::size_t known = members.size() - added;
     std::cout << "added " << added;
@@ -55,33 +55,33 @@ void add(const Arguments& arguments) {
     std::cout << "\n";
 }
 
-void remove(const Arguments& arguments) {
-    const PublicKey key = keyFrom(arguments.keys[0]);
-    SqliteStore store(arguments.database, SqliteStore::Open::existing);
-    if (!store.removeMember(key)) throw UsageError("there is no member " + arguments.keys[0]);
+void remove(const CommandLine& commandLine) {
+    const PublicKey key = keyFrom(commandLine.keys[0]);
+    SqliteStore store(commandLine.database, SqliteStore::Open::existing);
+    if (!store.removeMember(key)) throw UsageError("there is no member " + commandLine.keys[0]);
     std::cout << "removed " << Nacl::hex(key) << "\n";
 }
 
-void list(const Arguments& arguments) {
-    SqliteStore store(arguments.database, SqliteStore::Open::existing);
+void list(const CommandLine& commandLine) {
+    SqliteStore store(commandLine.database, SqliteStore::Open::existing);
     for (const StoredMember& member : store.members())
         std::cout << Nacl::hex(member.key) << (member.isAdmin ? " admin" : "") << "\n";
 }
 
-void backUp(const Arguments& arguments) {
-    SqliteStore(arguments.database, SqliteStore::Open::existing).backUp(*arguments.file);
-    std::cout << "wrote " << arguments.file->string() << "\n";
+void backUp(const CommandLine& commandLine) {
+    SqliteStore(commandLine.database, SqliteStore::Open::existing).backUp(*commandLine.file);
+    std::cout << "wrote " << commandLine.file->string() << "\n";
 }
 
-int obey(const Arguments& arguments) {
-    switch (arguments.command) {
-        case Arguments::Command::help: std::cout << usageText(); return 0;
-        case Arguments::Command::version: std::cout << "vimble-relay " VIMBLE_VERSION "\n"; return 0;
-        case Arguments::Command::serve: return Server(arguments.serve).run();
-        case Arguments::Command::add: add(arguments); return 0;
-        case Arguments::Command::remove: remove(arguments); return 0;
-        case Arguments::Command::list: list(arguments); return 0;
-        case Arguments::Command::backUp: backUp(arguments); return 0;
+int obey(const CommandLine& commandLine) {
+    switch (commandLine.command) {
+        case CommandLine::Command::help: std::cout << usageText(); return 0;
+        case CommandLine::Command::version: std::cout << "vimble-relay " VIMBLE_VERSION "\n"; return 0;
+        case CommandLine::Command::serve: return Server(commandLine.serve).run();
+        case CommandLine::Command::add: add(commandLine); return 0;
+        case CommandLine::Command::remove: remove(commandLine); return 0;
+        case CommandLine::Command::list: list(commandLine); return 0;
+        case CommandLine::Command::backUp: backUp(commandLine); return 0;
     }
     return 1;
 }
@@ -96,7 +96,7 @@ int runProgram(const std::vector<std::string>& words) {
     // Nor is it one that nobody reads standard error any more.
     std::signal(SIGPIPE, SIG_IGN);
     try {
-        return obey(Arguments::parsed(words));
+        return obey(CommandLine::parsed(words));
     } catch (const std::exception& error) {
         // Every failure that can happen says itself in one line.
         std::fprintf(stderr, "vimble-relay: %s\n", error.what());

@@ -1,4 +1,4 @@
-#include "RelayShell/Arguments.h"
+#include "RelayShell/CommandLine.h"
 
 #include <cmath>
 #include <cstdlib>
@@ -81,8 +81,8 @@ std::filesystem::path defaultDatabase() {
     return state / "vimble-relay" / "relay.db";
 }
 
-std::optional<Arguments::Command> commandFrom(const std::string& word) {
-    using Command = Arguments::Command;
+std::optional<CommandLine::Command> commandFrom(const std::string& word) {
+    using Command = CommandLine::Command;
     const std::pair<const char*, Command> commands[] = {
         {"serve", Command::serve}, {"add", Command::add},       {"remove", Command::remove},
         {"list", Command::list},   {"backup", Command::backUp}, {"help", Command::help},
@@ -94,56 +94,56 @@ std::optional<Arguments::Command> commandFrom(const std::string& word) {
 }
 
 /// What else stands behind the command.
-void takePlain(Arguments& arguments, const std::vector<std::string>& plain) {
+void takePlain(CommandLine& commandLine, const std::vector<std::string>& plain) {
     const auto need = [&](std::size_t least, std::size_t most, const char* what) {
         if (plain.size() < least) throw UsageError(std::string("this command needs ") + what);
         if (plain.size() > most) throw UsageError("\"" + plain[most] + "\" is too much");
     };
-    switch (arguments.command) {
-        case Arguments::Command::add:
-            need(arguments.file ? 0 : 1, arguments.file ? 0 : 1, "a key, or --file FILE");
+    switch (commandLine.command) {
+        case CommandLine::Command::add:
+            need(commandLine.file ? 0 : 1, commandLine.file ? 0 : 1, "a key, or --file FILE");
             break;
-        case Arguments::Command::remove: need(1, 1, "a key"); break;
-        case Arguments::Command::backUp:
+        case CommandLine::Command::remove: need(1, 1, "a key"); break;
+        case CommandLine::Command::backUp:
             need(1, 1, "a file to write");
-            arguments.file = plain[0];
+            commandLine.file = plain[0];
             return;
-        case Arguments::Command::serve:
-        case Arguments::Command::list: need(0, 0, ""); break;
-        case Arguments::Command::help:
-        case Arguments::Command::version: return;
+        case CommandLine::Command::serve:
+        case CommandLine::Command::list: need(0, 0, ""); break;
+        case CommandLine::Command::help:
+        case CommandLine::Command::version: return;
     }
-    arguments.keys = plain;
+    commandLine.keys = plain;
 }
 
 }  // namespace
 
-Arguments Arguments::parsed(const std::vector<std::string>& words) {
-    Arguments arguments;
+CommandLine CommandLine::parsed(const std::vector<std::string>& words) {
+    CommandLine commandLine;
     if (words.empty()) throw UsageError("a command is needed: try --help");
     const auto command = commandFrom(words[0]);
     if (!command) throw UsageError("\"" + words[0] + "\" is no command: try --help");
-    arguments.command = *command;
-    arguments.database = defaultDatabase();
+    commandLine.command = *command;
+    commandLine.database = defaultDatabase();
 
-    auto options = serveOptions(arguments.serve);
-    if (arguments.command != Command::serve) options.clear();
-    options.push_back({"database", "FILE", "", [&](const std::string& text) { arguments.database = text; }});
-    if (arguments.command == Command::add)
-        options.push_back({"file", "FILE", "", [&](const std::string& text) { arguments.file = text; }});
+    auto options = serveOptions(commandLine.serve);
+    if (commandLine.command != Command::serve) options.clear();
+    options.push_back({"database", "FILE", "", [&](const std::string& text) { commandLine.database = text; }});
+    if (commandLine.command == Command::add)
+        options.push_back({"file", "FILE", "", [&](const std::string& text) { commandLine.file = text; }});
     std::vector<std::pair<std::string, bool*>> flags;
-    if (arguments.command == Command::add) flags.emplace_back("--admin", &arguments.isAdmin);
-    if (arguments.command == Command::serve) {
-        flags.emplace_back("--behind-proxy", &arguments.serve.isBehindProxy);
-        flags.emplace_back("--open-metrics", &arguments.serve.hasOpenMetrics);
+    if (commandLine.command == Command::add) flags.emplace_back("--admin", &commandLine.isAdmin);
+    if (commandLine.command == Command::serve) {
+        flags.emplace_back("--behind-proxy", &commandLine.serve.isBehindProxy);
+        flags.emplace_back("--open-metrics", &commandLine.serve.hasOpenMetrics);
     }
 
     std::vector<std::string> plain;
     for (std::size_t index = 1; index < words.size(); ++index) {
         const std::string& word = words[index];
         if (word == "--help" || word == "-h") {
-            arguments.command = Command::help;
-            return arguments;
+            commandLine.command = Command::help;
+            return commandLine;
         }
         if (!word.starts_with("-")) {
             plain.push_back(word);
@@ -163,14 +163,14 @@ Arguments Arguments::parsed(const std::vector<std::string>& words) {
         }
         if (!isKnown) throw UsageError("\"" + word + "\" is no option of this command: try --help");
     }
-    takePlain(arguments, plain);
-    if (arguments.database.empty()) throw UsageError("there is no home folder for the database: use --database FILE");
-    if (arguments.serve.tlsCertificate.has_value() != arguments.serve.tlsKey.has_value())
+    takePlain(commandLine, plain);
+    if (commandLine.database.empty()) throw UsageError("there is no home folder for the database: use --database FILE");
+    if (commandLine.serve.tlsCertificate.has_value() != commandLine.serve.tlsKey.has_value())
         throw UsageError("--tls-certificate and --tls-key go together");
-    if (arguments.serve.limits.packBytes > arguments.serve.limits.frameBytes)
+    if (commandLine.serve.limits.packBytes > commandLine.serve.limits.frameBytes)
         throw UsageError("--pack-bytes can't be more than --frame-bytes");
-    arguments.serve.database = arguments.database;
-    return arguments;
+    commandLine.serve.database = commandLine.database;
+    return commandLine;
 }
 
 std::string usageText() {

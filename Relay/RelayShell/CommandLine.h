@@ -15,7 +15,7 @@ public:
 };
 
 /// The command line, understood.
-struct Arguments {
+struct CommandLine {
     enum class Command { help, version, serve, add, remove, list, backUp };
 
     Command command = Command::help;
@@ -27,7 +27,7 @@ struct Arguments {
 
     /// @param words  what follows the program's name
     /// @throws UsageError
-    static Arguments parsed(const std::vector<std::string>& words);
+    static CommandLine parsed(const std::vector<std::string>& words);
 };
 
 /// What `--help` prints.
