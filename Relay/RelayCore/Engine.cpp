@@ -118,10 +118,10 @@ void RelayCore::Engine::pongReceived(LinkState& link, std::uint64_t payload, Dat
     link.isPinging = false;
     link.bytesProved = link.pingedBytes;
     for (; link.parcelsProved < link.pingedParcels; ++link.parcelsProved) {
-        Parcel& parcel = *link.unproved.front();
+        ParcelHandle parcel = std::move(link.unproved.front());
         link.unproved.pop_front();
         ++counters.packsProved;
-        mailroom.prove(parcel, now);
+        mailroom.prove(std::move(parcel), now);
     }
     if (link.bytesSent > link.bytesProved) touch(link);
     if (link.isCollecting && link.parcelsProved >= link.pageEnd) collect(link);
@@ -155,8 +155,8 @@ void RelayCore::Engine::drop(LinkState& link, Date now) {
     if (!member) return;
     std::erase(member->links, &link);
     if (!member->isOnline()) listChanged(now);
-    for (Parcel* parcel : link.unproved) mailroom.release(*parcel, now);
-    for (Parcel* parcel : link.behind) mailroom.release(*parcel, now);
+    for (ParcelHandle& parcel : link.unproved) mailroom.release(std::move(parcel));
+    for (ParcelHandle& parcel : link.behind) mailroom.release(std::move(parcel));
     // Nothing of that needs another link now: each that is left holds, or is about to collect, all that is
     // not proved.
 }
@@ -243,28 +243,27 @@ void RelayCore::Engine::memberPack(LinkState& link, const PackView& pack, ByteVi
     }
     if (isToSelf && author.links.size() == 1) return;
 
-    Parcel& parcel = mailroom.accept(*target, frame, now, !isToSelf);
+    ParcelHandle parcel = mailroom.accept(*target, frame, now, !isToSelf);
     for (LinkState* reader : target->links) {
         if (reader == &link) continue;
-        mailroom.hold(parcel);
         if (reader->isCollecting) {
-            reader->behind.push_back(&parcel);
+            reader->behind.push_back(parcel);
             reader->behindBytes += frame.size();
             touch(*reader);
         } else {
             push(*reader, parcel, &author);
         }
     }
-    mailroom.settle(parcel);
+    mailroom.release(std::move(parcel));
 }
 
-void RelayCore::Engine::push(LinkState& link, Parcel& parcel, const Member* author) {
+void RelayCore::Engine::push(LinkState& link, ParcelHandle parcel, const Member* author) {
     // A client drops the words of people whom it has not been told of.
     if (author && link.knownList < author->since) sendList(link);
-    link.link->send(parcel.frame);
-    link.unproved.push_back(&parcel);
+    link.link->send(parcel->frame);
     ++link.parcelsSent;
-    link.bytesSent += parcel.frame.size();
+    link.bytesSent += parcel->frame.size();
+    link.unproved.push_back(std::move(parcel));
     ++counters.packsDelivered;
     touch(link);
 }
@@ -288,17 +287,21 @@ void RelayCore::Engine::collect(LinkState& link) {
     const auto authorOf = [&](const Parcel& parcel) {
         return namesKnown() ? nullptr : members.find(ByteView(parcel.frame).first(Nacl::publicKeyBytes));
     };
-    const auto page = mailroom.nextPage(*link.member, link.collectedId, link.lastToCollect);
-    for (Parcel* parcel : page) push(link, *parcel, authorOf(*parcel));
-    link.pageEnd = link.parcelsSent;
-    if (!page.empty()) {
-        link.collectedId = page.back()->id;
-        return;
+    auto page = mailroom.nextPage(*link.member, link.collectedId, link.lastToCollect);
+    for (ParcelHandle& parcel : page) {
+        link.collectedId = parcel->id;
+        const Member* author = authorOf(*parcel);
+        push(link, std::move(parcel), author);
     }
+    link.pageEnd = link.parcelsSent;
+    if (!page.empty()) return;
 
     // All of it is through: now what came in the meantime.
     link.isCollecting = false;
-    for (Parcel* parcel : std::exchange(link.behind, {})) push(link, *parcel, authorOf(*parcel));
+    for (ParcelHandle& parcel : std::exchange(link.behind, {})) {
+        const Member* author = authorOf(*parcel);
+        push(link, std::move(parcel), author);
+    }
     link.behindBytes = 0;
 }
 

@@ -66,7 +66,7 @@ private:
 
     // Packs.
     void memberPack(LinkState& link, const PackView& pack, ByteView frame, Date now);
-    void push(LinkState& link, Parcel& parcel, const Member* author);
+    void push(LinkState& link, ParcelHandle parcel, const Member* author);
     void collectIfNeeded(LinkState& link);
     void collect(LinkState& link);
 

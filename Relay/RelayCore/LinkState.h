@@ -27,8 +27,8 @@ struct LinkState {
     std::uint64_t knownList = 0;  // the version of the list that was sent last
     std::size_t listHash = 0;
 
-    std::deque<Parcel*> unproved;  // sent, in order
-    std::deque<Parcel*> behind;    // live packs that wait until what is older is through
+    std::deque<ParcelHandle> unproved;  // sent, in order
+    std::deque<ParcelHandle> behind;    // live packs that wait until what is older is through
     std::size_t behindBytes = 0;
 
     // What was there before this link and is not proved, mail or held by an older link, goes to it in pages.

@@ -4,12 +4,18 @@
 
 #include <algorithm>
 
+namespace {
+
+/// How many handles a parcel that is not proved has outside the queue. (A proved one may be in the queue
+/// or not.)
+std::uint32_t holders(const ParcelHandle& parcel) {
+    return parcel.count() - (parcel->state == Parcel::State::queued ? 1 : 0);
+}
+
+}  // namespace
+
 Mailroom::Mailroom(const RelayLimits& limits, RelayStore& store, RelayCounters& counters)
     : limits(limits), store(store), counters(counters) {}
-
-Mailroom::~Mailroom() {
-    for (Parcel* parcel : fresh) delete parcel;
-}
 
 void Mailroom::start() { lastId = store.lastMailId(); }
 
@@ -19,78 +25,59 @@ bool Mailroom::hasRoom(const Member& target, std::size_t size) const {
     return target.mail.packs < limits.mailPacks && target.mail.bytes + size <= limits.mailBytes;
 }
 
-Parcel& Mailroom::accept(Member& target, ByteView frame, Date now, bool isMail) {
-    auto* parcel = new Parcel{&target, ++lastId, now, Bytes(frame.begin(), frame.end())};
-    parcel->isMail = isMail;
+ParcelHandle Mailroom::accept(Member& target, ByteView frame, Date now, bool isMail) {
+    auto parcel = ParcelHandle::make(target, ++lastId, now, Bytes(frame.begin(), frame.end()),
+                                     isMail ? Parcel::State::queued : Parcel::State::unkept);
     if (isMail) {
-        parcel->isFresh = true;
-        fresh.push_back(parcel);
+        queue.push_back(parcel);
         pending(now);
     }
-    return *parcel;
+    return parcel;
 }
 
-void Mailroom::settle(Parcel& parcel) {
-    if (parcel.holders > 0) return;
-    if (parcel.isMail && !parcel.isDone) {
-        ++parcel.target->mail.packs;
-        parcel.target->mail.bytes += parcel.frame.size();
-        if (parcel.isKept) parcel.target->heldKept.erase(parcel.id);
+void Mailroom::prove(ParcelHandle parcel, Date now) {
+    if (parcel->state == Parcel::State::stored) {
+        parcel->target->heldKept.erase(parcel->id);
+        forgotten.push_back(parcel->id);
+        pending(now);
     }
-    dismiss(parcel);
-}
-
-void Mailroom::prove(Parcel& parcel, Date now) {
-    --parcel.holders;
-    if (!parcel.isDone) {
-        parcel.isDone = true;
-        if (parcel.isKept) {
-            parcel.target->heldKept.erase(parcel.id);
-            forgotten.push_back(parcel.id);
-            pending(now);
-        }
-    }
-    dismiss(parcel);
+    parcel->state = Parcel::State::proved;
     // Proofs come in about the order of arrival, so that the queue stays short and the memory warm.
-    while (!fresh.empty() && fresh.front()->isDone) {
-        Parcel& first = *fresh.front();
-        fresh.pop_front();
-        first.isFresh = false;
-        dismiss(first);
-    }
+    while (!queue.empty() && queue.front()->state == Parcel::State::proved) queue.pop_front();
 }
 
-void Mailroom::release(Parcel& parcel, Date now) {
-    --parcel.holders;
-    if (parcel.isFresh) pending(now);
-    settle(parcel);
+void Mailroom::release(ParcelHandle parcel) {
+    const bool isOwed = parcel->state == Parcel::State::queued || parcel->state == Parcel::State::stored;
+    if (!isOwed || holders(parcel) > 1) return;
+    ++parcel->target->mail.packs;
+    parcel->target->mail.bytes += parcel->frame.size();
+    if (parcel->state == Parcel::State::stored) parcel->target->heldKept.erase(parcel->id);
 }
 
 void Mailroom::forget(Member& member) {
-    std::erase_if(fresh, [&](Parcel* parcel) {
+    std::erase_if(queue, [&](const ParcelHandle& parcel) {
         if (parcel->target != &member) return false;
-        check(parcel->holders == 0, "A link holds a pack for somebody who is no member.");
-        delete parcel;
+        check(parcel.count() == 1, "A link holds a pack for somebody who is no member.");
         return true;
     });
 }
 
-std::vector<Parcel*> Mailroom::nextPage(Member& member, std::int64_t after, std::int64_t last) {
+std::vector<ParcelHandle> Mailroom::nextPage(Member& member, std::int64_t after, std::int64_t last) {
     // What is proved must be gone from the store, and what is not must be in it, held or not: then the
     // store alone says what is owed, and in which order.
     write([&](const Parcel& parcel) { return parcel.target == &member && parcel.id <= last; });
-    std::vector<Parcel*> page;
+    std::vector<ParcelHandle> page;
     for (StoredPack& row : store.mail(member.key, after, pagePacks, pageBytes)) {
         if (row.id > last) break;
-        const auto [place, isMail] = member.heldKept.try_emplace(row.id);
-        if (isMail) {
-            place->second = new Parcel{&member, row.id, row.arrived, std::move(row.frame)};
-            place->second->isKept = true;
-            member.mail.packs -= std::min<std::uint64_t>(member.mail.packs, 1);
-            member.mail.bytes -= std::min<std::uint64_t>(member.mail.bytes, place->second->frame.size());
+        if (const auto held = member.heldKept.find(row.id); held != member.heldKept.end()) {
+            page.emplace_back(*held->second);
+            continue;
         }
-        hold(*place->second);
-        page.push_back(place->second);
+        auto& parcel = page.emplace_back(
+            ParcelHandle::make(member, row.id, row.arrived, std::move(row.frame), Parcel::State::stored));
+        member.heldKept.emplace(row.id, &*parcel);
+        member.mail.packs -= std::min<std::uint64_t>(member.mail.packs, 1);
+        member.mail.bytes -= std::min<std::uint64_t>(member.mail.bytes, parcel->frame.size());
     }
     // By now one link has had all that there was: what is still counted has been deleted for its age.
     if (page.empty()) member.mail = {};
@@ -101,7 +88,7 @@ void Mailroom::writeBatch(Date now) {
     if (!due || now < *due) return;
     write([oldest = now - heldDelay](const Parcel& parcel) { return parcel.arrived <= oldest; });
     // What was too young for this batch is the first of the next.
-    if (!fresh.empty()) due = std::max(fresh.front()->arrived + batchDelay, now);
+    if (!queue.empty()) due = std::max(queue.front()->arrived + batchDelay, now);
 }
 
 void Mailroom::writeAll() {
@@ -127,9 +114,9 @@ void Mailroom::expire(const Members& members, Date now) {
 template <class IsDue>
 void Mailroom::write(const IsDue& isDue) {
     std::vector<MailItem> items;
-    for (const Parcel* parcel : fresh) {
-        if (parcel->isDone) continue;
-        if (parcel->holders == 0 || isDue(*parcel))
+    for (const ParcelHandle& parcel : queue) {
+        if (parcel->state == Parcel::State::proved) continue;
+        if (holders(parcel) == 0 || isDue(*parcel))
             items.push_back({parcel->id, parcel->target->key, parcel->arrived, parcel->frame});
     }
     if (!items.empty() || !forgotten.empty()) store.changeMail(items, forgotten);
@@ -138,25 +125,17 @@ void Mailroom::write(const IsDue& isDue) {
     due.reset();
 
     auto written = items.begin();
-    std::erase_if(fresh, [&](Parcel* parcel) {
-        const bool isWritten = written != items.end() && written->id == parcel->id;
-        if (!isWritten && !parcel->isDone) return false;
-        parcel->isFresh = false;
-        if (isWritten) {
-            ++written;
-            parcel->isKept = true;
-            if (parcel->holders > 0) parcel->target->heldKept.emplace(parcel->id, parcel);
-        }
-        dismiss(*parcel);
+    std::erase_if(queue, [&](const ParcelHandle& parcel) {
+        if (parcel->state == Parcel::State::proved) return true;
+        if (written == items.end() || written->id != parcel->id) return false;
+        ++written;
+        if (holders(parcel) > 0) parcel->target->heldKept.emplace(parcel->id, &*parcel);
+        parcel->state = Parcel::State::stored;
         return true;
     });
-    if (!fresh.empty()) due = fresh.front()->arrived + batchDelay;
+    if (!queue.empty()) due = queue.front()->arrived + batchDelay;
 }
 
 void Mailroom::pending(Date now) {
     if (!due) due = now + batchDelay;
-}
-
-void Mailroom::dismiss(Parcel& parcel) {
-    if (parcel.holders == 0 && !parcel.isFresh) delete &parcel;
 }

@@ -29,7 +29,6 @@ public:
     Mailroom(const RelayLimits& limits, RelayStore& store, RelayCounters& counters);
     Mailroom(const Mailroom&) = delete;
     Mailroom& operator=(const Mailroom&) = delete;
-    ~Mailroom();
 
     /// Learns where the ids of mail stand. @throws StoreError
     void start();
@@ -38,25 +37,22 @@ public:
 
     /// Whether one more pack of this size may wait for a member who is away.
     bool hasRoom(const Member& target, std::size_t size) const;
-    /// Takes a pack in. The caller then lets links `hold` it, and calls `settle`.
-    Parcel& accept(Member& target, ByteView frame, Date now, bool isMail);
-    void hold(Parcel& parcel) { ++parcel.holders; }
-    /// A pack that nobody holds by now is mail, or is dropped.
-    void settle(Parcel& parcel);
-    /// A link that held it has proved that it arrived.
-    void prove(Parcel& parcel, Date now);
-    /// A link that held it is gone. The last one makes it mail again.
-    void release(Parcel& parcel, Date now);
-    /// Forgets all that waits for somebody who is no member any more; no link may hold any of it.
+    /// Takes a pack in. The caller copies the handle for each link that is to be sent it, and then releases its
+    /// own: a pack that no link has by then is mail, or is dropped. Every copy comes back by `prove` or `release`.
+    [[nodiscard]] ParcelHandle accept(Member& target, ByteView frame, Date now, bool isMail);
+    /// A link that had it has proved that it arrived.
+    void prove(ParcelHandle parcel, Date now);
+    /// A link that had it is gone. The last one makes it mail again.
+    void release(ParcelHandle parcel);
+    /// Forgets all that waits for somebody who is no member any more; no link may have any of it.
     void forget(Member& member);
 
     /// The id of the pack that came last, to anybody.
     std::int64_t lastAccepted() const { return lastId; }
     /// For a link that has had its member's packs up to `after`, and will have those behind `last`: what is not
-    /// proved of those between, mail or held by other links, in order. One page, each held once for the caller;
-    /// empty when there is no more.
-    /// @throws StoreError  nothing was held
-    std::vector<Parcel*> nextPage(Member& member, std::int64_t after, std::int64_t last);
+    /// proved of those between, mail or held by other links, in order. One page; empty when there is no more.
+    /// @throws StoreError
+    [[nodiscard]] std::vector<ParcelHandle> nextPage(Member& member, std::int64_t after, std::int64_t last);
 
     /// When `writeBatch` is due next.
     std::optional<Date> batchDue() const { return due; }
@@ -72,13 +68,12 @@ private:
     template <class IsDue>
     void write(const IsDue& isDue);
     void pending(Date now);
-    void dismiss(Parcel& parcel);
 
     const RelayLimits& limits;
     RelayStore& store;
     RelayCounters& counters;
     std::int64_t lastId = 0;
-    std::deque<Parcel*> fresh;            // by id
+    std::deque<ParcelHandle> queue;       // to be written, by id; proved ones are among them
     std::vector<std::int64_t> forgotten;  // proved, and still in the store
     std::optional<Date> due;
 };
