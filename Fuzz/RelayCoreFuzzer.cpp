@@ -50,7 +50,7 @@ void happen(RelayWorld& world, FuzzInput& input) {
         case 10: world.wrongPong(link, input.byte()); break;
         case 11: world.drop(link); break;
         case 12: world.changeMember(choice % RelayKeys::people, input.byte() % 3); break;
-        case 13: world.failStoreIn(1 + choice % 8); break;
+        case 13: world.failStoreAt(1 + choice % 8); break;
         case 14: world.repairStore(); break;
         case 15: world.advance(choice * 0.004); break;
         case 16:

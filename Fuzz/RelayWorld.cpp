@@ -28,83 +28,6 @@ std::optional<std::size_t> RelayKeys::personOf(ByteView key) const {
     return std::nullopt;
 }
 
-// ---- the store
-
-void MemoryStore::operation() {
-    if (failsIn > 0 && --failsIn == 0) isBroken = true;
-    if (isBroken) throw StoreError("made to fail");
-}
-
-bool MemoryStore::isMember(const PublicKey& key) const {
-    return std::any_of(people.begin(), people.end(), [&](const StoredMember& member) { return member.key == key; });
-}
-
-std::vector<StoredMember> MemoryStore::members() {
-    operation();
-    return people;
-}
-
-void MemoryStore::putMember(const StoredMember& member) {
-    operation();
-    for (StoredMember& each : people)
-        if (each.key == member.key) {
-            each.isAdmin = member.isAdmin;
-            return;
-        }
-    people.push_back(member);
-}
-
-bool MemoryStore::removeMember(const PublicKey& key) {
-    operation();
-    std::erase_if(rows, [&](const auto& row) { return row.second.target == key; });
-    return std::erase_if(people, [&](const StoredMember& member) { return member.key == key; }) > 0;
-}
-
-void MemoryStore::changeMail(std::span<const MailItem> kept, std::span<const std::int64_t> forgotten) {
-    operation();
-    for (const MailItem& item : kept) {
-        check(!rows.contains(item.id), "mail was given an id twice");
-        if (!isMember(item.target)) continue;
-        highestId = std::max(highestId, item.id);
-        rows[item.id] = {item.target, item.arrived, Bytes(item.frame.begin(), item.frame.end())};
-    }
-    for (const std::int64_t id : forgotten) rows.erase(id);
-}
-
-std::vector<StoredPack> MemoryStore::mail(const PublicKey& target, std::int64_t after, std::size_t maxPacks,
-                                          std::size_t maxBytes) {
-    operation();
-    std::vector<StoredPack> page;
-    std::size_t bytes = 0;
-    for (auto row = rows.upper_bound(after); row != rows.end() && page.size() < maxPacks && bytes < maxBytes; ++row) {
-        if (row->second.target != target) continue;
-        page.push_back({row->first, row->second.arrived, row->second.frame});
-        bytes += row->second.frame.size();
-    }
-    return page;
-}
-
-MailUsage MemoryStore::usage(const PublicKey& target) {
-    operation();
-    MailUsage usage;
-    for (const auto& [id, row] : rows) {
-        if (row.target != target) continue;
-        ++usage.packs;
-        usage.bytes += row.frame.size();
-    }
-    return usage;
-}
-
-std::uint64_t MemoryStore::expireMail(Date limit) {
-    operation();
-    return std::erase_if(rows, [&](const auto& row) { return row.second.arrived < limit; });
-}
-
-std::int64_t MemoryStore::lastMailId() {
-    operation();
-    return highestId;
-}
-
 // ---- links
 
 /// One link, with all that the relay said to it.
@@ -210,7 +133,7 @@ private:
         const std::string author = Nacl::hex(RelayKeys::all().person(original.author));
         const bool isListed =
             std::any_of(list.begin(), list.end(), [&](const MetaPerson& each) { return each.publicKey == author; });
-        check(isListed || !world.store.isMember(RelayKeys::all().person(original.author)),
+        check(isListed || !world.store.member(RelayKeys::all().person(original.author)),
               "a pack came from somebody who is not yet listed");
         unproved.push_back(index);
     }
@@ -299,7 +222,7 @@ void RelayWorld::frame(Link& link, ByteView bytes) {
 void RelayWorld::authenticate(std::size_t index, std::size_t person) {
     Link* link = openLink(index);
     if (!link || link->person) return;
-    const bool isMember = store.isMember(RelayKeys::all().person(person));
+    const bool isMember = store.member(RelayKeys::all().person(person)) != nullptr;
     link->person = person;
     frame(*link, sealed(index, person, bytesOf("list")));
     if (link->isAuthenticated) return;
@@ -316,7 +239,7 @@ void RelayWorld::sendPack(std::size_t index, std::size_t target, std::size_t bod
     const EncryptedPack pack(RelayKeys::all().person(*link->person), RelayKeys::all().person(target), nonce,
                              Bytes(bodySize + 1, 7));
     const bool isToSelf = target == *link->person;
-    const bool isMember = store.isMember(RelayKeys::all().person(target));
+    const bool isMember = store.member(RelayKeys::all().person(target)) != nullptr;
     sent.push_back({pack.bytes(), *link->person, target, index, Fate::may, false, 0});
     frame(*link, sent.back().frame);
     if (didStoreFail || isToSelf) return;
@@ -398,7 +321,7 @@ void RelayWorld::drop(std::size_t index) {
 
 void RelayWorld::changeMember(std::size_t person, int change) {
     const PublicKey& key = RelayKeys::all().person(person);
-    if (store.isBroken || store.failsIn > 0) return;  // the command line would have failed
+    if (store.isToFail()) return;  // the command line would have failed
     if (change == 0) {
         store.removeMember(key);
         // The relay may hold some in memory until it is told.
@@ -429,10 +352,11 @@ void RelayWorld::forgetPacksFor(std::size_t person, Fate fate) {
         if (pack.target == person && pack.fate != Fate::mustNot) pack.fate = fate;
 }
 
-void RelayWorld::repairStore() {
-    store.isBroken = false;
-    store.failsIn = 0;
+void RelayWorld::failStoreAt(std::size_t operation) {
+    if (!store.isFailing()) store.failAfter(operation - 1);
 }
+
+void RelayWorld::repairStore() { store.repair(); }
 
 void RelayWorld::advance(Seconds interval) {
     const Date end = now + interval;

@@ -3,6 +3,7 @@
 #include "FuzzSupport/FuzzKeys.h"
 
 #include "RelayCore/RelayCore.h"
+#include "TestSupport/MemoryRelayStore.h"
 
 #include <algorithm>
 #include <array>
@@ -40,38 +41,6 @@ private:
     std::array<std::array<std::optional<Nacl::SharedKey>, people>, links> sharedKeys;
 };
 
-/// A store in memory that fails when it is told to, wholly or not at all.
-class MemoryStore : public RelayStore {
-public:
-    struct Row {
-        PublicKey target{};
-        Date arrived;
-        Bytes frame;
-    };
-
-    std::vector<StoredMember> people;
-    std::map<std::int64_t, Row> rows;
-    std::size_t failsIn = 0;  // operations until it breaks; 0: never
-    bool isBroken = false;    // until somebody repairs it
-
-    bool isMember(const PublicKey& key) const;
-
-    std::vector<StoredMember> members() override;
-    void putMember(const StoredMember& member) override;
-    bool removeMember(const PublicKey& key) override;
-    void changeMail(std::span<const MailItem> kept, std::span<const std::int64_t> forgotten) override;
-    std::vector<StoredPack> mail(const PublicKey& target, std::int64_t after, std::size_t maxPacks,
-                                 std::size_t maxBytes) override;
-    MailUsage usage(const PublicKey& target) override;
-    std::uint64_t expireMail(Date limit) override;
-    std::int64_t lastMailId() override;
-
-private:
-    void operation();
-
-    std::int64_t highestId = 0;
-};
-
 /// A relay, the people around it and their links, and all that must hold between them.
 ///
 /// What the fuzzer does goes in by the operations; each checks what came of it, and ends the process
@@ -95,7 +64,8 @@ public:
     void wrongPong(std::size_t link, std::uint64_t payload);
     void drop(std::size_t link);
     void changeMember(std::size_t person, int change);
-    void failStoreIn(std::size_t operations) { store.failsIn = operations; }
+    /// @param operation  which of the next is the first that fails, counted from 1
+    void failStoreAt(std::size_t operation);
     void repairStore();
     void advance(Seconds interval);
     void endTurn();
@@ -139,7 +109,7 @@ private:
     std::size_t nextKey = 0;
     bool didStoreFail = false;  // within the last event
     bool isUp = false;
-    MemoryStore store;
+    MemoryRelayStore store;
     std::unique_ptr<RelayCore> core;
     std::vector<std::unique_ptr<Link>> links;
     std::vector<Sent> sent;

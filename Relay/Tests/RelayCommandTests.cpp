@@ -66,7 +66,7 @@ TEST_F(RelayCommandTest, AddAdmitsAndIsKept) {
     TestLink& link = world.join(ada);
     EXPECT_EQ(ask(link, "add " + eve.hex()), "crsp Added " + eve.hex() + ".");
     EXPECT_EQ(ask(link, "add " + eve.hex()), "crsp " + eve.hex() + " is a member already.");
-    EXPECT_TRUE(world.store.isMember(eve.key()));
+    EXPECT_TRUE(world.store.member(eve.key()));
     EXPECT_FALSE(world.join(eve).closeCode);
     world.advance(0.1);
     EXPECT_TRUE(link.knows(eve));
@@ -108,7 +108,7 @@ TEST_F(RelayCommandTest, TheLastAdminStays) {
     ask(link, "admin " + bob.hex());
     world.say(link, "remove " + ada.hex());
     EXPECT_EQ(link.closeCode, CloseCode::policyViolation);
-    EXPECT_FALSE(world.store.isMember(ada.key()));
+    EXPECT_FALSE(world.store.member(ada.key()));
 }
 
 TEST_F(RelayCommandTest, ACommandThatDoesNotOpenIsAnError) {
@@ -122,10 +122,10 @@ TEST_F(RelayCommandTest, ACommandThatDoesNotOpenIsAnError) {
 TEST_F(RelayCommandTest, AFailingStoreLeavesTheMembersAsTheyWere) {
     for (const std::string& command : {"add " + eve.hex(), "remove " + bob.hex(), "admin " + bob.hex()}) {
         TestLink& link = world.join(ada);
-        world.store.failFrom = world.store.operations;
+        world.store.failAfter(0);
         EXPECT_EQ(ask(link, command), "");
         EXPECT_EQ(link.closeCode, CloseCode::internalError);
-        world.store.failFrom = -1;
+        world.store.repair();
         world.advance(2);
         EXPECT_THAT(world.join(ada).lists.back(),
                     ElementsAre(MetaPerson{ada.hex(), true, true}, MetaPerson{bob.hex(), false, false}));

@@ -58,7 +58,7 @@ TEST_F(RelayMailTest, APackToOneselfGoesToTheOtherLinksAndIsDroppedWithoutOne) {
     world.advance(1);
     EXPECT_TRUE(first.texts.empty());
     EXPECT_TRUE(first.answers.empty());
-    EXPECT_TRUE(world.store.packs.empty());
+    EXPECT_TRUE(world.store.rows.empty());
     EXPECT_EQ(world.core().gauges().mailPacks, 0u);
 }
 
@@ -70,7 +70,7 @@ TEST_F(RelayMailTest, APackToOneselfWhoseReaderDiesIsNotMail) {
     world.die(second);
     world.advance(1);
     EXPECT_TRUE(first.texts.empty());
-    EXPECT_TRUE(world.store.packs.empty());
+    EXPECT_TRUE(world.store.rows.empty());
 }
 
 TEST_F(RelayMailTest, AnUnknownTargetIsAnErrorToTheAuthorAndNothingIsStored) {
@@ -78,7 +78,7 @@ TEST_F(RelayMailTest, AnUnknownTargetIsAnErrorToTheAuthorAndNothingIsStored) {
     world.write(link, eve, "hello?");
     world.advance(1);
     EXPECT_EQ(link.answers, Texts{"cerr There is no member " + eve.hex() + "."});
-    EXPECT_TRUE(world.store.packs.empty());
+    EXPECT_TRUE(world.store.rows.empty());
     EXPECT_FALSE(link.closeCode);
 }
 
@@ -90,7 +90,7 @@ TEST_F(RelayMailTest, APackThatIsTooLargeIsAnErrorToTheAuthorAndNothingIsStored)
     world.write(link, bob, std::string(200 - 103, 'x'));
     EXPECT_EQ(link.answers, Texts{"cerr That pack is too large: 201 bytes, and at most 200 are taken."});
     world.advance(1);
-    EXPECT_EQ(world.store.packs.size(), 1u);
+    EXPECT_EQ(world.store.rows.size(), 1u);
 }
 
 TEST_F(RelayMailTest, AFrameThatIsNoPackIsAnErrorToItsSender) {
@@ -106,7 +106,7 @@ TEST_F(RelayMailTest, AFullMailboxIsAnErrorToTheAuthor) {
     for (const char* text : {"one", "two", "three"}) world.write(link, bob, text);
     EXPECT_EQ(link.answers, Texts{"cerr The mailbox of " + bob.hex() + " is full."});
     world.advance(1);
-    EXPECT_EQ(world.store.packs.size(), 2u);
+    EXPECT_EQ(world.store.rows.size(), 2u);
     // What is delivered makes room.
     world.die(world.join(bob));
     world.write(link, bob, "four");
@@ -137,7 +137,7 @@ TEST_F(RelayMailTest, MailComesInOrderAfterTheListAndBeforeLivePacks) {
     world.turn();
     EXPECT_EQ(reader.texts, (Texts{"one", "two", "three", "four", "five"}));
     world.advance(1);
-    EXPECT_TRUE(world.store.packs.empty());
+    EXPECT_TRUE(world.store.rows.empty());
     EXPECT_EQ(world.core().gauges().mailPacks, 0u);
 }
 
@@ -166,7 +166,7 @@ TEST_F(RelayMailTest, APackThatIsProvedAtOnceNeverTouchesTheStore) {
     TestLink& author = world.join(ada);
     const TestLink& reader = world.join(bob);
     world.advance(1);
-    const int before = world.store.operations;
+    const std::size_t before = world.store.operations;
     for (int count = 0; count < 100; ++count) {
         world.write(author, bob, "hello");
         world.turn();
@@ -186,13 +186,13 @@ TEST_F(RelayMailTest, APackIsInTheStoreWithinATenthOfASecondUnlessItIsProved) {
         world.write(author, cai, "mail " + std::to_string(step));
         world.turn();
         world.advance(0.007);
-        for (const auto& [id, pack] : world.store.packs) EXPECT_LE(pack.second.arrived, world.now);
+        for (const auto& [id, row] : world.store.rows) EXPECT_LE(row.arrived, world.now);
         // Everything that arrived more than a tenth of a second ago is there.
         const std::size_t due = step < 15 ? 0 : 2 * (step - 15 + 1);
-        EXPECT_GE(world.store.packs.size(), due) << step;
+        EXPECT_GE(world.store.rows.size(), due) << step;
     }
     world.kill();
-    EXPECT_GE(world.store.packs.size(), 2 * (50u - 15u));
+    EXPECT_GE(world.store.rows.size(), 2 * (50u - 15u));
     (void)reader;
 }
 
@@ -206,7 +206,7 @@ TEST_F(RelayMailTest, WhatIsInTheStoreComesAfterAKilledRelayStartsAgain) {
     world.kill();
     EXPECT_EQ(world.join(bob).texts, (Texts{"one", "two"}));
     world.advance(1);
-    EXPECT_TRUE(world.store.packs.empty());
+    EXPECT_TRUE(world.store.rows.empty());
 }
 
 TEST_F(RelayMailTest, AProvedPackIsForgottenInTheStoreToo) {
@@ -215,11 +215,11 @@ TEST_F(RelayMailTest, AProvedPackIsForgottenInTheStoreToo) {
     world.write(author, bob, "slow");
     world.turn();
     world.advance(0.2);
-    EXPECT_EQ(world.store.packs.size(), 1u);
+    EXPECT_EQ(world.store.rows.size(), 1u);
     reader.isProving = true;
     world.turn();
     world.advance(0.2);
-    EXPECT_TRUE(world.store.packs.empty());
+    EXPECT_TRUE(world.store.rows.empty());
     world.die(reader);
     EXPECT_TRUE(world.join(bob).texts.empty());
 }
@@ -251,7 +251,7 @@ TEST_F(RelayMailTest, OneProofIsEnoughOfTwoLinks) {
     world.die(deaf);
     world.advance(1);
     EXPECT_EQ(world.core().gauges().mailPacks, 0u);
-    EXPECT_TRUE(world.store.packs.empty());
+    EXPECT_TRUE(world.store.rows.empty());
 }
 
 TEST_F(RelayMailTest, MailThatALinkHasNotProvedGoesToTheNextOneToo) {
@@ -267,7 +267,7 @@ TEST_F(RelayMailTest, MailThatALinkHasNotProvedGoesToTheNextOneToo) {
     world.die(first);
     world.advance(1);
     EXPECT_EQ(second.texts, (Texts{"one", "two", "live"}));
-    EXPECT_TRUE(world.store.packs.empty());
+    EXPECT_TRUE(world.store.rows.empty());
 }
 
 TEST_F(RelayMailTest, AListThatNamesTheAuthorGoesBeforeTheAuthorsPack) {
@@ -316,7 +316,7 @@ TEST_F(RelayMailTest, RemovingAMemberClosesTheirLinksWith1008AndDeletesTheirMail
     EXPECT_EQ(removed.closeCode, CloseCode::policyViolation);
     EXPECT_EQ(world.core().counters().closedRemoved, 1u);
     world.advance(1);
-    EXPECT_TRUE(world.store.packs.empty());
+    EXPECT_TRUE(world.store.rows.empty());
     EXPECT_FALSE(admin.knows(bob));
     world.say(admin, "add " + bob.hex());
     EXPECT_TRUE(world.join(bob).texts.empty());
@@ -367,9 +367,9 @@ TEST_F(RelayMailTest, ShuttingDownPutsWhatIsNotProvedIntoTheMail) {
     world.write(author, bob, "held");
     world.write(author, cai, "mail");
     world.turn();
-    EXPECT_TRUE(world.store.packs.empty());
+    EXPECT_TRUE(world.store.rows.empty());
     EXPECT_TRUE(world.core().shutDown(world.now));
-    EXPECT_EQ(world.store.packs.size(), 2u);
+    EXPECT_EQ(world.store.rows.size(), 2u);
     world.kill();
     EXPECT_EQ(world.join(bob).texts, Texts{"held"});
 }
@@ -377,12 +377,11 @@ TEST_F(RelayMailTest, ShuttingDownPutsWhatIsNotProvedIntoTheMail) {
 TEST_F(RelayMailTest, ShuttingDownWithAFailingStoreSaysSoAndCanBeRepeated) {
     TestLink& author = world.join(ada);
     world.write(author, cai, "mail");
-    world.store.failFrom = world.store.operations;
-    world.store.failUntil = world.store.failFrom + 1;
+    world.store.failAfter(0, 1);
     EXPECT_FALSE(world.core().shutDown(world.now));
     EXPECT_EQ(author.closeCode, CloseCode::goingAway);
     EXPECT_TRUE(world.core().shutDown(world.now));
-    EXPECT_EQ(world.store.packs.size(), 1u);
+    EXPECT_EQ(world.store.rows.size(), 1u);
 }
 
 TEST_F(RelayMailTest, WhileTheStoreFailsLinksAreClosedWith1011AndNothingIsForgotten) {
@@ -391,7 +390,7 @@ TEST_F(RelayMailTest, WhileTheStoreFailsLinksAreClosedWith1011AndNothingIsForgot
     world.write(author, bob, "held");
     world.write(author, cai, "mail");
     world.turn();
-    world.store.failFrom = world.store.operations;
+    world.store.failAfter(0);
     world.advance(0.1);
     EXPECT_EQ(author.closeCode, CloseCode::internalError);
     EXPECT_EQ(reader.closeCode, CloseCode::internalError);
@@ -399,7 +398,7 @@ TEST_F(RelayMailTest, WhileTheStoreFailsLinksAreClosedWith1011AndNothingIsForgot
     EXPECT_TRUE(world.core().storeFailure());
     world.advance(10);
     EXPECT_EQ(world.reports.size(), 1u);
-    world.store.failFrom = -1;
+    world.store.repair();
     world.advance(2);
     EXPECT_FALSE(world.core().storeFailure());
     EXPECT_EQ(world.reports.size(), 2u);
@@ -412,7 +411,7 @@ TEST_F(RelayMailTest, ARelayThatCannotReadItsStoreDoesNotStart) {
     for (int failing = 0; failing < 3; ++failing) {
         RelayWorld other;
         other.admit(ada);
-        other.store.failFrom = failing;
+        other.store.failAfter(failing);
         EXPECT_THROW(other.core(), StoreError) << failing;
         other.kill();
     }
@@ -427,8 +426,7 @@ TEST_P(RelayStoreFailureTest, NothingIsLostAndNobodyIsThrownOut) {
     for (const Somebody* person : {&ada, &bob, &cai}) world.admit(*person, person == &ada);
     world.core();
     // The relay has started; the next so many operations work, and then three fail.
-    world.store.failFrom = world.store.operations + GetParam();
-    world.store.failUntil = world.store.failFrom + 3;
+    world.store.failAfter(GetParam(), 3);
 
     Texts written, bobRead, caiRead;
     const auto read = [](const TestLink& link, Texts& into) {
@@ -470,7 +468,7 @@ TEST_P(RelayStoreFailureTest, NothingIsLostAndNobodyIsThrownOut) {
     for (const std::string& text : written) EXPECT_GE(std::count(bobRead.begin(), bobRead.end(), text), 1) << text;
     for (const auto& link : world.links) EXPECT_NE(link->closeCode, CloseCode::policyViolation);
     world.advance(1);
-    EXPECT_TRUE(world.store.packs.empty());
+    EXPECT_TRUE(world.store.rows.empty());
 }
 
 INSTANTIATE_TEST_SUITE_P(EveryOperation, RelayStoreFailureTest, testing::Range(0, 60));

@@ -38,7 +38,7 @@ protected:
     }
     void expectNothingIsLeft() {
         world.advance(1);
-        EXPECT_TRUE(world.store.packs.empty());
+        EXPECT_TRUE(world.store.rows.empty());
         EXPECT_EQ(world.core().gauges().mailPacks, 0u);
         EXPECT_EQ(world.core().gauges().mailBytes, 0u);
         for (const Somebody* person : {&bob, &cai}) {
@@ -234,7 +234,7 @@ TEST_F(RelayTakeOverTest, WhenBothDieUnprovedTheNextHasAllInOrder) {
         EXPECT_EQ(next.texts, written);
         world.die(next);
         world.advance(1);
-        EXPECT_TRUE(world.store.packs.empty());
+        EXPECT_TRUE(world.store.rows.empty());
     }
 }
 
@@ -250,7 +250,7 @@ TEST_F(RelayTakeOverTest, RemovingTheMemberMeanwhileDeletesAllOfIt) {
     EXPECT_EQ(newer.closeCode, CloseCode::policyViolation);
     EXPECT_EQ(world.core().gauges().unprovedPacks, 0u);
     world.advance(1);
-    EXPECT_TRUE(world.store.packs.empty());
+    EXPECT_TRUE(world.store.rows.empty());
     world.say(admin, "add " + bob.hex());
     EXPECT_TRUE(world.join(bob).texts.empty());
 }
@@ -291,7 +291,7 @@ TEST_F(RelayTakeOverTest, OnlyThePacksOfTheOneMemberAreWrittenForIt) {
     world.write(author, bob, "for Bob");
     world.write(author, cai, "for Cai");
     world.join(bob, false);
-    EXPECT_EQ(world.store.packs.size(), 1u);
+    EXPECT_EQ(world.store.rows.size(), 1u);
 }
 
 TEST_F(RelayTakeOverTest, WithoutAnythingUnprovedTheStoreIsNotAsked) {
@@ -299,7 +299,7 @@ TEST_F(RelayTakeOverTest, WithoutAnythingUnprovedTheStoreIsNotAsked) {
     world.join(bob);
     world.write(author, bob, "hello");
     world.turn();
-    const int before = world.store.operations;
+    const std::size_t before = world.store.operations;
     world.join(bob);
     EXPECT_EQ(world.store.operations, before);
 }
@@ -310,7 +310,7 @@ TEST_F(RelayTakeOverTest, APackToOneselfIsNotTakenOver) {
     world.write(first, bob, "note");
     world.turn();
     EXPECT_TRUE(world.join(bob).texts.empty());
-    EXPECT_TRUE(world.store.packs.empty());
+    EXPECT_TRUE(world.store.rows.empty());
 }
 
 TEST_F(RelayTakeOverTest, AfterAKilledRelayItComesOnce) {
@@ -342,8 +342,7 @@ TEST_P(RelayTakeOverFailureTest, NothingIsLostAndOrderHolds) {
         world.turn();
     };
     write(12);
-    world.store.failFrom = world.store.operations + GetParam();
-    world.store.failUntil = world.store.failFrom + 2;
+    world.store.failAfter(GetParam(), 2);
     TestLink& newer = world.join(bob, false);
     write(2);
     newer.isProving = true;
@@ -366,7 +365,7 @@ TEST_P(RelayTakeOverFailureTest, NothingIsLostAndOrderHolds) {
     all.insert(all.end(), last.texts.begin(), last.texts.end());
     EXPECT_EQ(all, written);
     world.advance(1);
-    EXPECT_TRUE(world.store.packs.empty());
+    EXPECT_TRUE(world.store.rows.empty());
 }
 
 INSTANTIATE_TEST_SUITE_P(EveryOperation, RelayTakeOverFailureTest, testing::Range(0, 12));

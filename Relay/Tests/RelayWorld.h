@@ -1,93 +1,17 @@
 #pragma once
 
 #include "RelayCore/RelayCore.h"
+#include "TestSupport/MemoryRelayStore.h"
 #include "VimbleWire/Pack.h"
 #include "VimbleWire/ServerMessage.h"
 
 #include <algorithm>
 #include <functional>
-#include <map>
 #include <memory>
 #include <optional>
 #include <string>
 #include <utility>
 #include <vector>
-
-/// A store in memory, of which the n-th operation can be made to fail.
-class MemoryStore : public RelayStore {
-public:
-    std::vector<StoredMember> members() override {
-        operate();
-        return people;
-    }
-    void putMember(const StoredMember& member) override {
-        operate();
-        for (StoredMember& each : people)
-            if (each.key == member.key) return void(each = member);
-        people.push_back(member);
-    }
-    bool removeMember(const PublicKey& key) override {
-        operate();
-        std::erase_if(packs, [&](const auto& entry) { return entry.second.first == key; });
-        return std::erase_if(people, [&](const StoredMember& each) { return each.key == key; }) > 0;
-    }
-    void changeMail(std::span<const MailItem> kept, std::span<const std::int64_t> forgotten) override {
-        operate();
-        ++mailChanges;
-        for (const std::int64_t id : forgotten) packs.erase(id);
-        for (const MailItem& item : kept)
-            if (isMember(item.target))
-                packs[item.id] = {item.target, {item.id, item.arrived, Bytes(item.frame.begin(), item.frame.end())}};
-    }
-    std::vector<StoredPack> mail(const PublicKey& target, std::int64_t after, std::size_t maxPacks,
-                                 std::size_t maxBytes) override {
-        operate();
-        std::vector<StoredPack> result;
-        std::size_t bytes = 0;
-        for (auto entry = packs.upper_bound(after); entry != packs.end(); ++entry) {
-            if (result.size() == maxPacks || bytes >= maxBytes) break;
-            if (entry->second.first != target) continue;
-            bytes += entry->second.second.frame.size();
-            result.push_back(entry->second.second);
-        }
-        return result;
-    }
-    MailUsage usage(const PublicKey& target) override {
-        operate();
-        MailUsage result;
-        for (const auto& [id, pack] : packs) {
-            if (pack.first != target) continue;
-            ++result.packs;
-            result.bytes += pack.second.frame.size();
-        }
-        return result;
-    }
-    std::uint64_t expireMail(Date limit) override {
-        operate();
-        return std::erase_if(packs, [&](const auto& entry) { return entry.second.second.arrived < limit; });
-    }
-    std::int64_t lastMailId() override {
-        operate();
-        return packs.empty() ? 0 : packs.rbegin()->first;
-    }
-
-    bool isMember(const PublicKey& key) const {
-        return std::any_of(people.begin(), people.end(), [&](const StoredMember& each) { return each.key == key; });
-    }
-
-    std::vector<StoredMember> people;
-    std::map<std::int64_t, std::pair<PublicKey, StoredPack>> packs;
-    int operations = 0;
-    int mailChanges = 0;
-    int failFrom = -1;        // the first operation that fails, counted from 0; -1: none
-    int failUntil = 1 << 30;  // the first that works again
-
-private:
-    void operate() {
-        const int number = operations++;
-        if (failFrom >= 0 && number >= failFrom && number < failUntil) throw StoreError("disk full");
-    }
-};
 
 /// Somebody with a key pair.
 struct Somebody {
@@ -241,7 +165,7 @@ public:
     }
 
     RelayLimits limits;
-    MemoryStore store;
+    MemoryRelayStore store;
     Date now{1000};
     std::vector<std::string> reports;
     std::vector<std::unique_ptr<TestLink>> links;

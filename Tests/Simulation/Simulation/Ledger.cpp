@@ -129,7 +129,7 @@ bool Ledger::mayComeAgain(const Copy& copy) const {
 
 void Ledger::checkArrivals(const std::function<bool(const SimulatedPerson&)>& isAway) {
     std::map<const Copy*, int> waiting;
-    for (const auto& [id, row] : store.rows()) {
+    for (const auto& [id, row] : store.rows) {
         const Copy* copy = find(row.frame);
         if (!copy || !copy->read) return journal.fail("the store holds a pack that nobody sent");
         if (++waiting[copy] > 1) return journal.fail(described(*copy) + " is in the store twice");

@@ -59,7 +59,7 @@ void Storm::calm() {
     world.journal.line([] { return "the storm is over"; });
     isCalm = true;
     world.network.refusals = 0;
-    world.store.fails = false;
+    world.store.repair();
     if (!world.relay.isRunning()) world.relay.start();
     for (const auto& wire : world.wires) {
         wire->up.heal();
@@ -171,7 +171,7 @@ void Storm::command() {
 }
 
 void Storm::changeMembers() {
-    if (world.store.fails) return;
+    if (world.store.isToFail()) return;
     const SimulatedPerson& person = world.people[world.random.below(world.people.size())];
     if (person.index == 0) return;
     if (!world.isMember(person))
@@ -185,7 +185,7 @@ void Storm::admit() {
     const auto found = std::ranges::find_if(world.machines, [&](const auto& machine) {
         return machine->isThrownOut() && machine->isPathUp && !world.isMember(machine->person);
     });
-    if (found == world.machines.end() || world.store.fails) return;
+    if (found == world.machines.end() || world.store.isToFail()) return;
     Machine& machine = **found;
     world.addOnCommandLine(machine.person, false);
     machine.connect();
@@ -278,29 +278,29 @@ void Storm::losePath() {
 }
 
 void Storm::startRelay() {
-    if (!world.relay.isRunning() && !world.store.fails) world.relay.start();
+    if (!world.relay.isRunning() && !world.store.isToFail()) world.relay.start();
 }
 
 void Storm::stopRelay() {
-    if (!world.relay.isRunning() || world.store.fails || world.relay.isAiling()) return;
+    if (!world.relay.isRunning() || world.store.isToFail() || world.relay.isAiling()) return;
     world.relay.shutDown();
     after(world.random.spread(0.01, 40), [this] { startRelay(); });
 }
 
 void Storm::killRelay() {
     // A relay that can't write may lose what it holds: there is no promise to check.
-    if (!world.relay.isRunning() || world.store.fails || world.relay.isAiling()) return;
+    if (!world.relay.isRunning() || world.store.isToFail() || world.relay.isAiling()) return;
     ++world.kills;
     world.relay.kill(world.random.chance(0.3));
     after(world.random.spread(0.01, 40), [this] { startRelay(); });
 }
 
 void Storm::failStore() {
-    if (world.store.fails || !world.relay.isRunning()) return;
+    if (world.store.isToFail() || !world.relay.isRunning()) return;
     world.journal.line([] { return "the store fails"; });
-    world.store.fails = true;
+    world.store.failAfter(0);
     after(world.random.spread(0.05, 20), [this] {
         world.journal.line([] { return "the store works again"; });
-        world.store.fails = false;
+        world.store.repair();
     });
 }

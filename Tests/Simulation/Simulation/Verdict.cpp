@@ -24,7 +24,7 @@ void judgeLinks(World& world) {
 /// Who is there, as the relay must see it: by key, whether one of the machines is online.
 std::map<std::string, bool> presence(World& world) {
     std::map<std::string, bool> online;
-    for (const StoredMember& member : world.store.allMembers()) online[Nacl::hex(member.key)] = false;
+    for (const StoredMember& member : world.store.people) online[Nacl::hex(member.key)] = false;
     for (const auto& machine : world.machines)
         if (machine->isRunning() && world.isMember(machine->person)) online[machine->person.publicKeyText] = true;
     return online;
@@ -62,13 +62,13 @@ void judgeRelay(World& world) {
                                std::to_string(expected));
     };
     expect("links", gauges.links, links);
-    expect("members", gauges.members, world.store.allMembers().size());
+    expect("members", gauges.members, world.store.people.size());
     expect("members online", gauges.membersOnline,
            static_cast<std::uint64_t>(std::ranges::count_if(online, [](const auto& each) { return each.second; })));
     expect("unproved packs", gauges.unprovedPacks, 0);
     std::uint64_t bytes = 0;
-    for (const auto& [id, row] : world.store.rows()) bytes += row.frame.size();
-    expect("packs of mail", gauges.mailPacks, world.store.rows().size());
+    for (const auto& [id, row] : world.store.rows) bytes += row.frame.size();
+    expect("packs of mail", gauges.mailPacks, world.store.rows.size());
     expect("bytes of mail", gauges.mailBytes, bytes);
 }
 
