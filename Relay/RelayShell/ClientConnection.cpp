@@ -55,9 +55,7 @@ void ClientConnection::readable(Tcp::Error error) {
         server.counters().bytesReceived += count;
         receive(scratch.first(count));
     }
-    if (phase == Phase::ended) return;
-    isToRead = true;
-    gather();
+    if (phase != Phase::ended) gather(TurnEnd::read);
 }
 
 void ClientConnection::receive(std::span<std::uint8_t> arrived) {
@@ -70,7 +68,7 @@ void ClientConnection::receive(std::span<std::uint8_t> arrived) {
     if (goesOn || phase == Phase::ended) return;
     if (phase == Phase::request) ++server.counters().tlsFailures;
     // What TLS has to say about it is written at the end of the turn.
-    hasFailed = true;
+    gather(TurnEnd::end);
 }
 
 void ClientConnection::consume(std::span<std::uint8_t> plain) {
@@ -81,8 +79,8 @@ void ClientConnection::consume(std::span<std::uint8_t> plain) {
     }
     std::size_t used = 0;
     if (phase == Phase::request) used = consumeRequest(plain);
-    if (phase == Phase::link) used += consumeFrames(plain.subspan(used));
-    if (phase != Phase::request && phase != Phase::link) used = plain.size();  // of no interest any more
+    if (isLink()) used += consumeFrames(plain.subspan(used));
+    if (isClosing() || phase == Phase::ended) used = plain.size();  // of no interest any more
     if (!isFromPartial) {
         partial.assign(plain.begin() + static_cast<std::ptrdiff_t>(used), plain.end());
     } else if (used == partial.size()) {
@@ -122,14 +120,14 @@ std::size_t ClientConnection::consumeRequest(ByteView bytes) {
         return bytes.size();
     }
     ++server.counters().upgrades;
-    phase = Phase::link;
+    phase = Phase::greeted;
     server.core().linkOpened(*this, Server::limitedPlace(place), server.now());
     return verdict->used;
 }
 
 std::size_t ClientConnection::consumeFrames(std::span<std::uint8_t> bytes) {
     const std::size_t used = reader.read(bytes, *this);
-    if (const auto code = reader.error(); code && phase == Phase::link) {
+    if (const auto code = reader.error(); code && isLink()) {
         ++(*code == 1009   ? server.counters().closedFrameSize
            : *code == 1003 ? server.counters().closedText
                            : server.counters().closedProtocol);
@@ -143,16 +141,18 @@ std::size_t ClientConnection::consumeFrames(std::span<std::uint8_t> bytes) {
 }
 
 bool ClientConnection::onMessage(ByteView message) {
-    // Somebody who has just been admitted on the command line must not be refused for good.
-    if (!std::exchange(hasSpoken, true)) server.lookAtMembers();
+    if (phase == Phase::greeted) {
+        phase = Phase::link;
+        // Somebody who has just been admitted on the command line must not be refused for good.
+        server.lookAtMembers();
+    }
     server.core().frameReceived(*this, message, server.now());
-    return phase == Phase::link;
+    return isLink();
 }
 
 bool ClientConnection::onPing(ByteView payload) {
     // Only the newest is kept: whoever sends pings and never reads would fill the memory otherwise.
-    pong.assign(payload.begin(), payload.end());
-    hasPong = true;
+    pong.emplace(payload.begin(), payload.end());
     gather();
     return true;
 }
@@ -163,7 +163,7 @@ bool ClientConnection::onPong(ByteView payload) {
         for (const std::uint8_t byte : payload) value = value << 8 | byte;
         server.core().pongReceived(*this, value, server.now());
     }
-    return phase == Phase::link;
+    return isLink();
 }
 
 void ClientConnection::onClose(std::optional<std::uint16_t> code) {
@@ -179,7 +179,7 @@ void ClientConnection::onClose(std::optional<std::uint16_t> code) {
 void ClientConnection::send(ByteView frame) {
     WebsocketWriter::appendMessage(out, frame);
     gather();
-    if (out.size() >= earlyFlush && !isWaitingToWrite) write();
+    if (out.size() >= earlyFlush && !isSocketFull) write();
 }
 
 void ClientConnection::ping(std::uint64_t payload) {
@@ -195,27 +195,27 @@ void ClientConnection::close(CloseCode code, std::string_view reason) {
 }
 
 void ClientConnection::answerPing() {
-    if (std::exchange(hasPong, false)) WebsocketWriter::appendPong(out, pong);
+    if (pong) WebsocketWriter::appendPong(out, *pong);
+    pong.reset();
 }
 
-void ClientConnection::gather() {
-    if (isGathered) return;
-    isGathered = true;
-    server.gathered(shared_from_this());
+void ClientConnection::gather(TurnEnd wanted) {
+    if (turnEnd == TurnEnd::nothing) server.gathered(shared_from_this());
+    turnEnd = std::max(turnEnd, wanted);
 }
 
 void ClientConnection::flush() {
-    isGathered = false;
+    const TurnEnd wanted = std::exchange(turnEnd, TurnEnd::nothing);
     if (phase == Phase::ended) return;
-    if (!isWaitingToWrite) write();
-    if (hasFailed) return end();
-    if (std::exchange(isToRead, false)) waitToRead();
+    if (!isSocketFull) write();
+    if (wanted == TurnEnd::end || turnEnd == TurnEnd::end) return end();
+    if (wanted == TurnEnd::read) waitToRead();
 }
 
 void ClientConnection::write() {
-    if (phase == Phase::link) answerPing();
+    if (isLink()) answerPing();
     if (tls) {
-        if (!tls->send(out)) return fail();
+        if (!tls->send(out)) return gather(TurnEnd::end);
         emptied(out);
         tls->takeOutput(sealedOut);
     }
@@ -228,21 +228,20 @@ void ClientConnection::write() {
         server.counters().bytesSent += count;
         written += count;
         if (error == boost::asio::error::would_block) {
-            isWaitingToWrite = true;
+            isSocketFull = true;
             socket.async_wait(Tcp::Socket::wait_write, [self = shared_from_this()](Tcp::Error waitError) {
-                self->isWaitingToWrite = false;
+                self->isSocketFull = false;
                 if (waitError || self->phase == Phase::ended) return;
                 self->gather();
             });
             return;
         }
-        if (error) return fail();
+        if (error) return gather(TurnEnd::end);
     }
     emptied(bytes);
     written = 0;
-    if (phase != Phase::closing) return;
-    if (tls && !isShut) {
-        isShut = true;
+    if (!isClosing()) return;
+    if (std::exchange(phase, Phase::shut) == Phase::closing && tls) {
         tls->close();
         tls->takeOutput(sealedOut);
         return write();
@@ -261,14 +260,9 @@ void ClientConnection::beginClosing() {
 }
 
 void ClientConnection::checkDeadline(Date now) {
-    if ((phase != Phase::request && phase != Phase::closing) || now < deadline) return;
+    if ((phase != Phase::request && !isClosing()) || now < deadline) return;
     if (phase == Phase::request) ++server.counters().requestsLate;
     abort();
-}
-
-void ClientConnection::fail() {
-    hasFailed = true;
-    gather();
 }
 
 void ClientConnection::abort() { end(); }
@@ -276,7 +270,7 @@ void ClientConnection::abort() { end(); }
 void ClientConnection::end() {
     if (phase == Phase::ended) return;
     const auto self = shared_from_this();
-    if (phase == Phase::link) server.core().linkClosed(*this, server.now());
+    if (isLink()) server.core().linkClosed(*this, server.now());
     phase = Phase::ended;
     Tcp::Error error;
     socket.close(error);

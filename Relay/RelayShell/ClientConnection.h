@@ -46,7 +46,24 @@ public:
     const std::string& peerAddress() const { return address; }
 
 private:
-    enum class Phase { request, link, closing, ended };
+    enum class Phase {
+        request,  // waits for the end of its HTTP request
+        greeted,  // a link whose first message has not come
+        link,     // a link whose first message has come
+        closing,  // sends what is left to send, and then shuts its side of the socket
+        shut,     // has sent it, or all but the good-bye of TLS, and waits for the other side to close
+        ended,
+    };
+    /// What the end of the turn brings; each includes the ones before it.
+    enum class TurnEnd {
+        nothing,  // is not in the server's list of connections to flush
+        flush,
+        read,  // waits for its socket again
+        end,
+    };
+
+    bool isLink() const { return phase == Phase::greeted || phase == Phase::link; }
+    bool isClosing() const { return phase == Phase::closing || phase == Phase::shut; }
 
     void waitToRead();
     void readable(Tcp::Error error);
@@ -60,11 +77,10 @@ private:
     bool onPong(ByteView payload) override;
     void onClose(std::optional<std::uint16_t> code) override;
 
-    void gather();
+    void gather(TurnEnd wanted = TurnEnd::flush);
     void answerPing();
     void write();
     void beginClosing();
-    void fail();
     void end();
 
     Server& server;
@@ -73,17 +89,12 @@ private:
     std::unique_ptr<TlsSession> tls;
     WebsocketReader reader;
     Phase phase = Phase::request;
-    Date deadline;  // of the request, or of closing
-    Bytes partial;  // what was read and is not complete
-    Bytes pong;     // answers the newest ping: older ones need no answer (RFC 6455, section 5.5.3)
-    bool hasPong = false;
-    bool isToRead = false;    // waits for its socket again from the end of the turn on
-    bool hasSpoken = false;   // its first message has come
-    Bytes out;                // what is to be sent, before TLS
-    Bytes sealedOut;          // the same behind TLS
-    std::size_t written = 0;  // how much of it the socket has taken
-    bool isGathered = false;  // is in the server's list of connections to flush
-    bool isWaitingToWrite = false;
-    bool hasFailed = false;  // ends at the end of the turn
-    bool isShut = false;     // TLS has been told that no more will be sent
+    TurnEnd turnEnd = TurnEnd::nothing;
+    Date deadline;              // of the request, or of closing
+    Bytes partial;              // what was read and is not complete
+    std::optional<Bytes> pong;  // answers the newest ping: older ones need no answer (RFC 6455, section 5.5.3)
+    Bytes out;                  // what is to be sent, before TLS
+    Bytes sealedOut;            // the same behind TLS
+    std::size_t written = 0;    // how much of it the socket has taken
+    bool isSocketFull = false;  // waits until the socket takes more
 };
