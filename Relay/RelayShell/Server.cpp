@@ -6,16 +6,12 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
-#include <cstring>
 #include <utility>
 
 #include <boost/asio/ip/address.hpp>
 #include <boost/asio/ip/v6_only.hpp>
 
-#include <fcntl.h>
-#include <sys/file.h>
 #include <sys/resource.h>
-#include <unistd.h>
 
 namespace {
 
@@ -73,34 +69,19 @@ Date calendarNow() {
     return Date::fromUnix(std::chrono::duration<double>(sinceEpoch).count());
 }
 
+FileLock lockOf(const std::filesystem::path& database) {
+    FileLock lock(std::filesystem::path(database) += ".lock");
+    if (!lock.tryTake()) throw ServeError("another vimble-relay serves the database " + database.string());
+    return lock;
+}
+
 }  // namespace
-
-/// Keeps a second relay from serving the same database: both would deliver the mail.
-class Server::FileLock {
-public:
-    explicit FileLock(const std::filesystem::path& database) {
-        std::error_code error;
-        if (database.has_parent_path()) std::filesystem::create_directories(database.parent_path(), error);
-        const std::string file = database.string() + ".lock";
-        descriptor = ::open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-        if (descriptor < 0) throw ServeError("the file " + file + " can't be opened: " + std::strerror(errno));
-        if (::flock(descriptor, LOCK_EX | LOCK_NB) == 0) return;
-        ::close(descriptor);
-        throw ServeError("another vimble-relay serves the database " + database.string());
-    }
-    FileLock(const FileLock&) = delete;
-    FileLock& operator=(const FileLock&) = delete;
-    ~FileLock() { ::close(descriptor); }
-
-private:
-    int descriptor;
-};
 
 Server::Server(const ServeOptions& options)
     : serveOptions(options),
       startedAt(calendarNow()),
       startedSteady(std::chrono::steady_clock::now()),
-      lock(std::make_unique<FileLock>(options.database)),
+      lock(lockOf(options.database)),
       store(options.database, SqliteStore::Open::orCreate),
       relay(options.limits, store, *this),
       scratchBytes(scratchSize) {

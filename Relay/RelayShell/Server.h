@@ -1,6 +1,7 @@
 #pragma once
 
 #include "RelayCore/RelayCore.h"
+#include "RelayShell/FileLock.h"
 #include "RelayShell/Net.h"
 #include "RelayShell/ServeOptions.h"
 #include "RelayShell/ShellCounters.h"
@@ -32,7 +33,7 @@ public:
 class Server : private RelayHost {
 public:
     /// Opens the database and the certificate, and listens.
-    /// @throws ServeError, StoreError, TlsError
+    /// @throws ServeError, FileLockError, StoreError, TlsError
     explicit Server(const ServeOptions& options);
     ~Server() override;
 
@@ -96,8 +97,7 @@ private:
     Date startedAt;
     std::chrono::steady_clock::time_point startedSteady;
 
-    class FileLock;
-    std::unique_ptr<FileLock> lock;
+    FileLock lock;  // keeps a second relay from serving the same database: both would deliver the mail
     SqliteStore store;
     std::unique_ptr<TlsContext> tls;
     RelayCore relay;
