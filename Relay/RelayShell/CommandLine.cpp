@@ -48,6 +48,12 @@ std::vector<Option> serveOptions(ServeOptions& serve) {
     return {
         {"listen", "HOST:PORT", "where to listen; port 0 picks one, IPv6 in brackets (" + serve.listen + ")",
          [&serve](const std::string& text) { serve.listen = text; }},
+        {"or-listen", "HOST:PORT", "where to listen if another program has that port; can be given several times",
+         [&serve](const std::string& text) { serve.orListen.push_back(text); }},
+        {"until-released", "FILE",
+         "serve only while somebody has a shared lock (flock) on this file, and share one "
+         "relay among all who start it so; a relay that dies is started again",
+         [&serve](const std::string& text) { serve.untilReleased = text; }},
         {"tls-certificate", "FILE", "PEM file with the certificate and its chain; read again on SIGHUP",
          [&serve](const std::string& text) { serve.tlsCertificate = text; }},
         {"tls-key", "FILE", "PEM file with its key", [&serve](const std::string& text) { serve.tlsKey = text; }},

@@ -2,6 +2,7 @@
 
 #include "RelayCore/Command.h"
 #include "RelayShell/CommandLine.h"
+#include "RelayShell/RelayKeeper.h"
 #include "RelayShell/Server.h"
 #include "RelayShell/SqliteStore.h"
 #include "RelayShell/Tls.h"
@@ -73,11 +74,15 @@ void backUp(const CommandLine& commandLine) {
     std::cout << "wrote " << commandLine.file->string() << "\n";
 }
 
+int serve(const ServeOptions& options) {
+    return options.untilReleased ? RelayKeeper(options).run() : Server(options).run();
+}
+
 int obey(const CommandLine& commandLine) {
     switch (commandLine.command) {
         case CommandLine::Command::help: std::cout << usageText(); return 0;
         case CommandLine::Command::version: std::cout << "vimble-relay " VIMBLE_VERSION "\n"; return 0;
-        case CommandLine::Command::serve: return Server(commandLine.serve).run();
+        case CommandLine::Command::serve: return serve(commandLine.serve);
         case CommandLine::Command::add: add(commandLine); return 0;
         case CommandLine::Command::remove: remove(commandLine); return 0;
         case CommandLine::Command::list: list(commandLine); return 0;

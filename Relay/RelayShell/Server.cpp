@@ -100,26 +100,37 @@ Server::~Server() {
 }
 
 void Server::listen() {
-    const Listen wanted = listenFrom(serveOptions.listen);
-    const auto failed = [&](const Tcp::Error& error) {
-        return ServeError("can't listen on " + serveOptions.listen + ": " + error.message());
-    };
+    Tcp::Error error = listenOn(serveOptions.listen);
+    std::string place = serveOptions.listen;
+    for (const std::string& other : serveOptions.orListen) {
+        if (error != boost::asio::error::address_in_use) break;
+        place = other;
+        error = listenOn(place);
+    }
+    if (error) throw ServeError("can't listen on " + place + ": " + error.message());
+}
+
+Tcp::Error Server::listenOn(const std::string& place) {
+    const Listen wanted = listenFrom(place);
     Tcp::Error error;
     Tcp::Protocol::resolver resolver(context);
     const auto found = resolver.resolve(wanted.host, wanted.port, Tcp::Protocol::resolver::passive, error);
-    if (error || found.empty()) throw failed(error);
+    if (error) return error;
+    if (found.empty()) return boost::asio::error::host_not_found;
     // Of a name that has both, such as localhost, the IPv4 address: it is what people then try first.
     auto best = std::find_if(found.begin(), found.end(),
                              [](const auto& entry) { return entry.endpoint().protocol() == Tcp::Protocol::v4(); });
     if (best == found.end()) best = found.begin();
     const Tcp::Protocol::endpoint endpoint = best->endpoint();
+    Tcp::Error ignored;
+    acceptor.close(ignored);
     acceptor.open(endpoint.protocol(), error);
-    if (error) throw failed(error);
-    acceptor.set_option(Tcp::Acceptor::reuse_address(true), error);
-    if (endpoint.protocol() == Tcp::Protocol::v6()) acceptor.set_option(boost::asio::ip::v6_only(false), error);
+    if (error) return error;
+    acceptor.set_option(Tcp::Acceptor::reuse_address(true), ignored);
+    if (endpoint.protocol() == Tcp::Protocol::v6()) acceptor.set_option(boost::asio::ip::v6_only(false), ignored);
     acceptor.bind(endpoint, error);
     if (!error) acceptor.listen(boost::asio::socket_base::max_listen_connections, error);
-    if (error) throw failed(error);
+    return error;
 }
 
 std::string Server::listeningOn() const {

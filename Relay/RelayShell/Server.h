@@ -71,6 +71,7 @@ private:
     void report(std::string_view line) override;
 
     void listen();
+    Tcp::Error listenOn(const std::string& place);
     void accept();
     void accepted(Tcp::Socket socket);
     void runTurn();
