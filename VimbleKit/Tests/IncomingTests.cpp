@@ -10,7 +10,7 @@ namespace {
 
 using Strings = std::vector<std::string>;
 
-/// The two procedures with a store and a signal of their own, and no session.
+/// Runs `Incoming` on a store and a signal of its own, without a session.
 class IncomingTest : public testing::Test, public SignalTarget {
 protected:
     IncomingTest() {

@@ -29,7 +29,7 @@ std::string storedText(const MemorySecretStore& store) {
     return {store.items[0].data->begin(), store.items[0].data->end()};
 }
 
-/// Notes what it is told: the secret key, or the reason.
+/// Notes the outcomes: the secret key, or the reason why there is none.
 struct Listener : SignalTarget {
     std::vector<std::string> told;
 

@@ -15,7 +15,7 @@ namespace fs = std::filesystem;
 
 class KitTest : public testing::Test {
 protected:
-    /// What a run of the program before this one left.
+    /// Writes to disk what an earlier run of the program would have left.
     void leave(Connection connection) {
         State state;
         state.endpoint = session.endpoint;
@@ -74,7 +74,7 @@ TEST_F(KitTest, WhoWasConnectedComesUpConnecting) {
         EXPECT_EQ(connection(), Connection::offline);
         EXPECT_EQ(session.kit->state().room.messages.size(), 1u);
         ASSERT_TRUE(session.kit->socket());
-        EXPECT_FALSE(session.kit->socket()->isConnecting());  // only after construction has returned
+        EXPECT_FALSE(session.kit->socket()->isConnecting());  // the constructor itself does not connect
         const std::size_t before2 = links();
         session.loop.run();
         EXPECT_TRUE(session.kit->socket()->isConnecting());
@@ -223,7 +223,7 @@ TEST_F(KitTest, AConnectByTheUserResetsTheBackOffAndReplacesTheTimer) {
     kit.connect();
     EXPECT_EQ(links(), before + 1);
     session.loop.advance(100);
-    EXPECT_EQ(links(), before + 1);  // the armed retry went
+    EXPECT_EQ(links(), before + 1);  // the armed retry was dropped
     failConnection();
     session.loop.advance(1.001);
     EXPECT_EQ(links(), before + 2);
@@ -283,7 +283,7 @@ TEST_F(KitTest, ANetworkThatGoesAndComesBackInOneTurnStillConnects) {
     session.server().accept({listed(1)});
     EXPECT_EQ(connection(), Connection::online);
 
-    // And so from an authenticated link: its end is reported first, and then tried again.
+    // The same with an authenticated link: its end is reported first, and then a retry connects.
     session.path.update(false);
     session.path.update(true);
     session.loop.advance(1.001);
@@ -389,7 +389,7 @@ TEST_F(KitTest, AnObserverOfTheStateSeesItAtOnceAndAfterEveryChange) {
         EXPECT_EQ(state, kit.state());
     });
     EXPECT_EQ(calls, 1);
-    kit.markRoomRead();  // changes nothing, and is published
+    kit.markRoomRead();  // changes nothing, but is published
     EXPECT_EQ(calls, 2);
 }
 
@@ -420,7 +420,7 @@ TEST_F(KitTest, FiftyCommitsCostOneWriteTwoSecondsLater) {
     EXPECT_EQ(State::load(session.folder.path, {}).room.messages.size(), 50u);
     fs::remove(session.file("Room"));
     session.loop.advance(1000);
-    EXPECT_FALSE(fs::exists(session.file("Room")));  // once
+    EXPECT_FALSE(fs::exists(session.file("Room")));  // not written a second time
 }
 
 TEST_F(KitTest, SteadyTrafficIsWrittenAboutEveryThirtySeconds) {
@@ -558,11 +558,11 @@ TEST_F(KitTest, DestroyingItEndsItsLinkAndItsTimers) {
     EXPECT_EQ(links(), before);
 }
 
-/// Every line that the story below tells, so that something can be done in the middle of each.
+/// Plays a story and calls back at everything that its observers hear, so that a test can act at each point.
 class KitReentryTest : public KitTest {
 protected:
-    /// Connects, gets lists and packs and answers, loses the link, is refused; with the observers of
-    /// every signal and of the state.
+    /// Connects, gets lists and packs and answers, loses the link, is refused. Observers of every signal
+    /// and of the state call `at` with the number of the call.
     void story(const std::function<void(std::size_t)>& at) {
         std::size_t step = 0;
         session.start();
@@ -639,7 +639,7 @@ TEST_F(KitReentryTest, AnObserverMayChangeTheServerAnywhere) {
         });
         ASSERT_TRUE(session.kit);
         session.loop.advance(100);
-        // Whatever was going on, what is told afterwards goes into one history, and the server can be used.
+        // Wherever the server was changed, the session still works: it can change to that server and connect.
         session.kit->setEndpoint(third);
         session.kit->connect();
         ASSERT_TRUE(session.kit->socket());
@@ -659,13 +659,13 @@ TEST_F(KitTest, TheRestOfAPackDoesNotEnterTheHistoryOfAnotherServer) {
     fresh.endpoint = session.otherEndpoint;
     EXPECT_EQ(kit.state(), fresh);
     EXPECT_TRUE(watcher.take().empty());
-    // The name had been folded in before, and was saved.
+    // The name was folded in before the observer changed the server, and so was saved.
     EXPECT_EQ(State::load(session.folder.path, session.endpoint).people.find(keyTextOf(2))->name, "B");
 }
 
 TEST_F(KitTest, AServerThatIsChangedToAtTheEndOfALinkIsNotConnectedTo) {
     Kit& kit = session.start();
-    kit.setEndpoint(session.otherEndpoint);  // used before, and wished for
+    kit.setEndpoint(session.otherEndpoint);  // leaves on disk that the user wants to be connected to it
     kit.connect();
     kit.setEndpoint(session.endpoint);
     kit.connect();
@@ -753,7 +753,7 @@ TEST_F(KitTest, AnObserverOfTheWishThatTakesItBackIsHeard) {
 }
 
 TEST_F(KitTest, TheSharedSessionIsMadeAtFirstUseAndStays) {
-    // It is never torn down, so its machine stays as well.
+    // The shared session is never destroyed, so its machine must not be destroyed either.
     static Session* const machine = [] {
         auto* made = new Session;
         Kit::configureShared([made] { return made->environment(); });

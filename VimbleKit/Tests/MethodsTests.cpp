@@ -55,7 +55,7 @@ TEST_F(MethodsTest, DisconnectingIsFinal) {
     session.loop.advance(1000);
     EXPECT_EQ(session.transport.links.size(), 1u);
     EXPECT_EQ(State::load(session.folder.path, {}).connection, Connection::setup);
-    kit.disconnect();  // nothing more to end
+    kit.disconnect();  // there is nothing left to end
     EXPECT_TRUE(watcher.take().empty());
 }
 
@@ -107,7 +107,7 @@ TEST_F(MethodsTest, AServerThatWasUsedBeforeBringsItsHistoryBack) {
     kit.send("psst", keyTextOf(2));
     const Chat room = kit.state().room;
     const auto conversations = kit.state().conversations;
-    kit.setEndpoint(session.otherEndpoint);  // saves at once
+    kit.setEndpoint(session.otherEndpoint);  // saves the old server's state at once
     kit.setEndpoint(session.endpoint);
     EXPECT_EQ(kit.state().room, room);
     EXPECT_EQ(kit.state().conversations, conversations);
@@ -145,7 +145,7 @@ TEST_F(MethodsTest, ANameGoesToEverybodyAndThenIntoTheState) {
     kit.setEmoji("🦊");
     session.server().takePacks();
     watcher.watchTraffic(kit);
-    watcher.then = [&](const std::string&) { EXPECT_EQ(myName(), ""); };  // the network first
+    watcher.then = [&](const std::string&) { EXPECT_EQ(myName(), ""); };  // sent before the state changes
     kit.setName("Me");
     EXPECT_EQ(watcher.take().size(), 1u);
     EXPECT_EQ(myName(), "Me");
@@ -269,7 +269,7 @@ TEST_F(MethodsTest, ATextToTheRoomGoesToEverybodyAndIntoTheRoom) {
         EXPECT_EQ(recordIn(packs[reader - 1u], keysOf(reader)), (PackPlaintext{"room", "Me", "", "hello"}));
     EXPECT_EQ(kit.state().room, (Chat{{{session.own, "hello", session.loop.now()}}, 0}));
     EXPECT_TRUE(kit.state().conversations.empty());
-    EXPECT_TRUE(watcher.take().empty());  // no event for one's own
+    EXPECT_TRUE(watcher.take().empty());  // no event for the user's own text
 }
 
 TEST_F(MethodsTest, ADirectTextGoesToOneAndIntoTheConversation) {

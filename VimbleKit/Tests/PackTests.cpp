@@ -117,7 +117,7 @@ TEST_F(PackTest, AFrameCutAnywhereDoesNotOpen) {
 }
 
 TEST_F(PackTest, AnAlteredByteIsRefusedButInTheTargetKey) {
-    // Nobody looks at the target key of a pack that opens; it is for the relay.
+    // The target key is for the relay only: opening a pack does not check it.
     const Bytes frame = sealed("some text").bytes();
     for (std::size_t i = 0; i < frame.size(); ++i) {
         Bytes altered = frame;

@@ -69,13 +69,13 @@ protected:
         socket->setDelegate(&recorder);
     }
 
-    /// Connects as far as the open transport.
+    /// Connects until the transport is open, before the greeting.
     void open(std::uint8_t serverNumber = 200) {
         socket->connect();
         server = std::make_unique<FakeServer>(transport.links.back(), keysOf(1).publicKey, serverNumber);
         server->link->ready();
     }
-    /// Connects all the way.
+    /// Connects until the server's list has arrived.
     void connectWith(const std::vector<MetaPerson>& people) {
         open();
         server->greet();
@@ -159,7 +159,7 @@ TEST_F(SocketTest, TheFirstListAuthenticatesAndIsThenReported) {
 
     server->sendList({});
     EXPECT_EQ(recorder.take(), (Strings{"received list of 0 people", "people 0"}));
-    EXPECT_TRUE(server->takeCommands() == Strings{"list"});  // asked for once, ever
+    EXPECT_TRUE(server->takeCommands() == Strings{"list"});  // asked for only once
 }
 
 TEST_F(SocketTest, WhatIsNoGreetingIsDroppedAndTheNextOneStillCounts) {
@@ -245,7 +245,7 @@ TEST_F(SocketTest, WhatIsNoPackOrDoesNotOpenIsDropped) {
     EXPECT_TRUE(recorder.take().empty());
     EXPECT_TRUE(recorder.packs.empty());
 
-    // Nobody looks at the target's field.
+    // The target's field is not checked.
     Bytes otherTarget = good;
     otherTarget[40] ^= 1;
     server->link->deliver(ByteView(otherTarget));
@@ -255,14 +255,14 @@ TEST_F(SocketTest, WhatIsNoPackOrDoesNotOpenIsDropped) {
 
 TEST_F(SocketTest, NobodyElseCanSpeakForTheServer) {
     connectWith({one});
-    // The server's key as the author, sealed by another.
+    // The pack names the server's key as its author, but another key has sealed it.
     const Bytes forged = Pack{server->keys.publicKey, keysOf(1).publicKey, std::nullopt, ServerMessage::encodedList({})}
                              .encrypted(keysOf(2).secretKey.view())
                              .bytes();
     server->link->deliver(ByteView(forged));
     EXPECT_TRUE(recorder.take().empty());
     EXPECT_EQ(socket->serverPeople().size(), 1u);
-    // A server message by a person is a person's pack.
+    // A server message that a person has sealed counts as that person's pack.
     server->sendFrom(keysOf(2), ServerMessage::encodedList({}));
     EXPECT_EQ(recorder.take(), (Strings{"pack"}));
     EXPECT_EQ(socket->serverPeople().size(), 1u);
@@ -439,7 +439,7 @@ TEST_F(SocketTest, AReconnectionBeforeTheOldLinksEndIsReportedWaitsForANewGreeti
     server->greet();
     socket->disconnect();
     recorder.take();
-    open(201);  // nothing of the old link has been reported, nor will be
+    open(201);  // the end of the old link was not reported, and never will be
     server->greet();
     server->sendList({one});
     EXPECT_EQ(recorder.take(), (Strings{"sent scmd: list", "connected", "received list of 1 people", "people 1"}));
@@ -475,7 +475,7 @@ TEST_F(SocketTest, AChatGoesToEverybodyOnTheListSealedForEach) {
 }
 
 TEST_F(SocketTest, NoNonceServesTwice) {
-    // More readers than nonces are drawn at once, and several texts.
+    // Send several texts, to more readers than nonces are drawn at once.
     std::vector<MetaPerson> people;
     for (int i = 0; i < 300; ++i) people.push_back({keyTextOf(static_cast<std::uint8_t>(2 + i % 100)), false, true});
     connectWith(people);
@@ -602,7 +602,7 @@ TEST_F(SocketTest, TextWithoutAJsonFormGoesToNobody) {
     socket->sendChat("\xff", "Me", "", "room");
     socket->sendDirect("\xff", keyTextOf(2), "Me", "");
     EXPECT_TRUE(server->takePacks().empty());
-    ASSERT_EQ(recorder.take().size(), 1u);  // of the chat; the direct text ends without report
+    ASSERT_EQ(recorder.take().size(), 1u);  // the line of the chat; the direct text reports nothing
 }
 
 TEST_F(SocketTest, ACommandGoesSealedToTheServer) {

@@ -353,7 +353,7 @@ TEST(StateCopyTest, RandomOperationsAgreeWithAPlainModel) {
     SCOPED_TRACE("seed " + std::to_string(seed));
     std::mt19937 random(seed);
     const auto someKey = [&] { return "k" + std::to_string(random() % 60); };
-    // A few branches, each a copy of another at some time, that then go their own ways.
+    // A few branches: each was copied from another at some time, and has been changed by itself since.
     std::vector<std::pair<State, Model>> branches(1);
     for (int step = 0; step < 4000; ++step) {
         auto& [state, model] = branches[random() % branches.size()];

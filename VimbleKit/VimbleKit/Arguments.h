@@ -6,35 +6,35 @@
 #include <string_view>
 #include <vector>
 
-/// Why the arguments of a program make no sense, in one line, safe to show.
+/// Says what is wrong with the arguments of a program, in one line that is safe to show.
 class ArgumentsError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
 
-/// Walks over the arguments of a program: options such as "--name", whose value may stand behind them or
-/// behind "=", and others.
+/// Walks over the arguments of a program: options such as "--name", whose value is the next argument or
+/// follows a "=", and arguments that are no options. The list must outlive this object.
 class Arguments {
 public:
     explicit Arguments(const std::vector<std::string_view>& arguments) : arguments(arguments) {}
 
-    /// Goes to the next one. @return false behind the last
+    /// Goes to the next argument. @return false if there is none
     bool next();
 
-    /// All of it.
+    /// The whole argument.
     std::string_view text() const { return arguments[at]; }
-    /// Without "=" and what stands behind it.
+    /// The argument up to its "=", if it has one.
     std::string_view name() const { return text().substr(0, text().find('=')); }
 
-    /// What the option is given, which may be empty. Takes the next argument where there is no "=".
-    /// @throws ArgumentsError  there is nothing
+    /// The option's value, which may be empty: the text behind "=", or else the next argument, which is taken.
+    /// @throws ArgumentsError  there is none
     std::string givenValue();
-    /// The same, and it may not be empty. @throws ArgumentsError
+    /// The option's value, which must not be empty. @throws ArgumentsError  there is none, or it is empty
     std::string value();
-    /// True, for an option that takes no value. @throws ArgumentsError  it has one
+    /// Always true, for an option that takes no value. @throws ArgumentsError  it was given one with "="
     bool flag() const;
 
-    /// For an option that nobody knows.
+    /// The error for an option that the program does not know.
     ArgumentsError unknown() const;
 
 private:

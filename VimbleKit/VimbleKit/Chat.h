@@ -15,7 +15,7 @@
 struct Message {
     std::string author;  // a public key: 64 lower-case hexadecimal characters
     std::string text;
-    Date timestamp;  // of the local clock, at sending or arrival: no time travels with a text
+    Date timestamp;  // the local clock at sending or arrival; packs carry no time
 
     static constexpr auto fields = std::tuple{Field{"author", &Message::author}, Field{"text", &Message::text},
                                               Field{"timestamp", &Message::timestamp}};
@@ -33,7 +33,7 @@ struct std::hash<Message> {
 /// JSON: {"messages": array of Message, "readCount": integer}.
 struct Chat {
     SharedList<Message> messages;  // oldest first, in the order of arrival here; never trimmed
-    std::int64_t readCount = 0;    // how many there were when last the chat was marked read
+    std::int64_t readCount = 0;    // the number of messages when the chat was last marked read
 
     static constexpr auto fields = std::tuple{Field{"messages", &Chat::messages}, Field{"readCount", &Chat::readCount}};
 

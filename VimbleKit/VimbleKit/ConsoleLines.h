@@ -8,8 +8,8 @@
 #include <string>
 #include <string_view>
 
-/// What the console writes: the lines of the console window and of the terminal client, as plain
-/// functions. Words of others stand in them as they came; whoever shows them makes them safe.
+/// The lines of the console window and of the terminal client, as plain functions. They contain other
+/// people's texts unchanged, so the caller must make a line safe before showing it.
 namespace ConsoleLines {
 
 /// "Vimble " and the version, or "0.0" where the bundle has none.
@@ -18,7 +18,7 @@ std::string banner(const std::optional<std::string>& shortVersion);
 std::string line(const NetworkIO& traffic);
 std::string line(Online online);
 
-/// Nothing for the server's answers to commands: the line of traffic has shown them.
+/// Nothing for the server's answers to commands, since a line of traffic has shown them already.
 std::optional<std::string> line(const Event& event);
 
 }  // namespace ConsoleLines

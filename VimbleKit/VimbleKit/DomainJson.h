@@ -1,6 +1,7 @@
 #pragma once
 
-// How those of the engine's values stand in JSON that are no plain records. For source files only.
+// The JSON forms of the engine's values that are no plain records. Include this header in source files
+// only: the libraries behind `Json.h` are long.
 
 #include "StateKit/Json.h"
 #include "Text/Url.h"
@@ -13,7 +14,7 @@
 #include <string_view>
 #include <tuple>
 
-/// The text of the URL under the one key "url", where it must be one.
+/// An object with the one key "url". Reading refuses a text that is empty or no URL.
 template <>
 struct JsonForm<Endpoint> {
     struct Stored {

@@ -17,7 +17,7 @@ bool equalsIgnoringCase(std::string_view a, std::string_view b) {
     });
 }
 
-/// How many pieces stand between points, empty ones left out.
+/// The number of pieces between dots, without the empty ones.
 std::size_t pieceCount(std::string_view text) {
     std::size_t count = 0;
     for (std::size_t at = 0; at < text.size(); ++at)
@@ -25,13 +25,13 @@ std::size_t pieceCount(std::string_view text) {
     return count;
 }
 
-/// The "https" URL of a host and a path that stands behind a slash; nothing if they make none.
+/// The "https" URL of a host and a path (given without its first slash); nothing if they make no URL.
 std::optional<Url> httpsUrl(std::string_view host, std::optional<std::string_view> path) {
     Url wanted;
     wanted.scheme = "https";
     wanted.host = host;
     if (path) wanted.path = "/" + std::string(*path);
-    // What stands elsewhere after parsing (a port, a query) was no part of a host or of a path.
+    // If parsing moves a part elsewhere (to the port, to the query), the texts were no host and no path.
     const auto url = Url::parse(wanted.text());
     return url == wanted && !host.empty() ? url : std::nullopt;
 }

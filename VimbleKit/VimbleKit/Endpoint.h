@@ -10,25 +10,24 @@
 /// JSON: {"url": the URL's absolute text}. Compared and hashed through its URL.
 class Endpoint {
 public:
-    /// Takes a URL; one of the scheme "vimble" becomes the "https" URL of the same host. What is no URL
-    /// is taken as it stands.
+    /// Takes a URL, in which the scheme "vimble" becomes "https". A text that is no URL is kept unchanged.
     explicit Endpoint(std::string_view url);
 
-    /// No address: what a decoder starts from.
+    /// No address. Decoding starts from it.
     Endpoint() = default;
 
-    /// What a user typed, or a link delivered: a full address, "localhost" for a server on this machine,
-    /// or a host name with a path or none. Nothing for anything else.
+    /// Reads what a user has typed or a link contains: a full address, "localhost" for a server on this
+    /// machine, or a host name with or without a path. Gives nothing for any other text.
     static std::optional<Endpoint> parse(std::string_view text);
 
     /// The service's public server.
     static const Endpoint& defaultEndpoint();
 
-    /// The short text that `parse` takes, where there is one; else the whole URL.
+    /// The short text from which `parse` makes this address, if there is one; else the whole URL.
     std::string displayString() const;
 
-    /// The base URL's absolute text. The WebSocket goes to this URL with the path component "relay",
-    /// and the server's files lie under this name.
+    /// The absolute text of the URL. The WebSocket goes to this URL with "relay" added as a path component,
+    /// and what is stored of the server is stored under this text.
     const std::string& url() const { return _url; }
 
     bool operator==(const Endpoint&) const = default;
@@ -37,7 +36,7 @@ private:
     std::string _url;
 };
 
-/// For the printed form of values that hold one.
+/// `printed` uses this for values that contain an endpoint.
 void appendPrinted(std::string& out, const Endpoint& endpoint);
 
 template <>

@@ -11,14 +11,14 @@
 /// engine handled the cause; an observer finds the state already changed.
 namespace Events {
 
-/// Somebody is listed who was not known before. The list does not say who acted, so `admin` is the
-/// person too.
+/// Somebody new is on the server's list. The list does not say who added them, so `admin` is the same
+/// person as `added`.
 struct Add {
     Person admin;
     Person added;
     Date when;
 };
-/// Somebody known is no longer listed; likewise.
+/// Somebody is no longer on the server's list. `admin` is the same person as `removed`, as in `Add`.
 struct Remove {
     Person admin;
     Person removed;
@@ -44,13 +44,13 @@ struct EmojiSet {
     std::string from;
     Date when;
 };
-/// A text came, to the room or to the user alone: the state says which.
+/// A text arrived, for the room or for the user alone. Only the state tells which.
 struct Message {
     Person user;
     std::string message;
     Date when;
 };
-/// After every list of the server: everybody, in roster order.
+/// Sent after every list of the server; `users` is everybody, in roster order.
 struct Roster {
     std::vector<Person> users;
 };
@@ -68,7 +68,7 @@ struct CommandFailed {
 struct CommandResponded {
     std::string exp;
 };
-/// For observers to handle; the engine has no sender of it.
+/// Observers must handle this event, but the engine itself never sends it.
 struct Error {
     std::string error;  // the error's text
 };

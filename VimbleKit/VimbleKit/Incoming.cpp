@@ -11,7 +11,8 @@ constexpr std::string_view roomKind = "room";
 }  // namespace
 
 void Incoming::receivedPeople(const std::vector<MetaPerson>& list) {
-    // Values that share their entries: cheap copies, and safe from what an observer changes meanwhile.
+    // Keep the people of before: an observer may change the state meanwhile. The copy is cheap, since it
+    // shares its entries.
     const auto old = core.state().people;
     const std::string own = core.state().publicKey;
     const Date when = loop.now();
@@ -49,7 +50,7 @@ void Incoming::applyPeople(State& state, const std::vector<MetaPerson>& list) {
 
     for (const MetaPerson& entry : list) {
         const Person* known = state.people.find(entry.publicKey);
-        // Most entries of most lists change nothing, and what is not touched stays shared.
+        // Skip an entry that changes nothing, as most do: what is not touched stays shared with other copies.
         if (known && known->isAdmin == entry.isAdmin && known->isOnline == entry.isOnline) continue;
         Person person = known ? *known : Person{entry.publicKey, "", "", false, false};
         person.isAdmin = entry.isAdmin;

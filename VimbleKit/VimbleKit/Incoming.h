@@ -11,22 +11,22 @@
 #include <string>
 #include <vector>
 
-/// Folds what arrives from the server into the state and into events: the engine's heart, which needs
-/// no link, no disk and no keys.
+/// Folds what arrives from the server into the state and into events. It needs no link, no disk and no
+/// keys.
 ///
-/// Main thread only. Each commit publishes by itself; events go out after the commits that they report.
-/// Observers may destroy this object, store and signal with it, in the middle of either.
+/// Main thread only. Each commit is published on its own; events are sent after the commits that they
+/// report. An observer may destroy this object, the store and the signal during a commit or an event.
 class Incoming : public SignalTarget {
 public:
     /// @param loop, core, events  must outlive this object
     Incoming(const MainLoop& loop, Core<State>& core, const Signal<Event>& events)
         : loop(loop), core(core), events(events) {}
 
-    /// The server's list. Who is no longer on it goes, with the name and emoji that they had sent; their
-    /// conversation stays.
+    /// Takes the server's list. A person who is no longer on it is removed, with the name and emoji that they
+    /// had sent; the conversation with them stays.
     void receivedPeople(const std::vector<MetaPerson>& list);
 
-    /// A pack from a person. One from nobody on the list, or that holds no record, is dropped.
+    /// Takes a pack from a person. Drops it if its author is not on the list or its contents are no record.
     void receivedPack(const Pack& pack);
 
 private:

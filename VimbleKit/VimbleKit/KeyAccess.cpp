@@ -29,7 +29,7 @@ void KeyAccess::abandon() {
 }
 
 KeyAccess::Operation KeyAccess::replacement(std::string_view secretKeyText) {
-    // Shared by the copies that a function makes of itself, so that one place is to be wiped.
+    // `std::function` may copy what it captures. The copies share one text, so that only one place is wiped.
     const std::shared_ptr<const std::string> text(new std::string(secretKeyText), [](const std::string* secret) {
         Nacl::wipe(const_cast<std::string&>(*secret));
         delete secret;
@@ -42,12 +42,12 @@ void KeyAccess::start(Kind kind, Operation operation, Completion completion) {
     worker.run([kind, operation = std::move(operation), &loop = loop, &store = store,
                 weakPending = std::weak_ptr(pending), isAbandoned = isAbandoned] {
         if (kind == Kind::read && *isAbandoned) return;
-        // What is posted must be copyable, and keys are not.
+        // A posted function must be copyable, and keys are not.
         const auto outcome = std::make_shared<Outcome>(outcomeOf(operation, store));
         loop.post([weakPending, outcome] {
             const auto completions = weakPending.lock();
             if (!completions) return;
-            // It may begin the next operation, or take this object down.
+            // Take the completion out before calling it: it may begin the next operation or destroy this object.
             const Completion tell = std::move(completions->front());
             completions->pop_front();
             tell(std::move(*outcome));

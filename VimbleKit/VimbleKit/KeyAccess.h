@@ -14,16 +14,16 @@
 #include <utility>
 #include <variant>
 
-/// The identity in the secret store, for windows: a store that is slow, or waits for the user at a prompt,
-/// must not freeze them. `Keys` is the same for whoever may wait.
+/// Reads and changes the identity in the secret store without blocking, for windows: a store that is slow, or
+/// waits for the user at a prompt, must not freeze them. `Keys` does the same for a caller that may wait.
 ///
-/// Each operation is done by the worker, one behind the other in the order of the calls, and its outcome is
-/// delivered in that order on the main loop, never within the call. What is delivered was in the store when
-/// the operation was done: nothing is kept here. A target that has gone is told nothing, and its operation
-/// is done all the same.
+/// The worker does the operations one after the other in the order of the calls, and their outcomes are
+/// delivered in that order on the main loop, never inside the call. An outcome tells what the store held when
+/// the operation was done; this object caches nothing. If a target is gone, its operation is done all the
+/// same, but nothing is delivered.
 ///
-/// Main thread only. Loop, store and worker outlive this object, and what the worker has of it. It dies as if
-/// abandoned.
+/// Main thread only. Loop, store and worker must outlive this object and the operations that the worker still
+/// has of it. The destructor calls `abandon`.
 class KeyAccess {
 public:
     /// The keys, or why there are none; a failure has left the store as it was.
@@ -34,7 +34,7 @@ public:
     KeyAccess(const KeyAccess&) = delete;
     KeyAccess& operator=(const KeyAccess&) = delete;
 
-    /// What `Keys::loadOrGenerate` gives.
+    /// Delivers what `Keys::loadOrGenerate` gives.
     /// @param deliver  called as deliver(target, Outcome)
     template <class Target, class Deliver>
     void loadOrGenerate(Target& target, Deliver deliver) {
@@ -42,21 +42,21 @@ public:
             Kind::read, [](SecretStore& store) { return Keys::loadOrGenerate(store); }, weakly(target, deliver));
     }
 
-    /// What `Keys::regenerate` gives.
+    /// Delivers what `Keys::regenerate` gives.
     template <class Target, class Deliver>
     void regenerate(Target& target, Deliver deliver) {
         start(
             Kind::write, [](SecretStore& store) { return Keys::regenerate(store); }, weakly(target, deliver));
     }
 
-    /// What `Keys::replace` gives. The text is copied, and the copy wiped behind the operation.
+    /// Delivers what `Keys::replace` gives. The text is copied, and the copy is wiped after the operation.
     template <class Target, class Deliver>
     void replace(std::string_view secretKeyText, Target& target, Deliver deliver) {
         start(Kind::write, replacement(secretKeyText), weakly(target, deliver));
     }
 
-    /// Delivers nothing more, and drops what was to be read; what was to be written is still written, also what
-    /// is asked for from now on. For the end of the program.
+    /// From now on, delivers no outcome and skips the reads that have not begun. Writes are still done, also those
+    /// that are asked for later. For the end of the program.
     void abandon();
 
 private:
@@ -77,6 +77,6 @@ private:
     MainLoop& loop;
     SecretStore& store;
     Worker& worker;
-    std::shared_ptr<Completions> pending;                  // of the main thread alone; null once abandoned
+    std::shared_ptr<Completions> pending;                  // used on the main thread only; null once abandoned
     const std::shared_ptr<std::atomic<bool>> isAbandoned;  // shared with the worker
 };

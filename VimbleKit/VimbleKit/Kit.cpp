@@ -148,9 +148,9 @@ void Kit::setConnection(Connection connection) {
     _core->commit([&](State& state) { state.connection = connection; });
 }
 
-// ---- what the socket tells: the state first, then the observers
+// ---- what the socket reports: the state changes first, then observers are told
 
-// Every commit and every telling runs observers, who may destroy this session.
+// Every commit and every event runs observers, which may destroy this session.
 
 void Kit::announce(Online online, const Event& event) {
     const Weak<Kit> self(this);
@@ -162,13 +162,13 @@ void Kit::linkWentDown(const Socket& socket) {
     if (state().connection == Connection::setup) return;
     const Weak<Kit> self(this);
     setConnection(Connection::offline);
-    // Whoever changes the server in the middle says by themselves when to connect to it.
+    // An observer of the commit may have changed the server, and the new one is connected to only on request.
     if (self && _socket.get() == &socket) scheduleReconnect();
 }
 
 void Kit::socketDidConnect(Socket&) {
-    // The user has left while the server's first word was on its way to cross our close frame. Were it
-    // taken for a connection, the end of the link would look like a loss, and bring a retry.
+    // The user has disconnected, and the server's first pack crossed our close frame. If this counted as a
+    // connection, the end of the link would look like a loss and start a retry.
     if (state().connection == Connection::setup) return;
     const Weak<Kit> self(this);
     cancelReconnect();

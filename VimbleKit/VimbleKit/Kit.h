@@ -27,8 +27,9 @@ struct KitEnvironment {
     Transport& transport;
     const Host& host;
     std::filesystem::path folder;  // the application's own; holds the state files
-    /// Gives what `State::load` gives for the folder and the last server in use, to a program that has begun
-    /// to read it earlier, on another thread. Asked once, at the start; nothing reads it there and then.
+    /// Gives what `State::load` gives for the folder and the last server in use. For a program that has begun
+    /// to read the state earlier, on another thread. Called once, at the start; without this function the
+    /// session itself reads the state then.
     std::function<State()> loadState = {};
 };
 
@@ -36,28 +37,28 @@ struct KitEnvironment {
 ///
 /// It owns the state, the user's keys and the link to the server, and decides when the program is
 /// connected: a link that goes down is tried again after 1, 2, 4, 8, 16 and then every 30 seconds, at
-/// once when the network returns, and never after the server refused the key. It writes the state some
-/// two seconds after the last change, at the latest with the first change that finds the oldest
-/// unwritten one 30 seconds old; nothing flushes at the end of the process.
+/// once when the network returns, and not at all after the server refused the key. It writes the state
+/// some two seconds after the last change, or at the first change that comes more than 30 seconds after
+/// the oldest unwritten one. It does not write at the end of the process: the program calls `save`.
 ///
-/// Every sending operation goes to the network first, and changes the state only if that raised no
-/// error. The state changes first, and observers are told afterwards.
+/// Every sending operation sends first, and changes the state only if sending raised no error. Observers
+/// of events are told after the state has changed.
 ///
-/// The application has one, `shared`; any number may live in one process, for tests and simulations.
+/// The application has one session, `shared`; tests and simulations have several in one process.
 /// Main thread only. An observer may call any operation, and even destroy the session, inside any of
 /// its actions.
 class Kit : public SignalTarget, private SocketDelegate {
 public:
-    /// Names the room as a target of `send`.
+    /// The target by which `send` means the room.
     static const std::string roomKey;
 
     /// Loads the keys and the state, and connects at the loop's next turn if the user was connected when
-    /// last the program ran. Ends the process if the keys can't be read: there is no way to run without.
+    /// last the program ran. Ends the process if the keys can't be read: it can't run without them.
     explicit Kit(const KitEnvironment& environment);
 
     /// The process's one session, made at first use from what `configureShared` was given.
     static Kit& shared();
-    /// Says what the shared session runs on. Once, before the first use.
+    /// Says what the shared session runs on. Call it once, before the first use of `shared`.
     static void configureShared(std::function<KitEnvironment()> environment);
 
     const State& state() const { return _core->state(); }
@@ -95,19 +96,19 @@ public:
 
     // ---- what the user does
 
-    /// Wishes to be connected to the chosen server, and begins if there is a network.
+    /// Notes that the user wants to be connected to the chosen server, and connects if there is a network.
     void connect();
 
-    /// Wishes no more to be connected.
+    /// Notes that the user no longer wants to be connected, and closes the link.
     void disconnect();
 
-    /// Changes to another server, with what is remembered of it; does not connect.
+    /// Changes to another server and loads what is stored of it; does not connect.
     void setEndpoint(const Endpoint& endpoint);
 
     /// Tells everybody a new name, or emoji. Nothing happens without a link, or before the server's list
     /// has included the user.
     /// @throws SocketError badArgument  the text is not UTF-8
-    /// @throws NaclError  somebody's key can't be sealed for
+    /// @throws NaclError  nothing can be sealed for somebody's key
     void setName(const std::string& name);
     void setEmoji(const std::string& emoji);
 
@@ -116,13 +117,13 @@ public:
     void command(std::string_view text);
 
     /// Sends a text to the room (`roomKey`) or to the person with that key. Nothing happens without a
-    /// link, or before the server's list has included the user; `canSend` tells.
+    /// link, or before the server's list has included the user; `canSend` tells whether it can.
     /// @throws SocketError badArgument  the target is no key, or the text is not UTF-8
-    /// @throws NaclError  somebody's key can't be sealed for
+    /// @throws NaclError  nothing can be sealed for somebody's key
     void send(const std::string& text, const std::string& target);
     bool canSend() const { return _socket && _socket->isConnected() && state().me(); }
 
-    /// Notes that all of a conversation, or of the room, has been in view.
+    /// Notes that the user has seen all of a conversation, or of the room.
     void markRead(const std::string& key);
     void markRoomRead();
 
@@ -164,9 +165,9 @@ private:
 
     KitEnvironment _environment;
     std::shared_ptr<const Keys> _keys;   // shared with the sockets
-    std::shared_ptr<Core<State>> _core;  // only its maker lets the loop destroy it
+    std::shared_ptr<Core<State>> _core;  // shared with nobody: `Core::make` returns it so
     SessionSocket _socket;
-    std::shared_ptr<Heartbeat> _suspendTimer;  // keeps itself alive while it has something to do
+    std::shared_ptr<Heartbeat> _suspendTimer;  // its pending timer keeps it alive too
     Internets::Status _internetStatus;
     std::unique_ptr<Timer> _reconnectTimer;  // present while a retry is armed
     std::int64_t _reconnectAttempt = 0;      // retries since the last success or reset
@@ -174,5 +175,5 @@ private:
     Signal<std::vector<Person>> _subsPeople;  // nothing is sent on it
     Signal<Online> _subsOnline;
     Signal<NetworkIO> _subsNetworkIO;
-    std::unique_ptr<Incoming> _incoming;  // new with each server: what an old one sent is folded in no further
+    std::unique_ptr<Incoming> _incoming;  // replaced with the server: drops the rest of an old server's pack
 };

@@ -32,7 +32,7 @@ public:
     Code code() const { return _code; }
     const std::optional<std::string>& explanation() const { return _explanation; }
 
-    /// The error's text: what `what()` says too.
+    /// The error's text, the same as that of `what()`.
     const std::string& localizedDescription() const { return text; }
     const char* what() const noexcept override { return text.c_str(); }
 

@@ -14,7 +14,7 @@ namespace {
 
 const std::string roomKind = "room";
 
-/// The first word of a line and what stands behind it, without the blanks in front of either.
+/// The first word of a line and the rest of the line, both without leading blanks.
 std::pair<std::string_view, std::string_view> splitAtBlank(std::string_view text) {
     const auto withoutLeadingBlanks = [](std::string_view part) {
         const auto first = part.find_first_not_of(' ');
@@ -32,8 +32,8 @@ void requireUtf8(std::string_view text) {
     if (!Text::isUtf8(text)) throw SocketError::badArgument();
 }
 
-/// Remembers the link that something goes to. Sending tells observers, who may change the server or
-/// destroy the session; what was sent is no business of another server's history.
+/// Remembers on which link something is sent. Sending calls observers, which may change the server or
+/// destroy the session; then what was sent must not enter the other server's history.
 class SentTo {
 public:
     explicit SentTo(Kit& kit) : kit(&kit), socket(kit.socket()) {}
@@ -57,10 +57,10 @@ void Kit::disconnect() {
     if (state().connection == Connection::setup) return;
     cancelReconnect();
     _reconnectAttempt = 0;
-    // Before the socket closes, so that the report of the end finds it and arms no retry.
+    // Set this before the socket closes, so that the report of its end finds `setup` and arms no retry.
     const Weak<Kit> self(this);
     setConnection(Connection::setup);
-    // An observer may have wished to connect again: then the link is wanted, or that of another server.
+    // If an observer has connected again meanwhile, the link (or that of another server) must stay.
     if (self && state().connection == Connection::setup && _socket) _socket->disconnect();
 }
 
@@ -69,7 +69,7 @@ void Kit::setEndpoint(const Endpoint& endpoint) {
     try {
         save();
     } catch (const std::exception& error) {
-        // What could not be written now is lost with the change of servers; the user wants the other one.
+        // What was not written is lost with the change of servers. Change all the same: the user wants it.
         Log("zorvane.VimbleKit", "Kit").error(std::string("Failed to suspend state: ") + error.what());
     }
     if (_socket) {
@@ -80,12 +80,12 @@ void Kit::setEndpoint(const Endpoint& endpoint) {
     _reconnectAttempt = 0;
     State loaded = State::load(_environment.folder, endpoint);
     loaded.publicKey = _keys->publicKeyText();
-    // The old socket may be in the middle of telling this session something; it goes at the next turn,
-    // by when its close frame is on its way too.
+    // The old socket may be calling this session right now, so it is destroyed at the next turn; by then its
+    // close frame is on its way too.
     if (_socket) _environment.loop.post([old = std::shared_ptr<Socket>(std::move(_socket))] {});
     _socket = makeSocket(endpoint);
-    // An observer of a pack may be the one who changes the server; the rest of the pack must not enter the
-    // new one's history.
+    // The caller may be an observer of a pack, and the rest of that pack must not enter the new server's
+    // history.
     _incoming = std::make_unique<Incoming>(_environment.loop, *_core, _subsEvents);
     _core->commit([&](State& state) { state = std::move(loaded); });
 }

@@ -12,8 +12,8 @@
 /// said; it is never written, and false after reading.
 struct Person {
     std::string publicKey;  // 64 lower-case hexadecimal characters
-    std::string name;       // self-chosen; empty until they have said
-    std::string emoji;      // self-chosen; empty until they have said
+    std::string name;       // self-chosen; empty until they have sent one
+    std::string emoji;      // self-chosen; empty until they have sent one
     bool isAdmin = false;
     bool isOnline = false;
 

@@ -9,15 +9,15 @@
 
 /// How an operation on a secret store went: 0, or why it failed.
 ///
-/// Two numbers have a meaning of their own; any other is a failure that may never be taken for a
-/// missing item: a store that is locked, denied, absent or slow.
+/// Besides 0, two numbers have a meaning: `duplicateItem` and `itemNotFound`. Any other is a failure, such as
+/// a store that is locked, refuses access, is absent or too slow, and must never be taken for a missing item.
 using SecretStatus = std::int32_t;
 
 namespace SecretStatuses {
 constexpr SecretStatus ok = 0;
 constexpr SecretStatus duplicateItem = -25299;  // add: there is such an item already
 constexpr SecretStatus itemNotFound = -25300;   // the store itself says that there is none
-// The adapters' failures, with the numbers of the error list that the two above come from.
+// The failures that the adapters report. Their numbers come from the same error list as the two above.
 constexpr SecretStatus userCanceled = -128;             // the user dismissed the prompt
 constexpr SecretStatus notAvailable = -25291;           // no store answers
 constexpr SecretStatus authFailed = -25293;             // wrong passphrase, or refused
@@ -28,8 +28,8 @@ constexpr SecretStatus internalError = -2070;
 
 /// Which items of the store are meant: those that agree in every attribute that is present here.
 ///
-/// A present item is not synchronised: a query without `synchronizable` matches only items that have
-/// not set it.
+/// `synchronizable` always counts: a query that does not set it matches only items that have not set it
+/// either. Today's key is stored without it; a key of an older version may have it.
 struct SecretQuery {
     std::optional<std::string> service;
     std::optional<std::string> account;
@@ -48,16 +48,16 @@ struct SecretItem {
     std::optional<std::string> accessible;
     std::optional<std::string> accessGroup;
     bool synchronizable = false;
-    std::optional<Bytes> data;  // the secret; whoever holds one wipes it
+    std::optional<Bytes> data;  // the secret; the holder of a copy must wipe it
 
     bool operator==(const SecretItem&) const = default;
 };
 
 /// The desktop's keeper of secrets: generic-password items with attributes, label and data.
 ///
-/// Operations block until they are done, which may take as long as a user needs for a prompt. Any thread,
-/// but one at a time: at the start of a program that is the main thread, and later a `KeyAccess` sees to it.
-/// A failure leaves the items as they were.
+/// Operations block until they are done, which may take as long as a user needs for a prompt. Any thread may
+/// call, but only one at a time: the main thread at the start of a program, and later the worker of a
+/// `KeyAccess`. A failure leaves the items as they were.
 class SecretStore {
 public:
     struct Found {

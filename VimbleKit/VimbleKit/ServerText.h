@@ -5,14 +5,14 @@
 #include <stdexcept>
 #include <string_view>
 
-/// Why a text names no server that could be reached, with a hint. The text stands in it as it came;
-/// whoever shows it makes it safe.
+/// Says why a text names no server that could be reached, with a hint. It quotes the text unchanged, so the
+/// caller must make it safe before showing it.
 class ServerTextError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
 
-/// The server that a user means: `Endpoint::parse`, without what it takes and nobody can mean. A host and
-/// a port alone read as a URL's scheme and what follows it, which would be tried for ever.
+/// The server that a user means. Refuses more than `Endpoint::parse`, which takes "host:port" for a URL of
+/// the scheme "host": the session would try in vain, for ever, to connect to that.
 /// @throws ServerTextError
 Endpoint serverFrom(std::string_view text);

@@ -8,11 +8,11 @@
 #include <memory>
 #include <unordered_map>
 
-/// What the user's secret key has in common with each of the public keys that it meets.
+/// Keeps the shared keys of the user's secret key and the public keys of others.
 ///
-/// Computing it is 98 % of the cost of sealing or opening a short message, so it is done once a key.
-/// Holds at most 16,384 keys (some 2 MB) and then starts over, so that nobody fills the memory with
-/// made-up ones. Main thread only.
+/// Computing a shared key is 98 % of the cost of sealing or opening a short message, so it is done once
+/// for each public key. Holds at most 16,384 keys (some 2 MB) and then starts over, so that nobody can
+/// fill the memory with made-up keys. Main thread only.
 class SharedKeyCache {
 public:
     using Entry = std::shared_ptr<const Nacl::SharedKey>;
@@ -20,16 +20,16 @@ public:
 
     SharedKeyCache();
 
-    /// What was kept for the key; null if nothing was.
+    /// The shared key that was kept for the public key; null if none was.
     Entry find(const PublicKey& publicKey) const;
 
-    /// Keeps what was computed for the key. Whether it is worth keeping is the caller's to judge: what
-    /// a stranger's frame named without proof is not.
+    /// Keeps the shared key that was computed for the public key. The caller must not keep one for a public
+    /// key that a stranger's frame has named without proof.
     void keep(const PublicKey& publicKey, Entry entry);
 
 private:
-    /// Keys come from strangers, who could choose them so that they all meet in one bucket of a plain
-    /// hash; each cache therefore draws its own multipliers.
+    /// Keys come from strangers, who could choose them so that a plain hash puts them all into one bucket.
+    /// Each cache therefore draws random multipliers of its own.
     struct Hash {
         std::array<std::uint64_t, 4> multipliers;
         std::size_t operator()(const PublicKey& key) const;

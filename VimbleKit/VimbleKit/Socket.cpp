@@ -15,7 +15,7 @@ namespace {
 constexpr std::size_t shownCharacters = 64;
 
 /// The address of a server's relay: the endpoint with one more path component. An endpoint that is no
-/// URL is passed on, for the transport to refuse.
+/// URL is passed on, and the transport refuses it.
 std::string relayUrl(const std::string& endpoint) {
     const auto url = Url::parse(endpoint);
     return url ? url->appending("relay").text() : endpoint;
@@ -30,7 +30,7 @@ std::string joined(std::initializer_list<std::string_view> parts) {
     return result;
 }
 
-/// Nonces drawn by the hundred, since asking the kernel costs as much as half a box.
+/// Draws nonces by the hundred, since asking the kernel for one costs half as much as sealing a pack.
 class NonceSource {
 public:
     explicit NonceSource(std::size_t expected) : remaining(expected) {}
@@ -60,8 +60,8 @@ Socket::Socket(Transport& transport, const Host& host, std::string endpoint, std
 }
 
 void Socket::connect() {
-    // An earlier connection that was given up behind its greeting reports nothing once it is replaced,
-    // and the new one comes with a greeting, and so a key, of its own.
+    // Forget the earlier connection here: if it was given up after its greeting, nothing reports its end once
+    // it is replaced. The new connection begins with a greeting, and so a key, of its own.
     serverKey.reset();
     setServerPeople({});
     _isConnecting = true;
@@ -107,7 +107,7 @@ void Socket::receiveGreeting(ByteView frame) {
     try {
         sendCommand(ServerMessage::list);
     } catch (const NaclError&) {
-        // A server with a key that nobody can seal for: it will hear nothing, and close.
+        // Nothing can be sealed for this server's key. The server hears nothing from us, and will close.
     }
 }
 
@@ -121,7 +121,8 @@ std::optional<Pack> Socket::opened(ByteView frame) {
         const bool isKnown = shared != nullptr;
         if (!isKnown) shared = std::make_shared<const Nacl::SharedKey>(pack.authorKey, keys->secretKey.view());
         pack.plaintext = shared->open(view->ciphertext, *pack.nonce);
-        // Only now is it proved that somebody has the key: made-up ones are not worth the room.
+        // Keep the key only now that the frame has opened, which proves that somebody has it: made-up keys
+        // would fill the cache.
         if (!isKnown) sharedKeys.keep(pack.authorKey, std::move(shared));
     } catch (const NaclError&) {
         return std::nullopt;
@@ -140,7 +141,7 @@ void Socket::receiveServerMessage(ByteView plaintext) {
         setServerPeople(std::move(*people));
         logReceived([&] { return "list of " + std::to_string(_serverPeople.size()) + " people"; });
         if (!self) return;
-        // A copy: the delegate may end the link in the middle, which empties the list.
+        // Pass a copy: the delegate may end the link in the middle, which empties the list.
         const std::vector<MetaPerson> list = _serverPeople;
         if (auto* told = delegate.get()) told->socketReceivedPeople(*this, list);
     } else if (message->kind == ServerMessage::commandError) {
@@ -155,7 +156,7 @@ void Socket::receiveServerMessage(ByteView plaintext) {
         if (record && record->text) {
             text = *record->text;
         } else {
-            // A garbled answer from our own server, under its own seal, is taken to be impossible.
+            // The seal proves that our server wrote the answer, and it is taken for granted that it writes UTF-8.
             check(Text::isUtf8(textOf(message->body)), "The server's answer to a command is not UTF-8");
             text = "Could not understand response: " + std::string(textOf(message->body));
         }
@@ -214,7 +215,7 @@ void Socket::seal(ByteView target, const Nonce& nonce, ByteView payload, const S
     websocket.send(sealedFrame(keys->publicKey, targetKey, nonce, payload, *shared));
 }
 
-/// The same payload for everybody on the list, each under a nonce of its own.
+/// Sends the same payload to everybody on the list, each time under a new nonce.
 void Socket::fanOut(const PackPlaintext& record) {
     Bytes payload;
     try {
@@ -279,7 +280,7 @@ void Socket::sendDirect(const std::string& text, const std::string& targetKey, c
 void Socket::sendCommand(std::string_view command) {
     if (!serverKey) throw SocketError::notConnected();
     if (!Text::isUtf8(command)) throw SocketError::badArgument();
-    // Not through the cache: a server may have a key of its own for each link, which never serves again.
+    // Do not keep the key: a server may have a new one for each link, which is never used again.
     const auto shared = sharedKeys.find(*serverKey);
     seal(*serverKey, Nacl::randomNonce(), bytesOf(command),
          shared ? shared : std::make_shared<const Nacl::SharedKey>(*serverKey, keys->secretKey.view()));

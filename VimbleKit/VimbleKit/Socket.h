@@ -13,10 +13,9 @@
 
 /// The client of the chat protocol: one server, any number of connections one after the other.
 ///
-/// It takes the server's key from the greeting, proves the user's by what it sends next (the command
-/// "list", sealed), keeps the server's list, turns each text into one sealed pack for each reader, and
-/// sorts what comes. It owns no chat state: everything it hears goes to its delegate. What does not
-/// parse or open is dropped without a word.
+/// It takes the server's key from the greeting, proves the user's key by the command "list", which it
+/// sends sealed, keeps the server's list, seals each text once for each reader, and tells the delegate
+/// what arrives. It owns no chat state. A frame that can't be parsed or opened is dropped silently.
 ///
 /// Main thread only. A link that never becomes ready reports nothing, and leaves `isConnecting` set
 /// until `disconnect`.
@@ -29,36 +28,36 @@ public:
     void setDelegate(Weak<SocketDelegate> newDelegate) { delegate = newDelegate; }
 
     void connect();
-    /// Closes with code 1000, if there is or might soon be a link. The report of its end follows.
+    /// Closes the link, or the one that is being made, with code 1000. The report of its end follows later.
     void disconnect();
 
-    /// One pack to everybody on the server's list, the user and the absent included.
-    /// @throws NaclError  a key of the list can't be sealed for; those before it have the message
+    /// Sends one pack to each entry of the server's list, also to the user and to those who are offline.
+    /// @throws NaclError  nothing can be sealed for a key of the list; the entries before it have their pack
     void sendChat(const std::string& text, const std::string& name, const std::string& emoji, const std::string& kind);
 
-    /// One pack, to anybody whose key one has.
+    /// Sends one pack to a key, which need not be on the server's list.
     /// @throws SocketError badArgument  the key is not hexadecimal
-    /// @throws NaclError  it is no key
+    /// @throws NaclError  it is hexadecimal, but no public key
     void sendDirect(const std::string& text, const std::string& targetKey, const std::string& name,
                     const std::string& emoji);
 
-    /// One pack to the server.
+    /// Sends one pack to the server.
     /// @throws SocketError notConnected  before the greeting; badArgument  the text is not UTF-8
     void sendCommand(std::string_view command);
 
-    /// Tells everybody who the user is now. @throws NaclError  as `sendChat`
+    /// Tells everybody the user's name and emoji. @throws NaclError  as `sendChat`
     void sendPong(const std::string& name, const std::string& emoji);
 
-    /// From the first pack that came from the server until the link ends.
+    /// True from the first pack of the server until the link ends.
     bool isConnected() const { return _isConnected; }
-    /// From `connect` until authenticated or closed.
+    /// True from `connect` until the link is authenticated or closed.
     bool isConnecting() const { return _isConnecting; }
     /// The server's last list, as sent; empty without a link.
     const std::vector<MetaPerson>& serverPeople() const { return _serverPeople; }
     const std::string& endpoint() const { return _endpoint; }
 
 private:
-    /// One entry of the server's list, made ready for sealing at the first text to it.
+    /// One entry of the server's list; the first text to it computes `shared`.
     struct Recipient {
         Bytes key;  // as decoded; any length
         SharedKeyCache::Entry shared;
@@ -89,7 +88,7 @@ private:
     SharedKeyCache sharedKeys;
     std::optional<PublicKey> serverKey;  // from the greeting to the end of the link
     std::vector<MetaPerson> _serverPeople;
-    std::vector<std::optional<Recipient>> recipients;  // for each of `_serverPeople`; nothing: no key at all
+    std::vector<std::optional<Recipient>> recipients;  // as `_serverPeople`; nothing: its key is not hexadecimal
     std::string printedPeople;                         // the list's printed form, empty until a line needs it
-    Websocket websocket;                               // last: it reports to the rest
+    Websocket websocket;                               // last: its reports use the other members
 };

@@ -12,8 +12,8 @@ namespace {
 const std::string sharedStore = "app";
 const Log kitLog("zorvane.VimbleKit", "Kit");
 
-/// Loads one value into its variable, which keeps what it has if that fails. A file that was there and
-/// could not be read is set aside, before the next save replaces it.
+/// Loads one value into its variable, which is unchanged if that fails. A file that is there but can't be
+/// read is set aside, since the next save would replace it.
 template <class Type>
 void loadField(const Disk& disk, Type& variable, const std::string& key) {
     try {
@@ -62,7 +62,7 @@ std::vector<Person> State::roster() const {
     std::vector<Row> rows;
     rows.reserve(people.size());
     for (const auto& [key, person] : people) rows.push_back({person.displayName(), &person});
-    // Bytes of UTF-8 stand in the order of their code points: no locale, no folding.
+    // Comparing bytes of UTF-8 compares code points: without a locale, and without case folding.
     std::sort(rows.begin(), rows.end(), [](const Row& a, const Row& b) {
         if (a.person->isOnline != b.person->isOnline) return a.person->isOnline;
         if (a.displayName != b.displayName) return a.displayName < b.displayName;

@@ -17,20 +17,20 @@ struct State {
     std::optional<Endpoint> endpoint;  // absent until the user has chosen a server
     Connection connection = Connection::setup;
     SharedMap<std::string, Person> people;       // everybody whom the server lists, by public key
-    Chat room;                                   // the one that all share
-    SharedMap<std::string, Chat> conversations;  // direct ones, by the other's key; never removed
+    Chat room;                                   // the chat that everybody shares
+    SharedMap<std::string, Chat> conversations;  // direct chats, by the other's key; never removed
 
-    /// What lies on disk for the given server, or for the last one in use. What can't be read leaves
-    /// its field as it is in a fresh state, and its file is set aside if it is damaged; the user's key
-    /// is the caller's to fill in. No link survives a restart, and the wish to be connected does.
+    /// Reads what is on disk for the given server, or else for the last one in use. A field that can't be
+    /// read is as in a fresh state, and its file is set aside if it is damaged. The caller must fill in
+    /// the user's key. `online` is read as `offline`: the user still wants the link, but it is gone.
     /// @param folder  the application's folder
     static State load(const std::filesystem::path& folder, const std::optional<Endpoint>& endpoint);
 
-    /// Writes everything but the key; without a server, only that there is none.
+    /// Writes everything but the key; without an endpoint, only the fact that there is none.
     /// @throws DiskError, std::filesystem::filesystem_error  the first failure; later files stay as they were
     void save(const std::filesystem::path& folder) const;
 
-    /// The user's own entry in `people`; null until the server's list has included them. Holds until
+    /// The user's own entry in `people`; null until the server's list has included them. Valid until
     /// `people` changes.
     const Person* me() const;
 
@@ -43,7 +43,7 @@ struct State {
         return key ? map.find(*key) : nullptr;
     }
 
-    /// The values that there are for some keys, in the keys' order.
+    /// The values of those keys that the map has, in the order of the keys.
     template <class Value>
     static std::vector<Value> lookup(const SharedMap<std::string, Value>& map,
                                      const std::optional<std::vector<std::string>>& keys) {

@@ -9,29 +9,29 @@
 #include <string>
 #include <tuple>
 
-/// Declared for the format; every failure yields nothing instead.
+/// A name of the format. Nothing throws it: what can't be decoded yields no value.
 enum class PackError { badEncoding };
 
 class EncryptedPack;
 
-/// The envelope of everything behind the greeting, open: who wrote it, for whom, and what.
+/// An open pack: its author, its target and its contents. Everything after the greeting travels in packs.
 ///
-/// The `authorKey` of a pack that was opened is true; nobody looks at its `targetKey`.
+/// If `decrypted` gave the pack, its `authorKey` is proved; its `targetKey` has not been checked.
 struct Pack {
     PublicKey authorKey;
     PublicKey targetKey;
-    std::optional<Nonce> nonce;  // absent until it is sealed, which then draws one
+    std::optional<Nonce> nonce;  // if absent, `encrypted` draws one
     Bytes plaintext;
 
-    /// Seals the contents for the target. Whether `authorKey` belongs to the secret key isn't checked:
-    /// a pack that lies about it can be opened by nobody.
+    /// Seals the contents for the target. Does not check that `authorKey` belongs to the secret key: if it
+    /// does not, no reader can open the pack.
     /// @throws NaclError badSecretKeySize, internalError
     EncryptedPack encrypted(ByteView authorSecretKey) const;
 
     bool operator==(const Pack&) const = default;
 };
 
-/// The envelope, sealed.
+/// A sealed pack.
 ///
 /// Wire form, with no header, no lengths and no version, one pack in each binary message:
 /// author key (32 bytes), target key (32), nonce (24), ciphertext (the rest, at least 1).
@@ -59,11 +59,11 @@ public:
     PublicKey authorKey;
     PublicKey targetKey;
     Nonce nonce;
-    Bytes ciphertext;  // 16 bytes of authenticator, then as many as the plaintext
+    Bytes ciphertext;  // 16 bytes of authenticator, then as many bytes as the plaintext has
 };
 
-/// A frame seen as a pack, without copying: for those who pass packs on, and for the fast road of the
-/// client. Holds as long as the frame does.
+/// A view of a frame as a pack, without copying: for the relay, which passes packs on, and for the client,
+/// which opens them. Valid as long as the frame.
 struct PackView {
     static std::optional<PackView> of(ByteView frame);
 
@@ -99,7 +99,7 @@ struct PackPlaintext {
     /// The JSON form. @throws JsonError  for text that is not UTF-8
     Bytes encoded() const;
 
-    /// Nothing for what is no JSON form of this record.
+    /// Gives nothing if the bytes are no JSON form of this record.
     static std::optional<PackPlaintext> decoded(ByteView json);
 
     bool operator==(const PackPlaintext&) const = default;

@@ -36,7 +36,7 @@ struct Greeting {
     static std::optional<PublicKey> decoded(ByteView frame);
 };
 
-/// What the server says inside a pack: a kind of 4 bytes and a body of at least 1.
+/// A message of the server, inside a pack: a kind (4 bytes), then a body (at least 1 byte).
 struct ServerMessage {
     static constexpr std::string_view list = "list";             // body: JSON array of MetaPerson
     static constexpr std::string_view commandError = "cerr";     // body: JSON PackPlaintext
