@@ -21,13 +21,13 @@ namespace {
 
 constexpr char folderName[] = "zorvane.Vimble";
 constexpr Seconds leftoverAge = 24 * 60 * 60;
-constexpr int deepestLeftover = 32;  // nesting that is looked into for the last change
+constexpr int deepestLeftover = 32;  // how many levels are searched for the last change
 
 ApplicationFolderError failure(const fs::path& path, std::string_view what, int error) {
     return ApplicationFolderError(path.string() + ": " + std::string(what) + ": " + std::strerror(error));
 }
 
-/// A folder that the environment names; relative ones don't count (XDG Base Directory Specification).
+/// A folder that the environment names; a relative path is ignored (XDG Base Directory Specification).
 fs::path baseFolder(const char* variable, const char* inHome) {
     const char* value = std::getenv(variable);
     if (value != nullptr && *value == '/') return value;
@@ -53,7 +53,7 @@ void makeFolder(const fs::path& path) {
     throw failure(path, "the folder can't be made", error == EEXIST ? ENOTDIR : error);
 }
 
-/// Refuses a folder that somebody else could have put there, and closes one that is too open.
+/// Refuses what is no folder of this user's, and takes the rights of others away from one that is.
 void claimPrivateFolder(const fs::path& path) {
     struct stat status {};
     if (lstat(path.c_str(), &status) != 0) throw failure(path, "the folder can't be entered", errno);
@@ -64,7 +64,8 @@ void claimPrivateFolder(const fs::path& path) {
         throw failure(path, "the folder can't be made private", errno);
 }
 
-/// When a file, or anything in a folder, was last changed; the latest possible if that can't be told.
+/// When a file, or anything in a folder, was last changed; far in the future if that can't be found out, so
+/// that the file is kept.
 double lastChange(const fs::path& path, int depth) {
     constexpr double unknown = 1e18;
     struct stat status {};
@@ -88,7 +89,7 @@ bool isInUse(const fs::path& path) {
     return isLocked;
 }
 
-/// What can't be removed stays for another day: nobody is waiting for it.
+/// Removes old leftovers. One that can't be removed is left for a later start, since it does no harm.
 void removeLeftovers(const fs::path& folder, Date now) {
     std::error_code error;
     std::vector<fs::path> old;
@@ -147,7 +148,7 @@ void ApplicationFolder::lock(const std::string& program) {
         text.remove_prefix(std::min(static_cast<std::size_t>(end - text.data()) + 1, text.size()));
         throw ApplicationFolderInUse(folder, std::string(text), processId);
     }
-    // Who holds it is for people to read: the lock holds even where this can't be written.
+    // The text only tells people who holds the lock, so go on if it can't be written.
     const std::string text = std::to_string(getpid()) + " " + program + "\n";
     if (ftruncate(file, 0) == 0) static_cast<void>(!pwrite(file, text.data(), text.size(), 0));
     lockFile = file;

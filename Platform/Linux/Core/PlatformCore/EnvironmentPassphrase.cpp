@@ -15,7 +15,7 @@ std::optional<Passphrase> EnvironmentPassphrase::take() {
     if (value == nullptr) return std::nullopt;
     std::optional<Passphrase> given;
     if (*value != '\0') given.emplace(std::string(value));
-    // The kernel shows a process's first environment, which unsetenv leaves as it was.
+    // Overwrite the text itself: the kernel shows a process's first environment, which unsetenv does not change.
     explicit_bzero(value, std::strlen(value));
     unsetenv(variable);
     return given;

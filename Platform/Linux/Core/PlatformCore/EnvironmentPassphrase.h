@@ -8,8 +8,8 @@
 namespace EnvironmentPassphrase {
 
 /// Takes VIMBLE_SECRET_PASSPHRASE out of the environment, so that no other program inherits it and
-/// nobody reads it from the outside for long. While there is one thread only.
-/// @return nothing where it is not set, or empty
+/// nobody can read it from outside for long. Call it while the process has only one thread.
+/// @return nothing if it is not set or is empty
 std::optional<Passphrase> take();
 
 }  // namespace EnvironmentPassphrase

@@ -78,7 +78,7 @@ Kind kindOf(const GError& error) {
     return Kind::internal;
 }
 
-/// The last argument of a call: `raise` throws what the call has put into it.
+/// The last argument of a call; `raise` throws the error that the call has put into it.
 class ErrorSlot {
 public:
     ErrorSlot() = default;
@@ -96,7 +96,7 @@ private:
     GError* error = nullptr;
 };
 
-/// Owns the objects of a list; the list itself is freed.
+/// Takes the objects of a list over, and frees the list itself.
 template <class Type>
 std::vector<Object<Type>> takeList(GList* list) {
     std::vector<Object<Type>> objects;
@@ -148,7 +148,7 @@ LibsecretClient::Item describe(Object<SecretItem> object) {
     return item;
 }
 
-/// Services number what they store, so that 9 comes before 10.
+/// Compares the lengths of paths first: services number their items, and 9 must come before 10.
 bool isOlder(const LibsecretClient::Item& one, const LibsecretClient::Item& other) {
     if (one.created != other.created) return one.created < other.created;
     if (one.path.size() != other.path.size()) return one.path.size() < other.path.size();
@@ -186,7 +186,7 @@ LibsecretClient::Scope::Scope() : context(g_main_context_new()) {
 
 LibsecretClient::Scope::~Scope() {
     auto* own = static_cast<GMainContext*>(context);
-    // What is on its way holds objects, which only its delivery lets go.
+    // Deliver the reports that are still queued: they hold objects, which only the delivery releases.
     while (g_main_context_iteration(own, FALSE) != FALSE) {
     }
     g_main_context_pop_thread_default(own);
@@ -286,7 +286,8 @@ std::string LibsecretClient::create(const std::map<std::string, std::string>& at
         ErrorSlot error;
         collection.reset(secret_collection_create_sync(connection->service.get(), newCollectionLabel, defaultAlias,
                                                        SECRET_COLLECTION_CREATE_NONE, nullptr, error));
-        // A dismissed prompt names the collection "/", which libsecret then does not find.
+        // These two errors only mean that the prompt was dismissed: the service then names the collection "/",
+        // which libsecret does not find.
         if (!error.is(G_DBUS_ERROR, G_DBUS_ERROR_UNKNOWN_METHOD) &&
             !error.is(SECRET_ERROR, SECRET_ERROR_NO_SUCH_OBJECT))
             error.raise();

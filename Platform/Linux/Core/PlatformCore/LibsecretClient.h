@@ -23,18 +23,19 @@ struct SecretServiceFailure {
     std::string why;  // one line
 };
 
-/// One look at the Secret Service through libsecret, in words of our own: libsecret's names are those
-/// of our own items.
+/// One look at the Secret Service through libsecret. This header names no type of libsecret, since some,
+/// such as `SecretItem`, have the names of our own.
 ///
-/// What libsecret remembers of the service (collections, locks, attributes) it refreshes only in a
-/// loop that our calls do not run, so a client is made for each operation, and anew after an unlock.
-/// All calls block, and throw `SecretServiceFailure`. A client, and what it gave out, stays on the thread
-/// that made it, and lives within a `Scope`.
+/// libsecret refreshes what it remembers of the service (collections, locks, attributes) only in an event
+/// loop, which our calls do not run, so a client is made for each operation, and a new one after an unlock.
+/// All calls block, and throw `SecretServiceFailure`. A client, and what it gave out, must stay on the
+/// thread that made it, and must not outlive a `Scope` on that thread.
 class LibsecretClient {
 public:
-    /// Gives this thread a place of its own for what the service tells of its changes. Without one it would
-    /// be told to the main thread, with objects that another thread is using, or has just let go. What comes
-    /// is thrown away. Scopes of one thread end in the opposite order of their beginning.
+    /// Gives this thread a context of its own in which libsecret delivers the service's reports of changes.
+    /// Without it they would be delivered on the main thread, with objects that another thread is using or has
+    /// just released. The reports are thrown away. Scopes of one thread must end in the opposite order of
+    /// their beginning.
     class Scope {
     public:
         Scope();
@@ -43,16 +44,16 @@ public:
         Scope& operator=(const Scope&) = delete;
 
     private:
-        void* context;  // GLib's
+        void* context;  // a GMainContext
     };
 
     struct Item {
-        std::shared_ptr<void> object;  // libsecret's; shared with nobody but copies of this record
+        std::shared_ptr<void> object;  // libsecret's object; shared only by copies of this record
         std::map<std::string, std::string> attributes;
         std::string label;
         std::uint64_t created = 0;  // seconds since 1970
-        bool isLocked = false;      // attributes and label may be missing then
-        std::string path;           // its name on the bus
+        bool isLocked = false;      // if so, attributes and label may be missing
+        std::string path;           // of its object on the bus
     };
 
     LibsecretClient();
@@ -63,17 +64,17 @@ public:
     /// The items of our schema that have these attributes, locked ones too, the oldest first.
     std::vector<Item> search(const std::map<std::string, std::string>& attributes);
 
-    /// All items of all collections that are not locked, the oldest first, whoever put them there.
+    /// All items of all collections that are not locked, the oldest first, also those of other programs.
     std::vector<Item> list();
 
-    /// What stands for locked collections, the default one first.
+    /// libsecret's objects of the locked collections, the default one first.
     std::vector<std::shared_ptr<void>> lockedCollections();
 
     /// Asks the service to unlock a collection or an item, which may show a prompt.
     /// @param object  of `lockedCollections`, or of an item
     void unlock(const std::shared_ptr<void>& object);
 
-    /// The secret of an unlocked item; whoever asked for it wipes it.
+    /// The secret of an unlocked item; the caller must wipe it.
     Bytes load(const Item& item);
     void setData(const Item& item, ByteView data);
     void remove(const Item& item);

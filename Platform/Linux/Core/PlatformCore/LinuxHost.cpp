@@ -16,7 +16,7 @@
 namespace {
 
 constexpr std::size_t longestText = 200;
-constexpr std::size_t longestLine = 4096;  // a longer one of os-release is nobody's name
+constexpr std::size_t longestLine = 4096;  // a longer line of os-release is skipped
 
 constexpr std::array<std::pair<std::string_view, std::string_view>, 4> compiledInfo{{
     {"CFBundleName", "Vimble"},
@@ -25,7 +25,7 @@ constexpr std::array<std::pair<std::string_view, std::string_view>, 4> compiledI
     {"CFBundleIdentifier", "zorvane.Vimble"},
 }};
 
-/// One line for a header or a window; never cut inside a character.
+/// Makes one line for a header or a window, cut at the limit but never inside a character.
 std::string plain(std::string text) {
     std::erase_if(text, [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7f; });
     if (text.size() <= longestText) return text;
@@ -35,7 +35,7 @@ std::string plain(std::string text) {
     return text;
 }
 
-/// The value of a shell-like assignment: quotes taken off, backslashes resolved.
+/// The value of a shell-like assignment, with its quotes removed and its backslashes resolved.
 std::string unquoted(std::string_view value) {
     const bool isQuoted =
         value.size() >= 2 && (value.front() == '"' || value.front() == '\'') && value.back() == value.front();

@@ -5,15 +5,15 @@
 
 #include <filesystem>
 
-/// What this build and this Linux machine say of themselves.
+/// Describes this build and this Linux machine.
 ///
-/// In a bundle, the information dictionary is what its `Contents/Info.plist` said when this was made. A program
+/// In a bundle, the information dictionary is what `Contents/Info.plist` said when this object was made. A program
 /// outside a bundle has some keys compiled in: "CFBundleName", "CFBundleShortVersionString", "CFBundleVersion"
 /// and "CFBundleIdentifier". Everything else is read anew at each call, without control characters and cut at
 /// 200 bytes. Any thread.
 class LinuxHost : public Host {
 public:
-    /// @param systemRoot  where the files of this machine lie
+    /// @param systemRoot  the folder below which this machine's system files are
     /// @param executable  this program's file, by which its bundle is found
     explicit LinuxHost(std::filesystem::path systemRoot = "/",
                        const std::filesystem::path& executable = "/proc/self/exe");

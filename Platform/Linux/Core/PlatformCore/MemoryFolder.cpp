@@ -22,7 +22,7 @@ bool isInMemory(const fs::path& place) {
 std::vector<fs::path> MemoryFolder::places() {
     std::vector<fs::path> places;
     const char* runtime = std::getenv("XDG_RUNTIME_DIR");
-    // A relative one is to be ignored, says the rule that it comes from.
+    // The XDG Base Directory Specification demands that a relative path is ignored.
     if (runtime != nullptr && *runtime == '/') places.emplace_back(runtime);
     places.emplace_back("/dev/shm");
     return places;

@@ -10,16 +10,16 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/// A new folder (mode 0700) in a file system that lies in memory, for files that are not to touch a disk. Goes
-/// with its holder, contents and all.
+/// A new folder (mode 0700) in a file system that lies in memory, for files that must not be written to a disk.
+/// The destructor removes the folder with its contents.
 ///
-/// What lies there can still be swapped out, as all memory can.
+/// The contents can still be swapped out, as all memory can.
 class MemoryFolder {
 public:
     /// Where such a folder may be made: the user's runtime folder ($XDG_RUNTIME_DIR), then /dev/shm.
     static std::vector<std::filesystem::path> places();
 
-    /// In the first of the places that lies in memory and takes it.
+    /// Makes the folder in the first of the places that is in memory and can be written.
     /// @throws MemoryFolderError  there is none
     explicit MemoryFolder(const std::vector<std::filesystem::path>& places = MemoryFolder::places());
     ~MemoryFolder();

@@ -20,7 +20,7 @@ void NetlinkPathMonitor::start(std::function<void(bool)> newHandler) {
     cancel();
     handler = std::make_shared<std::function<void(bool)>>(std::move(newHandler));
     life = std::make_shared<char>();
-    // Listening begins before the first look, so that no change falls between the two.
+    // Listen before the first look, so that no change between the two is missed.
     listen();
     sleepWatch = std::make_unique<SleepWatch>(QDBusConnection::systemBus(), [this] {
         path = NetworkPath::current();
@@ -65,8 +65,8 @@ void NetlinkPathMonitor::listen() {
 }
 
 void NetlinkPathMonitor::kernelSpoke() {
-    // What changed is looked up afresh, so the words themselves do not matter; nor does it that some
-    // are lost when there are too many (ENOBUFS).
+    // Throw the messages away: `update` asks the kernel for everything anew. So it does no harm either that
+    // some are lost when there are too many (ENOBUFS).
     std::array<char, 8192> words;
     for (;;) {
         const ssize_t received = recv(events, words.data(), words.size(), 0);
@@ -83,7 +83,7 @@ void NetlinkPathMonitor::update() {
     isUpdatePosted = false;
     NetworkPath now = NetworkPath::current();
     const bool isSatisfied = now.isSatisfied(endpointUrl);
-    // Addresses and interfaces count by what they do to the answer: a machine with containers on it
+    // A change of addresses or interfaces counts only if it changes the answer: a machine with containers
     // gains and loses some all day.
     const bool hasChanged = now.defaultRoutes != path.defaultRoutes || isSatisfied != wasSatisfied;
     path = std::move(now);

@@ -12,14 +12,14 @@ class SleepWatch;
 
 /// Watches this machine's way to the network through rtnetlink, and its sleep through logind.
 ///
-/// The path is satisfied while there is a default route, while the machine has no network interface
-/// but loopback, and while the endpoint in use is on this machine. The first report is posted by
-/// `start`; then each change of the default routes, or of what they amount to, is one report, however
-/// many words the kernel makes of it; so is every change of the endpoint. Waking from sleep is two: the
-/// path went, and is what it is now.
+/// The path is satisfied if there is a default route, or if the machine has no network interface but
+/// loopback, or if the endpoint in use is on this machine. `start` posts the first report. Then each change
+/// of the default routes, or of whether the path is satisfied, is one report, however many messages the
+/// kernel sends for it; each change of the endpoint is one too. Waking from sleep is two reports: first that
+/// the path is not satisfied, then what it is now.
 ///
-/// Where the kernel does not tell, the path counts as satisfied. Main thread only; the handler never
-/// runs inside a call of this object and may destroy it.
+/// If the kernel does not answer, the path counts as satisfied. Main thread only; the handler never runs
+/// inside a call of this object and may destroy it.
 class NetlinkPathMonitor : public PathMonitor {
 public:
     explicit NetlinkPathMonitor(MainLoop& loop);
@@ -38,8 +38,8 @@ private:
     void report(bool isSatisfied);
 
     MainLoop& loop;
-    std::shared_ptr<std::function<void(bool)>> handler;  // held by a report while it is told
-    std::shared_ptr<char> life;                          // ends with the watch: posted work holds it weakly
+    std::shared_ptr<std::function<void(bool)>> handler;  // a report shares it while it calls it
+    std::shared_ptr<char> life;                          // reset when the watch ends; posted work holds it weakly
     std::string endpointUrl;
     NetworkPath path;
     bool wasSatisfied = false;

@@ -57,7 +57,7 @@ private:
         if (socketNumber < 0) return Outcome::failed;
         struct {
             nlmsghdr header;
-            rtmsg route;  // the longest of the bodies that are asked with; all begin with the family
+            rtmsg route;  // the longest body of any request; all begin with the family
         } request{};
         request.header.nlmsg_len = sizeof request;
         request.header.nlmsg_type = type;
@@ -67,7 +67,7 @@ private:
         if (send(socketNumber, &request, sizeof request, 0) < 0) return Outcome::failed;
 
         bool isInterrupted = false;
-        alignas(nlmsghdr) static std::array<char, receiveBytes> buffer;  // main thread only, like its callers
+        alignas(nlmsghdr) static std::array<char, receiveBytes> buffer;  // only the main thread calls this
         for (;;) {
             const ssize_t received = recv(socketNumber, buffer.data(), buffer.size(), 0);
             if (received < 0 && errno == EINTR) continue;
@@ -112,7 +112,7 @@ void addRoute(const nlmsghdr& message, std::vector<NetworkPath::Route>& routes) 
     const auto* body = bodyOf<rtmsg>(message);
     if (body == nullptr || message.nlmsg_type != RTM_NEWROUTE || body->rtm_dst_len != 0 || body->rtm_src_len != 0)
         return;
-    // "unreachable default" is a route too, and one whose cable is out stays listed.
+    // Pass over routes that lead nowhere: "unreachable default", or one whose cable is out.
     if (body->rtm_type != RTN_UNICAST || (body->rtm_flags & (RTNH_F_DEAD | RTNH_F_LINKDOWN | RTM_F_CLONED)) != 0)
         return;
     NetworkPath::Route route;
@@ -127,7 +127,7 @@ void addRoute(const nlmsghdr& message, std::vector<NetworkPath::Route>& routes) 
 }
 
 /// Whether an interface may lead somewhere. The kernel makes the ends of some tunnels by itself in
-/// every network namespace; as long as they are down, they are nobody's.
+/// every network namespace; as long as they are down, nobody uses them.
 bool countsAsInterface(const nlmsghdr& message) {
     const auto* body = bodyOf<ifinfomsg>(message);
     if (body == nullptr || message.nlmsg_type != RTM_NEWLINK || (body->ifi_flags & IFF_LOOPBACK) != 0) return false;
@@ -146,7 +146,7 @@ void addAddress(const nlmsghdr& message, std::vector<std::string>& addresses) {
     if (body == nullptr || message.nlmsg_type != RTM_NEWADDR) return;
     Bytes address;
     forAttributes<ifaddrmsg>(message, [&](const rtattr& attribute) {
-        // Of a point-to-point link, the local end is ours and the address the other's.
+        // On a point-to-point link IFA_LOCAL is our address, and IFA_ADDRESS is that of the other end.
         if (attribute.rta_type == IFA_LOCAL || (attribute.rta_type == IFA_ADDRESS && address.empty()))
             address = contentOf(attribute);
     });
@@ -176,7 +176,7 @@ NetworkPath NetworkPath::current() {
         std::vector<Route> routes;
         const bool isListed = netlink.dump(
             RTM_GETROUTE, family, [&] { routes.clear(); }, [&](const nlmsghdr& message) { addRoute(message, routes); });
-        // A kernel without IPv6 refuses that table, which is as good as an empty one.
+        // A kernel without IPv6 refuses to list its table; this counts as an empty one.
         if (!isListed && family == AF_INET) path.isKnown = false;
         if (isListed) path.defaultRoutes.insert(path.defaultRoutes.end(), routes.begin(), routes.end());
     }
@@ -202,7 +202,7 @@ bool NetworkPath::isOnThisMachine(const std::string& url) const {
     if (!address.isNull()) {
         address.setScopeId({});
         bool isIpv4 = false;
-        const quint32 ipv4 = address.toIPv4Address(&isIpv4);  // also of ::ffff:a.b.c.d
+        const quint32 ipv4 = address.toIPv4Address(&isIpv4);  // also for ::ffff:a.b.c.d
         const QString text = isIpv4 ? QHostAddress(ipv4).toString() : address.toString();
         return address.isLoopback() || std::binary_search(ownAddresses.begin(), ownAddresses.end(), fromQt(text));
     }

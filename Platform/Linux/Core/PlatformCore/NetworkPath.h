@@ -10,7 +10,7 @@ struct NetworkPath {
     /// A default route of IPv4 or IPv6 that can be used.
     struct Route {
         int family = 0;
-        int interface = 0;  // index of the first hop's; 0 if it has several
+        int interface = 0;  // index of the one to the first hop; 0 if there are several
         Bytes gateway;      // in network order; empty if there is none
 
         auto operator<=>(const Route&) const = default;
@@ -19,7 +19,7 @@ struct NetworkPath {
     std::vector<Route> defaultRoutes;       // sorted, each once
     bool hasInterfaces = false;             // other than loopback
     std::vector<std::string> ownAddresses;  // as text, without a scope; sorted
-    bool isKnown = false;                   // false: the kernel did not answer, and nothing above counts
+    bool isKnown = false;                   // false: the kernel did not answer, and the rest means nothing
 
     bool operator==(const NetworkPath&) const = default;
 
@@ -32,7 +32,7 @@ struct NetworkPath {
     /// ::1, one of this machine's own, or its host name.
     bool isOnThisMachine(const std::string& url) const;
 
-    /// Whether connecting is worth a try: there is a default route, nothing but loopback, or the
-    /// endpoint is on this machine. Also when nothing is known.
+    /// Whether it is worth trying to connect: there is a default route, or no interface but loopback, or
+    /// the endpoint is on this machine, or nothing is known.
     bool isSatisfied(const std::string& endpointUrl) const;
 };

@@ -4,7 +4,7 @@
 
 #include <QMetaObject>
 
-/// The activity of a program without windows: it is neither in front nor behind, it only ends.
+/// The activity of a program without windows: it never goes to the foreground or the background, it only ends.
 ///
 /// `willTerminate` comes with the application's `aboutToQuit`. Make it after the `QCoreApplication`.
 class ProgramActivity : public ActivityMonitor {

@@ -14,18 +14,18 @@ namespace {
 constexpr char confirmationPrefix[] = "drain ";
 constexpr qsizetype longestPing = 125;  // RFC 6455, section 5.5
 
-/// How long a close message may take to leave, in seconds, behind all that was sent before.
+/// How long a close message may take to leave after all that was sent before it, in seconds.
 constexpr Seconds closeTimeout = 5;
 
-/// Text from the peer for a log or a terminal: one line, nothing that moves a cursor.
+/// Makes text of the peer safe for a log or a terminal: one line without control characters.
 std::string plainLine(std::string text) {
     std::replace_if(
         text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7f; }, ' ');
     return text;
 }
 
-/// Where the link goes: the user's URL with the scheme that the library wants, without what has no
-/// place in a request.
+/// The URL that the link connects to: the user's, with the scheme that the library wants, and without the
+/// parts that do not belong in a request.
 QUrl targetOf(const TransportParameters& parameters) {
     QUrl url(toQt(parameters.url));
     url.setScheme(parameters.usesTls ? QStringLiteral("wss") : QStringLiteral("ws"));
@@ -84,7 +84,7 @@ void QtLink::cancel() {
 }
 
 void QtLink::abandon() {
-    // A handler may be running right now: whoever called it holds the handlers until it returns.
+    // A handler may be running right now; its caller holds the handlers until it returns.
     handlers.reset();
     closeCompletion = {};
     dropSocket();
@@ -173,7 +173,7 @@ void QtLink::enter(TransportState newState, std::optional<TransportError> error)
 
 void QtLink::attempt() {
     enter(TransportState::preparing, std::nullopt);
-    if (_state != TransportState::preparing) return;  // given up inside the handler
+    if (_state != TransportState::preparing) return;  // the handler has given the link up
     dropSocket();
     socket = std::make_unique<QWebSocket>();
     watch(*socket);
@@ -226,27 +226,27 @@ void QtLink::dropSocket() {
     brokenBecause.clear();
     answerConfirmations(false);
     if (!socket) return;
-    // Its last words are about nothing that anybody asked, and its destructor has some too.
+    // Disconnect its signals first: `abort` and the destructor send some that are about no attempt.
     socket->disconnect();
     socket->abort();
     socket.reset();
 }
 
 void QtLink::noteError(std::string text) {
-    // The first says most: "Connection refused" may be followed by "The remote host closed".
+    // Keep the first error, which says most: after "Connection refused" may come "The remote host closed".
     if (brokenBecause.empty()) brokenBecause = plainLine(std::move(text));
 }
 
 void QtLink::attemptBroke() {
     if (std::exchange(hasBroken, true)) return;
-    // Some failures tell their error only after the disconnection, so the reason is read later.
+    // Read the reason later: some failures report their error only after the disconnection.
     postMember([](QtLink& link) { link.afterBreak(); }, attemptNumber);
 }
 
 void QtLink::afterBreak() {
     const TransportError error{brokenBecause.empty() ? "the link was closed" : brokenBecause};
     if (isClosing) {
-        // Whoever closes politely cancels at the completion, and then hears of nothing else.
+        // An owner that closes the link cancels it in the completion; then `finish` is not called.
         closeHandedOver();
         postMember([error](QtLink& link) { link.finish(error); }, attemptNumber);
         return;
@@ -290,7 +290,7 @@ void QtLink::deliver(TransportMessage message) {
 }
 
 void QtLink::peerCloses() {
-    // Also told when this side closes, twice for some closes, and after the end over TLS.
+    // The signal also comes when this side closes, twice for some closes, and after the end over TLS.
     if (!isReady || isClosing || hasBroken || std::exchange(hasPeerClosed, true)) return;
     const int code = socket->closeCode();
     const std::string reason = fromQt(socket->closeReason());
@@ -299,7 +299,7 @@ void QtLink::peerCloses() {
 }
 
 void QtLink::heard() {
-    if (isClosing) return;  // the timer is the close's
+    if (isClosing) return;  // the timer is in use for the close
     isPinged = false;
     timer = std::make_unique<Timer>(loop, QtTransport::silenceBeforePing, [this] { ping(); });
 }

@@ -12,14 +12,14 @@
 #include <optional>
 #include <string>
 
-/// One WebSocket connection over `QWebSocket`: what `QtTransport` hands out, from behind a shared pointer.
+/// One WebSocket connection over `QWebSocket`. The connections that `QtTransport` gives out are handles of it.
 ///
-/// `QWebSocket` reports in orders that differ from failure to failure, sometimes inside the very call
-/// that began it. So its signals only note what happened, and everything else (telling the owner,
-/// giving a socket up, making a new one) is posted to the loop, outside of any signal and of any call
-/// of the owner. Each attempt has a new `QWebSocket`, since the close code of an old one stays behind.
+/// `QWebSocket` sends its signals in an order that differs from failure to failure, sometimes inside the
+/// very call that failed. So they only note what happened, and everything else (telling the owner, giving
+/// a socket up, making a new one) is posted to the loop, outside of any signal and of any call of the
+/// owner. Each attempt has a new `QWebSocket`, since an old one keeps its close code.
 ///
-/// Main thread only. The owner calls `abandon` when it dies; nothing is told after that.
+/// Main thread only. The owner calls `abandon` when it dies; after that no handler is called.
 class QtLink : public std::enable_shared_from_this<QtLink> {
 public:
     using Completion = std::function<void(const std::optional<TransportError>&)>;
@@ -38,8 +38,8 @@ public:
     void cancel();
     void abandon();
 
-    /// Pings the peer. @param done  true once it has answered, false when the link ended before; once
-    ///        and never inside this call, also after the owner's death
+    /// Pings the peer. @param done  called once and never inside this call, also after the owner's death:
+    ///        true when the peer has answered, false when the link has ended before
     void confirm(std::function<void(bool)> done);
 
 private:
@@ -60,7 +60,7 @@ private:
     void answerConfirmations(bool isConfirmed);
     void pongCame(const QByteArray& payload);
     void complete(Completion completion, std::optional<TransportError> error);
-    /// Posts a call of a member that happens unless the link is over by then.
+    /// Posts work that is dropped if the link or that attempt is over by then.
     void postMember(std::function<void(QtLink&)> work, unsigned ofAttempt);
 
     MainLoop& loop;
@@ -72,15 +72,15 @@ private:
     bool hasStarted = false;
 
     std::unique_ptr<QWebSocket> socket;
-    unsigned attemptNumber = 0;  // what is posted for an earlier attempt is stale
-    bool isReady = false;        // as the socket knows it; `_state` follows when the owner is told
+    unsigned attemptNumber = 0;  // work that was posted for an earlier attempt is dropped
+    bool isReady = false;        // the socket is; `_state` follows when the owner is told
     bool hasBroken = false;      // the attempt's end has been noted
     bool hasPeerClosed = false;
     bool isClosing = false;  // a close message of ours is on its way
     std::string brokenBecause;
     Seconds backOff = 1;
 
-    std::unique_ptr<Timer> timer;  // of the attempt, the back-off, the silence or the close: never two at once
+    std::unique_ptr<Timer> timer;  // for the attempt, the back-off, the silence or the close: never two at once
     bool isPinged = false;
     Completion closeCompletion;
     std::uint64_t nextConfirmation = 1;

@@ -19,10 +19,10 @@ namespace {
 
 using Steady = std::chrono::steady_clock;
 
-/// Longest stretch that is asked of Qt at once, in ms: its timers hold 31 bits.
+/// The longest time for which a Qt timer is started, in ms: it holds 31 bits. Longer delays take several.
 constexpr double longestStretch = 1 << 30;
 
-/// Longest delay, in seconds; beyond it the sum of clock and delay would overflow. 100 years.
+/// The longest delay, in seconds: 100 years. With more, the sum of clock and delay would overflow.
 constexpr Seconds longestDelay = 3.2e9;
 
 }  // namespace
@@ -32,7 +32,8 @@ constexpr Seconds longestDelay = 3.2e9;
 class QtMainLoop::Receiver : public QObject {
 public:
     ~Receiver() override {
-        // What is dropped may hold the last reference to what posts, or cancels a timer of this loop.
+        // Empty the members before their contents are destroyed: a destructor may post to this loop or cancel
+        // one of its timers.
         for (const auto& [qtId, timer] : timerOfQtId) killTimer(qtId);
         timerOfQtId.clear();
         const auto dyingTimers = std::exchange(pending, {});
@@ -46,7 +47,8 @@ public:
         const std::lock_guard lock(mutex);
         if (isDying) return;
         queue.push_back(std::move(work));
-        // Under the lock, so that events and work stay in step when several threads post.
+        // Post the event under the lock, so that there are as many events as pieces of work when several
+        // threads post.
         QCoreApplication::postEvent(this, new QEvent(QEvent::User));
     }
 
@@ -78,8 +80,8 @@ protected:
         queue.pop_front();
         const bool hasMore = !queue.empty();
         lock.unlock();
-        // The work may turn a nested event loop, and Qt's dispatcher on GLib would let that sleep over
-        // the events that this one has begun with.
+        // The work may run a nested event loop, and Qt's dispatcher on GLib would let that loop sleep although
+        // events are left that the outer loop has begun to deliver.
         if (hasMore) QAbstractEventDispatcher::instance()->wakeUp();
         work();
         return true;
@@ -125,7 +127,7 @@ private:
 QtMainLoop::QtMainLoop() : receiver(std::make_unique<Receiver>()) {}
 
 QtMainLoop::~QtMainLoop() {
-    // The pointer stays set while the receiver dies: what it drops may still call this loop.
+    // Keep the pointer set while the receiver is destroyed: what it drops may still call this loop.
     delete receiver.get();
     static_cast<void>(receiver.release());
 }

@@ -6,9 +6,9 @@
 
 /// The main loop on Qt's event loop, for the thread that makes it.
 ///
-/// Make it after the `QCoreApplication`, and let it die before: whoever uses it dies earlier still.
+/// Make it after the `QCoreApplication` and destroy it before that one, and its users before it.
 /// Work and timers also run inside nested event loops, such as a dialogue's. A timer never fires
-/// early; its delay may be any number of seconds, beyond the 24 days that a Qt timer can hold too.
+/// early; its delay may be any number of seconds, also more than the 24 days that a Qt timer can hold.
 /// Delays are measured on the clock that stands still while the machine sleeps.
 class QtMainLoop : public MainLoop {
 public:

@@ -13,7 +13,7 @@ void takeMessage(QtMsgType type, const QMessageLogContext&, const QString& messa
     switch (type) {
         case QtDebugMsg:
         case QtInfoMsg:
-        // Qt warns of much that is no trouble, such as a locale that it does not care for.
+        // Warnings count as debug messages: Qt warns of much that does no harm, such as an unusual locale.
         case QtWarningMsg: qtLog.debug(fromQt(message)); return;
         case QtCriticalMsg:
         case QtFatalMsg: qtLog.error(fromQt(message)); return;

@@ -3,8 +3,8 @@
 /// Qt's own messages.
 namespace QtMessages {
 
-/// Lets them go the way of `Log`, under "Qt", instead of to standard error as they come. For the whole
-/// process, from now on; messages may come from any thread.
+/// From now on, writes the messages of the whole process to `Log` under "Qt", instead of to standard error.
+/// Messages may come from any thread.
 void toLog();
 
 }  // namespace QtMessages

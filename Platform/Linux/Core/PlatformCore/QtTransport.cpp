@@ -7,7 +7,7 @@
 
 namespace {
 
-/// The owner's handle of a link; its death is the link's.
+/// The owner's handle of a link. Destroying it abandons the link.
 class QtTransportConnection : public TransportConnection {
 public:
     explicit QtTransportConnection(std::shared_ptr<QtLink> link) : link(std::move(link)) {}
@@ -21,7 +21,7 @@ public:
     void cancel() override { link->cancel(); }
 
 private:
-    std::shared_ptr<QtLink> link;  // shared with work that is on its way to the loop, for the length of a call
+    std::shared_ptr<QtLink> link;  // posted work shares it during a call
 };
 
 }  // namespace

@@ -13,21 +13,21 @@ class QtLink;
 
 /// Makes WebSocket connections with Qt's `QWebSocket`.
 ///
-/// A connection goes to `ws` or `wss`, by `usesTls`, whatever the scheme of its URL. A certificate that
-/// does not verify is never let through.
+/// A connection uses `wss` if `usesTls` is set and else `ws`, whatever the scheme of its URL. A certificate
+/// that can't be verified is never accepted.
 ///
-/// **Waiting.** Until a connection has been ready once, every failure that time can mend (refused,
-/// unreachable, no such name, TLS or upgrade refused, an attempt that takes over 15 seconds) is the
-/// state `waiting`, and the connection tries again by itself after 1, 2, 4, 8, 16 and then every 30
-/// seconds. What time can't mend (a URL without a host, a header with a line break in it) is `failed`.
+/// **Waiting.** Until a connection has been ready once, every failure that may pass (refused, unreachable,
+/// no such name, TLS or upgrade refused, an attempt that takes over 15 seconds) leads to the state
+/// `waiting`, and the connection tries again by itself after 1, 2, 4, 8, 16 and then every 30 seconds. A
+/// failure that can't pass (a URL without a host, a header with a line break in it) leads to `failed`.
 ///
 /// **Liveness.** A ready link from which nothing was heard for 25 seconds is pinged; when nothing comes
 /// for 20 seconds more, it is `failed`.
 ///
-/// **Closing.** A close frame of the peer arrives as a close message and then as `receiveFailed`. A
-/// frame without a code reads as 1000; a link that is ended on this side, because the peer broke the
-/// protocol or a limit, reads as a close frame with 1002, 1007 or 1009. After `receiveFailed` the state
-/// is `failed`, without another word. The completion of a sent close message comes when it has left.
+/// **Closing.** A close frame of the peer arrives as a close message and then as `receiveFailed`. A frame
+/// without a code counts as one with 1000. If this side ends the link because the peer broke the protocol
+/// or a limit, that arrives as a close frame with 1002, 1007 or 1009. After `receiveFailed` the state is
+/// `failed`, which is not reported again. The completion of a close message is called when it has left.
 ///
 /// **Limits.** An incoming message is at most 64 MiB, or the link ends. Messages of the kinds text,
 /// binary, ping and close can be sent; a ping holds 125 bytes at most.
@@ -47,13 +47,14 @@ public:
 
     std::unique_ptr<TransportConnection> connection(const TransportParameters& parameters) override;
 
-    /// Says in one line, without control characters, what goes wrong below the engine: why no link
-    /// comes about, or that it went dead. The same trouble is told once, until a link has been ready.
+    /// Calls `tell` with one line, without control characters, about what goes wrong below the engine: why
+    /// no link can be made, or that a link is dead. The same trouble is told only once until a link has been
+    /// ready.
     void onTrouble(std::function<void(std::string)> tell);
 
-    /// Finds out whether the peers have read everything that was sent before this call: a ping behind
-    /// it was answered.
-    /// @param done  called once, never inside this call: true for yes; false where no link is ready,
+    /// Finds out whether the peers have read everything that was sent before this call: they must answer
+    /// a ping that is sent behind it.
+    /// @param done  called once, never inside this call: true if they have; false if no link is ready,
     ///        one was lost, or `atMost` has passed. Not called if the transport dies before.
     void drain(Seconds atMost, std::function<void(bool)> done);
 

@@ -5,13 +5,13 @@
 
 #include <string>
 
-/// What the secret stores of this machine have in common: which items a query means, and words.
+/// What the secret stores of this machine have in common: which items a query means, and texts for statuses.
 
 /// Whether an item agrees with a query in every attribute that the query names.
 bool matches(const SecretQuery& query, const SecretItem& item);
 
-/// The query that means exactly the items with an item's identity; absent parts are looked at by
-/// `hasIdentityOf`, since a query can't ask for them.
+/// The query for items with an item's identity. Check what it finds with `hasIdentityOf`: a query can't
+/// ask for items in which a part of the identity is absent.
 SecretQuery identityQuery(const SecretItem& item);
 bool hasIdentityOf(const SecretItem& item, const SecretItem& other);
 

@@ -13,8 +13,8 @@ namespace {
 
 using ServiceItem = LibsecretClient::Item;
 
-/// How often a look-up may ask for something to be unlocked: a service that opens what then is locked
-/// again would go on for ever.
+/// How often a look-up may ask for an unlock. Without a limit it would never end with a service that locks
+/// again what it has unlocked.
 constexpr int mostUnlocks = 32;
 
 bool canShowPrompts() {
@@ -38,7 +38,7 @@ SecretStatus statusOf(SecretServiceFailure::Kind kind) {
     return SecretStatuses::internalError;
 }
 
-/// The item as we know it, without its data.
+/// The service's item as a record of ours, without its data.
 SecretItem itemOf(const ServiceItem& source) {
     const auto attribute = [&source](const char* name) -> std::optional<std::string> {
         const auto found = source.attributes.find(name);
@@ -69,20 +69,20 @@ std::vector<ServiceItem> candidates(LibsecretClient& client, const SecretQuery& 
     return client.search(attributes);
 }
 
-/// What a query has found, and the view of the service that it belongs to.
+/// The items that a query has found, and the client that they belong to.
 struct Matches {
     std::unique_ptr<LibsecretClient> client;
     std::vector<ServiceItem> items;  // unlocked, the oldest first
 };
 
-/// Looks for items that satisfy `isMeant`; finds none only if nothing can hide any.
+/// Looks for items that satisfy `isMeant`; returns none only if nothing is locked that could hide one.
 template <class Predicate>
 Matches find(const SecretQuery& query, Predicate isMeant) {
     for (int unlocks = 0; unlocks < mostUnlocks; ++unlocks) {
         Matches found{std::make_unique<LibsecretClient>(), {}};
         std::shared_ptr<void> toUnlock;
         for (ServiceItem& item : candidates(*found.client, query)) {
-            // A locked item may not tell its label, so it is judged once it is open.
+            // A locked item may have no label yet, so `isMeant` is asked after it is unlocked.
             if (item.isLocked && !toUnlock) toUnlock = item.object;
             if (!item.isLocked && isMeant(itemOf(item))) found.items.push_back(std::move(item));
         }

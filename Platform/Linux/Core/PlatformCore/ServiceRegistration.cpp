@@ -12,7 +12,8 @@ namespace {
 
 constexpr std::string_view letters = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789";
 
-/// As a shell reads one word. No backslashes: buses differ on what they mean in such a file.
+/// Quotes a text so that a shell reads it as one word. Uses no backslashes: buses differ on what they mean in
+/// such a file.
 std::string quoted(const std::string& text) {
     if (text.find_first_not_of(std::string(letters) + "/._-+") == std::string::npos) return text;
     std::string result = "'";
@@ -20,7 +21,7 @@ std::string quoted(const std::string& text) {
     return result + "'";
 }
 
-/// As a value in a desktop file.
+/// Escapes a text as a value of a desktop file.
 std::string escaped(const std::string& text) {
     std::string result;
     for (const char c : text) {
@@ -38,11 +39,11 @@ std::string escaped(const std::string& text) {
 }  // namespace
 
 std::string ServiceRegistration::fileText(const std::string& serviceName, const std::filesystem::path& program) {
-    // It becomes a file's name.
+    // Be strict, since the name becomes a file's name.
     if (serviceName.empty() || serviceName.front() == '.' ||
         serviceName.find_first_not_of(std::string(letters) + "._-") != std::string::npos)
         throw std::runtime_error("no name of a service: " + Text::escaped(serviceName));
-    // The bus would refuse the file without a word.
+    // The bus would refuse such a file silently.
     if (!program.is_absolute() || !Text::isUtf8(program.native()))
         throw std::runtime_error("the session bus can't start " + Text::escaped(program.native()));
     return "[D-BUS Service]\nName=" + serviceName + "\nExec=" + escaped(quoted(program.native())) + "\n";

@@ -9,7 +9,7 @@ namespace {
 
 const Log settingsLog("zorvane.Vimble", "SettingsDefaults");
 
-/// `QVariant` itself takes any text but "false", "0" and none for true.
+/// Reads a boolean. `QVariant` itself would take any text for true except "false", "0" and the empty one.
 std::optional<bool> boolIn(const QVariant& value) {
     if (value.typeId() == QMetaType::Bool) return value.toBool();
     if (value.typeId() != QMetaType::QString) return std::nullopt;

@@ -13,11 +13,11 @@
 
 /// The user's settings in a file of their own, "UserDefaults.ini", which the user may edit between two runs.
 ///
-/// What is set is written at the event loop's next turn, or when this object dies, whichever is first. A
+/// A new value is written at the event loop's next turn, or when this object dies, whichever is first. A
 /// boolean is written as "true" or "false"; "1" and "0", letters of any case and blanks around them are read
 /// too. A line that can't be read counts as if it were not there.
 ///
-/// A file that can't be written is told to the log at the end, and costs the settings of this run.
+/// If the file can't be written, the destructor logs it, and the settings of this run are lost.
 class SettingsDefaults : public UserDefaults {
 public:
     /// @param dataDir  the folder where the file lies; without one it lies under the application's identifier

@@ -14,7 +14,7 @@ namespace {
 
 constexpr std::array watched{SIGINT, SIGTERM, SIGHUP};
 
-// All that a handler may touch.
+// A signal handler may touch nothing but these.
 std::atomic<int> writeEnd{-1};
 std::atomic<bool> signalCame{false};
 
@@ -24,7 +24,7 @@ void handle(int) {
     const int error = errno;
     signalCame = true;
     const char byte = 0;
-    // A full pipe has told enough.
+    // A failed write does no harm: if the pipe is full, the loop will be woken anyway.
     static_cast<void>(!write(writeEnd, &byte, 1));
     errno = error;
 }
@@ -49,7 +49,7 @@ SignalWatch::SignalWatch(std::function<void()> came) : came(std::move(came)) {
         struct sigaction action {};
         action.sa_handler = handle;
         sigemptyset(&action.sa_mask);
-        // Without SA_RESTART, so that a write to a reader who has stopped does not hold the program.
+        // Leave SA_RESTART out, so that a signal interrupts a write whose reader has stopped.
         sigaction(watched[i], &action, nullptr);
     }
 }

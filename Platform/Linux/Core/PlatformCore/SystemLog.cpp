@@ -26,7 +26,7 @@ char priority(LogLevel level) {
     return '3';
 }
 
-/// Cut to the limit, but not inside a character.
+/// Cuts a text at the limit, but not inside a character.
 std::string_view cut(std::string_view text) {
     if (text.size() <= longestMessage) return text;
     std::size_t end = longestMessage;
@@ -94,7 +94,7 @@ bool SystemLog::writeToJournal(LogLevel level, std::string_view subsystem, std::
     putField(entry, "CATEGORY", category);
     putField(entry, "SYSLOG_IDENTIFIER", identifier);
     putField(entry, "MESSAGE", message);
-    // A journal that is busy loses a message rather than hold the program up.
+    // If the journal is busy, lose the message instead of waiting.
     const ssize_t sent = send(journal, entry.data(), entry.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
     return sent >= 0 || errno == EAGAIN || errno == ENOBUFS;
 }
@@ -109,6 +109,6 @@ void SystemLog::write(LogLevel level, std::string_view subsystem, std::string_vi
     std::replace_if(
         line.begin(), line.end(), [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7f; }, ' ');
     line += '\n';
-    // One call, so that lines of several threads do not mix. What can't be written is lost.
+    // Write in one call, so that lines of several threads do not mix. What can't be written is lost.
     static_cast<void>(!::write(STDERR_FILENO, line.data(), line.size()));
 }

@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-/// The journal, or standard error where there is none.
+/// Writes to the journal, or to standard error if there is none.
 ///
 /// In the journal a message has the fields MESSAGE, PRIORITY (7 debug, 6 info, 3 error), SUBSYSTEM,
 /// CATEGORY and SYSLOG_IDENTIFIER. On standard error it is one line, "SUBSYSTEM/CATEGORY: MESSAGE",
@@ -14,11 +14,11 @@ class SystemLog : public LogSink {
 public:
     enum class Destination {
         journal,        // for a program with windows: the journal if there is one, else standard error
-        standardError,  // for a program on a terminal; the journal only if that is where its errors go
+        standardError,  // for a program on a terminal; the journal only if standard error leads there
     };
 
-    /// @param least  what is less than this is not written; nothing at all without one
-    /// @param identifier  how the program is called in the journal
+    /// @param least  messages below this level are not written; without a level none is
+    /// @param identifier  the program's name in the journal
     /// @param journalSocket  where the journal listens
     SystemLog(Destination destination, std::optional<LogLevel> least, std::string identifier,
               std::string journalSocket = "/run/systemd/journal/socket");

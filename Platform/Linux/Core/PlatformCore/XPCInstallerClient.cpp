@@ -40,7 +40,7 @@ public:
     const QDBusConnection bus;
 };
 
-/// The connection is there, but nobody at the other end knows the call.
+/// Whether the connection is there, but the other end does not know the call.
 bool isStranger(const QDBusError& error) {
     switch (error.type()) {
         case QDBusError::UnknownMethod:
@@ -51,7 +51,7 @@ bool isStranger(const QDBusError& error) {
     }
 }
 
-/// @throws InstallerClientError  unless it says that all is done
+/// @throws InstallerClientError  unless the answer says that all is done
 void judge(const QDBusMessage& answer) {
     if (answer.type() != QDBusMessage::ReplyMessage) {
         const QDBusError error(answer);
@@ -64,7 +64,7 @@ void judge(const QDBusMessage& answer) {
     throw Error::installationFailed(fromQt(message.first()), answer.arguments().at(1).toBool());
 }
 
-/// One request; dropped, it tells nobody.
+/// One request. If it is destroyed, the completion is not called.
 class Request : public QObject {
 public:
     Request(Completion<Done> completion, std::chrono::milliseconds limit) : completion(std::move(completion)) {
@@ -78,8 +78,8 @@ public:
         connection.emplace(busAddress);
         if (!connection->bus.isConnected())
             throw Error::connectionFailed(fromQt(connection->bus.lastError().message()));
-        // The largest number means that it is waited for as long as the connection stands; the limit is our own, since
-        // the bus has no words of its own for it.
+        // The largest number means to wait as long as the connection stands. The limit is a timer of our own, so that
+        // its error has a text of our own.
         const QDBusPendingCall pending = connection->bus.asyncCall(call, std::numeric_limits<int>::max());
         auto* const watcher = new QDBusPendingCallWatcher(pending);
         connect(this, &QObject::destroyed, watcher, &QObject::deleteLater);
@@ -96,7 +96,7 @@ public:
 
 private:
     void complete(Outcome<Done> outcome) {
-        // Whoever hears of it may drop the request.
+        // Take the completion out before calling it: it may destroy this request.
         if (const auto tell = std::exchange(completion, {})) tell(std::move(outcome));
     }
 

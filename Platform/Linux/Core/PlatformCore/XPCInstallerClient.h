@@ -9,19 +9,19 @@
 
 /// Asks the installer service on the session bus, which the bus starts if need be.
 ///
-/// Each request has a connection of its own. If the service dies, or the bus, the request has failed at once. The
-/// service may have to copy a large bundle, so it has plenty of time; what does not answer then counts as a failed
-/// connection. It may be at work all the same, and whoever asks again is heard by the same service, which does one
-/// thing at a time.
+/// Each request has a connection of its own. If the service or the bus dies, the request fails at once. The
+/// service may have to copy a large bundle, so it has plenty of time; if it has not answered by then, that counts
+/// as a failed connection. The service may still be working then, and a new request goes to the same service,
+/// which does one thing at a time.
 ///
-/// On any one thread that has an event loop of Qt; completes there, and never within the call.
+/// Use it on one thread, any that has an event loop of Qt. Completions are called there, never inside `install`.
 class XPCInstallerClient : public UpdateKitInstalling {
 public:
     static constexpr std::chrono::minutes answerTime{10};
 
-    /// @param host  whose bundle identifier names the service; outlives this
-    /// @param serviceNameOverride  another service than the application's own
-    /// @param busAddress  another bus than the session's, as D-Bus writes addresses
+    /// @param host  its bundle identifier names the service; must outlive this object
+    /// @param serviceNameOverride  names another service than the application's own
+    /// @param busAddress  another bus than the session's, in D-Bus's form of addresses
     /// @param limit  how long to wait for an answer
     explicit XPCInstallerClient(const Host& host, std::optional<std::string> serviceNameOverride = {},
                                 std::optional<std::string> busAddress = {},

@@ -32,7 +32,7 @@ TEST(MemoryFolderTest, LiesInMemoryForItsOwnerAloneAndGoesWithItsContents) {
 }
 
 TEST(MemoryFolderTest, PlacesThatAreOnADiskOrMissingArePassedOver) {
-    // The process table is no disk either, but takes no folder.
+    // "/proc" is not on a disk either, but no folder can be made there.
     const MemoryFolder folder({"/proc", "/nowhere", fs::current_path().root_path(), "/dev/shm"});
     EXPECT_EQ(folder.path().parent_path(), "/dev/shm");
 }

@@ -13,7 +13,7 @@
 
 namespace {
 
-// Run with a session bus of its own that also stands for the system bus: see CMakeLists.txt.
+// This test runs on a session bus of its own, which also stands for the system bus: see CMakeLists.txt.
 TEST(MonitorOnBusTest, WakingFromSleepIsAPathThatWentAndCameBack) {
     QDBusConnection logind = QDBusConnection::sessionBus();
     ASSERT_TRUE(logind.registerService(QStringLiteral("org.freedesktop.login1")));

@@ -54,7 +54,7 @@ TEST(NetworkPathTest, AnEndpointOnThisMachineNeedsNoRoute) {
         EXPECT_FALSE(path.isSatisfied(url)) << url;
 }
 
-/// A network of the test's own: the thread is put into an empty one, and back at the end.
+/// Puts the thread into an empty network namespace for the test, and back at the end.
 class NetworkNamespaceTest : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -91,7 +91,7 @@ protected:
         });
     }
 
-    /// To see that nothing more comes.
+    /// Runs both loops for a moment, to show that nothing more comes.
     void settle() {
         for (int i = 0; i < 10; ++i) {
             QCoreApplication::processEvents(QEventLoop::AllEvents, 5);

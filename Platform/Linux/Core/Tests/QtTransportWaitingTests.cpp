@@ -18,7 +18,7 @@ using ::testing::SizeIs;
 
 namespace {
 
-/// Until a connection has been ready once, what time can mend is waiting.
+/// Until a connection has been ready once, a failure that may pass leads to the state `waiting`.
 class QtTransportWaitingTest : public TransportTest {};
 
 /// A port on which nobody listens: one that was just free.
@@ -232,7 +232,7 @@ TEST_F(QtTransportTlsTest, TlsToAPlainServerIsWaitedFor) {
     QWebSocketServer plain(QStringLiteral("test"), QWebSocketServer::NonSecureMode);
     ASSERT_TRUE(plain.listen(QHostAddress::LocalHost));
     start("wss://127.0.0.1:" + std::to_string(plain.serverPort()) + "/relay", true);
-    // Either side may wait for the other's first words: then the attempt's time decides.
+    // Either side may wait for the other to speak first; then the time limit ends the attempt.
     settle();
     if (told.back() != "waiting") loop.advance(15);
     EXPECT_TRUE(hears("waiting"));

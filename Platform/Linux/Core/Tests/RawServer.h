@@ -33,7 +33,7 @@ public:
         });
     }
 
-    /// What accepts an upgrade (RFC 6455, section 4.2.2).
+    /// The answer that accepts an upgrade (RFC 6455, section 4.2.2).
     static QByteArray acceptance(const QByteArray& request) {
         const qsizetype start = request.indexOf("Sec-WebSocket-Key: ") + 19;
         const QByteArray key = request.mid(start, request.indexOf("\r\n", start) - start);
@@ -60,7 +60,7 @@ public:
 
     QTcpServer server;
     QTcpSocket* socket = nullptr;  // the last client; owned by the server
-    QByteArray received;           // after the upgrade
+    QByteArray received;           // what came after the upgrade
     int connections = 0;
 
 private:

@@ -26,10 +26,10 @@
 #include <string>
 #include <variant>
 
-// The identity in the real service, asked on a thread of its own as the windows ask. Each kind of session is
-// made by secret-service.sh, which runs the suites whose names begin with it.
+// These tests ask the real service for the identity, on a thread of its own, as the windows do. secret-service.sh
+// makes each kind of session and runs the suites whose names begin with that kind.
 
-/// A secret as the service takes it, for what libsecret has no word for.
+/// A secret in the service's own form, for a call that libsecret does not offer.
 struct WireSecret {
     QDBusObjectPath session;
     QByteArray parameters;
@@ -58,7 +58,7 @@ namespace {
 const std::string oneText(64, '1');
 const std::string twoText(64, '2');
 
-/// The desktop's way to the key, and what it was told.
+/// Asks for the key as the desktop client does, and notes the outcome.
 class Asker : public SignalTarget {
 public:
     Asker() = default;
@@ -98,7 +98,7 @@ public:
     }
     bool isTold() const { return told.has_value(); }
 
-    qint64 longestStandstillMs = 0;  // of the main loop, while it waited
+    qint64 longestStandstillMs = 0;  // of the main loop, during `wait`
 
 private:
     void begin() {
@@ -136,7 +136,7 @@ void lockEverything() {
     ASSERT_EQ(reply.type(), QDBusMessage::ReplyMessage) << reply.errorMessage().toStdString();
 }
 
-/// As somebody who types the password into the prompt.
+/// Unlocks the service as a user does who types the password into the prompt.
 void unlockEverything() {
     qDBusRegisterMetaType<WireSecret>();
     const QDBusMessage session = call(servicePath, serviceInterface, "OpenSession",
@@ -150,7 +150,7 @@ void unlockEverything() {
     ASSERT_TRUE(LibsecretClient().lockedCollections().empty());
 }
 
-/// An empty store that holds one key.
+/// Empties the store and puts one key into it.
 void store(const std::string& text) {
     LibsecretClient client;
     ASSERT_TRUE(client.lockedCollections().empty());
@@ -222,7 +222,7 @@ TEST(SecretServiceLockedKeyTest, APromptThatIsDismissedKeepsTheOldKey) {
     store(oneText);
     lockEverything();
     {
-        // There is none to be seen, so that the service dismisses it by itself.
+        // There is no such display, so the service dismisses its prompt by itself.
         const EnvironmentVariable display("DISPLAY", ":4711");
         const std::string cancelled = "failed " + std::to_string(SecretStatuses::userCanceled);
         Asker asker;
@@ -236,7 +236,7 @@ TEST(SecretServiceLockedKeyTest, APromptThatIsDismissedKeepsTheOldKey) {
 /// Owns the service's name, and answers each call in the same way.
 class OneAnswer : public QDBusVirtualObject {
 public:
-    /// @param error  the name of what it answers; empty: nothing, ever
+    /// @param error  the name of the error that it answers with; if empty, it never answers
     explicit OneAnswer(const char* error) : error(QLatin1String(error)) {
         QDBusConnection bus = QDBusConnection::sessionBus();
         EXPECT_TRUE(bus.registerVirtualObject(QLatin1String(servicePath), this, QDBusConnection::SubPath));

@@ -13,7 +13,7 @@
 
 #include <gmock/gmock.h>
 
-// Each kind of session is made by secret-service.sh, which runs the suites whose names begin with it.
+// secret-service.sh makes each kind of session and runs the suites whose names begin with that kind.
 
 namespace {
 
@@ -48,7 +48,7 @@ SecretQuery query(std::string account = "identity.primary") {
 }
 const SecretQuery labelQuery{{}, {}, "Test Secret", {}, false};
 
-/// What must never be said when a store can't be looked into.
+/// Expects this status of every operation: a store that can't be searched must never say "not found".
 void expectAll(SecretStatus expected) {
     SecretServiceStore store;
     EXPECT_EQ(store.copyMatching(query()).status, expected);
@@ -133,7 +133,7 @@ TEST(SecretServiceNoBusTest, WithoutABusNoStoreIsAvailable) { expectAll(SecretSt
 
 TEST(SecretServiceNobodyTest, WithoutAServiceNoStoreIsAvailable) { expectAll(SecretStatuses::notAvailable); }
 
-/// Owns the service's name and never answers: its thread is the one that waits.
+/// Owns the service's name and never answers: it lives on the thread that the call blocks.
 class MuteService : public QDBusVirtualObject {
 public:
     QString introspect(const QString&) const override { return {}; }

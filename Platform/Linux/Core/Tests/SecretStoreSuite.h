@@ -8,10 +8,10 @@
 
 #include <gtest/gtest.h>
 
-/// What every secret store must do, whatever it keeps its items in.
+/// What every secret store must do, wherever it keeps its items.
 ///
-/// A store's test makes `Store`: `fresh()` empties what lies beneath and gives a store, `again()`
-/// another store on the same contents, as another run of the program would have.
+/// A store's test defines `Store`: `fresh()` gives a store with nothing in it, `again()` another store
+/// with the same contents, as another run of the program would have.
 template <class Store>
 class SecretStoreSuite : public ::testing::Test {
 protected:

@@ -30,12 +30,12 @@ class SettingsDefaultsTest : public testing::Test {
 protected:
     void SetUp() override { open(); }
 
-    /// As a start of the program does; what was there before has ended in good order.
+    /// Opens the settings as a start of the program does, after the earlier ones have been closed.
     void open() {
         defaults.reset();
         defaults.emplace(folder.path);
     }
-    /// Puts a file there that somebody has written by hand, and starts.
+    /// Writes the file as a user might by hand, and opens it.
     void openWith(const std::string& text) {
         defaults.reset();
         std::ofstream(file) << text;
@@ -168,7 +168,7 @@ TEST_F(SettingsDefaultsTest, WhatCanNotBeWrittenHoldsUntilTheEndAndIsLogged) {
 }
 
 TEST_F(SettingsDefaultsTest, AReadOnlyFileIsReadAndStaysAsItIs) {
-    // The superuser writes anywhere, so the piece runs as somebody else.
+    // The superuser can write anywhere, so a child process does this as another user.
     openWith("[General]\n" + std::string(key) + "=false\n");
     defaults.reset();
     fs::permissions(file, fs::perms(0444));

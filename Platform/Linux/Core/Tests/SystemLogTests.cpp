@@ -25,7 +25,7 @@ using ::testing::IsEmpty;
 
 namespace {
 
-/// Standard error, into a file while this lives.
+/// Sends standard error into a file while it lives.
 class CapturedErrors {
 public:
     CapturedErrors() : before(dup(STDERR_FILENO)) {
@@ -48,7 +48,7 @@ private:
     int before;
 };
 
-/// A journal of our own: the other end of its socket.
+/// Stands for the journal: the other end of its socket.
 class Journal {
 public:
     Journal() : file(socket(AF_UNIX, SOCK_DGRAM, 0)) {

@@ -11,7 +11,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-/// Real sockets on Qt's loop; all posting and every timer of the transport in virtual time.
+/// Uses real sockets on Qt's loop, and a loop in virtual time for all posted work and timers of the transport.
 class TransportTest : public ::testing::Test {
 protected:
     TransportTest() {
@@ -52,7 +52,7 @@ protected:
         EXPECT_TRUE(told.empty()) << "told inside start";
     }
 
-    /// Turns both loops, without letting virtual time pass.
+    /// Turns both loops until the condition holds, without letting virtual time pass.
     template <class Condition>
     bool turn(Condition condition) {
         return turnUntil([&] {
@@ -65,7 +65,7 @@ protected:
         return turn([&] { return !told.empty() && told.back() == event; });
     }
 
-    /// Lets what is on its way come in, as far as a moment suffices: to see that nothing comes.
+    /// Turns both loops for a moment, to show that nothing more comes.
     void settle() {
         for (int i = 0; i < 20; ++i) {
             QCoreApplication::processEvents(QEventLoop::AllEvents, 5);

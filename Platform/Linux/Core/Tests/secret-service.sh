@@ -25,7 +25,7 @@ if [ -z "${VIMBLE_SESSION_HOME:-}" ]; then
         export DBUS_SESSION_BUS_ADDRESS="unix:path=$HOME/no-bus"
         ;;
     Nobody | Slow | Denied)
-        # A bus on which nobody is started on demand.
+        # A bus that starts no service on demand.
         cat >"$HOME/bus.conf" <<EOF
 <busconfig>
   <type>session</type>
@@ -48,13 +48,13 @@ EOF
 fi
 
 case $kind in
-# The unlocking comes before anything else starts the daemon: a later one does nothing, and says so to nobody.
+# Unlock before anything else starts the daemon: a later unlock does nothing, and reports no failure.
 Unlocked | Locked) printf pw | gnome-keyring-daemon --unlock --components=secrets >/dev/null 2>&1 ;;
 Fresh) gnome-keyring-daemon --daemonize --start --components=secrets >/dev/null 2>&1 ;;
 esac
 case $kind in
 Unlocked | Locked | Fresh)
-    # It says that it is ready before it is on the bus.
+    # The daemon says that it is ready before it is on the bus.
     tries=0
     until daemon=$(dbus-send --session --print-reply=literal --dest=org.freedesktop.DBus /org/freedesktop/DBus \
         org.freedesktop.DBus.GetConnectionUnixProcessID string:org.freedesktop.secrets 2>/dev/null); do
@@ -67,7 +67,7 @@ Unlocked | Locked | Fresh)
 esac
 
 if [ "$kind" = Fresh ]; then
-    # libsecret 0.20.5 forgets 16 bytes of a prompt that was dismissed.
+    # libsecret 0.20.5 leaks 16 bytes of a prompt that was dismissed.
     echo leak:_secret_prompt_instance >"$HOME/leaks"
     export ASAN_OPTIONS="${ASAN_OPTIONS:+$ASAN_OPTIONS:}fast_unwind_on_malloc=0"
     export LSAN_OPTIONS="suppressions=$HOME/leaks:print_suppressions=0"
