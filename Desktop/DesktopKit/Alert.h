@@ -4,13 +4,13 @@
 #include <QString>
 #include <QWidget>
 
-/// A message box whose texts are shown as they are.
+/// A message box that shows both its texts as plain text.
 ///
-/// The toolkit's own looks after the first of its texts only, and guesses at mark-up in the other, which may
-/// hold what a service, a file name or somebody else said.
+/// In the toolkit's own box only the first text can be set to plain text. The second may then be taken for
+/// mark-up, and it may contain words of a service, a file name or another person.
 class Alert : public QMessageBox {
 public:
-    /// @param text  fit to be shown, as is `more`
-    /// @param more  below it, in plain weight; may be empty
+    /// @param text  safe to be shown, as is `more`
+    /// @param more  stands below it, in plain weight; may be empty
     Alert(Icon icon, const QString& text, const QString& more, QWidget* parent = nullptr);
 };

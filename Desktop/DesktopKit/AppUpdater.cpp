@@ -16,7 +16,7 @@ const Log updaterLog("zorvane.Vimble", "AppUpdater");
 using Checking = ManualCheckStatus::Checking;
 using NoUpdateAvailable = ManualCheckStatus::NoUpdateAvailable;
 
-/// How a check has ended that found nothing.
+/// The state of a check that has found nothing.
 ManualCheckStatus statusOf(const UpdateNoUpdateReason& reason) {
     using Unsupported = UpdateNoUpdateReason::SystemVersionUnsupported;
     if (const auto* unsupported = std::get_if<Unsupported>(&reason.value))
@@ -112,7 +112,7 @@ void AppUpdater::setManualCheck(std::optional<ManualCheckStatus> status) {
     core->commit([&status](UpdateState& state) { state.manualCheck = status; });
 }
 
-// ---- what the updater tells
+// ---- what the updater reports
 
 void AppUpdater::updateReady(const ReadyUpdateInfo& info) {
     updaterLog.info("Update prepared: " + Text::escaped(info.displayName) + " " + info.version + " (" +
@@ -136,10 +136,10 @@ void AppUpdater::updateFailed(const UpdateFailureInfo& info) {
 }
 
 void AppUpdater::noUpdate(const UpdateNoUpdateInfo& info) {
-    // A check that nobody has asked for tells nobody that it found nothing.
+    // Only a check that the user has asked for reports that it found nothing.
     if (!isChecking()) return;
     updaterLog.info("AppUpdater: manual check completed — " + info.summary);
-    // What is ready says everything already.
+    // The update that is ready is shown already, so no result is needed.
     if (state().readyUpdate)
         setManualCheck(std::nullopt);
     else

@@ -31,25 +31,25 @@ struct AppUpdaterEnvironment {
     std::function<std::unique_ptr<UpdateKit>(const Url& manifestUrl)> makeUpdateKit;
 };
 
-/// The application's view of updates: whether there are any to be had, and all that its windows show of them.
+/// The application's view of updates: whether there are any, and all that its windows show of them.
 ///
 /// Main thread only. Until `start` it knows nothing and does nothing.
 class AppUpdater : public SignalTarget {
 public:
-    /// After which a check without an answer counts, for the user, as one that found nothing.
+    /// A check that has no answer after this time counts, for the user, as one that found nothing.
     static constexpr Seconds manualCheckTimeout = 30;
 
     explicit AppUpdater(AppUpdaterEnvironment environment);
     ~AppUpdater();
 
-    /// Finds where the manifest lies, and begins to look there. Once. Without a place, nothing of what follows
-    /// ever changes anything.
+    /// Finds where the manifest lies, and begins to look there. A second call does nothing. If no place is
+    /// configured, the other operations do nothing.
     void start();
     /// The user's check.
     void checkForUpdates();
     /// Replaces the program by what is ready; nothing happens if nothing is.
     void installUpdate();
-    /// Takes away how a check has ended; not that it runs.
+    /// Removes the result of a check from the state; does nothing while a check runs.
     void dismissManualCheck();
     void dismissFailure();
 
@@ -68,8 +68,8 @@ public:
         core->resend(target);
     }
 
-    /// Where the manifest lies, as somebody has written it: a URL with a scheme, or an absolute path.
-    /// @return nothing for anything else
+    /// The URL of the manifest from a text that somebody has written: a URL with a scheme, or an absolute path.
+    /// @return nothing for any other text
     static std::optional<Url> normalizedUrl(std::string_view text);
 
 private:

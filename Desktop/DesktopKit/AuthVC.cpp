@@ -24,9 +24,9 @@
 namespace {
 
 constexpr int margin = 16;
-constexpr int widest = 300;  // of what is centred in a large window: a key on two lines fits
+constexpr int widest = 300;  // of the centred column in a large window; a key fits on two lines
 
-/// A host and a port alone read as a scheme and what follows it: an address that leads nowhere.
+/// Whether an address names a host. A text such as "host:port" does not: it is read as a URL of the scheme "host".
 bool namesHost(const Endpoint& endpoint) {
     const auto url = Url::parse(endpoint.url());
     return url && url->host && !url->host->empty();
@@ -59,7 +59,7 @@ AuthVC::AuthVC(Kit& kit, QWidget* parent, std::optional<std::string> previewKey)
         kit.observeModel<LocalState>(*this, [](AuthVC& self, const LocalState& state) { self.apply(state); });
 }
 
-// The controls tell of changes even while they die, so they go before what they tell.
+// The controls report changes even while they are destroyed, so destroy them before the fields that this uses.
 AuthVC::~AuthVC() { delete takeWidget(); }
 
 void AuthVC::setOpenUrl(std::function<bool(const QUrl&)> openUrl) { shareMenu->setOpenUrl(std::move(openUrl)); }
@@ -68,7 +68,7 @@ void AuthVC::build() {
     setFrameShape(QFrame::NoFrame);
     setWidgetResizable(true);
     setFocusPolicy(Qt::NoFocus);
-    // The window's own background, and not that of a list.
+    // Show the window's own background instead of that of a list.
     viewport()->setAutoFillBackground(false);
 
     container = new QWidget;
@@ -90,7 +90,7 @@ void AuthVC::build() {
     shareButton->setAccessibleName(QStringLiteral("Share your public key"));
     serverCombo = new QComboBox(container);
     serverCombo->setObjectName(QStringLiteral("serverCombo"));
-    // On this desktop the name of a combo box is what it shows, so what it is for is told behind.
+    // On this desktop the accessible name of a combo box is what it shows, so the description says what it is for.
     serverCombo->setAccessibleName(QStringLiteral("Server"));
     serverCombo->setAccessibleDescription(QStringLiteral("Server"));
     serverCombo->setEditable(true);
@@ -173,7 +173,7 @@ void AuthVC::changeEvent(QEvent* event) {
 
 void AuthVC::keyPressEvent(QKeyEvent* event) {
     const bool isReturn = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
-    // In the combo box it is told by the text's own signal.
+    // In the combo box, the text field's own signal reports Return.
     if (isReturn && !isServerBeingTyped())
         connectButton->click();
     else
@@ -181,7 +181,7 @@ void AuthVC::keyPressEvent(QKeyEvent* event) {
 }
 
 bool AuthVC::eventFilter(QObject* watched, QEvent* event) {
-    // Scrolling the screen must not replace the server that the pointer happens to be over.
+    // Scrolling the screen must not change the server when the pointer happens to be over the combo box.
     if (watched == serverCombo && event->type() == QEvent::Wheel) {
         event->ignore();
         return true;

@@ -18,11 +18,11 @@ class QLabel;
 class QPushButton;
 class ShareMenu;
 
-/// The screen of a user who isn't in: their public key, to be handed to whoever looks after the server,
-/// and the choice of a server.
+/// The screen of a user who has no access yet: their public key, which they give to the server's
+/// administrator, and the choice of a server.
 ///
-/// Scrolls where the window is too small for it. Children are found under the names of the fields that
-/// hold them. Main thread only.
+/// Scrolls if the window is too small for it. Each child widget's object name is the name of the field that
+/// holds it. Main thread only.
 class AuthVC : public QScrollArea, public SignalTarget {
     Q_OBJECT
 
@@ -39,14 +39,14 @@ public:
     };
 
     static const QString accessMessage;
-    /// What the list of servers offers.
+    /// The server that the list offers.
     static const QString defaultServer;
 
-    /// @param previewKey  makes a still picture that shows this key and follows no session
+    /// @param previewKey  if given, the screen shows this key, follows no session and connects to nothing
     explicit AuthVC(Kit& kit, QWidget* parent = nullptr, std::optional<std::string> previewKey = {});
     ~AuthVC() override;
 
-    /// What opens a `mailto:` address, and tells whether it could; the desktop's own way unless set.
+    /// Sets what opens a `mailto:` address and returns whether it could; the desktop's own way unless set.
     void setOpenUrl(std::function<bool(const QUrl&)> openUrl);
 
 protected:
@@ -68,7 +68,7 @@ private:
     Kit& kit;
     std::optional<std::string> previewKey;
     LocalState state;
-    std::optional<QString> pickedServer;  // the entry of the list that was picked, until something is typed
+    std::optional<QString> pickedServer;  // the entry that was picked in the list, until something is typed
 
     QWidget* container;
     QLabel* appIcon;

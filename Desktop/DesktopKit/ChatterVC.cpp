@@ -32,7 +32,7 @@ bool ChatterVC::didSubmit(const std::string& text) {
 }
 
 void ChatterVC::showEvent(QShowEvent* event) {
-    // A window that comes back minimised is told to be shown too; nobody sees it before it is told again.
+    // A window that comes back minimised gets this event too, but nobody sees it before it gets the next one.
     if (!window()->isMinimized()) viewWillAppear();
     QWidget::showEvent(event);
 }

@@ -19,8 +19,8 @@ class TalkPane;
 
 /// The controller of a talk with one person: follows the session, and passes on what the user types.
 ///
-/// It notes between the messages when the other takes a new name or emoji; these notes go with it. The
-/// talk counts as read whenever it appears on the screen, and at no other time.
+/// It adds a note between the messages when the other person takes a new name or emoji; the notes live as
+/// long as the controller. The talk is marked as read when it appears on the screen, and at no other time.
 ///
 /// Main thread; the session and the loop must outlive it.
 class ChatterVC : public QWidget, public SignalTarget, public InputViewDelegate {
@@ -35,8 +35,8 @@ public:
     InputView& input();
     const std::vector<Activity>& activities() const;
 
-    /// Always true: the input empties itself. What could not be sent is put back into it a moment later,
-    /// so that no word is lost; other failures are what the session reports.
+    /// Always returns true, so that the input empties itself. A text that could not be sent is put back into
+    /// it a moment later, so that it is not lost; the session reports other failures.
     bool didSubmit(const std::string& text) override;
 
 protected:

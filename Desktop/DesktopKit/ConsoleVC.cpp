@@ -27,12 +27,12 @@ ConsoleVC::ConsoleVC(Kit& kit, const std::optional<std::string>& version, std::f
     layout->setSpacing(0);
     layout->addWidget(_output);
     layout->addWidget(_input);
-    // Higher only where a large desktop font needs it.
+    // The input is higher only if a large desktop font needs it.
     _input->setFixedHeight(static_cast<int>(std::lround(std::max(inputHeight, Look::scaled(inputHeight)))));
     _input->setDelegate(Weak<ConsoleInputViewDelegate>(this, *this));
 
     _output->append(ConsoleLines::banner(version));
-    // The session says nothing before its link has come up or failed.
+    // The session reports nothing before its link has come up or failed, so write its first state here.
     onlineChanged(Online::startup);
 
     kit.observeNetworkIO(
@@ -60,8 +60,8 @@ void ConsoleVC::didSubmit(const std::string& text) {
     try {
         kit.command(command);
     } catch (const SocketError&) {
-        // Dropped: of commands, the console shows only what the server answers.
+        // Drop the error: the console shows nothing of a command but the server's answer.
     } catch (const NaclError&) {
-        // Likewise.
+        // Drop this error too.
     }
 }

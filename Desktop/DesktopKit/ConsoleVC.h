@@ -15,16 +15,16 @@ class ConsoleOutputView;
 
 /// The console: a log of everything that the session tells, above a line of command.
 ///
-/// It writes from the moment it is made, also while nobody looks, and the log is its only record: the
-/// banner, the state of the session before its first word, then traffic, session states and events in
-/// the order in which they come. What is typed is not echoed: the traffic shows it. Main thread only.
+/// It writes from the moment it is made, also while it is hidden, and the log is its only record: the
+/// banner, the session's state at the start, then traffic, session states and events in the order in which
+/// they come. It does not echo what is typed, since the traffic shows it. Main thread only.
 class ConsoleVC : public QWidget, public SignalTarget, private ConsoleInputViewDelegate {
     Q_OBJECT
 
 public:
     /// @param kit      must outlive it
     /// @param version  of the program, for the banner
-    /// @param clock    what time it is: the lines' tool-tips tell when they arrived
+    /// @param clock    tells the time; the lines' tool-tips show when they arrived
     ConsoleVC(Kit& kit, const std::optional<std::string>& version, std::function<Date()> clock,
               QWidget* parent = nullptr);
 

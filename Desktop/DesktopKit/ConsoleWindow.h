@@ -17,7 +17,7 @@ class ConsoleWindow : public QMainWindow {
     Q_OBJECT
 
 public:
-    /// Under which its place on the screen is remembered.
+    /// The name under which the window's place on the screen is remembered.
     static constexpr char identifier[] = "ConsoleWindowID";
 
     /// The parameters are those of `ConsoleVC`.

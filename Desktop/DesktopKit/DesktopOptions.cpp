@@ -38,7 +38,7 @@ DesktopOptions DesktopOptions::parse(const std::vector<std::string_view>& argume
         } else if (name == "--secret-file") {
             options.secretFile = reader.value();
         } else if (name == "--server") {
-            options.server = reader.givenValue();  // an empty one is no server, as any other nonsense
+            options.server = reader.givenValue();  // may be empty here; it is refused later, like other wrong servers
         } else if (name == "--help" || name == "-h") {
             options.wantsHelp = reader.flag();
         } else if (name == "--version") {

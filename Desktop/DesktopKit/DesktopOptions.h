@@ -8,7 +8,7 @@
 
 /// The arguments of the desktop client.
 struct DesktopOptions {
-    /// An option's value may stand behind it or behind "=". Of a repeated option the last counts.
+    /// An option's value may be the next argument or follow a "=". The last of repeated options counts.
     /// @throws ArgumentsError
     static DesktopOptions parse(const std::vector<std::string_view>& arguments);
 

@@ -41,13 +41,13 @@ constexpr double headlineSize = 12;
 constexpr double subheadSize = 10;
 constexpr double subheadDistance = 2;
 constexpr double codeDistance = 16;
-/// What others have named takes no more of the subhead than this, in points.
+/// The computer's and the hardware's name take no more room in the subhead than this, in points.
 constexpr double longestName = 480;
 constexpr double longestHardware = 120;
 constexpr int mostSubheadLines = 6;
 
-/// Text is laid out in parts of a point: in whole points, its letters would stand at the distances of a
-/// screen of 72 dots an inch.
+/// Text is laid out in parts of a point: in whole points, its letters would be spaced as on a screen of 72
+/// dots an inch.
 constexpr int partsOfPoint = 20;
 
 constexpr double pointsOfInch = 72;
@@ -67,12 +67,12 @@ QString fitting(const QString& text, double points) {
     return QFontMetricsF(subheadFont()).elidedText(text, Qt::ElideMiddle, points * partsOfPoint);
 }
 
-/// A text on a width, in lines.
+/// A text, broken into lines of a width.
 class Block {
 public:
     Block(const QString& text, const QFont& font, double width, int mostLines) : layout(text, font) {
         QTextOption option(Qt::AlignLeft | Qt::AlignAbsolute);
-        // The sentence is ours, whatever letters the name of the computer begins with.
+        // The sentence is ours and runs from left to right, whatever letters are in the name of the computer.
         option.setTextDirection(Qt::LeftToRight);
         option.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
         layout.setTextOption(option);
@@ -87,12 +87,12 @@ public:
         layout.endLayout();
     }
 
-    /// In points.
+    /// The height of all lines, in points.
     double height() const { return parts / partsOfPoint; }
 
     void paint(QPainter& painter, double width, double top) const {
         painter.save();
-        // Marks that are stacked on a letter reach far.
+        // Clip the text: marks that are stacked on a letter could reach far beyond it.
         painter.setClipRect(QRectF(0, top, width, height()), Qt::IntersectClip);
         painter.translate(0, top);
         painter.scale(1.0 / partsOfPoint, 1.0 / partsOfPoint);
@@ -127,7 +127,7 @@ PaperPlace placeOn(const QPageLayout& layout, const KeyExport::View& view) {
     return *place;
 }
 
-/// @param device  takes the whole sheet, margins included
+/// @param device  prints on the whole sheet, margins included
 void paintOn(QPagedPaintDevice& device, const KeyExport::View& view, const PaperPlace& place,
              const std::string& failure) {
     QPainter painter;
@@ -142,7 +142,8 @@ void paintOn(QPagedPaintDevice& device, const KeyExport::View& view, const Paper
 void printToFile(const QPrinter& printer, const KeyExport::View& view) {
     QPageLayout layout = printer.pageLayout();
     layout.setMode(QPageLayout::FullPageMode);
-    // Made here and not by QPrinter, which tells nobody of a full disk, and leaves the file open to all.
+    // Write the file here instead of by QPrinter, which does not report a full disk, and lets everybody read
+    // the file.
     WipedBuffer pdf;
     QPdfWriter writer(&pdf);
     writer.setTitle(printer.docName());
@@ -161,11 +162,11 @@ void printToFile(const QPrinter& printer, const KeyExport::View& view) {
     }
 }
 
-/// Has temporary files of the whole process made in another folder.
+/// Makes temporary files of the whole process go to another folder.
 ///
-/// The environment is the only way to tell that to the print system. Other threads of this program look at it
-/// when they start something of their own, if at all: where there are some, the variable is to be there from the
-/// start, as a new one would move the list that they are reading.
+/// The environment is the only way to tell that to the print system. Other threads may be reading it, for example
+/// when they start a program. A program with such threads must have set the variable from the start: adding a new
+/// one would move the list that they are reading.
 class TemporaryFilesIn {
 public:
     explicit TemporaryFilesIn(const std::filesystem::path& folder)
@@ -187,13 +188,13 @@ private:
     const QByteArray before;
 };
 
-/// Why CUPS did not take what this thread last gave it; nothing if it did. QPrinter asks nobody.
+/// Why CUPS did not take what this thread last gave it; nothing if it did. QPrinter itself does not ask CUPS.
 std::optional<QString> refusal() {
     QLibrary cups(QStringLiteral("cups"), 2);
     const auto lastError = reinterpret_cast<int (*)()>(cups.resolve("cupsLastError"));
     const auto lastErrorString = reinterpret_cast<const char* (*)()>(cups.resolve("cupsLastErrorString"));
     if (lastError == nullptr || lastErrorString == nullptr) return std::nullopt;
-    // Below, it has taken the job, with a remark at most. Source: the status codes of RFC 8011, 4.1.6.
+    // With a lower status CUPS has taken the job. Source: the status codes of RFC 8011, 4.1.6.
     constexpr int firstFailure = 0x0400;
     const int status = lastError();
     if (status >= 0 && status < firstFailure) return std::nullopt;
@@ -228,13 +229,13 @@ QString proposedFile() {
     return QDir(folder).filePath(title() + QStringLiteral(".pdf"));
 }
 
-/// The printer as the dialog first shows it.
+/// The printer that the dialog first shows.
 std::shared_ptr<QPrinter> proposedPrinter() {
     auto printer = std::make_shared<QPrinter>(QPrinter::HighResolution);
     printer->setDocName(title());
     printer->setCreator(QApplication::applicationName());
     if (QPrinterInfo::defaultPrinter().isNull()) {
-        // With no printer to know what paper it has.
+        // There is no printer that knows its paper, so propose the country's usual size.
         const bool isUs = QLocale::system().measurementSystem() == QLocale::ImperialUSSystem;
         printer->setPageSize(QPageSize(isUs ? QPageSize::Letter : QPageSize::A4));
         printer->setOutputFileName(proposedFile());
@@ -242,8 +243,8 @@ std::shared_ptr<QPrinter> proposedPrinter() {
     return printer;
 }
 
-/// The dialog proposes the whole name of a file on X11 only, and elsewhere a folder, into which nothing can be
-/// printed.
+/// Puts a file's name into the dialog. Except on X11 the dialog itself proposes only a folder, and a folder can't
+/// be printed into.
 void proposeFile(const QPrintDialog& dialog) {
     for (QLineEdit* name : dialog.findChildren<QLineEdit*>(QStringLiteral("filename")))
         if (QFileInfo(name->text()).isDir()) name->setText(proposedFile());
@@ -303,7 +304,7 @@ void KeyExport::print(QWidget* parent, const Host& host, std::function<void(bool
     auto* dialog = new QPrintDialog(printer.get(), parent);
     dialog->setAttribute(Qt::WA_DeleteOnClose);
     dialog->setWindowTitle(tr("Print Secret Key"));
-    // There is one page, all of it: no ranges, no selection.
+    // There is only one page, so offer no ranges and no selection.
     dialog->setOptions(QAbstractPrintDialog::PrintToFile | QAbstractPrintDialog::PrintShowPageSize);
     proposeFile(*dialog);
     QObject::connect(dialog, &QDialog::finished, dialog, [=, done = std::move(done)](int result) {

@@ -15,13 +15,13 @@
 
 namespace {
 
-/// Wants as much room as the pages of a stage, and can do with little: a page that shrinks does so, then it is
-/// scrolled. The toolkit's own way of giving a page its size would scroll it at once.
+/// A scroll area that wants as much room as its page, but can be smaller. With less room, the page first shrinks
+/// as far as it can, and only then is scrolled. The toolkit's own way of sizing a page would scroll it at once.
 class StageScroll : public QScrollArea {
 public:
     explicit StageScroll(QStackedWidget* stage) : stage(stage) {
         setFrameShape(QFrame::NoFrame);
-        // It shows the window's ground, and the keyboard passes it by.
+        // Show the window's background, and let the keyboard skip this widget.
         viewport()->setAutoFillBackground(false);
         setFocusPolicy(Qt::NoFocus);
         setWidget(stage);
@@ -34,7 +34,7 @@ protected:
     bool event(QEvent* event) override {
         const bool isDone = QScrollArea::event(event);
         if (event->type() == QEvent::LayoutRequest) {
-            // The toolkit passes on nothing of what the widget within wants anew.
+            // The toolkit does not pass on that the size hint of the widget inside has changed.
             updateGeometry();
             place();
         }
@@ -70,7 +70,8 @@ KeyReplaceVC::KeyReplaceVC(KeyReplaceWindow& wc, KeyScanVC* scanVC)
     replaceButton->setObjectName(QStringLiteral("replaceButton"));
     cancelButton->setObjectName(QStringLiteral("cancelButton"));
     stageBox->addWidget(_sourceVC);
-    // A stack is as large as its largest page, and this one is far larger than the first: it joins when it is shown.
+    // Add the second page only when it is shown: a stack is as large as its largest page, and this one is far larger
+    // than the first.
     _scanVC->hide();
     _scanVC->setParent(this);
     auto* buttons = new QDialogButtonBox(this);
@@ -86,7 +87,7 @@ KeyReplaceVC::KeyReplaceVC(KeyReplaceWindow& wc, KeyScanVC* scanVC)
 
     _sourceVC->setDelegate(Weak<KeySourceVCDelegate>(this));
     _scanVC->setDelegate(Weak<KeyScanVCDelegate>(this));
-    // The box of buttons has a default of its own.
+    // Set it here, since the box of buttons makes a default of its own.
     replaceButton->setDefault(true);
     connect(replaceButton, &QPushButton::clicked, this, &KeyReplaceVC::replaceHit);
     connect(cancelButton, &QPushButton::clicked, this, &KeyReplaceVC::cancelHit);
@@ -96,7 +97,8 @@ KeyReplaceVC::KeyReplaceVC(KeyReplaceWindow& wc, KeyScanVC* scanVC)
 void KeyReplaceVC::select(QWidget* page) {
     stageBox->setCurrentWidget(page);
     page->setFocus();
-    // Each forgets what it wanted, from within to without; of itself the toolkit does that a turn of the loop later.
+    // Make each widget forget its old size hint, from the inside to the outside: the toolkit itself does so only at
+    // the loop's next turn.
     stageScroll->updateGeometry();
     updateGeometry();
     wc.fit();
@@ -126,7 +128,7 @@ void KeyReplaceVC::replaceHit() {
 void KeyReplaceVC::goToScanner() {
     _stage = Stage::scanner;
     replaceButton->setText(QStringLiteral("Replace"));
-    // The page is chosen first, or the keyboard would go from the button to the one that gives up.
+    // Select the page before the button is turned off, or the keyboard would go to the cancel button.
     stageBox->addWidget(_scanVC);
     select(_scanVC);
     replaceButton->setEnabled(false);
@@ -136,7 +138,8 @@ void KeyReplaceVC::keyScanned(KeyScanVC&) {
     _stage = Stage::scanned;
     replaceButton->setEnabled(true);
     replaceButton->setDefault(true);
-    // With nothing else to do, Return replaces; whoever types goes on typing, and has Return all the same.
+    // Give the button the keyboard only if nothing else needs it: a user who is typing must be able to go on,
+    // and Return presses the default button anyway.
     if (QWidget* focus = wc.focusWidget(); focus == nullptr || focus == cancelButton) replaceButton->setFocus();
 }
 

@@ -10,18 +10,18 @@
 
 class KeyReplaceWindow;
 
-/// The way to another secret key: the choice of its source, and where that is a paper key, its scanning.
-/// It collects what the user wants and tells the delegate of its window; it writes nothing.
+/// The content of the sheet that replaces the secret key: the choice of a source, and the scanner if that is
+/// a paper key. It collects what the user wants and tells the delegate of its window; it writes nothing.
 ///
-/// There is no way back from the scanner; one cancels and begins anew. Main thread only.
+/// There is no way back from the scanner: the user must cancel and begin anew. Main thread only.
 class KeyReplaceVC : public QWidget, public SignalTarget, public KeySourceVCDelegate, public KeyScanVCDelegate {
     Q_OBJECT
 
 public:
     enum class Stage { source, scanner, scanned };
 
-    /// @param wc      the sheet, which outlives this
-    /// @param scanVC  the second page; this takes it
+    /// @param wc      the sheet; must outlive this object
+    /// @param scanVC  the second page; this object takes ownership
     KeyReplaceVC(KeyReplaceWindow& wc, KeyScanVC* scanVC);
 
     Stage stage() const { return _stage; }

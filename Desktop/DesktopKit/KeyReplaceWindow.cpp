@@ -26,7 +26,7 @@ KeyReplaceWindow::KeyReplaceWindow(MainLoop& loop, std::shared_ptr<Worker> worke
 }
 
 void KeyReplaceWindow::fit() {
-    // The toolkit's own way takes two thirds of the screen at most.
+    // `adjustSize` would take at most two thirds of the screen.
     const QSize most = screen()->availableSize() - QSize(frameAllowance, frameAllowance);
     resize(sizeHint().boundedTo(most));
 }

@@ -13,7 +13,7 @@ class FrameSource;
 class KeyReplaceVC;
 class KeyReplaceWindow;
 
-/// Does what the user has chosen in the sheet, and ends it.
+/// Does what the user has chosen in the sheet, and ends the sheet.
 class KeyReplaceWindowDelegate {
 public:
     virtual ~KeyReplaceWindowDelegate() = default;
@@ -22,21 +22,21 @@ public:
     virtual void keyReplaceCancelled(KeyReplaceWindow& window) = 0;
     /// Replace by a new random key.
     virtual void keyReplaceGenerate(KeyReplaceWindow& window) = 0;
-    /// Replace by this key. @param secretKeyText  64 hexadecimal characters; wiped behind the call
+    /// Replace by this key. @param secretKeyText  64 hexadecimal characters; wiped after the call
     virtual void keyReplaceWith(KeyReplaceWindow& window, std::string_view secretKeyText) = 0;
 };
 
-/// The sheet in which the user replaces the identity's secret key. It ends through its delegate, also when it
-/// is closed like any other window; without one nobody is told.
+/// The sheet in which the user replaces the identity's secret key. Its delegate ends it, also when the user
+/// closes it like any other window; without a delegate, cancelling ends it and a choice does nothing.
 ///
 /// Main thread only.
 class KeyReplaceWindow : public QDialog, public SignalTarget {
     Q_OBJECT
 
 public:
-    /// @param loop    outlives this, and the worker
-    /// @param worker  looks through pictures; somebody else holds it too
-    /// @param camera  what looks at the paper key
+    /// @param loop    must outlive this object and the worker
+    /// @param worker  looks through pictures; somebody else must hold it too
+    /// @param camera  shows the paper key
     KeyReplaceWindow(MainLoop& loop, std::shared_ptr<Worker> worker, std::unique_ptr<FrameSource> camera,
                      QWidget* parent = nullptr);
 
@@ -45,13 +45,13 @@ public:
 
     /// Begins it as a sheet of its parent's window.
     void beginSheet() { open(); }
-    /// Ends it; `finished` follows.
+    /// Ends the sheet; `finished` follows.
     void endSheet() { done(Rejected); }
 
-    /// Takes the size that the page wants, as far as the screen has it.
+    /// Takes the size that the page wants, up to that of the screen.
     void fit();
 
-    // What the page says.
+    // Called by the page.
     void tellCancelled();
     void tellGenerate();
     void tellReplaceWith(std::string_view secretKeyText);

@@ -38,10 +38,11 @@ constexpr int longestText = 1024;  // a paper key with blanks all over is shorte
 constexpr int boxHeight = 30;
 constexpr int iconSide = 20;
 
-/// What is typed or pasted, without blanks and line ends; what is no ASCII can't be part of a key. Wiped by the caller.
+/// The typed or pasted text without blanks and line ends. Characters that are not ASCII become "?", which no key
+/// contains. The caller must wipe the result.
 std::string withoutBlanks(const QString& text) {
     std::string bare;
-    // So that it does not grow and leave pieces behind.
+    // Reserve the memory, since a text that grows leaves copies of its pieces behind.
     bare.reserve(static_cast<std::size_t>(text.size()));
     for (const QChar character : text)
         if (!character.isSpace()) bare.push_back(character.unicode() < 128 ? character.toLatin1() : '?');
@@ -71,7 +72,7 @@ QLabel* plainLabel(const QString& name, QWidget* parent) {
 
 }  // namespace
 
-/// What became of a picture. The payload is wiped with it.
+/// The result of reading a picture. The payload is wiped with it.
 struct KeyScanVC::Reading {
     Reading(std::uint64_t number, Picture picture) : number(number), picture(std::move(picture)) {
         if (const auto* frame = std::get_if<SharedFrame>(&this->picture))
@@ -97,10 +98,10 @@ KeyScanVC::KeyScanVC(MainLoop& loop, std::shared_ptr<Worker> worker, std::unique
 }
 
 KeyScanVC::~KeyScanVC() {
-    // Overwrites what was typed and never judged.
+    // Overwrite text that was typed but never judged.
     textField->disconnect(this);
     textField->setText(QString(textField->text().size(), QLatin1Char(' ')));
-    // Its last words would come to a page that is half gone.
+    // The view still reports changes while it is destroyed, when this page is half destroyed already.
     _scannerView->onChange = nullptr;
 }
 
@@ -113,7 +114,7 @@ void KeyScanVC::build(std::unique_ptr<QRScanner> scanner) {
     _scannerView->setDelegate(Weak<QRScannerViewDelegate>(this));
     _scannerView->onChange = [this] { showStatus(); };
     statusLabel = plainLabel(QStringLiteral("statusLabel"), _scannerView);
-    // The view's grey is the same in a dark palette.
+    // The view's grey is the same in a dark palette, so the text must be black in both.
     QPalette onGrey = statusLabel->palette();
     onGrey.setColor(QPalette::WindowText, Qt::black);
     statusLabel->setPalette(onGrey);
@@ -139,7 +140,7 @@ void KeyScanVC::build(std::unique_ptr<QRScanner> scanner) {
     textField->setPlaceholderText(tr("64 characters"));
     textField->setAccessibleName(tr("The 64 characters of the paper key"));
     textField->setMaxLength(longestText);
-    // A file that is dropped on it is a picture, and not the text of its name.
+    // A file that is dropped on the field must be read as a picture, and not put its name into the field.
     textField->setAcceptDrops(false);
     textField->installEventFilter(this);
     connect(textField, &QLineEdit::textChanged, this, [this] { judgeTyped(false); });
@@ -202,7 +203,7 @@ void KeyScanVC::paste() {
 
 bool KeyScanVC::take(const QMimeData& data) {
     if (_scannedKey) return false;
-    // In their own form where there is one: unpacking a picture is not for this thread.
+    // Take a picture in its file form if there is one, so that the worker unpacks it and not this thread.
     for (const char* format : {"image/png", "image/jpeg", "image/webp", "image/bmp"})
         if (data.hasFormat(QLatin1String(format))) {
             readPicture([bytes = data.data(QLatin1String(format))] { return PictureFile::decode(bytes); });
@@ -256,7 +257,7 @@ void KeyScanVC::finish(const Reading& reading) {
 void KeyScanVC::judgeTyped(bool isWhole) {
     if (_scannedKey) return;
     std::string text = withoutBlanks(textField->text());
-    // Somebody who is still typing is not wrong yet.
+    // Do not judge a text that is too short while the user is still typing.
     if (text.size() >= keyCharacters || (isWhole && !text.empty())) {
         if (judge(text)) _scannerView->freeze(nullptr);
     } else {
@@ -281,10 +282,10 @@ bool KeyScanVC::judge(std::string_view payload) {
     return isGood;
 }
 
-/// One key is enough: a second one could be mistaken for the one that is shown.
+/// Takes no more keys: a second one could be mistaken for the one that is shown.
 void KeyScanVC::close() {
     ++readings;
-    // The toolkit keeps the text and what was undone; what can be overwritten is.
+    // The toolkit keeps the text, also for undoing. Overwrite what can be overwritten.
     textField->setText(QString(textField->text().size(), QLatin1Char(' ')));
     textField->clear();
     showAction->setChecked(false);
@@ -324,7 +325,7 @@ void KeyScanVC::showOutcome(std::optional<bool> isGood, const QString& words) {
     if (outcomeLabel->text() == words) return;
     outcomeLabel->setText(words);
     if (words.isEmpty()) return;
-    // Said aloud, for nothing that has the focus has changed.
+    // Make a screen reader say it: the widget that has the focus has not changed.
     QAccessibleEvent said(outcomeLabel, QAccessible::Alert);
     QAccessible::updateAccessibility(&said);
 }
@@ -346,7 +347,7 @@ void KeyScanVC::dragEnterEvent(QDragEnterEvent* event) {
 }
 
 void KeyScanVC::dropEvent(QDropEvent* event) {
-    // A move would have the giver delete the only picture of a key.
+    // Accept a copy only: after a move, the other program would delete what may be the only picture of a key.
     event->setDropAction(Qt::CopyAction);
     if (take(*event->mimeData())) event->accept();
 }

@@ -23,10 +23,10 @@ class QMimeData;
 class QPushButton;
 enum class PictureTrouble;
 
-/// Told when a paper key was read.
+/// Is told when a paper key was read.
 class KeyScanVCDelegate {
 public:
-    /// Once for a page. `scannedKey` has the key by then. The page must not be destroyed in here.
+    /// Called once for a page, when `scannedKey` has the key. The page must not be destroyed in this call.
     virtual void keyScanned(KeyScanVC& page) = 0;
 
 protected:
@@ -36,18 +36,18 @@ protected:
 /// The page on which a paper key is read: by the camera, from a picture (opened, dropped or pasted), or from its 64
 /// characters, typed or pasted.
 ///
-/// All ways lead to one judgement: what gives exactly 32 bytes from hexadecimal text is a key. Of typed text, blanks
-/// and line ends are left out before. After a good one, the page takes nothing more.
+/// All ways are judged alike: hexadecimal text of exactly 32 bytes is a key. From typed text, blanks and line ends are
+/// removed first. After a good key, the page takes nothing more.
 ///
-/// The camera runs while the page is shown. A machine without one shows so, and offers the other ways. The key is
-/// wiped with the page. Main thread only.
+/// The camera runs while the page is shown. Without a camera the page says so, and still offers the other ways. The
+/// key is wiped with the page. Main thread only.
 class KeyScanVC : public QWidget, public SignalTarget, public QRScannerViewDelegate {
     Q_OBJECT
 
 public:
     /// @param loop    must outlive the page and the worker
-    /// @param worker  reads pictures and looks through them. Somebody else is to hold it too: the page may go while a
-    ///                picture is being read from a disk that does not answer, and waits for nothing
+    /// @param worker  reads pictures and looks through them. Somebody else must hold it too, so that the page need not
+    ///                wait when it dies while a picture is being read from a disk that does not answer
     /// @param camera  a `Camera`
     KeyScanVC(MainLoop& loop, std::shared_ptr<Worker> worker, std::unique_ptr<FrameSource> camera,
               QWidget* parent = nullptr);
@@ -55,14 +55,14 @@ public:
 
     void setDelegate(Weak<KeyScanVCDelegate> newDelegate) { delegate = newDelegate; }
 
-    /// The secret key, 32 bytes; nothing before one was read. A copy: whoever asks wipes it.
+    /// The secret key, 32 bytes; nothing before one was read. It is a copy, which the caller must wipe.
     std::optional<Bytes> scannedKey() const;
 
     QRScannerView& scannerView() const { return *_scannerView; }
 
     /// Reads a picture from a file, as after "Open Image...".
     void openImage(const QString& path);
-    /// What was dropped on the page or pasted: a picture, else the first file on this machine, else text.
+    /// Takes what was dropped on the page or pasted: a picture, else the first file on this machine, else text.
     /// @return false if it is none of these
     bool take(const QMimeData& data);
 
@@ -94,7 +94,7 @@ private:
     std::shared_ptr<Worker> worker;  // shared with the scanner
     Weak<KeyScanVCDelegate> delegate;
     std::optional<SecretKey> _scannedKey;
-    std::uint64_t readings = 0;  // names the picture that is being read; others are dropped
+    std::uint64_t readings = 0;  // the number of the picture that is being read; earlier ones are dropped
     QRScannerView* _scannerView;
     QLabel* statusLabel;
     OutcomeBox* outcomeBox;

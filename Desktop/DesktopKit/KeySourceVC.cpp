@@ -58,7 +58,7 @@ void KeySourceVC::choose(Source chosen) {
 }
 
 void KeySourceVC::applyLook() {
-    // Below the radio's text, and not below its circle.
+    // Indent the caption to the radio's text, past its circle.
     const int indent = style()->pixelMetric(QStyle::PM_ExclusiveIndicatorWidth, nullptr, generateRadio) +
                        style()->pixelMetric(QStyle::PM_RadioButtonLabelSpacing, nullptr, generateRadio);
     for (QLabel* caption : {generateCaption, scanCaption}) {
@@ -77,7 +77,7 @@ void KeySourceVC::changeEvent(QEvent* event) {
 }
 
 bool KeySourceVC::eventFilter(QObject* watched, QEvent* event) {
-    // A caption belongs to its radio for the mouse too.
+    // A click on a caption counts as a click on its radio.
     if (event->type() == QEvent::MouseButtonRelease)
         for (auto [caption, radio] : {std::pair(generateCaption, generateRadio), std::pair(scanCaption, scanRadio)})
             if (watched == caption) radio->click();

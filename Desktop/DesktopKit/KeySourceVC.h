@@ -14,7 +14,7 @@ public:
     virtual void keySourceChanged(KeySourceVC& sourceVC) = 0;
 };
 
-/// The choice of where a new secret key is to come from.
+/// The page on which the user chooses where a new secret key comes from.
 ///
 /// Main thread only.
 class KeySourceVC : public QWidget {

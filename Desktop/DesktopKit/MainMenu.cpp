@@ -10,7 +10,7 @@ namespace {
 
 constexpr int longestTitle = 320;  // of a talk, in pixels
 
-/// Whether a widget has that operation without arguments, and would do something by it.
+/// Whether a widget has that operation without arguments, and the operation would have an effect.
 bool canDo(const QWidget* widget, const char* operation) {
     if (widget == nullptr || !widget->isEnabled()) return false;
     const QByteArray signature = QByteArray(operation) + "()";
@@ -38,7 +38,7 @@ MainMenu::MainMenu(Commands commands, std::function<Look()> look) : look(std::mo
     for (QAction* window : {people, console, room}) window->setCheckable(true);
     edited = QApplication::focusWidget();
     connect(qApp, &QApplication::focusChanged, this, [this](QWidget*, QWidget* now) {
-        // Opened by its letter, the bar takes the keyboard from the text that the commands are for.
+        // A menu bar that is opened by the keyboard takes the focus from the text that the commands are for.
         if (qobject_cast<QMenuBar*>(now) == nullptr) edited = now;
         refreshEditing();
     });
@@ -49,12 +49,12 @@ QAction* MainMenu::add(const QString& text, const QKeySequence& shortcut, const 
     auto* action = new QAction(text, this);
     action->setShortcut(shortcut);
     action->setEnabled(static_cast<bool>(command));
-    // No desktop is to take one for its own "Quit" or "Preferences" by the look of its name.
+    // Otherwise a desktop might take an action for its own "Quit" or "Preferences" because of its name.
     action->setMenuRole(QAction::NoRole);
     if (command)
         connect(action, &QAction::triggered, this, [this, command] {
             command();
-            // The tick was set by the click; the windows say what is true.
+            // The click has toggled the tick, so set it again by what the windows are.
             refresh();
         });
     return action;
@@ -78,14 +78,14 @@ void MainMenu::addTalks(QMenu& menu) {
         list->clear();
         for (const Talk& talk : talks()) {
             QString title = list->fontMetrics().elidedText(talk.title, Qt::ElideRight, longestTitle);
-            // A name is no place for a letter to choose it by.
+            // An "&" in a name must not become a shortcut letter.
             title.replace(QLatin1Char('&'), QStringLiteral("&&"));
             connect(list->addAction(title), &QAction::triggered, this, [open = talk.open] { open(); });
         }
         if (list->isEmpty()) list->addAction(tr("None Yet"))->setEnabled(false);
     };
     connect(list, &QMenu::aboutToShow, this, fillList);
-    // A tray shows what was there before, and asks for more only then.
+    // A tray shows the old list before the list's own signal comes, so fill it already when its menu opens.
     connect(&menu, &QMenu::aboutToShow, this, fillList);
     fillList();
 }
@@ -111,7 +111,7 @@ void MainMenu::attach(QMainWindow& window) {
 }
 
 void MainMenu::attachShortcuts(QWidget& window) {
-    // What concerns text comes with each text field.
+    // Leave the actions on text out: each text field has them itself.
     window.addActions({preferences, close, quit, people, console, room});
 }
 

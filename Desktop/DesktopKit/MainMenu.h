@@ -12,18 +12,18 @@
 
 /// The menu bar that all windows carry, and its shortcuts.
 ///
-/// There is one set of actions; each window gets a bar of its own that shows them. What an action does is
-/// the application's; what concerns text (copy, paste, select all) goes to the widget that has the keyboard,
-/// if it can do that. Make it after the QApplication; it must outlive the windows' use of their bars.
+/// There is one set of actions; each window gets a bar of its own that shows them. The application says what
+/// an action does, but the actions on text (copy, paste, select all) go to the widget that has the keyboard,
+/// if it has them. Make it after the QApplication; it must outlive the windows' use of their bars.
 class MainMenu : public QObject {
 public:
     /// A talk with one person, as the menu lists it.
     struct Talk {
-        QString title;  // fit to be shown
+        QString title;  // safe to be shown
         std::function<void()> open;
     };
 
-    /// What each command does; one that is not set is shown and can't be chosen.
+    /// What each command does; a command that is not set is shown but can't be chosen.
     struct Commands {
         std::function<void()> orderFrontPreferences;
         std::function<void()> checkForUpdates;
@@ -34,13 +34,13 @@ public:
         std::function<void()> close;
         std::function<void()> quit;
         std::function<void()> about;
-        /// The talks that there have been, in the order of the menu: also those with people who are away, whom
-        /// the list of People leaves out. Asked for whenever the menu opens.
+        /// All talks so far, in the order of the menu, also those with people who are offline, whom the People
+        /// window leaves out. Called whenever the menu opens.
         std::function<std::vector<Talk>()> talks;
     };
 
-    /// How the commands stand: which windows are on the screen, and whether there is a place to look for updates,
-    /// or a link to give up.
+    /// What decides how the commands look: which windows are on the screen, whether it is configured where to look
+    /// for updates, and whether there is a link to disconnect.
     struct Look {
         bool isRosterVisible = false;
         bool isConsoleVisible = false;
@@ -53,12 +53,12 @@ public:
 
     /// Gives the window its menu bar.
     void attach(QMainWindow& window);
-    /// Has the shortcuts work in a window without a menu bar.
+    /// Makes the shortcuts work in a window without a menu bar.
     void attachShortcuts(QWidget& window);
     /// Adds the commands that make sense without a window.
     void fill(QMenu& menu);
 
-    /// The window commands tell what is to be seen; asked for whenever a menu opens, too.
+    /// Updates ticks and enabled states from `Look`. The menus also do this whenever they open.
     void refresh();
 
 private:
@@ -76,7 +76,7 @@ private:
     QAction* close;
     QAction* quit;
     QList<QAction*> editing;
-    QPointer<QWidget> edited;  // has the keyboard, or had it before the menu bar took it
+    QPointer<QWidget> edited;  // the widget that has the keyboard, or had it before the menu bar took it
     QAction* people;
     QAction* console;
     QAction* room;

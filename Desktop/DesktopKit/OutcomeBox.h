@@ -12,7 +12,7 @@ class OutcomeBox : public QWidget {
 public:
     explicit OutcomeBox(QWidget* parent = nullptr) : QWidget(parent) {}
 
-    /// Dark enough for white symbols on them, in both palettes.
+    /// Both colours are dark enough for white symbols, in a light and a dark palette.
     static QColor green() { return {36, 138, 61}; }
     static QColor red() { return {207, 46, 46}; }
 

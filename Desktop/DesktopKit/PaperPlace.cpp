@@ -7,7 +7,7 @@
 
 namespace {
 
-/// Points of white that look right round a page; on small paper, a share of its smaller side.
+/// The usual margin round a page, in points; on small paper it is a share of the smaller side.
 constexpr double usualMargin = 20;
 constexpr double smallMarginShare = 0.04;
 

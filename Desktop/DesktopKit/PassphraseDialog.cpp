@@ -78,7 +78,7 @@ void PassphraseDialog::check() {
 
 Passphrase PassphraseDialog::take() {
     std::string text = fromQt(passphrase->text());
-    // The toolkit has had the text in places of its own; what can be overwritten is.
+    // The toolkit has kept copies of the text. Overwrite what can be overwritten.
     const QString nothing(passphrase->text().size(), QChar(u' '));
     passphrase->setText(nothing);
     passphrase->clear();

@@ -11,7 +11,7 @@
 #include <QLineEdit>
 #include <QPushButton>
 
-/// Asks for the passphrase of a sealed file, or for a new one, twice.
+/// Asks for the passphrase of a sealed file; asks twice for a new one.
 class PassphraseDialog : public QDialog {
 public:
     /// The longest passphrase, in bytes of UTF-8.
@@ -21,10 +21,10 @@ public:
     PassphraseDialog(SealedFileStore::Reason reason, const std::filesystem::path& file, bool wasWrong,
                      QWidget* parent = nullptr);
 
-    /// What was typed, once; the fields are emptied by it.
+    /// Gives what was typed, and empties the fields.
     Passphrase take();
 
-    /// Opens the dialog and waits for the answer. @return nothing if the user gave it up
+    /// Opens the dialog and waits for the answer. @return nothing if the user cancelled it
     static std::optional<Passphrase> ask(SealedFileStore::Reason reason, const std::filesystem::path& file,
                                          bool wasWrong);
 
@@ -32,7 +32,7 @@ private:
     void check();
 
     QLineEdit* passphrase;
-    QLineEdit* again = nullptr;  // only for a new one
+    QLineEdit* again = nullptr;  // only for a new passphrase
     QLabel* hint;
     QPushButton* accept;
 };

@@ -4,10 +4,10 @@
 #include <mutex>
 #include <utility>
 
-/// What the posted question may outlive the object with.
+/// What a posted question needs, which may outlive the `PassphraseQuestion`.
 struct PassphraseQuestion::Shared {
-    const SealedFileStore::AskPassphrase put;  // of the main thread
-    std::mutex mutex;                          // guards what follows
+    const SealedFileStore::AskPassphrase put;  // called on the main thread only
+    std::mutex mutex;                          // guards the rest
     std::condition_variable changed;
     bool isClosed = false;
 };

@@ -7,10 +7,10 @@
 #include <memory>
 #include <optional>
 
-/// Brings a store's question for the passphrase to the main thread, where dialogs are, from whatever thread
-/// the store is used on, and waits there for the answer.
+/// Passes a store's question for the passphrase from the thread on which the store is used to the main thread,
+/// where dialogs must be, and makes the store's thread wait for the answer.
 ///
-/// Made, closed and destroyed on the main thread; the loop outlives it, and it outlives the store.
+/// Make, close and destroy it on the main thread; the loop must outlive it, and it must outlive the store.
 class PassphraseQuestion {
 public:
     /// @param put  asks the user; called on the main thread
@@ -19,11 +19,12 @@ public:
     PassphraseQuestion(const PassphraseQuestion&) = delete;
     PassphraseQuestion& operator=(const PassphraseQuestion&) = delete;
 
-    /// Any thread. @return nothing if the user does not want to answer, or it is closed
+    /// Any thread. @return nothing if the user does not want to answer, or this object is closed
     std::optional<Passphrase> ask(SealedFileStore::Reason reason);
 
-    /// Answers what waits, and whatever is asked from now on, with nothing: the program is ending, and its main
-    /// thread may be about to wait for the one that waits for it. A dialog that is open is not closed by this.
+    /// Answers waiting questions, and all later ones, with nothing. For the end of the program, where the main
+    /// thread may wait for the store's thread, which must not wait for the main thread then. Does not close an
+    /// open dialog.
     void close();
 
 private:

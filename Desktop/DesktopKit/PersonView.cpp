@@ -18,7 +18,7 @@ namespace {
 
 constexpr double textPoints = 13;
 constexpr double emojiPoints = 14;
-constexpr double inset = 6;  // of the selection from the sides of the list
+constexpr double inset = 6;  // the selection's distance from the sides of the list
 constexpr double radius = 5;
 
 double emojiLeft() { return 11; }
@@ -77,7 +77,7 @@ void PersonView::paint(QPainter* painter, const QStyleOptionViewItem& option, co
 }
 
 QSize PersonView::sizeHint(const QStyleOptionViewItem&, const QModelIndex&) const {
-    // As wide as the list, however narrow that is.
+    // Rows take the list's width, so ask for almost none: the list may be narrow.
     return {1, rowHeight()};
 }
 

@@ -7,8 +7,8 @@
 
 /// Draws one row of the list of people, emoji and name; the same object draws every row.
 ///
-/// Who is online stands in a medium weight with a full emoji; who isn't, paler and regular. A name too
-/// long for the row is cut off and stands whole in the tool-tip.
+/// A person who is online has a medium weight and a full emoji; one who is offline is paler and regular. A
+/// name too long for the row is cut off; the tool-tip shows all of it.
 class PersonView : public QStyledItemDelegate {
     Q_OBJECT
 
@@ -24,11 +24,11 @@ public:
     /// 24 points, or what a large desktop font needs, in device-independent pixels.
     static int rowHeight();
 
-    /// What lies behind a selected row, also one of the list's neighbours that look like its rows.
-    /// @param hasFocus  whether the keyboard acts on it
-    /// @return the colour of what is drawn on it
+    /// Draws the background of a selected row, also for widgets beside the list that look like its rows.
+    /// @param hasFocus  whether the row has the keyboard
+    /// @return the colour for what is drawn on it
     static QColor drawSelection(QPainter& painter, const QRect& row, const QPalette& palette, bool hasFocus);
-    /// Emoji and text of such a row. @return whether the text was cut off
+    /// Draws emoji and text of such a row. @return whether the text was cut off
     static bool drawRow(QPainter& painter, const QRect& row, const QString& emoji, const QString& text,
                         const Style& style);
 

@@ -32,7 +32,7 @@ std::variant<SharedFrame, PictureTrouble> read(QIODevice& device) {
     }
     const QImage image = reader.read();
     if (image.isNull()) {
-        // The toolkit has no case of its own for its limit, but it is the one way to fail with a proper size.
+        // The toolkit has no error of its own for its memory limit, so conclude it from the size and the error.
         const bool isOverLimit = size.isValid() && reader.error() == QImageReader::InvalidDataError &&
                                  static_cast<qint64>(size.width()) * size.height() * 4 >
                                      static_cast<qint64>(QImageReader::allocationLimit()) << 20;
@@ -46,7 +46,7 @@ std::variant<SharedFrame, PictureTrouble> read(QIODevice& device) {
 }  // namespace
 
 std::variant<SharedFrame, PictureTrouble> PictureFile::load(const QString& path) {
-    // A pipe or a device could keep us waiting for ever.
+    // Reading a pipe or a device could block for ever.
     if (!QFileInfo(path).isFile()) return PictureTrouble::notFound;
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly)) return PictureTrouble::notFound;

@@ -13,7 +13,7 @@
 
 namespace {
 
-/// How long an operation may take before it shows: buttons that go grey for a blink would only unsettle.
+/// How long an operation may take before the form shows it: buttons that turn grey for a blink would only confuse.
 constexpr Seconds moment = 0.25;
 constexpr int bullets = 32;
 
@@ -36,7 +36,7 @@ QCheckBox* PrefsVC::addCheckBox(int row, const char* name, const QString& text, 
     auto* box = new QCheckBox(text, this);
     box->setObjectName(QLatin1String(name));
     grid->addWidget(box, row, 1, Qt::AlignLeft);
-    // And not its clicks: a screen reader turns it without one.
+    // Listen to the toggle and not to clicks: a screen reader toggles the box without a click.
     connect(box, &QCheckBox::toggled, this, hit);
     return box;
 }
@@ -66,7 +66,7 @@ void PrefsVC::build() {
     secretKeyReplace->setObjectName(QStringLiteral("secretKeyReplace"));
     secretKeyExport = new QPushButton(QStringLiteral("&Export..."), this);
     secretKeyExport->setObjectName(QStringLiteral("secretKeyExport"));
-    // Return elsewhere in the form is not to press one of them.
+    // Otherwise Return elsewhere in the form would press one of them.
     for (QPushButton* button : {secretKeyReplace, secretKeyExport}) button->setAutoDefault(false);
     spinner = new Spinner(this);
     spinner->setObjectName(QStringLiteral("spinner"));
@@ -115,14 +115,14 @@ void PrefsVC::changeEvent(QEvent* event) {
 
 void PrefsVC::showEvent(QShowEvent* event) {
     QWidget::showEvent(event);
-    if (event->spontaneous()) return;  // it was only minimised
+    if (event->spontaneous()) return;  // the window was only minimised
     fillPublicKey();
     fillSwitches();
 }
 
 void PrefsVC::hideEvent(QHideEvent* event) {
     QWidget::hideEvent(event);
-    // A minimised window takes its sheet along; one that is hidden would leave it alone on the screen.
+    // A minimised window takes its sheet along, but a window that is hidden would leave it alone on the screen.
     if (!event->spontaneous() && _keyReplaceSheet) _keyReplaceSheet->endSheet();
 }
 
@@ -168,7 +168,7 @@ void PrefsVC::secretKeyExportHit() {
     environment.keys.loadOrGenerate(*this, [](PrefsVC& self, const KeyAccess::Outcome& outcome) {
         self.ended();
         const Keys* keys = std::get_if<Keys>(&outcome);
-        // Whoever has closed the window meanwhile does not wait for a dialog any more.
+        // A user who has closed the window meanwhile does not expect a dialog any more.
         if (keys != nullptr && self.isVisible()) self.environment.exportKey(keys->secretKey, self);
     });
 }
@@ -183,7 +183,7 @@ void PrefsVC::secretKeyReplaceHit() {
 }
 
 void PrefsVC::sheetEnded() {
-    // It may still be in the midst of a click.
+    // Delete the sheet later: one of its buttons may still be handling a click.
     _keyReplaceSheet->deleteLater();
     _keyReplaceSheet.clear();
     fillPublicKey();
@@ -207,7 +207,7 @@ void PrefsVC::written(PrefsVC& self, const KeyAccess::Outcome& outcome) {
     self.ended();
     const KeysError* error = std::get_if<KeysError>(&outcome);
     if (error == nullptr) return;
-    // Also over a window that was closed meanwhile: its user believes to have another key.
+    // Show this even if the window was closed meanwhile: the user believes that the key was replaced.
     auto* alert = new Alert(QMessageBox::Warning, QStringLiteral("Could not update the keychain"),
                             DisplayText::message(error->reason()), &self);
     alert->setAttribute(Qt::WA_DeleteOnClose);
@@ -217,7 +217,7 @@ void PrefsVC::written(PrefsVC& self, const KeyAccess::Outcome& outcome) {
 // ---- the switches
 
 void PrefsVC::fillSwitches() {
-    // Showing a setting is not setting it.
+    // Block the signal, since it would set the setting that is only shown.
     const auto show = [](QCheckBox* box, bool isOn) {
         const QSignalBlocker blocker(box);
         box->setChecked(isOn);

@@ -23,28 +23,27 @@
 #include <QPushButton>
 #include <QWidget>
 
-/// What the preferences work with. References outlive the window.
+/// What the preferences work with. The references must outlive the window.
 struct PrefsEnvironment {
     MainLoop& loop;
-    std::shared_ptr<Worker> pictureWorker;  // looks through pictures of paper keys; held by the program too
+    std::shared_ptr<Worker> pictureWorker;  // looks through pictures of paper keys; the program holds it too
     KeyAccess& keys;
     Notifier& notifier;
-    /// A camera for the scanner of paper keys.
+    /// Makes a camera for the scanner of paper keys.
     std::function<std::unique_ptr<FrameSource>()> makeCamera;
-    /// Makes a paper key; `parent` is where its dialog belongs.
+    /// Makes a paper key; its dialog belongs to `parent`.
     std::function<void(const SecretKey& secretKey, QWidget& parent)> exportKey;
 };
 
 /// The form of the preferences: the public key, the way to replace and to export the secret one, which is
 /// never shown, and three switches of the notifier.
 ///
-/// What is asked of the secret store is under way for as long as the store likes. Meanwhile nothing else is
-/// asked of it here: the two buttons do nothing, and where it takes longer than a moment they are seen to, and
-/// a spinner turns. What is exported, and what the form shows each time that it comes to the screen, is what
-/// the store has then.
+/// An operation on the secret store takes as long as the store wants. Until it ends the form begins no other:
+/// the two buttons do nothing, and if it takes longer than a moment they are turned off and a spinner turns.
+/// The form reads the store anew for each export, and each time it comes to the screen.
 ///
 /// A replacement changes nothing about the running session, which keeps the keys that it has read: the new
-/// identity holds from the program's next start on.
+/// identity is used from the program's next start on.
 ///
 /// Main thread only.
 class PrefsVC : public QWidget, public SignalTarget, public KeyReplaceWindowDelegate {
@@ -61,7 +60,7 @@ public:
 
     /// The open sheet; null if there is none.
     KeyReplaceWindow* keyReplaceSheet() const { return _keyReplaceSheet; }
-    /// Whether something is asked of the secret store.
+    /// Whether an operation on the secret store is under way.
     bool isBusy() const { return pending > 0; }
 
     void keyReplaceCancelled(KeyReplaceWindow& window) override;
@@ -102,6 +101,6 @@ private:
     QCheckBox* joinNotifications;
     QPointer<KeyReplaceWindow> _keyReplaceSheet;
     int pending = 0;                // operations under way
-    std::optional<Timer> patience;  // until an operation counts as slow
-    QPointer<QWidget> lostFocus;    // the button that had the keyboard when it was turned off
+    std::optional<Timer> patience;  // runs until an operation counts as slow
+    QPointer<QWidget> lostFocus;    // the button that had the keyboard before it was turned off
 };

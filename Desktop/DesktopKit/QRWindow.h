@@ -9,7 +9,7 @@ class QRWindow : public QWidget {
     Q_OBJECT
 
 public:
-    /// @param qrScannerView  becomes the window's
+    /// @param qrScannerView  the window takes ownership
     explicit QRWindow(QRScannerView* qrScannerView, QWidget* parent = nullptr);
 
     QRScannerView& qrScannerView() const { return *_qrScannerView; }

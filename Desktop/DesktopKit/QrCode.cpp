@@ -34,7 +34,7 @@ std::optional<QrCode> QrCode::of(std::string_view bytes) {
 }
 
 void QrCode::paint(QPainter& painter, const QRectF& place, QuietZone quietZone) const {
-    // In the dots of the device, so that no module has a grey edge.
+    // Calculate in dots of the device, so that no module has a grey edge.
     const QTransform toDots = painter.deviceTransform();
     const QRectF dots = toDots.mapRect(place);
     const int quiet = quietZone == QuietZone::inside ? quietModules : 0;

@@ -14,17 +14,17 @@ class QPainter;
 
 /// A QR code of some bytes: a square of dark and light modules, of error correction level M.
 ///
-/// A value; copies share their modules, which are wiped with the last one, for a code may hold a secret. What
-/// the encoder needs on the way is its own, and not wiped.
+/// A value; copies share their modules, which are wiped with the last copy, since a code may hold a secret. The
+/// encoder's own working memory is not wiped.
 class QrCode {
 public:
-    /// Whether the place given to a code holds its quiet zone, too.
+    /// Whether the place in which a code is drawn includes its quiet zone.
     enum class QuietZone { inside, outside };
 
-    /// Modules of light that a reader needs on every side. Source: ISO/IEC 18004, 9.1.
+    /// The light modules that a reader needs on every side. Source: ISO/IEC 18004, 9.1.
     static constexpr int quietModules = 4;
 
-    /// In byte mode. @return nothing for what no code can hold: none at all, or above 2,331 bytes
+    /// Makes a code in byte mode. @return nothing for no bytes, or for more than the 2,331 that a code can hold
     static std::optional<QrCode> of(std::string_view bytes);
 
     /// Modules a side, without the quiet zone.
@@ -35,9 +35,9 @@ public:
                           static_cast<std::size_t>(x)] != 0;
     }
 
-    /// Draws it black on white in the middle of that place, of which it takes the largest part in which each
-    /// module has the same whole number of dots. Without an effect where there is less than a dot for a module.
-    /// @param quietZone  drawn with it, or white already and the caller's to keep free
+    /// Draws the code black on white in the middle of `place`, as large as it can be if each module has the same
+    /// whole number of dots. Draws nothing if a module would have less than one dot.
+    /// @param quietZone  inside: drawn with the code; outside: the caller keeps it white
     void paint(QPainter& painter, const QRectF& place, QuietZone quietZone = QuietZone::inside) const;
 
 private:

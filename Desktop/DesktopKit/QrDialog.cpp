@@ -19,7 +19,7 @@ namespace {
 
 constexpr int codeSide = 240;
 
-/// A sheet of white paper with the code on it, whatever the palette: a camera wants dark on light.
+/// Shows the code on white in any palette, since a camera needs dark on light.
 class CodeView : public QWidget {
 public:
     CodeView(std::optional<QrCode> code, QWidget* parent) : QWidget(parent), code(std::move(code)) {

@@ -4,9 +4,9 @@
 
 #include <QObject>
 
-/// Hears when the desktop or the toolkit asks the program to end, as a session manager does at a logout, and
-/// has it end its own way instead of by closing one window after the other: a window that refuses to close,
-/// being the last one where there is no tray, would keep the program running.
+/// Catches requests of the desktop or the toolkit to end the program, as a session manager makes at a logout,
+/// and ends it in our own way. The toolkit would close one window after the other, and a window that refuses to
+/// close, as the last one does if there is no tray, would keep the program running.
 ///
 /// Main thread only. Make it after the QApplication.
 class QuitRequests : public QObject {

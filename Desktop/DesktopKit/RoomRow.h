@@ -10,10 +10,11 @@
 
 class Kit;
 
-/// The row that opens the room, above the list of people and looking like its rows; bold, with a count,
-/// while the room is closed and holds words of others that have not been in view.
+/// The row that opens the room. It stands above the list of people and looks like its rows; while the room is
+/// closed and has unread messages of others, it is bold and shows their number.
 ///
-/// A double-click opens it, and Return, Enter or Space while it has the focus. Main thread only.
+/// A double-click opens the room, and so do Return, Enter and Space while the row has the focus. Main thread
+/// only.
 class RoomRow : public QAbstractButton, public SignalTarget {
     Q_OBJECT
 
@@ -23,17 +24,17 @@ public:
         LocalState() = default;
         explicit LocalState(const State* state);
 
-        std::int64_t unread = 0;  // words of others; counted up to 100, among the last 1000 messages
+        std::int64_t unread = 0;  // messages of others; counted up to 100, among the last 1000 messages
 
         bool operator==(const LocalState&) const = default;
     };
 
     explicit RoomRow(Kit& kit, QWidget* parent = nullptr);
 
-    /// Whether the room is on the screen: what comes then has been in view.
+    /// Says whether the room is on the screen: messages that arrive then count as seen.
     void setRoomOpen(bool isOpen);
 
-    /// The key "Down" was pressed.
+    /// Called when the key "Down" was pressed.
     std::function<void()> onLeaveDownwards;
 
     QSize sizeHint() const override;

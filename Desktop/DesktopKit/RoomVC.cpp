@@ -32,13 +32,13 @@ bool RoomVC::didSubmit(const std::string& text) {
 }
 
 void RoomVC::showEvent(QShowEvent* event) {
-    // A window that comes back minimised is told to be shown too; nobody sees it before it is told again.
+    // A window that comes back minimised gets this event too, but nobody sees it before it gets the next one.
     if (!window()->isMinimized()) viewWillAppear();
     QWidget::showEvent(event);
 }
 
 void RoomVC::hideEvent(QHideEvent* event) {
-    // What came while the room was on the screen has been in view.
+    // Mark as read what came while the room was on the screen.
     if (!event->spontaneous()) kit.markRoomRead();
     QWidget::hideEvent(event);
 }
@@ -49,7 +49,8 @@ void RoomVC::stateChanged(const State& now) {
     showTranscript();
 }
 
-/// The engine tells of others alone, and the room is for everybody's names.
+/// Notes the user's own changes from the state: the engine sends events only about others, but the room shows
+/// everybody's names.
 void RoomVC::noteOwnChange(const State& now) {
     const Person* before = state && state->endpoint == now.endpoint ? state->me() : nullptr;
     const Person* after = now.me();
@@ -62,7 +63,7 @@ void RoomVC::noteOwnChange(const State& now) {
 
 void RoomVC::happened(const Event& event) {
     if (!state) return;
-    // Of the user's own change from another machine the state has told already.
+    // `noteOwnChange` has noted the user's own change already, also one from another machine.
     const Person* changed = ActivityNotes::changed(event);
     if (changed != nullptr && changed->publicKey == state->publicKey) return;
     auto note = ActivityNotes::ofChange(event);

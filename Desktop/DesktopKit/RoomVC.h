@@ -17,11 +17,12 @@
 
 class TalkPane;
 
-/// The controller of the room that everybody shares: as `ChatterVC` is for a talk of two, with the names
-/// of those who speak.
+/// The controller of the room that everybody shares: what `ChatterVC` is for a talk of two, but with the names
+/// of the authors.
 ///
-/// It notes between the messages when somebody takes a new name or emoji, is added or is removed; these
-/// notes go with it. The room counts as read whenever it appears on the screen, and when it goes from it.
+/// It adds a note between the messages when somebody takes a new name or emoji, is added or is removed; the
+/// notes live as long as the controller. The room is marked as read when it appears on the screen, and when it
+/// is hidden.
 ///
 /// Main thread; the session and the loop must outlive it.
 class RoomVC : public QWidget, public SignalTarget, public InputViewDelegate {
@@ -34,7 +35,7 @@ public:
     InputView& input();
     const std::vector<Activity>& activities() const;
 
-    /// Always true; what could not be sent is put back into the input a moment later.
+    /// Always returns true; a text that could not be sent is put back into the input a moment later.
     bool didSubmit(const std::string& text) override;
 
 protected:

@@ -17,7 +17,7 @@ class RoomWindow : public QMainWindow {
 public:
     RoomWindow(Kit& kit, MainLoop& loop, QWidget* parent = nullptr);
 
-    /// Under which its place is remembered.
+    /// The name under which its place is remembered.
     static constexpr const char* identifier = "RoomWindowID";
     RoomVC& roomVC() { return *_roomVC; }
 

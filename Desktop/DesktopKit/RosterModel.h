@@ -7,8 +7,8 @@
 #include <string_view>
 #include <vector>
 
-/// The people of the list, for the view that shows them: what others have written is made safe to show
-/// here, a row at a time as it is asked for.
+/// The people of the list, for the view that shows them. The model makes names and emoji of others safe to
+/// show, for one row at a time when the view asks for it.
 class RosterModel : public QAbstractListModel {
     Q_OBJECT
 
@@ -26,7 +26,7 @@ public:
 
     /// The row of the person with that key, or -1.
     int rowOf(std::string_view publicKey) const;
-    /// Null for a row that there isn't.
+    /// Null if there is no such row.
     const Person* personAt(int row) const;
 
     int rowCount(const QModelIndex& parent = {}) const override;

@@ -23,7 +23,7 @@ RosterTableView::RosterTableView(QWidget* parent) : QListView(parent) {
     setEditTriggers(QAbstractItemView::NoEditTriggers);
     setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    // One height for all, so that a long list need not be measured.
+    // All rows have one height, so that the view need not measure a long list.
     setUniformItemSizes(true);
     setAccessibleName(QStringLiteral("People"));
 }
@@ -52,8 +52,8 @@ void RosterTableView::keyPressEvent(QKeyEvent* event) {
         event->accept();
         return;
     }
-    // A list that has just got the focus has a current row that isn't selected: the first "Down" selects
-    // it, where the toolkit would step over it.
+    // A list that has just got the focus has a current row that isn't selected. Let the first "Down" select
+    // it: the toolkit would skip it.
     if (event->key() == Qt::Key_Down && selectedRow() < 0 && model()->rowCount() > 0) {
         selectRow(std::max(0, currentIndex().row()));
         event->accept();
@@ -64,7 +64,7 @@ void RosterTableView::keyPressEvent(QKeyEvent* event) {
 
 void RosterTableView::mousePressEvent(QMouseEvent* event) {
     isClick = event->button() == Qt::LeftButton;
-    // The base class would deselect at a press beside the rows, of any button, before anybody is asked.
+    // Keep a press beside the rows from the base class, which would deselect at once, with any button.
     if (indexAt(event->pos()).isValid())
         QListView::mousePressEvent(event);
     else
@@ -80,7 +80,7 @@ void RosterTableView::mouseReleaseEvent(QMouseEvent* event) {
 
 void RosterTableView::mouseDoubleClickEvent(QMouseEvent* event) {
     QListView::mouseDoubleClickEvent(event);
-    isClick = false;  // behind the base class, which may make a press of it
+    isClick = false;  // after the base class, which may call `mousePressEvent`
     if (event->button() == Qt::LeftButton && onDoubleClick) onDoubleClick(indexAt(event->pos()).row());
 }
 

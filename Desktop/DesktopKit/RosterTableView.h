@@ -5,10 +5,10 @@
 
 #include <functional>
 
-/// The list of people: a list view of one column that opens rows by Return, Enter or Space, and tells of
-/// clicks beside the rows too.
+/// The list of people: a list view of one column that opens rows by Return, Enter or Space, and also reports
+/// clicks beside the rows.
 ///
-/// Rows are numbered from 0; -1 stands for none.
+/// Rows are numbered from 0; -1 means no row.
 class RosterTableView : public QListView {
     Q_OBJECT
 
@@ -16,13 +16,13 @@ public:
     explicit RosterTableView(QWidget* parent = nullptr);
 
     std::function<void()> onActivate;
-    /// A click with the left button, or a double-click, on a row or on none. The second click of a double
-    /// one is not told as a click of its own.
+    /// Called for a click with the left button, or a double-click, on a row or beside the rows. The second click
+    /// of a double-click is not reported as a click.
     std::function<void(int row)> onClick;
     std::function<void(int row)> onDoubleClick;
-    /// Somebody asks for the menu of a row; with the keyboard, of none.
+    /// Called when the user asks for the menu of a row; with the keyboard, the row is -1.
     std::function<void(int row, QPoint globalPosition)> onContextMenu;
-    /// The key "Up" was pressed where there is nothing further up.
+    /// Called when the key "Up" was pressed and there is no row further up.
     std::function<void()> onLeaveUpwards;
 
     /// The row that is selected, or -1.

@@ -39,7 +39,7 @@ void say(std::string_view line) {
 RosterVC::LocalState::LocalState(const State* state) {
     if (!state) return;
     isOnline = state->connection == Connection::online;
-    // Those of `State::roster` who are online, in its order, without sorting those who are not.
+    // Take the online people in the order of `State::roster`, without sorting the others.
     for (const auto& [key, person] : state->people)
         if (person.isOnline) roster.push_back(person);
     std::sort(roster.begin(), roster.end(), [](const Person& a, const Person& b) {
@@ -73,7 +73,7 @@ RosterVC::RosterVC(Kit& kit, QWidget* parent) : QWidget(parent) {
     kit.observeModel<LocalState>(*this, [](RosterVC& self, const LocalState& state) { self.apply(state); });
 }
 
-// The list tells of changes even while it dies, so it goes before what it tells.
+// The list reports changes even while it is destroyed, so destroy it before the fields that this uses.
 RosterVC::~RosterVC() { delete table; }
 
 void RosterVC::buildHeader() {
@@ -83,11 +83,11 @@ void RosterVC::buildHeader() {
     meNameLabel = new ElidedLabel(this);
     meNameLabel->setObjectName(QStringLiteral("meNameLabel"));
     meNameLabel->setText(QStringLiteral("•••"));
-    // As far to the left as the frameless pop-up's words.
+    // Align the name with the text of the frameless pop-up.
     meNameLabel->setIndent(StatusPopUp::textIndent);
     meStatusDropdown = new StatusPopUp(this);
     meStatusDropdown->setObjectName(QStringLiteral("meStatusDropdown"));
-    // On this desktop the name of a pop-up is what it shows, so what it is for is told behind.
+    // On this desktop the accessible name of a pop-up is what it shows, so the description says what it is for.
     meStatusDropdown->setAccessibleName(QStringLiteral("Status"));
     meStatusDropdown->setAccessibleDescription(QStringLiteral("Status"));
     connect(meStatusDropdown, &QComboBox::activated, this, [this] { statusDropdownHit(); });
@@ -137,7 +137,7 @@ void RosterVC::buildList(Kit& kit) {
         if (!state.roster.empty() && table->selectedRow() < 0) table->selectRow(0);
         table->setFocus(Qt::TabFocusReason);
     };
-    // Whoever is selected otherwise, a click is forgotten that deselected somebody.
+    // Once anybody is selected again, forget whom an earlier click deselected.
     connect(table->selectionModel(), &QItemSelectionModel::selectionChanged, this, [this] {
         if (table->selectedRow() >= 0) deselectedKey.clear();
     });
@@ -149,7 +149,7 @@ void RosterVC::buildList(Kit& kit) {
     connect(context, &QMenu::aboutToShow, this, &RosterVC::menuNeedsUpdate);
     connect(contextCopy, &QAction::triggered, this, &RosterVC::copyPublicKeyHit);
 
-    // One ground for the room's row and the people's.
+    // The room's row and the people's share one background.
     auto* list = new QWidget(this);
     list->setBackgroundRole(QPalette::Base);
     list->setAutoFillBackground(true);
@@ -161,7 +161,7 @@ void RosterVC::buildList(Kit& kit) {
     troubleLabel->setTextFormat(Qt::PlainText);
     troubleLabel->setWordWrap(true);
     troubleLabel->setContentsMargins(12, 8, 12, 8);
-    // However narrow the window is: it cuts the words off then.
+    // The window may be narrower than the words, which are cut off then.
     troubleLabel->setMinimumWidth(1);
     troubleLabel->hide();
     rows->addWidget(roomRow);
@@ -211,7 +211,7 @@ void RosterVC::observeUpdates(AppUpdater& updater, MainLoop& loop) {
     readyUpdateToast->setObjectName(QStringLiteral("readyUpdateToast"));
     statusToast = new UpdateToast(loop, ToastView::Style::floating, this);
     statusToast->setObjectName(QStringLiteral("statusToast"));
-    // The bar stays up, and the last of the people are not to stay beneath it.
+    // The bar stays up, and must not cover the last of the people.
     readyUpdateToast->onVisibilityChanged = [this](const ToastView& toast) {
         toastGround->setFixedHeight(toast.isPresented() ? toast.barHeight() : 0);
     };
@@ -264,8 +264,8 @@ void RosterVC::transitionOffline() {
 void RosterVC::reload() {
     const Person* person = model->personAt(table->selectedRow());
     const std::string selected = person ? person->publicKey : std::string();
-    // What is being looked at stays where it is, while others come and go above it; but who looks at the
-    // beginning goes on looking at the beginning.
+    // Keep the topmost visible person where they are while others come and go above; but if the list is not
+    // scrolled, stay at its beginning.
     const int scrolled = table->verticalScrollBar()->value();
     const QModelIndex top = table->indexAt({0, 0});
     const Person* topPerson = scrolled > 0 ? model->personAt(top.row()) : nullptr;
@@ -290,7 +290,7 @@ void RosterVC::tableRowHit(int clickedRow) {
 }
 
 void RosterVC::tableRowDoubleClick(int clickedRow) {
-    // The first of the two clicks has deselected whom a double-click beside the rows is to open.
+    // A double-click beside the rows opens the selected person, whom its first click has deselected.
     if (clickedRow == -1 && !deselectedKey.empty()) table->selectRow(model->rowOf(deselectedKey));
     openRow(clickedRow);
 }
@@ -298,7 +298,7 @@ void RosterVC::tableRowDoubleClick(int clickedRow) {
 void RosterVC::openRow(int row) {
     const Person* found = model->personAt(row == -1 ? table->selectedRow() : row);
     if (!found) return;
-    const Person person = *found;  // opening may change the list
+    const Person person = *found;  // a copy, since opening may change the list
     if (delegate) delegate->openConversation(person);
 }
 
@@ -314,6 +314,6 @@ void RosterVC::menuNeedsUpdate() {
 }
 
 void RosterVC::copyPublicKeyHit() {
-    // By key and not by number: the list may have changed while the menu was open.
+    // Look the person up by key and not by row: the list may have changed while the menu was open.
     if (!contextKey.empty() && model->rowOf(contextKey) >= 0) QGuiApplication::clipboard()->setText(toQt(contextKey));
 }

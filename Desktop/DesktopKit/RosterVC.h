@@ -28,21 +28,21 @@ class RosterTableView;
 class Spinner;
 class StatusPopUp;
 
-/// Told when the user opens a conversation from the list.
+/// Is told when the user opens a conversation from the list.
 class RosterVCDelegate {
 public:
-    /// @param person  holds for the call only
+    /// @param person  valid during the call only
     virtual void openConversation(const Person& person) = 0;
 
 protected:
     ~RosterVCDelegate() = default;
 };
 
-/// The list of who is online, with the user's own name, emoji and status above it, and the row of the
+/// The list of people who are online, with the user's own name, emoji and status above it, and the row of the
 /// room between the two.
 ///
-/// The status is for the eye alone: nothing is kept or sent. Children are found under the names of the
-/// fields that hold them. Main thread only.
+/// The status is only shown: it is neither stored nor sent. Each child widget's object name is the name of the
+/// field that holds it. Main thread only.
 class RosterVC : public QWidget, public SignalTarget {
     Q_OBJECT
 
@@ -59,14 +59,14 @@ public:
         bool operator==(const LocalState&) const = default;
     };
 
-    /// What is shown of updates.
+    /// What the list shows of updates.
     struct LocalUpdateState {
         using StateType = UpdateState;
         LocalUpdateState() = default;
         explicit LocalUpdateState(const UpdateState* state);
 
         std::optional<std::string> readyVersion;
-        std::optional<UpdateToast::Message> toast;  // how the user's check stands
+        std::optional<UpdateToast::Message> toast;  // the state of the user's check
 
         bool operator==(const LocalUpdateState&) const = default;
     };
@@ -75,14 +75,14 @@ public:
     ~RosterVC() override;
 
     void setDelegate(Weak<RosterVCDelegate> newDelegate) { delegate = newDelegate; }
-    /// What opens the room's window.
+    /// Sets what opens the room's window.
     void setOpenRoom(std::function<void()> newOpenRoom) { openRoom = std::move(newOpenRoom); }
-    /// Whether the room is on the screen.
+    /// Says whether the room is on the screen.
     void setRoomOpen(bool isOpen);
-    /// Shows what that updater tells, in bars at the bottom, and asks it for what the user wants. Once.
+    /// Shows the updater's state in bars at the bottom, and passes on to it what the user wants. Call it once.
     /// @param updater, loop  must outlive the view
     void observeUpdates(AppUpdater& updater, MainLoop& loop);
-    /// Says why no link comes about, until there is one. At most 300 characters of it are shown.
+    /// Shows why no link can be made, until there is one. At most 300 characters of the text are shown.
     void showTrouble(const std::string& text);
 
 protected:
@@ -121,13 +121,13 @@ private:
     QLabel* troubleLabel;
     RosterTableView* table;
     RosterModel* model;
-    UpdateToast* readyUpdateToast = nullptr;  // both only where there is an updater
+    UpdateToast* readyUpdateToast = nullptr;  // both only after `observeUpdates`
     UpdateToast* statusToast = nullptr;
-    QWidget* toastGround;  // as high as the list must end above the bar that stays
+    QWidget* toastGround;  // keeps the end of the list above the bar that stays
     QMenu* context;
     QAction* contextCopy;
 
     int contextRow = -1;        // the clicked row of the menu that is open
-    std::string contextKey;     // whose row the menu is for; empty for nobody
-    std::string deselectedKey;  // whom the last click, beside the rows, deselected; empty for nobody
+    std::string contextKey;     // the person whose row the menu is for; empty: nobody
+    std::string deselectedKey;  // whom the last click beside the rows deselected; empty: nobody
 };

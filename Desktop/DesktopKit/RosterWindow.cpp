@@ -16,7 +16,7 @@ namespace {
 constexpr QSize contentSize(200, 400);
 constexpr QSize leastSize(100, 90);
 
-/// Takes the window's first size for its own, and leaves the least one to the window.
+/// Wants the window's first size, and has no minimum of its own: the window sets it.
 class ContentStack : public QStackedWidget {
 public:
     using QStackedWidget::QStackedWidget;
@@ -60,7 +60,7 @@ void RosterWindow::apply(const LocalState& state) {
     switch (state.connection) {
         case Connection::setup:
             setContent(_authVC);
-            // What went wrong with one server says nothing of the one that is chosen next.
+            // Clear the trouble: it says nothing about the server that is chosen next.
             _rosterVC->showTrouble({});
             return;
         case Connection::online:
@@ -100,17 +100,17 @@ void RosterWindow::showEvent(QShowEvent* event) {
 
 void RosterWindow::hideEvent(QHideEvent* event) {
     QMainWindow::hideEvent(event);
-    // A minimised window takes its sheets along; one that is hidden would leave them alone on the screen.
+    // A minimised window takes its sheets along, but a window that is hidden would leave them alone on the screen.
     if (event->spontaneous()) return;
     if (refusal) isRefusalWaiting = true;
-    // It lives on until the loop turns, and is not to be taken for one that is open.
+    // The sheet lives until the loop's next turn, but must not count as open until then.
     refusal.clear();
     for (QDialog* sheet : findChildren<QDialog*>(QString(), Qt::FindDirectChildrenOnly))
         if (sheet->isVisible() && sheet->windowModality() == Qt::WindowModal) sheet->close();
 }
 
 void RosterWindow::mousePressEvent(QMouseEvent* event) {
-    // The access screen has nothing to grab but its background.
+    // On the access screen, the user can drag the window by its background.
     if (content() == _authVC && event->button() == Qt::LeftButton && windowHandle() &&
         windowHandle()->startSystemMove())
         return;

@@ -16,10 +16,10 @@ class Kit;
 class QMessageBox;
 class QStackedWidget;
 
-/// Told when the user opens a conversation from the main window.
+/// Is told when the user opens a conversation from the main window.
 class RosterWindowDelegate {
 public:
-    /// @param person  holds for the call only
+    /// @param person  valid during the call only
     virtual void openConversation(const Person& person) = 0;
 
 protected:
@@ -34,7 +34,7 @@ class RosterWindow : public QMainWindow, public SignalTarget, public RosterVCDel
     Q_OBJECT
 
 public:
-    /// Under which the window is restored and its place remembered, and its object name.
+    /// The name under which the window is restored and its place remembered; also its object name.
     static constexpr char restorationIdentifier[] = "RosterWindowID";
 
     struct LocalState {
@@ -52,10 +52,10 @@ public:
     ~RosterWindow() override;
 
     void setDelegate(Weak<RosterWindowDelegate> newDelegate) { delegate = newDelegate; }
-    /// What opens the room's window.
+    /// Sets what opens the room's window.
     void setOpenRoom(std::function<void()> openRoom);
 
-    /// Says why no link comes about, until there is one.
+    /// Shows why no link can be made, until there is one.
     void showTrouble(const std::string& text);
 
     RosterVC& rosterVC() const { return *_rosterVC; }
@@ -79,6 +79,6 @@ private:
     QStackedWidget* stack;
     RosterVC* _rosterVC;
     AuthVC* _authVC;
-    QPointer<QMessageBox> refusal;  // the sheet, while it is open
-    bool isRefusalWaiting = false;  // for the window to be shown
+    QPointer<QMessageBox> refusal;  // the sheet that tells of a refused key, while it is open
+    bool isRefusalWaiting = false;  // until the window is shown
 };

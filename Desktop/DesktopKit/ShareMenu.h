@@ -6,8 +6,8 @@
 
 #include <functional>
 
-/// Ways to hand a public key to somebody: onto the clipboard, as a QR code to hold against another's
-/// camera, and by e-mail, in a mail that says what it is.
+/// Ways to give a public key to somebody: on the clipboard, as a QR code for another's camera, and by e-mail,
+/// in a mail that says what it is.
 class ShareMenu : public QMenu {
     Q_OBJECT
 
@@ -17,7 +17,7 @@ public:
     /// @param publicKey  64 hexadecimal characters
     void setKey(const QString& publicKey) { key = publicKey; }
 
-    /// What opens a `mailto:` address; the desktop's own way unless set. @return whether it could
+    /// Sets what opens a `mailto:` address and returns whether it could; the desktop's own way unless set.
     void setOpenUrl(std::function<bool(const QUrl&)> newOpenUrl) { openUrl = std::move(newOpenUrl); }
 
     /// Called when no program for e-mail could be opened.

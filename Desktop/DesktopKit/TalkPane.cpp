@@ -34,23 +34,24 @@ protected:
 
 constexpr double inputHeight = 40;  // points
 
-// A screen holds some tens of rows; what is copied for the first painting is worth a blink.
+// For its first painting a long chat shows its last `firstMessages`: a screen holds some tens of rows, and
+// copying these takes no noticeable time.
 constexpr std::size_t firstMessages = 300;
 constexpr std::size_t longChat = 2000;
 
-/// The messages of a chat from that one on, as a chat of its own.
+/// The messages of a chat from index `first` on, as a chat of its own.
 Chat endOf(const Chat& chat, std::size_t first) {
     Chat end;
     for (std::size_t i = first; i < chat.messages.size(); ++i) end.messages.push_back(chat.messages[i]);
     return end;
 }
 
-/// Whether the key writes something, as opposed to moving, copying or choosing a menu.
+/// Whether the key writes text, and does not move, copy or choose a menu.
 bool writes(const QKeyEvent& key) {
     if (key.matches(QKeySequence::Paste)) return true;
     constexpr auto commanding = Qt::ControlModifier | Qt::AltModifier | Qt::MetaModifier;
     const QString text = key.text();
-    // AltGr arrives as a modifier of its own, and characters that need it are typing.
+    // AltGr is a modifier of its own, and a character that needs it is text.
     return !text.isEmpty() && text.at(0).isPrint() && !(key.modifiers() & commanding);
 }
 
@@ -95,7 +96,8 @@ void TalkPane::showChat(const State& state, const Chat* chat) {
     if (isWhole) {
         _output->setTranscript(builder.build(chat, people, _activities));
     } else {
-        // From the same one every time: what comes meanwhile is an addition at the end, which is followed.
+        // Begin with the same message every time, so that new messages are additions at the end, which the view
+        // follows.
         const std::size_t count = this->chat.messages.size();
         if (firstShown == 0 || firstShown > count) firstShown = count - firstMessages;
         const Chat end = endOf(this->chat, firstShown);
@@ -119,13 +121,13 @@ void TalkPane::submit(const std::string& text) {
         talkLog.error(std::string("Failed to send: ") + error.what());
     }
     if (isGone) return;
-    // The input empties itself once this returns, so the text can only come back behind that.
+    // The input empties itself once this returns, so put the text back after that.
     loop.post([pane = QPointer<TalkPane>(this), text] {
         if (pane) pane->putBack(text);
     });
 }
 
-/// @return false if the text has gone nowhere
+/// @return false if the text was not sent
 bool TalkPane::pass(const std::string& text) {
     if (text.starts_with('/')) return passCommand(std::string_view(text).substr(1));
     const bool canSend = kit.canSend();
@@ -135,7 +137,7 @@ bool TalkPane::pass(const std::string& text) {
 
 bool TalkPane::passCommand(std::string_view command) {
     if (command.empty()) return true;
-    // A new name or emoji goes to everybody, and so needs the server's list as a text does.
+    // A new name or emoji goes to everybody, so it needs the server's list, as a text does.
     const std::string_view word = command.substr(0, command.find(' '));
     const bool isForAll = word == "name" || word == "emoji";
     const bool isGone = isForAll ? kit.canSend() : kit.socket() && kit.socket()->isConnected();
@@ -178,7 +180,7 @@ bool TalkPane::eventFilter(QObject* watched, QEvent* event) {
     return QWidget::eventFilter(watched, event);
 }
 
-/// One line of text fits at any size of the desktop's font.
+/// Makes the input high enough for one line of text at any size of the desktop's font.
 void TalkPane::fitInput() {
     _input->setFixedHeight(static_cast<int>(std::lround(std::max(inputHeight, Look::scaled(inputHeight)))));
 }

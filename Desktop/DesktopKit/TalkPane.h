@@ -13,38 +13,38 @@
 
 #include <QWidget>
 
-/// A transcript, a divider and an input below it, with what a talk of two and the room do alike: showing
+/// A transcript, a divider and an input below it, with what a talk of two and the room have in common: showing
 /// a chat of a state, keeping the notes between its messages, and passing on what is typed.
 ///
-/// Its owner is a controller, which says which chat is shown, which notes there are, and hands back what
-/// the input submits. Main thread; the session and the loop must outlive it.
+/// Its owner is a controller, which says what chat is shown, adds the notes, and calls `submit` with what the
+/// input submits. Main thread; the session and the loop must outlive it.
 class TalkPane : public QWidget {
     Q_OBJECT
 
 public:
-    /// @param target  whom `submit` sends to: a public key, or `Kit::roomKey`
+    /// @param target  where `submit` sends to: a public key, or `Kit::roomKey`
     TalkPane(Kit& kit, MainLoop& loop, ChatterView::Authors authors, std::string target, QWidget* parent);
 
     ChatterView& output() { return *_output; }
     InputView& input() { return *_input; }
-    /// Notes in order of arrival; they live as long as the pane.
+    /// The notes in order of arrival; they live as long as the pane.
     const std::vector<Activity>& activities() const { return _activities; }
 
-    /// Shows that chat; costs next to nothing for a state that changes nothing of it.
+    /// Shows that chat. Costs next to nothing if the state has changed nothing of it.
     ///
-    /// Of a long chat that has never been on the screen, the end alone is shown at first, and all of it as
-    /// soon as that has been painted: a reader who opens a chat of years looks at its end, and is not to
-    /// wait for its beginning.
-    /// @param chat  null where there is none yet
+    /// Of a long chat that has never been on the screen, only the end is shown at first, and all of it after
+    /// the end has been painted: a reader who opens a long chat looks at its end and must not wait for its
+    /// beginning.
+    /// @param chat  null if there is none yet
     void showChat(const State& state, const Chat* chat);
-    /// Shown from the next `showChat` on.
+    /// Adds a note, which the next `showChat` shows.
     void addActivity(Activity activity) { _activities.push_back(std::move(activity)); }
 
-    /// Sends a text; one that begins with "/" is a command without it, and a lone "/" is nothing. What
-    /// goes wrong is logged and nothing more.
+    /// Sends a text. If it begins with "/", the rest is a command; a lone "/" does nothing. An error is only
+    /// logged.
     ///
-    /// The input empties itself when it has handed a text on. One that could not go, since there is no
-    /// link or something went wrong, is put back at the loop's next turn, before anything that was typed
+    /// The input empties itself when it has submitted a text. If the text could not be sent, since there is
+    /// no link or an error occurred, it is put back at the loop's next turn, in front of what was typed
     /// meanwhile.
     void submit(const std::string& text);
 
@@ -52,8 +52,8 @@ public:
 
 protected:
     void changeEvent(QEvent* event) override;
-    /// Keys that the one part gets and the other one answers: letters typed at the transcript go to the
-    /// input, and page keys in the input scroll the transcript.
+    /// Passes keys from one part to the other: letters typed in the transcript go to the input, and page
+    /// keys in the input scroll the transcript.
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
@@ -70,10 +70,10 @@ private:
     TranscriptBuilder builder;
     std::vector<Activity> _activities;
     People people;               // as last shown
-    Chat chat;                   // likewise; empty where there is none
+    Chat chat;                   // likewise; empty if there is none
     bool isWhole = false;        // all of the chat is shown
-    std::size_t firstShown = 0;  // of the messages, until all are
-    bool isWholeAsked = false;   // at the loop's next turn it will be
+    std::size_t firstShown = 0;  // index of the first message shown, until all are
+    bool isWholeAsked = false;   // `showAll` is posted
     ChatterView* _output;
     QWidget* divider;
     InputView* _input;

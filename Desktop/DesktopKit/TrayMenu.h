@@ -7,14 +7,14 @@
 #include <QSystemTrayIcon>
 #include <QTimer>
 
-/// The icon in the desktop's tray, which keeps a program without windows within reach.
+/// The icon in the desktop's tray, through which the user reaches the program while no window is open.
 ///
-/// A tray may come after the program, such as while a session starts: it is looked for every few seconds
-/// until there is one.
+/// The tray may start after the program, for example at the start of a session, so this object looks for it
+/// every few seconds until there is one.
 class TrayMenu : public QObject {
 public:
-    /// @param menu  opened by the icon; must outlive this object
-    /// @param activated  the icon itself was clicked
+    /// @param menu  the icon's menu; must outlive this object
+    /// @param activated  called when the icon itself was clicked
     TrayMenu(QMenu& menu, std::function<void()> activated);
 
     /// Whether the icon can be seen now.

@@ -7,7 +7,7 @@
 #include <string>
 #include <variant>
 
-/// How a check stands that the user has asked for.
+/// The state of a check that the user has asked for.
 struct ManualCheckStatus {
     struct UnsupportedSystemVersion {
         std::string requiredVersion;
@@ -27,13 +27,13 @@ struct ManualCheckStatus {
 
 /// All that the windows show of updates.
 struct UpdateState {
-    bool isConfigured = false;  // it is known where to look for updates
-    /// What can be installed now. Never goes: a staged update stays on offer until it has replaced the program.
+    bool isConfigured = false;  // whether it is known where to look for updates
+    /// What can be installed now. It is never reset: a staged update stays on offer until it has replaced the program.
     std::optional<ReadyUpdateInfo> readyUpdate;
-    /// A version to be shown as ready without there being one. Nothing in the program sets it.
+    /// A version that is shown as ready although there is none. Nothing in the program sets it.
     std::optional<std::string> debugReadyVersion;
     std::optional<ManualCheckStatus> manualCheck;
-    std::optional<UpdateFailureInfo> failure;  // the latest that nobody has taken up
+    std::optional<UpdateFailureInfo> failure;  // the latest one that was not dismissed
 
     bool operator==(const UpdateState&) const = default;
 };

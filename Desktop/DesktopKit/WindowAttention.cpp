@@ -8,7 +8,7 @@
 
 namespace {
 
-/// When that text came, if it stands last in the chat; null otherwise.
+/// When that text came, if it is the last message of the chat; null otherwise.
 const Date* arrival(const Chat* chat, const Person& author, const std::string& text) {
     if (chat == nullptr || chat->messages.empty()) return nullptr;
     const Message& last = chat->messages.back();
@@ -23,7 +23,7 @@ WindowAttention::WindowAttention(Kit& kit, const Lifecycle& lifecycle, RosterWin
 
 void WindowAttention::requestUserAttention(const Person& author, const std::string& text) {
     QWidget* window = windowOf(author, text);
-    // A minimised window is visible in this sense.
+    // `isVisible` is true for a minimised window too.
     if (window == nullptr || !window->isVisible()) window = &people;
     if (window->isVisible()) alert(*window);
 }
@@ -32,7 +32,7 @@ QWidget* WindowAttention::windowOf(const Person& author, const std::string& text
     const State& state = kit.state();
     const Date* inRoom = arrival(&state.room, author, text);
     const Date* inTalk = arrival(state.conversations.find(author.publicKey), author, text);
-    // Somebody may say the same twice, here and there: it is about the latter.
+    // If somebody has sent the same text to both, take the later one.
     if (inRoom != nullptr && (inTalk == nullptr || *inTalk < *inRoom)) return &room;
     return ChatterWindow::existing(author.publicKey);
 }

@@ -12,17 +12,16 @@
 class RoomWindow;
 class RosterWindow;
 
-/// Asks for attention on the window that it concerns: an event does not tell whether a text went to the room
-/// or to the user alone, but the session's state does.
+/// Asks for the user's attention on the window that a text concerns. The event does not tell whether the text
+/// went to the room or to the user alone, so this object looks into the session's state.
 ///
-/// That is the room, or the talk with the author, if its window is open, even if it is minimised; otherwise
-/// the People window, through which both are found. Where that is hidden too there is no window that could
-/// ask, and none does.
+/// The window is the room, or the talk with the author, if it is open, even if it is minimised; otherwise it
+/// is the People window, from which both can be opened. If that is hidden too, no window asks.
 ///
-/// Main thread. What it is made with must outlive it.
+/// Main thread. The constructor's arguments must outlive this object.
 class WindowAttention : public UserAttention {
 public:
-    /// @param alert  has the desktop mark a window as wanting to be looked at, until it is
+    /// @param alert  makes the desktop mark a window as asking for attention, until the user looks at it
     WindowAttention(Kit& kit, const Lifecycle& lifecycle, RosterWindow& people, RoomWindow& room,
                     std::function<void(QWidget&)> alert);
 
@@ -30,7 +29,7 @@ public:
     void requestUserAttention(const Person& author, const std::string& text) override;
 
 private:
-    /// The window where the text is read, open or not; null for a talk that has none.
+    /// The window in which the text can be read, open or not; null for a talk that has none.
     QWidget* windowOf(const Person& author, const std::string& text) const;
 
     Kit& kit;

@@ -4,7 +4,7 @@
 
 namespace {
 
-/// Along one direction: where a frame of that length begins.
+/// Where a frame of that length begins, in one direction.
 int fitted(int start, int length, int areaStart, int areaLength) {
     if (start < areaStart || start + length > areaStart + areaLength) return areaStart;
     return start;
@@ -13,7 +13,7 @@ int fitted(int start, int length, int areaStart, int areaLength) {
 }  // namespace
 
 QPoint WindowCascade::centred(QSize frame, QRect area) {
-    // A frame that is larger than the area keeps its title in sight.
+    // Never go beyond the area's top left, so that the title of a frame larger than the area can be seen.
     return {area.x() + std::max(0, (area.width() - frame.width()) / 2),
             area.y() + std::max(0, (area.height() - frame.height()) / 2)};
 }

@@ -4,11 +4,11 @@
 #include <QRect>
 #include <QSize>
 
-/// Where new windows go, so that none hides the title of the one before. Plain geometry, in
-/// device-independent pixels; frames are windows with their decoration.
+/// Places new windows so that none hides the title of the one before. Plain geometry, in device-independent
+/// pixels; a frame is a window with its decoration.
 namespace WindowCascade {
 
-/// The top-left of a frame that stands in the middle of an area.
+/// The top-left of a frame in the middle of an area.
 QPoint centred(QSize frame, QRect area);
 
 struct Step {
@@ -18,9 +18,9 @@ struct Step {
     bool operator==(const Step&) const = default;
 };
 
-/// Puts a frame at a point, and the next one lower and further to the right by `offset`. Where the frame
-/// would stick out of the area at the right or at the bottom, it begins again at the area's left or top.
-/// @param area  the usable part of the screen; a null one bounds nothing
+/// Puts a frame at a point, and the next one lower and further to the right by `offset`. If the frame would
+/// leave the area at the right or at the bottom, it begins again at the area's left or top.
+/// @param area  the usable part of the screen; a null one sets no limits
 Step step(QPoint start, QSize frame, QRect area, int offset);
 
 }  // namespace WindowCascade

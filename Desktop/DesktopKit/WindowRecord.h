@@ -10,8 +10,8 @@
 ///
 /// JSON: an object of these fields.
 struct WindowRecord {
-    std::string identifier;  // names the window; of a chat's window, a text that is never used again
-    std::string withKey;     // of a chat's window, the other's public key; else empty
+    std::string identifier;  // names the window; a chat's window has a new one in each run
+    std::string withKey;     // the other's public key for a chat's window; else empty
     std::string frame;       // QWidget::saveGeometry in Base64; empty until it was first shown
     bool isOpen = false;
     bool isMinimized = false;

@@ -16,7 +16,7 @@ constexpr char nameSpace[] = "app";
 
 const Log windowLog("zorvane.Vimble", "WindowRestoration");
 
-/// Brings a record up to what its window is now. @return whether that changed anything
+/// Updates a record from its window. @return whether that changed anything
 bool update(WindowRecord& record, const QWidget& window) {
     const WindowRecord before = record;
     record.isOpen = window.isVisible();
@@ -34,7 +34,7 @@ WindowRestoration::WindowRestoration(MainLoop& loop, std::filesystem::path folde
     try {
         last = Disk(this->folder, nameSpace).load<WindowRecords>().windows;
     } catch (const DiskError& error) {
-        // Windows at their usual places are no harm; that the file was lost is worth a line.
+        // Go on: it does no harm that windows open at their usual places. But log that the file was lost.
         if (!error.isMissing) windowLog.error(error.what());
     }
     if (last.size() > mostWindows) last.resize(mostWindows);
@@ -54,7 +54,7 @@ bool WindowRestoration::place(QWidget& window, const WindowRecord& record) {
 
 void WindowRestoration::watch(QWidget& window, const std::string& identifier, const std::string& withKey) {
     WindowRecord record;
-    // A talk's window has another name in each run, but is of the same talk.
+    // A talk's window has another identifier in each run, so find its record by the talk.
     const auto earlier = std::find_if(last.begin(), last.end(), [&](const WindowRecord& each) {
         return withKey.empty() ? each.identifier == identifier : each.withKey == withKey;
     });
@@ -97,7 +97,7 @@ bool WindowRestoration::eventFilter(QObject* object, QEvent* event) {
 
 void WindowRestoration::forget(const QObject* window) {
     if (isFinished) return;
-    // A dying object's pointers are null already.
+    // The guarded pointers to an object that is being destroyed are null already.
     std::erase_if(watched, [window](const Watched& each) { return !each.window || each.window == window; });
     changed();
 }

@@ -17,34 +17,34 @@
 
 /// Remembers which windows are open and where, so that they come back at the next start.
 ///
-/// Written as it changes (a quarter of a second behind the last change, since a window that is being
-/// dragged moves all the time), so that a program that dies forgets nothing. The file is
-/// "app/WindowRecords.json" in the application's folder; one that can't be read counts as none. At most
-/// 200 windows are read.
+/// It writes every change (a quarter of a second after the last one, since a window that is being dragged
+/// moves all the time), so that nothing is lost if the program dies. The file is "app/WindowRecords.json" in
+/// the application's folder; if it can't be read, nothing is remembered. At most 200 windows are read.
 ///
 /// Main thread only. Windows may die while they are watched.
 class WindowRestoration : public QObject, public SignalTarget {
 public:
     WindowRestoration(MainLoop& loop, std::filesystem::path folder);
 
-    /// What the last run of the program left.
+    /// The records that the last run of the program has left.
     const std::vector<WindowRecord>& remembered() const { return last; }
-    /// The one of that name; null if there is none.
+    /// The record with that identifier; null if there is none.
     const WindowRecord* remembered(const std::string& identifier) const;
 
-    /// Puts a window where it was, without showing it. @return false where nothing is known, or the frame
+    /// Puts a window where it was, without showing it. @return false if the record has no frame, or one that
     /// can't be read
     static bool place(QWidget& window, const WindowRecord& record);
 
-    /// Follows a window from now on. One that is destroyed is forgotten; one that is only hidden keeps its
-    /// frame. What was remembered under the same identifier, or of the same talk, holds until the window is
-    /// first seen: one that comes back minimised has no frame to tell yet.
+    /// Follows a window from now on. A window that is destroyed is forgotten; one that is only hidden keeps its
+    /// frame. Until the window is first seen, the frame of the last run's record (with the same identifier, or
+    /// of the same talk) is kept: a window that comes back minimised has no frame of its own yet.
     void watch(QWidget& window, const std::string& identifier, const std::string& withKey = {});
 
-    /// Keeps what is remembered of a window that may not be made in this run.
+    /// Keeps the last run's record of a window even if it is not made in this run.
     void keep(const std::string& identifier);
 
-    /// Writes now, and follows no further: at the end of the program windows close that are to come back.
+    /// Writes now, and then follows nothing more: at the end of the program all windows close, but those that
+    /// were open must come back.
     void finish();
 
     bool eventFilter(QObject* object, QEvent* event) override;
@@ -63,7 +63,7 @@ private:
     std::vector<WindowRecord> last;
     std::vector<Watched> watched;
     std::vector<std::string> kept;
-    std::shared_ptr<Heartbeat> heartbeat;  // keeps itself alive while it has something to do
+    std::shared_ptr<Heartbeat> heartbeat;  // its pending timer keeps it alive too
     WindowRecords written;
     bool isFinished = false;
 };

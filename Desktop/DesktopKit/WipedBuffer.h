@@ -4,12 +4,12 @@
 
 #include <QIODevice>
 
-/// Takes what is written to it into memory, and wipes every byte of it: when it grows, and when it dies.
+/// Keeps what is written to it in memory, and wipes every byte of it: when it grows, and when it dies.
 ///
-/// For what holds a secret on its way. QBuffer leaves a copy behind each time it grows.
+/// Use it for data that contains a secret: QBuffer leaves a copy behind each time it grows.
 class WipedBuffer : public QIODevice {
 public:
-    /// Open for writing from the start.
+    /// Opens the buffer for writing.
     WipedBuffer();
     ~WipedBuffer() override;
 
