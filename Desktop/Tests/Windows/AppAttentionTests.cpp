@@ -14,7 +14,7 @@ using testing::SizeIs;
 
 namespace {
 
-/// A run of the program, connected, with Ann (person 2) on the list, and nobody looking at it.
+/// A run of the program, connected, with Ann (person 2) on the list, and in the background.
 class AppAttentionTest : public AppTest {
 protected:
     void SetUp() override { ASSERT_TRUE(startConnected()); }
@@ -31,7 +31,7 @@ protected:
     void annSays(const std::string& text) { session.server().relay(keysOf(2), {std::nullopt, "Ann", "🐙", text}); }
     void annSaysInTheRoom(const std::string& text) { session.server().relay(keysOf(2), {"room", "Ann", "🐙", text}); }
 
-    /// What is on the screen some time later.
+    /// The notifications that are on the screen some time later.
     std::vector<std::string> shown() {
         session.loop.advance(1);
         std::vector<std::string> titles;
@@ -133,7 +133,7 @@ TEST_F(AppAttentionTest, NobodyAsksWhileTheProgramIsInFront) {
     EXPECT_THAT(alerted, SizeIs(1));
 }
 
-// ---- what goes
+// ---- which notifications are removed
 
 TEST_F(AppAttentionTest, WhenTheUserTurnsToTheProgramItsNotificationsGo) {
     annSays("one");
@@ -158,7 +158,7 @@ TEST_F(AppAttentionTest, AtTheEndOfTheProgramNothingStaysThatCouldBeClicked) {
     alerted.clear();
     app->applicationWillTerminate();
     EXPECT_THAT(shown(), IsEmpty());
-    // The link still takes what comes, for as long as what was said is on its way out.
+    // The link still receives texts while those that were sent are on their way out.
     annSays("three");
     EXPECT_THAT(sounds.take(), IsEmpty());
     EXPECT_THAT(alerted, IsEmpty());

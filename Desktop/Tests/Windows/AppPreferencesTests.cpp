@@ -77,7 +77,7 @@ TEST_F(AppPreferencesTest, PreferencesDoNotComeBackByThemselvesButToTheirPlace) 
     app->prefsWindow().move(123, 77);
     pass();
     endProgram();
-    // A run in which nobody asks for them forgets nothing.
+    // A run in which the preferences are not opened forgets nothing of them.
     for (int run = 0; run < 2; ++run) {
         ASSERT_TRUE(start());
         EXPECT_THAT(visibleWindows(), ElementsAre(&app->rosterWindow()));

@@ -28,7 +28,7 @@ protected:
         loop.run();
     }
 
-    /// In a word: "checking", "none", "needs VERSION", or "" for no status.
+    /// The manual check's status: "checking", "none", "needs VERSION", or "" for no status.
     std::string manual() {
         if (!state().manualCheck) return "";
         const auto& value = state().manualCheck->value;
@@ -70,7 +70,7 @@ TEST_F(AppUpdaterTest, TheVariableComesBeforeTheBundle) {
     updates.variables[variable] = " https://variable/latest.json\n";
     updater().start();
     EXPECT_EQ(updates.manifestUrl, "https://variable/latest.json");
-    // What is started already looks no more.
+    // A second start does not look for the manifest again.
     updates.variables[variable] = "https://another/latest.json";
     updater().start();
     EXPECT_EQ(updates.manifestUrl, "https://variable/latest.json");

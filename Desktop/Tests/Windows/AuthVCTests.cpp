@@ -50,7 +50,7 @@ protected:
     QPushButton& connectButton() const { return child<QPushButton>("connectButton"); }
     KeyField& copyField() const { return child<KeyField>("copyField"); }
     QLabel& hint() const { return child<QLabel>("hintLabel"); }
-    /// Types over what stands in the field.
+    /// Replaces the text in the field by typing.
     void type(const QString& text) {
         combo().setFocus();
         combo().lineEdit()->selectAll();
@@ -246,7 +246,7 @@ TEST_F(AuthVCTest, TheKeyIsWhollyVisibleInEvenLinesAndCopiedBare) {
         auth->resize(width, 500);
         QApplication::processEvents();
         EXPECT_EQ(copyField().lineLength(), length);
-        // Every character has its place within the field, the last at the end of the last line.
+        // Every character is on the line that its position demands, inside the field.
         QTextCursor cursor(copyField().document());
         for (int at = 0; at < 64; ++at) {
             cursor.setPosition(at);

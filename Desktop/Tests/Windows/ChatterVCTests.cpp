@@ -262,7 +262,7 @@ TEST_F(ChatterVCTest, ATextWithoutALinkComesBackIntoTheInput) {
     EXPECT_THAT(rows(), IsEmpty());
 
     world.findLink();
-    EXPECT_THAT(world.takeRecords(world.ann), IsEmpty());  // nothing goes out behind the user's back
+    EXPECT_THAT(world.takeRecords(world.ann), IsEmpty());  // nothing is sent without the user
     QTest::keyClick(&vc->input().textView(), Qt::Key_Return);
     EXPECT_THAT(world.takeRecords(world.ann), ElementsAre(PackPlaintext{std::nullopt, "", "", "are you there?"}));
     world.session.loop.run();

@@ -15,7 +15,7 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-/// Keeps windows open, as an application may.
+/// Refuses to close windows, as an application may.
 class Refusal : public QObject {
 public:
     bool eventFilter(QObject*, QEvent* event) override {
@@ -42,7 +42,7 @@ protected:
         const QRect area = window.screen()->availableGeometry();
         return {area.x() + (area.width() - window.width()) / 2, area.y() + (area.height() - window.height()) / 2};
     }
-    /// Up to the decoration, whose size isn't known before a window is shown.
+    /// Allows for the decoration, whose size isn't known before a window is shown.
     static bool isInTheMiddle(const QWidget& window) {
         const QPoint distance = window.pos() - middle(window);
         return std::abs(distance.x()) <= 2 && distance.y() <= 0 && distance.y() >= -20;

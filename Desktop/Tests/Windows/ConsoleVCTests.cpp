@@ -43,7 +43,7 @@ protected:
         for (; taken < all.size(); ++taken) lines.push_back(all[taken].toStdString());
         return lines;
     }
-    /// Without those of the traffic.
+    /// The lines since the last call, without those of the traffic.
     std::vector<std::string> takeSaid() {
         std::vector<std::string> lines = take();
         std::erase_if(lines, [](const std::string& line) { return line.starts_with("←") || line.starts_with("→"); });

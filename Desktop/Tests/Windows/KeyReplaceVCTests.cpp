@@ -78,7 +78,7 @@ TEST_F(KeyReplaceVCTest, TheButtonsTitleFollowsTheChoice) {
     EXPECT_EQ(replaceButton()->text(), "Scan...");
     radio("generateRadio")->click();
     EXPECT_EQ(replaceButton()->text(), "Replace");
-    // By keyboard, and by a click on what explains it.
+    // Choose by keyboard, and by a click on a caption.
     radio("generateRadio")->setFocus();
     press(Qt::Key_Down);
     EXPECT_EQ(replaceButton()->text(), "Scan...");
@@ -105,7 +105,7 @@ TEST_F(KeyReplaceVCTest, OnAScreenThatIsTooSmallTheButtonsStayInSightAndThePageS
     goToScanner();
     auto* scroll = vc().findChild<QScrollArea*>();
     ASSERT_NE(scroll, nullptr);
-    // Where there is room, nothing is cut off.
+    // If there is room, nothing is cut off.
     EXPECT_GE(scroll->viewport()->height(), scroll->widget()->sizeHint().height());
 
     const QFont usual = QApplication::font();
@@ -121,7 +121,7 @@ TEST_F(KeyReplaceVCTest, OnAScreenThatIsTooSmallTheButtonsStayInSightAndThePageS
     for (QPushButton* button : {replaceButton(), cancelButton()})
         EXPECT_TRUE(sheet.rect().contains(QRect(button->mapTo(&sheet, QPoint()), button->size())));
     EXPECT_GT(scroll->widget()->height(), scroll->viewport()->height());
-    // The keyboard brings what it goes to into sight.
+    // The field that gets the keyboard is scrolled into view.
     auto* field = sheet.findChild<QLineEdit*>("textField");
     vc().scanVC().scannerView().setFocus();
     for (int i = 0; i < 12 && sheet.focusWidget() != field; ++i) press(Qt::Key_Tab);

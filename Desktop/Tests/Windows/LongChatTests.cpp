@@ -15,7 +15,7 @@ namespace {
 using testing::Each;
 using testing::SizeIs;
 
-/// A talk with Ann that began long ago.
+/// A talk with Ann of many messages.
 class LongChatTest : public testing::Test {
 protected:
     void open(std::size_t messageCount) {
@@ -40,7 +40,7 @@ protected:
             std::count_if(rows.begin(), rows.end(), [](const auto& row) { return row.starts_with("text: "); }));
     }
     std::string lastRow() { return TalkWorld::rows(view()).back(); }
-    /// Without the right edge, where the scroll bar may not have taken its place yet.
+    /// A picture without the right edge, where the scroll bar may not be laid out yet.
     QImage picture() { return view().viewport()->grab({0, 0, 400, 300}).toImage(); }
 
     Session session;

@@ -23,7 +23,7 @@ protected:
     std::future<std::string> askElsewhere() {
         return std::async(std::launch::async, [this] { return text(question.ask(Reason::existingFile)); });
     }
-    /// Runs the loop until the question is there, and put.
+    /// Runs the loop until the question was put that many times.
     void runUntilPut(int times) {
         while (puts < times) {
             loop.run();

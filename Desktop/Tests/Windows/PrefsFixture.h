@@ -25,7 +25,7 @@
 #include <string>
 #include <vector>
 
-/// The preferences, over a session whose user is person 1.
+/// The preferences, on a session whose user is person 1.
 class PrefsTest : public testing::Test {
 protected:
     void open() {
@@ -40,7 +40,7 @@ protected:
         settle();
     }
 
-    /// Lets the store answer, and the window hear of it.
+    /// Lets the store answer, and delivers the answer to the window.
     void settle() {
         worker.runAll();
         session.loop.run();
@@ -64,7 +64,7 @@ protected:
             if (box->isVisible()) return box;
         return nullptr;
     }
-    /// A text comes to the scanner's page.
+    /// Gives a text to the scanner's page, as if it were pasted.
     void scan(const std::string& text) {
         QMimeData data;
         data.setText(QString::fromStdString(text));

@@ -101,7 +101,7 @@ TEST_F(PrefsVCTest, EachSwitchSetsItsOwnSettingAndTellsAScreenReader) {
         EXPECT_TRUE(box->state().checkable);
         EXPECT_TRUE(box->state().checked);
         for (const bool isOn : {false, true, false}) {
-            // As a screen reader does it.
+            // Toggle it as a screen reader does.
             box->actionInterface()->doAction(QAccessibleActionInterface::toggleAction());
             expected[i] = isOn;
             EXPECT_EQ(box->state().checked, isOn) << rows[i].name;
@@ -220,7 +220,7 @@ TEST_F(PrefsVCTest, AScannedKeyIsStoredAndShown) {
 TEST_F(PrefsVCTest, AFailedWriteIsToldInTheWordsOfTheStoreAndTheOldKeyStays) {
     open();
     session.secrets.restartCount();
-    session.secrets.failCall(2, SecretStatuses::userCanceled);  // search, update
+    session.secrets.failCall(2, SecretStatuses::userCanceled);  // the update fails, after the search
     openSheet();
     QTest::keyClick(sheet(), Qt::Key_Return);
     EXPECT_EQ(sheet(), nullptr);

@@ -20,7 +20,7 @@ namespace {
 
 const std::string key = "00ff123456789abcdef00112233445566778899aabbccddeeff0123456789abc";
 
-/// What a reader finds in the picture.
+/// The text that a QR reader finds in the picture.
 std::optional<std::string> read(const QImage& picture) {
     const QImage grey = picture.convertToFormat(QImage::Format_Grayscale8);
     const ZXing::ImageView view(grey.constBits(), grey.width(), grey.height(), ZXing::ImageFormat::Lum,

@@ -108,7 +108,7 @@ TEST_F(RoomVCTest, WhoHasANameThatCantBeSeenIsAnonymousAndTheirRowsKeepTheirRoom
     toRoom(world.ann, unseen, "🐙", "one");
     EXPECT_EQ(vc->output().spokenRow(1).section(',', 0, 0), toQt(anonymous));
     EXPECT_EQ(vc->activities().back().text, "Ann name → " + anonymous);
-    // The name that comes later has its place above the text already.
+    // There is room for a name above the text even before the name has come.
     world.annIsCalled("Ann");
     toRoom(world.bob, "Bob", "🦉", "two");
     EXPECT_EQ(vc->output().rowRect(1).height(), vc->output().rowRect(2).height());
@@ -119,7 +119,7 @@ TEST_F(RoomVCTest, RowsSayWhoSpeaks) {
     toRoom(world.bob, "Bob", "🦉", "two");
     EXPECT_TRUE(vc->output().spokenRow(1).startsWith("Ann, "));
     EXPECT_TRUE(vc->output().spokenRow(2).startsWith("Bob, "));
-    world.session.server().sendList({listed(1), listed(3)});  // and Ann is no longer known
+    world.session.server().sendList({listed(1), listed(3)});  // Ann is no longer on the list
     EXPECT_TRUE(vc->output().spokenRow(1).startsWith("Anonymous, "));
 }
 

@@ -28,7 +28,7 @@
 #include <utility>
 #include <vector>
 
-/// Writes down whose conversation is opened.
+/// Notes the keys of the people whose conversations are opened.
 struct OpenedConversations final : SignalTarget, RosterVCDelegate, RosterWindowDelegate {
     void openConversation(const Person& person) override { keys.push_back(person.publicKey); }
     std::vector<std::string> take() { return std::exchange(keys, {}); }
@@ -50,7 +50,7 @@ protected:
         QApplication::processEvents();
     }
 
-    /// Connects with those people online, who have said their names: "name" for "emoji".
+    /// Connects with those people online.
     void connect(const std::vector<std::uint8_t>& numbers) { session.startConnected(list(numbers)); }
     static std::vector<MetaPerson> list(const std::vector<std::uint8_t>& numbers) {
         std::vector<MetaPerson> people;
@@ -85,7 +85,7 @@ protected:
     QPoint middleOf(int row) const { return table().visualRect(table().model()->index(row, 0)).center(); }
     QPoint besideRows() const { return {50, table().viewport()->height() - 3}; }
     void click(QPoint place) { QTest::mouseClick(table().viewport(), Qt::LeftButton, {}, place); }
-    /// What a window system sends for a double-click: the first click is one of its own.
+    /// Sends what a window system sends for a double-click: a whole click first, then the double-click.
     void doubleClick(QPoint place) {
         QTest::mouseClick(table().viewport(), Qt::LeftButton, {}, place);
         QMouseEvent second(QEvent::MouseButtonDblClick, place, table().viewport()->mapToGlobal(place), Qt::LeftButton,
@@ -94,7 +94,7 @@ protected:
         QTest::mouseRelease(table().viewport(), Qt::LeftButton, {}, place);
     }
 
-    /// Lines that the engine and the list print from now on.
+    /// Collects the lines that the engine and the list print from now on.
     static void watchLines() {
         lines.clear();
         DebugLines::setPrint([](std::string_view line) { lines.emplace_back(line); });

@@ -277,7 +277,7 @@ TEST_F(RosterTest, TheMenuCopiesTheKeyOfTheRowThatWasClicked) {
     EXPECT_EQ(menu.actions().first()->text(), QStringLiteral("Copy Public Key"));
     EXPECT_TRUE(menu.actions().first()->isEnabled());
     const QString key = toQt(RosterVC::LocalState(&session.kit->state()).roster[2].publicKey);
-    // The list changes while the menu is open: somebody who stood in front goes.
+    // The list changes while the menu is open: the first person in it leaves.
     std::vector<MetaPerson> people;
     for (const std::uint8_t number : {1, 2, 3})
         people.push_back(

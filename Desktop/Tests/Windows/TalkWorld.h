@@ -13,8 +13,8 @@
 #include <variant>
 #include <vector>
 
-/// A connected session with Ann (person 2) and Bob (person 3), and what tests of talks ask again and
-/// again.
+/// A connected session with Ann (person 2) and Bob (person 3), and helpers that several tests of talks
+/// use.
 class TalkWorld {
 public:
     using Strings = std::vector<std::string>;
@@ -29,7 +29,7 @@ public:
     const State& state() { return kit().state(); }
 
     void says(const Keys& author, const PackPlaintext& record) { session.server().relay(author, record); }
-    /// Ann's words to the user alone.
+    /// Ann sends a text to the user alone.
     void annSays(const std::string& text) { says(ann, {std::nullopt, "Ann", "🐙", text}); }
     void annIsCalled(const std::string& name) { says(ann, {std::nullopt, name, "🐙", std::nullopt}); }
 
@@ -37,7 +37,7 @@ public:
         session.server().link->end("reset");
         session.loop.run();
     }
-    /// Lets the session try again, with the list as it was.
+    /// Lets the session connect again, with the same list.
     void findLink() {
         const auto links = session.transport.links.size();
         while (session.transport.links.size() == links && session.loop.step()) {
@@ -46,7 +46,7 @@ public:
         session.server().takePacks();
     }
 
-    /// What the client has sent to that reader since it was last asked, opened.
+    /// What the client has sent to that reader since the last call, opened.
     std::vector<PackPlaintext> takeRecords(const Keys& reader) {
         std::vector<PackPlaintext> records;
         for (const EncryptedPack& pack : session.server().takePacks())
@@ -55,7 +55,7 @@ public:
         return records;
     }
 
-    /// "text: WORDS", "activity: WORDS", "daybreak".
+    /// The rows as lines: "text: WORDS", "activity: WORDS", "daybreak".
     static Strings rows(const ChatterView& view) {
         struct Row {
             std::string operator()(const Transcript::Text& row) const { return "text: " + row.text.string(); }
@@ -67,7 +67,7 @@ public:
         return rows;
     }
 
-    /// Types a line and presses Return; what is posted waits for the loop.
+    /// Types a line and presses Return; posted work still waits for the loop.
     static void type(InputView& input, const QString& text) {
         QTest::keyClicks(&input.textView(), text);
         QTest::keyClick(&input.textView(), Qt::Key_Return);

@@ -11,8 +11,8 @@
 #include <optional>
 #include <string>
 
-/// An application's updater with all that stands behind it: the real coordinator, in virtual time, in a world that
-/// a test makes.
+/// An application's updater with all that it uses: the real coordinator, in virtual time, in a world that a test
+/// makes.
 class UpdateWorld {
 public:
     /// @param mainLoop  must outlive it
@@ -39,8 +39,8 @@ public:
             }});
     }
 
-    /// Looks for updates over the network, of which nobody has said yet that it is there: so nothing happens by
-    /// itself.
+    /// Starts the updater with a manifest on the network. It has not been told that there is a network, so nothing
+    /// happens by itself.
     void start() {
         variables["VIMBLE_UPDATE_MANIFEST_URL"] = "https://host/latest.json";
         updater->start();
