@@ -23,7 +23,7 @@ constexpr int patienceMs = 10000;  // a window that draws ten thousand rows may 
 
 QString toQt(const std::string& text) { return QString::fromStdString(text); }
 
-/// Qt's bus connections want an application, of which nothing else is used.
+/// Makes a Qt application, without which Qt's bus connections do not work. Nothing else uses it.
 void needApplication() {
     static int count = 1;
     static char name[] = "EndToEndTests";

@@ -11,9 +11,9 @@
 
 /// What the programs on a session bus tell assistive technology about their windows.
 ///
-/// The tests look at windows through this rather than at pixels: it is what somebody gets who can't see
-/// them, and it says where things are on the screen. Only what is showing at that moment is told of.
-/// Each call asks the programs anew; a window that goes away in the middle is left out.
+/// The tests read windows through this rather than from pixels: a blind user gets the same, and it says
+/// where things are on the screen. It lists only what is showing at that moment. Each call asks the
+/// programs anew; a window that goes away in the middle is left out.
 class AccessibleTree {
 public:
     struct Item {
@@ -38,17 +38,17 @@ public:
 
     /// The windows on the screen.
     std::vector<Item> windows();
-    /// What is in the windows of that title (of all, if it is empty) but for the menu bar, parents before
-    /// children.
+    /// The items in the windows of that title (in all windows, if it is empty) without the menu bar, parents
+    /// before children.
     std::vector<Item> items(const std::string& window);
 
     std::optional<Place> place(const Item& item);
-    /// What is written in a field. Empty for what is no field.
+    /// The text in a field. Empty if the item is no field.
     std::string text(const Item& item);
     bool isFocused(const Item& item);
     /// Of a check box or a radio button.
     bool isChecked(const Item& item);
-    /// Whether it can be used: a button may be there, and grey.
+    /// Whether the item can be used. A button that is greyed out is listed too.
     bool isEnabled(const Item& item);
 
 private:
@@ -63,5 +63,5 @@ private:
     void addShown(const Item& parent, std::vector<Item>& found);
 
     const std::string sessionBus;
-    std::string connection;  // Qt's name for the one to the accessibility bus; empty until that stands
+    std::string connection;  // Qt's name of the connection to the accessibility bus; empty until there is one
 };

@@ -17,7 +17,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/// What an HTTP server on this machine answers, as a whole; empty if it does not.
+/// The whole answer of an HTTP server on this machine, with its headers; empty if there is none.
 std::string httpGet(int port, const std::string& path) {
     const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     sockaddr_in address{};
@@ -49,7 +49,7 @@ bool eventually(const std::function<bool()>& condition) {
 }
 
 ChatWorld::ChatWorld() {
-    // A program that has ended must not end the test.
+    // Writing to a program that has ended must not end the test.
     std::signal(SIGPIPE, SIG_IGN);
     const auto at = [&](const char* name) {
         fs::create_directories(folder.path / name);
@@ -137,7 +137,7 @@ bool ChatWorld::waitForCount(std::string_view name, long wanted) {
 std::map<std::string, std::string> ChatWorld::snapshot(const std::string& name) const {
     std::map<std::string, std::string> files;
     for (const auto& entry : fs::recursive_directory_iterator(folder.path / name)) {
-        // A program that runs may rename or remove what was just listed.
+        // A running program may rename or remove a file that was just listed.
         std::error_code gone;
         const auto time = fs::last_write_time(entry.path(), gone);
         if (gone) continue;

@@ -38,8 +38,8 @@ Process::Start Desk::programStart(std::vector<std::string> arguments) const {
     start.environment = world.environment;
     for (const auto& [name, value] : _screen.environment()) start.environment[name] = value;
     start.environment["QT_LINUX_ACCESSIBILITY_ALWAYS_ON"] = "1";
-    // The keyboard library copies parts of the X server's answers with strndup; strict checks take them for
-    // whole strings, and end the program at its start.
+    // The keyboard library copies parts of the X server's answers with strndup. Strict string checks take these
+    // parts for whole strings, and would end the program at its start.
     std::string& options = start.environment["ASAN_OPTIONS"];
     options += options.empty() ? "strict_string_checks=0" : ":strict_string_checks=0";
     return start;
@@ -65,7 +65,7 @@ void Desk::activate(const std::string& window) {
         const auto wanted = _screen.window(window);
         if (!wanted) return false;
         if (_screen.activeWindow() == wanted) return true;
-        // Asked for once: a second time would raise it anew in the middle of what follows.
+        // Ask only once for each window: a second request could raise it again in the middle of the next step.
         if (std::exchange(last, *wanted) != *wanted) static_cast<void>(_screen.xdotool({"windowactivate", *wanted}));
         return false;
     });
@@ -117,7 +117,7 @@ void Desk::seesNoMore(const std::string& window, const std::string& part) {
 
 bool Desk::comesTrue(const std::function<bool()>& condition) {
     return eventually([&] {
-        // A program whose pipe nobody reads stops at the next line.
+        // Empty the program's pipes: it would stop at its next line once one is full.
         if (running) running->readAvailable();
         return condition();
     });
@@ -161,7 +161,8 @@ fs::path Desk::picture(const std::string& step, const std::string& part) {
     return file;
 }
 
-/// All that a failure should tell: what is in the window, or which windows there are; and what was written.
+/// What a failure prints: the windows there are, the items in this one, and all that the program has written.
+/// Takes a picture too.
 std::string Desk::told(const std::string& window) {
     std::string text;
     const auto windows = _tree.windows();

@@ -10,10 +10,10 @@
 #include <string>
 #include <vector>
 
-/// Somebody at a screen of their own, with the desktop client before them.
+/// A user at a screen of their own, in front of the desktop client.
 ///
-/// What they do goes through mouse and keyboard; what they see is read as assistive technology reads it.
-/// Every "waits" gives up after `Process::patience`, with a test failure that lists what is on the screen.
+/// The user acts with mouse and keyboard, and sees what assistive technology reads. An operation that waits
+/// gives up after `Process::patience`, with a test failure that lists what is on the screen.
 /// Pictures of the screen are kept in the folder that VIMBLE_ARTEFACTS names, or in build/artefacts, as
 /// TEST/NAME-NUMBER-STEP.png.
 class Desk {
@@ -25,11 +25,11 @@ public:
 
     /// How the program is started at this desk: with the folders and the passphrase of `name`.
     Process::Start programStart(std::vector<std::string> arguments = {}) const;
-    /// Starts it, on the relay unless told otherwise, and waits for its window.
+    /// Starts the program, and waits for its window. The form without arguments uses the world's relay.
     void start();
     void start(const Process::Start& how, const std::string& window = "People");
-    /// Presses Ctrl+Q. The program has to end with success, and with no report of
-    /// a sanitizer; what else stands on standard error is the log.
+    /// Presses Ctrl+Q. The program must end with status 0 and without a sanitizer's report. Any other text on
+    /// standard error is its log, and is ignored.
     void quit();
     Process& program() { return *running; }
 
@@ -42,29 +42,30 @@ public:
     /// Brings a window forward, moves it, and waits until it has that size.
     void place(const std::string& window, int x, int y, int width, int height);
 
-    /// Does what opens a menu, and waits for that. Menus are not told of as windows.
+    /// Runs `how`, which opens a menu, and waits until one more window is on the screen: the accessibility tree
+    /// does not list menus as windows.
     void opensMenu(const std::function<void()>& how);
 
-    /// Waits for something whose name contains a text. @return nothing, and a failure, if it does not come
+    /// Waits for an item whose name contains `part`. @return nothing, with a test failure, if none comes
     std::optional<Item> sees(const std::string& window, const std::string& part, const std::string& role = {});
-    /// Waits until there is nothing of that.
+    /// Waits until no such item is left.
     void seesNoMore(const std::string& window, const std::string& part);
-    /// Whether it is there now.
+    /// The first such item that is there now; does not wait.
     std::optional<Item> find(const std::string& window, const std::string& part, const std::string& role = {});
-    /// Waits until the program's state is as wanted, reading what it writes meanwhile.
+    /// Waits until the condition holds, and reads what the program writes meanwhile. @return whether it ever did
     bool comesTrue(const std::function<bool()>& condition);
 
     void click(const std::string& window, const std::string& part, const std::string& role = {});
     void doubleClick(const std::string& window, const std::string& part);
-    /// Types into what has the keyboard.
+    /// Types into whatever has the keyboard focus.
     void type(const std::string& text) { _screen.type(text); }
     void press(const std::string& keys) { _screen.press(keys); }
-    /// Brings a talk forward, types a text into its input, waits until it stands there, and sends it off.
+    /// Brings a talk's window forward, types a text into its input, waits until it stands there, and sends it.
     void say(const std::string& window, const std::string& text);
 
     /// Takes a picture of the whole screen. @return the file
     std::filesystem::path picture(const std::string& step);
-    /// Takes one of a part "WIDTHxHEIGHT+X+Y".
+    /// Takes a picture of the part "WIDTHxHEIGHT+X+Y" of the screen.
     std::filesystem::path picture(const std::string& step, const std::string& part);
 
     Screen& screen() { return _screen; }

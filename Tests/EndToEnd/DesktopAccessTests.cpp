@@ -57,7 +57,7 @@ TEST(DesktopAccessTest, SomebodyNewIsRefusedUntilTheirKeyIsAddedAndThenSeesWhoIs
     ann.picture("people");
     EXPECT_TRUE(bob->exactLine("anonymous" + key.substr(0, 6) + " was added to the conversation"));
 
-    // The server is remembered: the next start needs to be told of none.
+    // The program remembers the server: the next start names none.
     ann.quit();
     EXPECT_TRUE(bob->exactLine("anonymous" + key.substr(0, 6) + " went away"));
     ann.start(ann.programStart());
@@ -84,7 +84,7 @@ TEST(DesktopAccessTest, ThePassphraseIsAskedForInAWindowTwiceWhenItIsNewAndAgain
     ann.type("hush é");
     ann.seesNoMore("Choose a Passphrase", "The two differ.");
     ann.press("Return");
-    // Whoever is let in is a stranger to this relay.
+    // The program has made a new key, which this relay does not know.
     ann.sees({}, "Not authorized to connect to the server");
     ann.press("Return");
     ann.seesNoMore({}, "Not authorized");
@@ -107,7 +107,7 @@ TEST(DesktopAccessTest, ThePassphraseIsAskedForInAWindowTwiceWhenItIsNewAndAgain
     ann.activate("People");
     ann.quit();
 
-    // Who gives it up ends the program.
+    // Cancelling the dialog ends the program.
     ann.start(start, "Passphrase");
     ann.activate("Passphrase");
     ann.press("Escape");

@@ -13,7 +13,7 @@ using testing::Not;
 
 namespace {
 
-/// Ann at a desk, Bob at a terminal, both listed; and others who may come.
+/// Ann is at a desk, Bob at a terminal; both are members. Others may come.
 class DesktopAttentionTest : public testing::Test {
 protected:
     void SetUp() override {
@@ -26,7 +26,7 @@ protected:
         ann.emplace(world, "ann");
     }
 
-    /// Starts the program, and has something else in front.
+    /// Starts the program, and brings another program to the front.
     void startInBackground() {
         ann->start();
         ann->sees("People", "Bob, online");
@@ -64,7 +64,7 @@ protected:
 
     std::string anonymous(const std::string& name) { return "anonymous" + world.key(name).substr(0, 6); }
 
-    /// To Ann alone, until she has it.
+    /// Bob sends a text to Ann alone. Waits until she has saved it.
     void bobSays(const std::string& text) {
         bob->write("@" + annKey + " " + text + "\n");
         EXPECT_TRUE(ann->comesTrue([&] { return world.isSaved("ann", text); }));
@@ -111,7 +111,7 @@ TEST_F(DesktopAttentionTest, WhoComesAndWhoWritesIsShownInBubblesOfWhichAClickBr
 
     service.click();
     ann->expectActive("People");
-    // Whoever is here needs no bubble any more.
+    // The program clears its bubbles once it is in front, since its user sees the windows.
     EXPECT_TRUE(displays(service, 0)) << service.displayed();
     EXPECT_TRUE(ann->comesTrue([&] { return !asksForAttention(); }));
     ann->picture("brought-forward");
@@ -145,7 +145,7 @@ TEST_F(DesktopAttentionTest, ASwitchThatIsTurnedOffStaysOffAfterARestart) {
         toBackground();
         bobSays(text);
         comesAndGoes(name);
-        // What is posted is shown in its order: a bubble for the text would have come before.
+        // Bubbles are shown in the order in which they are posted: one for the text would have come first.
         EXPECT_TRUE(shows(service, anonymous(name) + " is online"));
         EXPECT_THAT(service.shown(), Not(HasSubstr(text)));
         ann->picture("only-of-coming");
@@ -162,7 +162,7 @@ TEST_F(DesktopAttentionTest, ASwitchThatIsTurnedOffStaysOffAfterARestart) {
     EXPECT_FALSE(isOn(chats));
     EXPECT_TRUE(isOn(joins));
 
-    // The other way round.
+    // Now with chats on and joins off.
     ann->press("alt+c");
     ann->press("alt+u");
     EXPECT_TRUE(ann->comesTrue([&] { return isOn(chats) && !isOn(joins); }));

@@ -11,7 +11,7 @@ using testing::HasSubstr;
 
 namespace {
 
-/// Ann and Bob on a running relay. Bob is at a terminal where his screen does not matter.
+/// Ann and Bob on a running relay. In tests that do not look at Bob's screen he is at a terminal.
 class DesktopChatTest : public testing::Test {
 protected:
     void SetUp() override {
@@ -27,7 +27,7 @@ protected:
         return bob;
     }
 
-    /// How many rows of a transcript are told of at the moment.
+    /// The rows of a transcript that are showing at the moment, from the top.
     static std::vector<std::string> rowsShown(Desk& desk, const std::string& window) {
         std::vector<std::string> rows;
         for (const auto& item : desk.tree().items(window))
@@ -55,7 +55,7 @@ TEST_F(DesktopChatTest, TwoPeopleNameThemselvesAndTalk) {
     bob.say("Ann", "/name Bob");
     bob.say("Ann", "/emoji 🦊");
     ann.sees("People", "Bob, online");
-    // The title follows the name, and the talk tells of it.
+    // The window's title changes with the name, and a row in the talk says so.
     ann.activate("Bob");
     ann.sees("Bob", bobAtFirst + " name → Bob");
     ann.picture("talk-opened");
@@ -98,7 +98,7 @@ TEST_F(DesktopChatTest, WhoScrollsBackReadsOnWhileTextsArrive) {
     ASSERT_TRUE(transcript);
     const auto place = ann.tree().place(*transcript);
     ASSERT_TRUE(place);
-    // But for the scroll bar, which tells how much there is.
+    // Leave out the scroll bar, which changes with each new text.
     const std::string part = std::to_string(place->width - 20) + "x" + std::to_string(place->height) + "+" +
                              std::to_string(place->x) + "+" + std::to_string(place->y);
     const auto rows = rowsShown(ann, "Bob");
@@ -112,7 +112,7 @@ TEST_F(DesktopChatTest, WhoScrollsBackReadsOnWhileTextsArrive) {
     const auto after = ann.picture("while-texts-arrived", part);
     EXPECT_EQ(ann.screen().difference(before, after), 0);
 
-    // At the end again, what comes is followed.
+    // Once the transcript is at its end again, it follows new texts.
     ann.click("Bob", "Transcript");
     ann.press("End");
     ann.sees("Bob", "text number 70");
@@ -129,7 +129,7 @@ TEST_F(DesktopChatTest, TheRoomShowsWhoSpeaks) {
     ann.start();
     ann.sees("People", "Bob, online");
     bob->write("is anybody here?\n");
-    // The row counts what was not read yet.
+    // The row shows how many texts are unread.
     ann.sees("People", "Room, 1 unread");
     ann.activate("People");
     ann.picture("one-unread");
@@ -152,7 +152,7 @@ TEST_F(DesktopChatTest, TheRoomShowsWhoSpeaks) {
     ann.press("ctrl+2");
     ann.expectActive("Console");
     ann.picture("console");
-    // The second time it goes.
+    // The same keys hide the window again.
     ann.press("ctrl+2");
     EXPECT_TRUE(ann.comesTrue([&] { return !ann.hasWindow("Console"); }));
     ann.activate("Room");
@@ -172,7 +172,7 @@ TEST_F(DesktopChatTest, ThePillTellsOfARelayThatIsGoneUntilItIsBack) {
     ann.sees("Bob", "Offline");
     ann.sees("People", "Offline", "combo box");
     ann.picture("offline");
-    // What can't be sent is not lost: it comes back into the field.
+    // A text that can't be sent is put back into the field.
     ann.say("Bob", "into the gap");
     const auto input = ann.sees("Bob", "Message", "text");
     ASSERT_TRUE(input);
@@ -191,7 +191,7 @@ TEST_F(DesktopChatTest, ThePillTellsOfARelayThatIsGoneUntilItIsBack) {
 }
 
 TEST_F(DesktopChatTest, WhatIsShownIsCopiedAndALinkOpens) {
-    // What a desktop has to open links with.
+    // This stands for the program with which a desktop opens links.
     const auto opener = world.folder.path / "bin";
     std::filesystem::create_directories(opener);
     std::ofstream(opener / "xdg-open") << "#!/bin/sh\nprintf '%s\\n' \"$1\" >> '" << (opener / "opened").string()
@@ -211,7 +211,7 @@ TEST_F(DesktopChatTest, WhatIsShownIsCopiedAndALinkOpens) {
     ASSERT_TRUE(row);
     const auto place = ann.tree().place(*row);
     ASSERT_TRUE(place);
-    // The middle of a text that is nearly all of the row.
+    // This point is in the middle of the link, which fills nearly all of the row.
     ann.screen().click(place->x + 150, place->y + place->height / 2);
     EXPECT_TRUE(ann.comesTrue([&] { return std::filesystem::exists(opener / "opened"); }));
     ann.picture("link");
@@ -219,7 +219,7 @@ TEST_F(DesktopChatTest, WhatIsShownIsCopiedAndALinkOpens) {
     std::getline(std::ifstream(opener / "opened"), opened);
     EXPECT_EQ(opened, "https://example.org/the/long/tail/of/a/fox?colour=red");
 
-    // All of the transcript, and into the input.
+    // Copy all of the transcript, and paste it into the input.
     ann.click("Bob", "Transcript");
     ann.press("ctrl+a");
     ann.press("ctrl+c");

@@ -5,7 +5,7 @@
 
 namespace {
 
-/// Ann at a desk, Bob at a terminal, both listed.
+/// Ann is at a desk, Bob at a terminal; both are members.
 class DesktopKeyboardTest : public testing::Test {
 protected:
     void SetUp() override {
@@ -48,10 +48,10 @@ TEST_F(DesktopKeyboardTest, TheMenusAreOpenedByTheirLetters) {
     ann->expectActive("Room");
     ann->opensMenu([&] { ann->press("alt+e"); });
     ann->picture("edit-menu");
-    // Once out of the menu, once out of the bar.
+    // The first Escape leaves the menu, the second the menu bar.
     ann->press("Escape");
     ann->press("Escape");
-    // The commands are for the text, though the bar has the keyboard for a moment.
+    // The commands act on the input, although the menu bar has the focus while one is chosen.
     const auto input = ann->sees("Room", "Message", "text");
     ASSERT_TRUE(input);
     const auto inputHolds = [&](const std::string& text) {
@@ -78,7 +78,7 @@ TEST_F(DesktopKeyboardTest, TheMenusAreOpenedByTheirLetters) {
     ann->press("Escape");
     EXPECT_TRUE(ann->comesTrue([&] { return !ann->hasWindow("About Vimble"); }));
 
-    // The second time, what is on the screen goes.
+    // The keys hide a window that is on the screen, also one behind others, and show one that is hidden.
     ann->activate("Room");
     ann->press("ctrl+1");
     EXPECT_TRUE(ann->comesTrue([&] { return !ann->hasWindow("People"); }));

@@ -14,7 +14,7 @@ using testing::MatchesRegex;
 
 namespace {
 
-/// A relay with Cleo on it, who is at a terminal and sees who is who.
+/// A relay, and Cleo at a terminal, whose client prints the keys of those who come, go and write.
 class DesktopPaperKeyTest : public testing::Test {
 protected:
     void SetUp() override {
@@ -31,7 +31,7 @@ protected:
         desk.expectActive("Preferences");
     }
 
-    /// What the preferences show, as soon as they show a key or that there is none.
+    /// Waits until the preferences show a key, or that there is none. @return what they show
     static std::string shownKey(Desk& desk) {
         const auto field = desk.sees("Preferences", "Public Key", "text");
         if (!field) return {};
@@ -48,7 +48,7 @@ protected:
         EXPECT_TRUE(desk.comesTrue([&] { return shownKey(desk) == key; })) << shownKey(desk);
     }
 
-    /// From the preferences to the scanner of paper keys.
+    /// Goes from the preferences to the scanner of paper keys.
     static void goToScanner(Desk& desk) {
         desk.press("alt+r");
         desk.expectActive(sheet);
@@ -86,7 +86,7 @@ protected:
         desk.quit();
     }
 
-    /// Cleo hears that, from whom and in the room.
+    /// Cleo gets this text, in the room, from the user with this key.
     void hears(const std::string& key, const std::string& text) {
         const auto line = cleo->lineWith(R"("text":")" + text + '"');
         ASSERT_TRUE(line);
@@ -105,7 +105,7 @@ TEST_F(DesktopPaperKeyTest, WhoHasOnlyThePaperIsTheSamePersonOnANewMachine) {
     const fs::path picture = world.folder.path / "key.png";
     std::string annKey;
     {
-        // Her key is in the keyring of her desktop, as nearly everybody's.
+        // Her key is in her desktop's keyring, as nearly every user's is.
         Desk ann(world, "ann");
         const Keyring keyring(ann.screen());
         Process::Start start = ann.programStart({"--server", world.server()});
@@ -146,7 +146,7 @@ TEST_F(DesktopPaperKeyTest, WhoHasOnlyThePaperIsTheSamePersonOnANewMachine) {
         EXPECT_TRUE(ann.comesTrue([&] { return fs::exists(pdf); }));
         EXPECT_TRUE(ann.comesTrue([&] { return !ann.hasWindow("Print Secret Key"); }));
         EXPECT_EQ(fs::status(pdf).permissions(), fs::perms::owner_read | fs::perms::owner_write);
-        // The machine is lost.
+        // Ann loses her machine, and the keyring with it.
         ann.program().kill();
     }
     EXPECT_TRUE(cleo->lineWith(R"("type":"leave","key":")" + annKey));
@@ -175,7 +175,7 @@ TEST_F(DesktopPaperKeyTest, WhoHasOnlyThePaperIsTheSamePersonOnANewMachine) {
     showsKey(bob, annKey);
     bob.picture("replaced");
 
-    // Nothing changes about the session: it ends as whoever it began.
+    // The running session keeps the old key until the program ends.
     bob.activate("People");
     bob.press("ctrl+3");
     bob.say("Room", "still the old one");
@@ -185,7 +185,7 @@ TEST_F(DesktopPaperKeyTest, WhoHasOnlyThePaperIsTheSamePersonOnANewMachine) {
 
     bob.start();
     EXPECT_TRUE(cleo->lineWith(R"("type":"join","key":")" + annKey));
-    // What was said to her meanwhile is hers.
+    // The relay has kept what Cleo wrote to Ann's key meanwhile.
     const std::string cleoName = "anonymous" + world.key("cleo").substr(0, 6);
     bob.doubleClick("People", cleoName + ", online");
     bob.sees(cleoName, "where are you?");
@@ -210,14 +210,14 @@ TEST_F(DesktopPaperKeyTest, ACodeOfSomethingElseIsMarkedRedAndGivingUpLeavesTheK
     openPreferences(ann);
     showsKey(ann, annKey);
 
-    // On the first page.
+    // Cancel on the first page of the sheet.
     ann.press("alt+r");
     ann.expectActive(sheet);
     ann.press("Escape");
     sheetIsGone(ann);
     showsKey(ann, annKey);
 
-    // With what is no paper key.
+    // Cancel after pictures that hold no paper key.
     goToScanner(ann);
     openImage(ann, empty);
     ann.sees(sheet, "No QR code was found in the picture");
@@ -231,7 +231,7 @@ TEST_F(DesktopPaperKeyTest, ACodeOfSomethingElseIsMarkedRedAndGivingUpLeavesTheK
     sheetIsGone(ann);
     showsKey(ann, annKey);
 
-    // With a good one on the screen.
+    // Cancel after a good paper key.
     const fs::path good = world.folder.path / "good.pgm";
     QrPicture::write(good, std::string(64, '7'));
     goToScanner(ann);

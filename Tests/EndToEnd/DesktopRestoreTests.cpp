@@ -21,7 +21,7 @@ using testing::Not;
 
 namespace {
 
-/// A desk with every kind of window open, away from where they open by themselves.
+/// A desk with every kind of window open, each away from the place where it opens by itself.
 class DesktopRestoreTest : public testing::Test {
 protected:
     using Frames = std::multiset<std::string>;
@@ -64,7 +64,7 @@ protected:
         return frames;
     }
 
-    /// Where the file says that those are which are open.
+    /// Where the open windows are according to the saved file.
     Frames remembered() const {
         Frames frames;
         std::ifstream file(world.dataFolder("ann") / "app" / "WindowRecords.json");
@@ -74,7 +74,7 @@ protected:
             const QJsonObject record = each.toObject();
             if (!record[QLatin1String("isOpen")].toBool()) continue;
             const QByteArray geometry = QByteArray::fromBase64(record[QLatin1String("frame")].toString().toLatin1());
-            // As QWidget::saveGeometry lays it out.
+            // The layout is that of QWidget::saveGeometry.
             QDataStream stream(geometry);
             stream.setVersion(QDataStream::Qt_4_0);
             quint32 magic = 0;
@@ -113,7 +113,7 @@ TEST_F(DesktopRestoreTest, AfterAQuitWindowsAndTextsAreWhereTheyWere) {
     ann->start();
     expectAllBackAt(frames);
     ann->picture("started-again");
-    // They may not creep from start to start either.
+    // The windows must not move by some pixels at each start.
     ann->activate("People");
     ann->quit();
     ann->start();
@@ -121,7 +121,7 @@ TEST_F(DesktopRestoreTest, AfterAQuitWindowsAndTextsAreWhereTheyWere) {
     ann->say("Bob", "still here");
     EXPECT_TRUE(bob->lineWith("still here"));
 
-    // One that was closed stays closed.
+    // A window that was closed stays closed.
     ann->press("ctrl+w");
     EXPECT_TRUE(ann->comesTrue([&] { return !ann->hasWindow("Bob"); }));
     ann->activate("People");
@@ -162,7 +162,7 @@ TEST_F(DesktopRestoreTest, ASecondStartBringsTheRunningOneForward) {
     EXPECT_THAT(errors, Not(HasSubstr("Sanitizer")));
     ann->expectActive("People");
 
-    // The last window can't be lost where there is no tray: it is minimised, and comes back by a link too.
+    // Without a tray, closing the last window only minimises it, so that it can't be lost. A link brings it back too.
     ann->activate("Room");
     ann->press("ctrl+w");
     EXPECT_TRUE(ann->comesTrue([&] { return !ann->hasWindow("Room"); }));
@@ -174,7 +174,7 @@ TEST_F(DesktopRestoreTest, ASecondStartBringsTheRunningOneForward) {
     ann->expectActive("People");
     ann->picture("forward");
 
-    // Another user's data is another program.
+    // With another data folder, a second program runs beside the first.
     world.admit("cleo");
     Process::Start other = ann->programStart();
     for (std::string& word : other.command) {

@@ -13,7 +13,7 @@ using ::testing::IsEmpty;
 
 namespace {
 
-/// The processes whose program lies in a folder.
+/// The processes whose program file lies in a folder.
 std::vector<pid_t> processesIn(const fs::path& folder) {
     std::vector<pid_t> found;
     for (const auto& entry : fs::directory_iterator("/proc")) {
@@ -33,7 +33,7 @@ DesktopUpdateFixture::DesktopUpdateFixture() {
     ann.emplace(world, "ann");
     keyring.emplace(ann->screen());
     admitAnn();
-    // Whoever is listed by now hears his name.
+    // The name goes to everybody on the list, so Ann must be a member by now.
     bob = world.client("bob");
     bob->lineWith("list of ");
     bob->write("/name Bob\n");
@@ -58,7 +58,7 @@ Process::Start DesktopUpdateFixture::withKeyring(Process::Start start) const {
 
 DesktopUpdateFixture::~DesktopUpdateFixture() {
     if (heldTool >= 0) ::close(heldTool);
-    // What the installer has started is no child of this process.
+    // The installer's children are no children of this process, so nothing else ends them.
     for (const pid_t each : processesIn(world.folder.path)) ::kill(each, SIGKILL);
     EXPECT_THAT(lines(ann->screen().busLog(), "Sanitizer"), IsEmpty()) << ann->screen().busLog();
     EXPECT_THAT(lines(ann->screen().busLog(), "runtime error"), IsEmpty()) << ann->screen().busLog();
@@ -81,7 +81,7 @@ void DesktopUpdateFixture::holdTool() const { ASSERT_EQ(::mkfifo(pipeOfTool().c_
 
 bool DesktopUpdateFixture::isToolHeld() {
     return ann->comesTrue([&] {
-        // It can't be opened before the tool waits at the other end.
+        // The pipe can't be opened for writing before the tool waits at its other end.
         if (heldTool < 0) heldTool = ::open(pipeOfTool().c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
         return heldTool >= 0;
     });
@@ -89,7 +89,7 @@ bool DesktopUpdateFixture::isToolHeld() {
 
 void DesktopUpdateFixture::letToolGo() {
     fs::remove(pipeOfTool());
-    // It reads the end.
+    // With the pipe closed, the tool reads the end of it and goes on.
     ::close(std::exchange(heldTool, -1));
 }
 
@@ -147,7 +147,7 @@ std::vector<std::string> DesktopUpdateFixture::argumentsOf(pid_t process) {
 }
 
 bool DesktopUpdateFixture::hasEnded(pid_t process) {
-    // Behind the name, which is in parentheses, stands the state.
+    // The state follows the name, which stands in parentheses; Z is a process that nobody has waited for.
     const std::string status = Publisher::textOf("/proc/" + std::to_string(process) + "/stat");
     return status.empty() || status.find(") Z ") != std::string::npos;
 }

@@ -12,10 +12,11 @@
 #include <sys/types.h>
 #include <vector>
 
-/// Ann at a desk with Vimble in a bundle of her own, and whoever makes Vimble. Bob is at a terminal; both are listed.
+/// Ann at a desk, with Vimble in a bundle of her own, and the publisher of Vimble. Bob is at a terminal; both are
+/// members of the relay.
 ///
-/// The bundle's programs, the installer service, the session bus that starts it, and the tool that judges signatures are
-/// the real ones.
+/// The bundle's programs, the installer service, the session bus that starts it, and the tool that judges signatures
+/// are the real ones.
 class DesktopUpdateFixture : public testing::Test {
 public:
     ~DesktopUpdateFixture() override;
@@ -27,20 +28,20 @@ protected:
 
     DesktopUpdateFixture();
 
-    /// Where Ann has put her Vimble. A blank, since users have them.
+    /// Where Ann has put her Vimble. The path has a blank in it, since users' paths have them.
     Path bundle() const { return programs / "Vimble.app"; }
     /// Puts a signed bundle there.
     void install(const std::string& version, const std::string& manifestUrl, Layout layout = Layout::lean) const;
-    /// The same, with a tool for signatures that waits while `holdTool` has it wait.
+    /// The same, but the bundle's tool for signatures waits from `holdTool` until `letToolGo`.
     void installWithHeldTool(const std::string& version, const std::string& manifestUrl) const;
     void holdTool() const;
-    /// Waits until the tool does. @return whether that came to be
+    /// Waits until the tool has been started and is waiting. @return whether that happened
     bool isToolHeld();
     void letToolGo();
 
     /// How the program in the bundle is started at Ann's desk.
     Process::Start bundleStart() const;
-    /// Starts it, and waits until Bob is seen.
+    /// Starts it, and waits until Ann sees Bob online.
     void start();
 
     /// Chooses "Check for Updates…" in the menu.
@@ -52,12 +53,13 @@ protected:
 
     /// The processes that run the program in the bundle.
     std::vector<pid_t> running() const;
-    /// Waits for the only process in the bundle, other than that one.
+    /// Waits until a single process runs from the bundle, and is not `old`. @return it; -1, with a test failure, if
+    /// that does not happen
     pid_t successorOf(pid_t old);
     static std::vector<std::string> argumentsOf(pid_t process);
-    /// Whether a process has ended, though perhaps nobody has taken note of it.
+    /// Whether a process has ended, even if its parent has not waited for it yet.
     static bool hasEnded(pid_t process);
-    /// Presses Ctrl+Q, in what the test has not started itself.
+    /// Presses Ctrl+Q, and waits for the end of a process that the test has not started itself.
     void quitSuccessor(pid_t process);
 
     /// The lines of a log that hold a text.
@@ -65,9 +67,9 @@ protected:
     /// Fails unless each text stands in the log, behind the one before.
     static void expectInOrder(const std::string& log, const std::vector<std::string>& parts);
     std::vector<std::string> namesIn(const Path& folder) const;
-    /// What is being prepared; empty if nothing is.
+    /// The names of the staging folders of updates; empty if no update is being prepared.
     std::vector<std::string> staged() const;
-    /// The only bundle that is.
+    /// The bundle in the only staging folder. Only while there is one.
     Path stagedBundle() const { return stagingFolder() / staged().front() / "extracted" / "Vimble.app"; }
 
     ChatWorld world;
@@ -81,10 +83,10 @@ private:
     void admitAnn();
     Path stagingFolder() const;
     Path pipeOfTool() const { return world.folder.path / "tool.pipe"; }
-    /// With the secret key where nearly everybody has it. No passphrase comes from the environment: the program takes it
-    /// out of there at its start, and so its successor has none.
+    /// The same start with the secret key in the desktop's keyring, where nearly every user has it. A passphrase in the
+    /// environment would not do: the program removes it from there at its start, so its successor would have none.
     Process::Start withKeyring(Process::Start start) const;
 
     std::optional<Keyring> keyring;
-    int heldTool = -1;  // our end of its pipe
+    int heldTool = -1;  // our end of the pipe on which the tool waits
 };

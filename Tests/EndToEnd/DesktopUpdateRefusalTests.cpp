@@ -1,4 +1,4 @@
-// What is not taken, and what happens to an update on its way: the program runs on, and says why.
+// Updates that are refused, and updates that fail half-way: the program runs on, and says why.
 
 #include "DesktopUpdateFixture.h"
 
@@ -19,9 +19,9 @@ protected:
         return ann->program().errors();
     }
 
-    /// Waits for a failure that is new in the log. @return what the log says of it
+    /// Waits for a new failure in the log. @return the log's text for it
     std::string failure() {
-        // One that does not come is waited for long enough the first time.
+        // After a first failure of the test, don't wait out the time limit again and again.
         if (HasFailure()) return {};
         constexpr char word[] = "zorvane.Vimble/App: UpdateKit failure ";
         EXPECT_TRUE(ann->comesTrue([&] { return lines(log(), word).size() > failures; })) << log();
@@ -31,7 +31,7 @@ protected:
         return found.back().substr(sizeof word - 1);
     }
 
-    /// The program runs, and can be talked to and heard from.
+    /// Fails unless the program still runs, and sends and receives texts.
     void expectGoesOn() {
         EXPECT_THAT(running(), ElementsAre(ann->program().id()));
         ann->doubleClick("People", "Bob, online");
@@ -48,7 +48,7 @@ protected:
         EXPECT_THAT(namesIn(programs), ElementsAre("Vimble.app"));
     }
 
-    /// Clicks "Update", with success.
+    /// Clicks "Update", and fails unless the new version takes over.
     void expectUpdates(const std::string& version) {
         seesBar(version);
         const pid_t old = ann->program().id();
@@ -60,7 +60,7 @@ protected:
         quitSuccessor(process);
     }
 
-    std::size_t failures = 0;  // that were in the log so far
+    std::size_t failures = 0;  // seen in the log so far
 };
 
 }  // namespace
@@ -192,7 +192,8 @@ TEST_F(DesktopUpdateRefusalTest, KilledWhileItIsBeingReplacedItComesBackAsTheNew
     const pid_t old = ann->program().id();
     ann->program().kill();
     letToolGo();
-    // It is started without its arguments, since nobody is left who knows them: for a user who gives none, all is there.
+    // The installer starts it without arguments, which died with the old process. So this one uses the default data
+    // folder, as a user's does; for Ann's data, the test ends it and starts it again with hers.
     const pid_t process = successorOf(old);
     EXPECT_EQ(Publisher::versionOf(bundle()), "1.2.0");
     EXPECT_TRUE(Publisher::isSealed(bundle()));

@@ -1,4 +1,4 @@
-// From the bar to the new version, with nothing that stands for anything else.
+// From the click on the bar to the running new version, with real parts only, no doubles.
 
 #include "DesktopUpdateFixture.h"
 #include "ReleaseServer.h"
@@ -17,7 +17,7 @@ class DesktopUpdateTest : public DesktopUpdateFixture {
 protected:
     const std::vector<std::string> windows = {"People", "Console", "Room", "Bob"};
 
-    /// Every kind of window, side by side.
+    /// Opens every kind of window, side by side.
     void openWindows() {
         ann->doubleClick("People", "Bob, online");
         ann->say("Bob", "before the update");
@@ -42,7 +42,8 @@ protected:
         return found;
     }
 
-    /// What a process has written for the system's log. One that the installer has started writes where that does.
+    /// What a process has written to its log. A process that the installer has started writes to the bus's log, as the
+    /// installer does.
     std::string logOf(pid_t process) {
         if (process != ann->program().id()) return ann->screen().busLog();
         EXPECT_EQ(ann->program().wait(), 0);
@@ -50,9 +51,9 @@ protected:
         return ann->program().errors();
     }
 
-    /// Clicks "Update" in the bar, and looks at all that there is to see of what it does.
-    /// @param old  the process that runs
-    /// @return the new one
+    /// Clicks "Update" in the bar, and checks all that can be seen of the update.
+    /// @param old  the running process
+    /// @return the new process
     pid_t update(pid_t old, const std::string& from, const std::string& to) {
         seesBar(to);
         EXPECT_THAT(frames(), SizeIs(windows.size()));
@@ -67,7 +68,7 @@ protected:
         EXPECT_EQ(argumentsOf(process), arguments);
         EXPECT_TRUE(hasEnded(old));
 
-        // The one who was away is back, and nothing that was said is lost.
+        // Bob sees Ann go and come back, and her windows still show what was said.
         EXPECT_TRUE(bob->lineWith(" went away"));
         EXPECT_TRUE(bob->lineWith(" is online"));
         ann->sees("People", "Bob, online");
@@ -80,7 +81,7 @@ protected:
         EXPECT_TRUE(Publisher::isSealed(bundle()));
         EXPECT_TRUE(ann->comesTrue([&] { return namesIn(programs) == std::vector<std::string>{"Vimble.app"}; }))
             << testing::PrintToString(namesIn(programs));
-        // The old process leaves its folder, the new one takes it away.
+        // The old process leaves its staging folder behind, and the new one removes it.
         EXPECT_TRUE(ann->comesTrue([&] { return staged().empty(); })) << testing::PrintToString(staged());
         expectInOrder(logOf(old), {"UpdateKit: manifest version " + to + " vs current version " + from,
                                    "check prepared update " + to, "Update prepared: Vimble " + to + " ("});
@@ -119,7 +120,7 @@ TEST_F(DesktopUpdateTest, FromAReleaseToTheNextAndFromThereToTheNewest) {
     EXPECT_TRUE(ann->program().errorWith("automatic check completed — no update available"));
     EXPECT_FALSE(hasBar());
 
-    // Whoever asks is told that the program looks, for as long as it does.
+    // The window says that the program is checking, for as long as it is.
     publisher.release("1.1.0", server.url());
     server.hold("latest.json");
     checkForUpdates();
@@ -130,7 +131,7 @@ TEST_F(DesktopUpdateTest, FromAReleaseToTheNextAndFromThereToTheNewest) {
     pid_t process = update(ann->program().id(), "1.0.1", "1.1.0");
     ASSERT_FALSE(HasFailure());
 
-    // The service of the old bundle has ended, and that of the new one takes the next.
+    // The old bundle's installer service has ended, so the new bundle's installs the next update.
     ann->seesNoMore("People", "Checking for Updates...");
     checkForUpdates();
     ann->sees("People", "No Update Available");
@@ -178,7 +179,7 @@ TEST_F(DesktopUpdateTest, OfTwoProgramsOfOneBundleTheOtherGoesOnAndIsReplacedWhe
     ASSERT_TRUE(ann->comesTrue([&] { return other.readAvailable(), shown().size() == 2; })) << other.errors();
     for (std::size_t i = 0; i < 2; ++i)
         ASSERT_TRUE(ann->screen().xdotool({"windowmove", shown()[i], i == 0 ? "40" : "700", "60"}));
-    // The places of the buttons, wherever they come to be.
+    // Where the "Update" buttons of both windows are now.
     const auto buttons = [&] {
         std::vector<AccessibleTree::Place> places;
         for (const auto& item : ann->tree().items("People"))
@@ -216,7 +217,7 @@ TEST_F(DesktopUpdateTest, OfTwoProgramsOfOneBundleTheOtherGoesOnAndIsReplacedWhe
     EXPECT_TRUE(Publisher::isSealed(bundle()));
     EXPECT_FALSE(hasEnded(second.id()));
 
-    // Both are her, and hear what is said to her.
+    // Both programs run with Ann's key, so both get what is sent to her.
     EXPECT_TRUE(ann->comesTrue([&] { return !lines(ann->screen().busLog(), "Transitioning Online").empty(); }));
     bob->write("@" + annKey + " to both of you\n");
     EXPECT_TRUE(ann->comesTrue([&] {
@@ -224,7 +225,7 @@ TEST_F(DesktopUpdateTest, OfTwoProgramsOfOneBundleTheOtherGoesOnAndIsReplacedWhe
         return world.isSaved("ann", "to both of you") && world.isSaved("annex", "to both of you");
     }));
 
-    // The bundle that the other one was started from is gone by now, and it is replaced all the same.
+    // The bundle that the other program was started from is gone by now, but that program can still update.
     ASSERT_TRUE(ann->comesTrue([&] { return buttons().size() == 1; }));
     ann->picture("one-bar");
     press(buttons()[0]);

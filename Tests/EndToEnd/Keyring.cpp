@@ -14,7 +14,7 @@ Process::Start how(const Screen& screen) {
 }  // namespace
 
 Keyring::Keyring(Screen& screen) : daemon(how(screen)) {
-    // The password of the login, which makes the keyring.
+    // The daemon reads the login password from its input, and makes the keyring with it.
     daemon.write("pw");
     daemon.closeInput();
     EXPECT_TRUE(screen.waitForService("org.freedesktop.secrets")) << daemon.errors();

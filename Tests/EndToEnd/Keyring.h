@@ -3,10 +3,10 @@
 #include "Process.h"
 #include "Screen.h"
 
-/// The real secret service on a screen's session bus, with an empty keyring that is open, as after a login.
+/// The real secret service on a screen's session bus, with an empty keyring that is unlocked, as after a login.
 class Keyring {
 public:
-    /// Returns when it can be asked; a test failure if that does not come to be.
+    /// Returns once the service answers on the bus; a test failure if it never does.
     explicit Keyring(Screen& screen);
 
 private:

@@ -10,7 +10,7 @@
 namespace {
 
 constexpr int rate = 8000;                // samples a second
-constexpr std::size_t halfSecond = rate;  // in bytes, of which a sample has two
+constexpr std::size_t halfSecond = rate;  // in bytes: half as many samples, of two bytes each
 
 bool isSound(char byte) { return byte != 0; }
 

@@ -5,13 +5,13 @@
 
 #include <memory>
 
-/// A real sound server on a screen that plays into nothing, and what it plays is listened to.
+/// A real sound server on a screen. It plays into nothing, and what it plays is recorded.
 class Loudspeaker {
 public:
-    /// Returns when it can be played on and is being listened to; a test failure if that does not come to be.
+    /// Returns once programs can play and the recording runs; a test failure if that never happens.
     explicit Loudspeaker(const Screen& screen);
 
-    /// Whether anything but silence was played since it was last asked.
+    /// Whether anything but silence was played since the last call.
     bool wasHeard();
     /// Whether the last half second was silent.
     bool isSilent();
@@ -19,5 +19,5 @@ public:
 private:
     std::unique_ptr<Process> server;
     std::unique_ptr<Process> recording;
-    std::size_t listened = 0;  // bytes of the recording
+    std::size_t listened = 0;  // bytes of the recording that earlier calls of `wasHeard` have looked at
 };

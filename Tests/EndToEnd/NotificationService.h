@@ -7,24 +7,24 @@
 #include <memory>
 #include <string>
 
-/// A real notification service on a screen: its bubbles stay until they are closed, and a click is the default
+/// A real notification service on a screen. Its bubbles stay until they are closed; a click calls the default
 /// action and closes the bubble.
 class NotificationService {
 public:
-    /// Returns when it can be asked; a test failure if that does not come to be.
+    /// Returns once the service answers on the bus; a test failure if it never does.
     /// @param screen  must outlive this
-    /// @param folder  for its configuration; exists
+    /// @param folder  an existing folder for the service's configuration
     NotificationService(Screen& screen, const std::filesystem::path& folder);
 
     /// How many bubbles are on the screen.
     long displayed() const;
-    /// What all bubbles so far say, closed or not, in the order of their coming.
+    /// The texts of all bubbles so far, closed or not, in the order in which they appeared.
     const std::string& shown();
-    /// Those that were closed, as JSON with all their fields.
+    /// The bubbles that were closed, as JSON with all their fields.
     std::string closed() const;
     /// Clicks the bubble on top.
     void click() const;
-    /// kill -9.
+    /// Ends the service at once, as by kill -9.
     void kill() { daemon->kill(); }
 
 private:

@@ -103,7 +103,7 @@ Process::~Process() {
 
 void Process::write(std::string_view text) {
     while (!text.empty()) {
-        // The program may have ended: what it does then is looked at elsewhere.
+        // The program may have ended. That is no failure here: the test looks at the status by `wait`.
         const ssize_t count = ::write(in >= 0 ? in : terminalEnd, text.data(), text.size());
         if (count <= 0) return;
         text.remove_prefix(static_cast<std::size_t>(count));
@@ -183,7 +183,7 @@ bool Process::promptWith(std::string_view part) {
 
 std::optional<int> Process::wait() {
     if (status) return status;
-    // Both ends close when the program dies, unless somebody else has inherited them.
+    // Both ends close when the program dies, unless a child of it holds them open.
     waitUntil([&] { return outEnd < 0 && errEnd < 0; }, "end");
     const auto end = Clock::now() + std::chrono::duration_cast<Clock::duration>(patience);
     int result = 0;

@@ -11,12 +11,12 @@
 
 /// A program that a test runs: fed through its standard input, read line by line, waited for.
 ///
-/// Waiting is for something to happen, and ends with it; the time-outs only say when a test gives up.
-/// The program dies with its holder, and with the test.
+/// An operation that waits returns as soon as its event happens; a time-out only says when the test gives up.
+/// The program is killed with this object, and when the test dies.
 class Process {
 public:
     using Seconds = std::chrono::duration<double>;
-    /// Generous, for a machine that is busy with other things.
+    /// Long, since the machine may be busy with other things; only failing tests wait that long.
     static constexpr Seconds patience{60};
 
     enum class Terminal { none, controlling };
@@ -24,10 +24,10 @@ public:
 
     struct Start {
         std::vector<std::string> command;                // the program's path, then its arguments
-        std::map<std::string, std::string> environment;  // all of it
+        std::map<std::string, std::string> environment;  // all of it: nothing is inherited
         Input input = Input::pipe;
-        Terminal terminal = Terminal::none;  // whether there is one to ask on
-        std::string inputFile;               // instead of a pipe
+        Terminal terminal = Terminal::none;  // whether the program has a terminal to prompt on
+        std::string inputFile;               // read as standard input instead of a pipe; empty: none
     };
 
     explicit Process(const Start& start);
@@ -35,44 +35,46 @@ public:
     Process(const Process&) = delete;
     Process& operator=(const Process&) = delete;
 
-    /// Writes to standard input, or types on the terminal that is it.
+    /// Writes to standard input. If that is a terminal, types on it.
     void write(std::string_view text);
     void closeInput();
-    /// Types on the controlling terminal.
+    /// Types on the controlling terminal, also when standard input is a pipe.
     void type(std::string_view text);
-    /// Nobody reads standard output any more.
+    /// Closes the reading end of standard output, so that the program's next write to it fails.
     void closeOutput();
 
-    /// Waits for a line of standard output behind those that earlier calls found.
+    /// Waits for a line of standard output behind the one that the last call found.
     /// @return the line; nothing, and a test failure, if none comes
     std::optional<std::string> line(const std::function<bool(std::string_view)>& isWanted, std::string_view what);
     std::optional<std::string> lineThatBegins(std::string_view beginning);
     std::optional<std::string> lineWith(std::string_view part);
     bool exactLine(std::string_view text);
 
-    /// Waits for a text on standard error, or on the terminal. @return whether it came
+    /// Waits for a text on standard error (`errorWith`) or on the terminal (`promptWith`). @return whether it came
     bool errorWith(std::string_view part);
     bool promptWith(std::string_view part);
 
-    /// Takes what the program has written so far, and does not wait for more. A pipe that nobody empties
-    /// stops the program once it is full.
+    /// Reads what the program has written so far, without waiting for more. The program stops if a pipe of it
+    /// is full and nobody reads.
     void readAvailable() { readSome(Seconds(0)); }
 
-    /// @return the exit status, 128 and the signal's number; nothing, and a test failure, if it goes on
+    /// Waits for the end of the program.
+    /// @return the exit status, or 128 plus a signal's number; nothing, with a test failure, if it runs on
     std::optional<int> wait();
     void signal(int number) const;
-    /// kill -9, and the wait for its effect.
+    /// Ends the program as by kill -9, and waits until it has ended.
     void kill();
 
     pid_t id() const { return processId; }
-    /// All that came so far; after `wait`, all.
+    /// What was read so far; after `wait`, all that the program has written.
     const std::string& output() const { return out; }
     const std::string& errors() const { return err; }
     const std::string& shown() const { return onTerminal; }
 
 private:
     bool waitUntil(const std::function<bool()>& isDone, std::string_view what);
-    /// Reads what has come, waiting for it at most so long. @return false once there is nothing to wait for
+    /// Reads what the program has written, and waits at most that long for it. @return false once standard output
+    /// and standard error are both closed
     bool readSome(Seconds atMost);
 
     pid_t processId = -1;
@@ -83,6 +85,6 @@ private:
     std::string out;
     std::string err;
     std::string onTerminal;
-    std::size_t seen = 0;  // of `out`, by earlier calls of `line`
+    std::size_t seen = 0;  // bytes of `out` that earlier calls of `line` have looked at
     std::optional<int> status;
 };

@@ -31,7 +31,7 @@ std::vector<std::string> linesOf(const fs::path& file) {
     return lines;
 }
 
-/// Whether a bundle is younger than all that it is made of.
+/// Whether a bundle is newer than every file that it is made of.
 bool isUpToDate(const fs::path& bundle, const std::vector<std::string>& arguments) {
     std::error_code missing;
     const auto made = fs::last_write_time(bundle / "Contents/Info.plist", missing);
@@ -45,7 +45,8 @@ bool isUpToDate(const fs::path& bundle, const std::vector<std::string>& argument
     return true;
 }
 
-/// The bundle of this build. Made by whichever test comes first: it takes a while, and every test wants one.
+/// The bundle of this build. The first test to ask makes it for all the others, since making one takes a while; the
+/// lock makes tests that run at the same time wait for that.
 fs::path bundleOfThisBuild() {
     const fs::path folder = fs::path(BUILD_FOLDER) / "update-tests";
     fs::create_directories(folder);
@@ -72,7 +73,8 @@ bool belongs(const fs::path& file, Publisher::Layout layout) {
     return true;
 }
 
-/// As files of their own: another link to a file is a change of it to whoever is just reading it for its seal.
+/// Copies the files instead of linking them: a new link changes a file's inode, and a program that is just reading the
+/// file for its seal would take it for altered.
 void copyBundle(const fs::path& from, const fs::path& to, Publisher::Layout layout) {
     fs::create_directories(to.parent_path());
     fs::create_directory(to, from);
@@ -121,7 +123,7 @@ void Publisher::sealAdhoc(const Path& bundle) const { expectSuccess({CODESIGN_PR
 void Publisher::publish(const std::string& version, const Path& bundle) const {
     const std::string name = "Vimble-" + version + ".zip";
     fs::remove(_releases / name);
-    // As ./release does it, but for the strength of the compression.
+    // The same command as in ./release, but with weak compression, to be quick.
     expectSuccess({"/bin/sh", "-c",
                    "cd \"$1\" && find \"$2\" | LC_ALL=C sort | TZ=UTC /usr/bin/zip -1 -q -X -y \"$3\" -@", "sh",
                    bundle.parent_path(), bundle.filename(), _releases / name});

@@ -6,7 +6,7 @@
 /// Writes a picture of a QR code.
 namespace QrPicture {
 
-/// As a grey map (PGM), in white that is left around it; nothing but white for an empty text.
+/// Writes a grey map (PGM) with a white margin around the code; all of it is white if the text is empty.
 void write(const std::filesystem::path& file, std::string_view text);
 
 }  // namespace QrPicture

@@ -30,7 +30,7 @@ ReleaseServer::Certificate ReleaseServer::Certificate::make(const fs::path& fold
     expectSuccess({"/usr/bin/openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:prime256v1",
                    "-nodes", "-days", "2", "-subj", "/CN=test", "-addext", "subjectAltName=IP:127.0.0.1", "-keyout",
                    made.key, "-out", made.certificate});
-    // By these names libraries find an authority in a folder.
+    // Makes the links by whose names the TLS libraries find an authority in a folder.
     expectSuccess({"/usr/bin/openssl", "rehash", own});
     return made;
 }
@@ -66,7 +66,7 @@ void ReleaseServer::hold(const std::string& name) {
 
 bool ReleaseServer::isHeld() {
     return eventually([&] {
-        // It can't be opened before the server waits at the other end.
+        // The pipe can't be opened for writing before the server waits at its other end.
         if (held < 0) held = ::open(pipe.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
         return held >= 0;
     });
@@ -74,6 +74,6 @@ bool ReleaseServer::isHeld() {
 
 void ReleaseServer::letGo() {
     fs::remove(pipe);
-    // The server reads the end of it.
+    // With the pipe closed, the server reads the end of it and goes on.
     ::close(std::exchange(held, -1));
 }

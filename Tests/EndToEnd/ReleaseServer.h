@@ -6,7 +6,7 @@
 #include <memory>
 #include <string>
 
-/// A web server, a program of its own, for a folder with releases in it.
+/// A web server for a folder with releases in it, in a process of its own.
 class ReleaseServer {
 public:
     /// Where a server's certificate and its key lie.
@@ -14,14 +14,14 @@ public:
         std::filesystem::path certificate;
         std::filesystem::path key;
 
-        /// Makes one for 127.0.0.1 that is its own authority. A test failure if that can't be done.
+        /// Makes a certificate for 127.0.0.1 that is its own authority. A test failure if that can't be done.
         static Certificate make(const std::filesystem::path& folder);
-        /// Has this process, and the programs that it starts from now on, trust it and no other authority.
-        /// @return false if this user may not do that
+        /// Makes this process, and the programs that it starts from now on, trust this certificate and no other.
+        /// @return false if this user may not mount folders
         bool beTrusted() const;
     };
 
-    /// @param certificate  null: not secured
+    /// @param certificate  null: the server speaks HTTP without TLS
     explicit ReleaseServer(std::filesystem::path folder, const Certificate* certificate = nullptr);
     ~ReleaseServer();
     ReleaseServer(const ReleaseServer&) = delete;
@@ -29,11 +29,12 @@ public:
 
     std::string url(const std::string& name = "latest.json") const;
 
-    /// Whoever asks for that file gets the first half of it, until they are let go. One file at a time.
+    /// From now on, a client that asks for this file gets only the first half of it, until `letGo`. One file at a
+    /// time.
     void hold(const std::string& name);
-    /// Waits until somebody has got the first half. @return whether that came to be
+    /// Waits until a client has been sent the first half. @return whether that happened
     bool isHeld();
-    /// Lets go of whoever waits, and of all others. After `isHeld`.
+    /// Sends the second half to every client that waits, and holds nobody back any more. Only after `isHeld`.
     void letGo();
 
 private:
@@ -42,5 +43,5 @@ private:
     std::unique_ptr<Process> program;
     std::string port;
     std::filesystem::path pipe;
-    int held = -1;  // our end of it
+    int held = -1;  // our end of the pipe
 };

@@ -14,8 +14,8 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// For characters that the keyboard has not, a key is given a new meaning before each; a program needs a
-// moment to hear of that.
+// Before each character that the keyboard lacks, xdotool gives a key a new meaning. A program needs a moment to
+// hear of that, so these characters are typed more slowly.
 constexpr char betweenStrangeKeysMs[] = "150";
 constexpr char betweenKeysMs[] = "4";
 
@@ -25,7 +25,7 @@ bool isAscii(const std::string& text) {
     return true;
 }
 
-/// A title as a regular expression that fits it alone.
+/// A regular expression that matches this title and no other.
 std::string exactly(const std::string& title) {
     std::string pattern = "^";
     for (const char character : title) {
@@ -57,8 +57,8 @@ Screen::~Screen() = default;
 
 void Screen::startDisplay() {
     Process::Start start;
-    // Not to begin anew when its last program leaves: whoever asks whether the window manager is there could be
-    // that program, and throw out a window manager that is just coming.
+    // -noreset: otherwise the server starts anew when its last client leaves. The program that asks for the window
+    // manager could be that client, and its leaving would throw out a window manager that is just connecting.
     start.command = {"/usr/bin/Xvfb",
                      "-displayfd",
                      "1",
@@ -76,8 +76,8 @@ void Screen::startDisplay() {
 }
 
 void Screen::startBus(const fs::path& folder, const fs::path& services) {
-    // Of all that this machine would start on demand, only what reads windows: a portal or a keyring that
-    // happens to be installed is not to be part of the test.
+    // Of the services that this machine starts on demand, offer only the one for accessibility: a portal or a
+    // keyring that happens to be installed must not take part in the test.
     const fs::path reading = folder / "screen-services";
     fs::create_directories(reading);
     fs::copy_file("/usr/share/dbus-1/services/org.a11y.Bus.service", reading / "org.a11y.Bus.service");
@@ -90,7 +90,8 @@ void Screen::startBus(const fs::path& folder, const fs::path& services) {
                                     "eavesdrop=\"true\"/><allow eavesdrop=\"true\"/>"
                                     "<allow own=\"*\"/></policy></busconfig>\n";
     Process::Start start;
-    // What it starts outlives many a pipe, and nobody would empty one.
+    // The bus writes its log to a file: the services that it starts share its output, may run on after the test has
+    // stopped reading, and would stop at a full pipe.
     busLogFile = folder / "screen-bus.log";
     start.command = {"/bin/sh",
                      "-c",
@@ -212,7 +213,7 @@ void Screen::shoot(const fs::path& picture, const std::string& part) const {
 
 std::optional<long> Screen::difference(const fs::path& one, const fs::path& other) const {
     const Ended ended = run({"/usr/bin/compare", "-metric", "AE", one.string(), other.string(), "null:"});
-    // 0 for alike, 1 for different, 2 for what can't be compared.
+    // The status is 0 if they are alike, 1 if they differ, and 2 if they can't be compared.
     if (ended.status != 0 && ended.status != 1) return std::nullopt;
     return std::atol(ended.errors.c_str());
 }

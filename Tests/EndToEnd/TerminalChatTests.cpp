@@ -26,7 +26,7 @@ protected:
         return process;
     }
 
-    /// Whether somebody's saved room holds a text.
+    /// Whether a user's saved room holds a text.
     bool isSaved(const std::string& name, const std::string& text) {
         for (const auto& [path, contents] : world.snapshot(name))
             if (path.ends_with("Room.json") && contents.find(text) != std::string::npos) return true;
@@ -74,13 +74,13 @@ TEST_F(TerminalChatTest, HistoryIsThereAfterAnyOfTheThreeWasKilled) {
     EXPECT_TRUE(bob->exactLine("Message from Ann: before the storm"));
     EXPECT_TRUE(eventually([&] { return isSaved("ann", "before the storm") && isSaved("bob", "before the storm"); }));
 
-    // A client: what is said meanwhile waits for it at the relay.
+    // Kill a client: the relay keeps for it what is said meanwhile.
     ann->kill();
     EXPECT_TRUE(bob->exactLine("Ann went away"));
     bob->write("while Ann was dead\n");
     EXPECT_TRUE(world.waitForCount("packs_stored_total", 1));
 
-    // The relay: the other client comes back by itself, and says what was typed in the gap.
+    // Kill the relay: the other client reconnects by itself, and sends what was typed in the gap.
     world.relay->kill();
     EXPECT_TRUE(bob->exactLine("You disconnected from the server"));
     bob->write("into the gap\n");
@@ -88,7 +88,7 @@ TEST_F(TerminalChatTest, HistoryIsThereAfterAnyOfTheThreeWasKilled) {
     EXPECT_TRUE(bob->exactLine("Connected to the server"));
     EXPECT_TRUE(world.waitForCount("mail_packs", 2));
 
-    // The first client again.
+    // Start the first client again.
     ann = connected("ann");
     EXPECT_TRUE(ann->lineWith(": while Ann was dead"));
     EXPECT_TRUE(ann->lineWith(": into the gap"));
@@ -98,7 +98,7 @@ TEST_F(TerminalChatTest, HistoryIsThereAfterAnyOfTheThreeWasKilled) {
         EXPECT_TRUE(isSaved("ann", text)) << text;
         EXPECT_TRUE(eventually([&] { return isSaved("bob", text); })) << text;
     }
-    // The other client.
+    // Kill and restart the other client.
     bob->kill();
     bob = connected("bob");
     bob->closeInput();
@@ -118,8 +118,8 @@ TEST_F(TerminalChatTest, MailIsInTheHistoryAlsoWhenNobodyReadsTheOutputAnyMore) 
         const std::string text = "while Bob was away, " + std::to_string(round);
         ann->write(text + "\n");
         EXPECT_TRUE(ann->lineThatBegins("→ chat ×"));
-        // Bob comes only to be cut off: he reads one line, and the next that he is told is of the list,
-        // right behind which comes his mail.
+        // Bob's output is closed after one line. The next line, which his client can't write any more, is about the
+        // list, and his mail follows right behind it.
         auto bob = world.client("bob", {"--json"});
         EXPECT_TRUE(bob->lineThatBegins(R"({"type":"banner")"));
         bob->closeOutput();
@@ -201,7 +201,7 @@ TEST_F(TerminalChatTest, WhatIsSaidBeforeTheRelayIsThereArrivesWhenItComes) {
     EXPECT_TRUE(ann->errorWith("no link: "));
     world.startRelay();
     EXPECT_EQ(ann->wait(), 0);
-    // The same trouble is told once.
+    // The same trouble is reported only once.
     EXPECT_EQ(ann->errors().find("no link: "), ann->errors().rfind("no link: "));
 
     auto bob = connected("bob");
@@ -223,7 +223,7 @@ TEST_F(TerminalChatTest, ASignalSavesAndEnds) {
 TEST_F(TerminalChatTest, AFolderInUseIsToldWithWhoUsesItAndNothingChanges) {
     auto ann = connected("ann");
     EXPECT_TRUE(eventually([&] { return std::filesystem::exists(world.dataFolder("ann") / "app/Endpoint.json"); }));
-    // What was to be written has been, so that nothing of it is taken for the other program's doing.
+    // Ann's program has written its files by now. Stop it, so that any change to them is the second program's doing.
     ann->signal(SIGSTOP);
     const auto before = world.snapshot("ann");
     std::string output, errors;
@@ -231,7 +231,7 @@ TEST_F(TerminalChatTest, AFolderInUseIsToldWithWhoUsesItAndNothingChanges) {
     EXPECT_EQ(world.snapshot("ann"), before);
     EXPECT_EQ(output, "");
     EXPECT_THAT(errors, HasSubstr("in use by vimble-terminal (process " + std::to_string(ann->id()) + ")"));
-    // Its own key can be asked for all the same.
+    // The public key can be asked for even while the folder is in use.
     EXPECT_EQ(world.run(world.clientStart("ann", {"--public-key"})), 0);
     ann->signal(SIGCONT);
 }
@@ -241,7 +241,7 @@ TEST_F(TerminalChatTest, AReaderWhoGoesEndsTheProgram) {
     auto bob = connected("bob");
     ann->closeOutput();
     bob->write("is anybody there?\n");
-    // The line is the first that can't be written.
+    // This text's line is the first that Ann's program can't write.
     EXPECT_EQ(ann->wait(), 0) << ann->errors();
 }
 

@@ -14,7 +14,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/// Starts that come to nothing: one line on standard error, status 1, and nothing changed.
+/// Starts that are refused with one line on standard error and status 1, and that change no file.
 class TerminalStartTest : public testing::Test {
 protected:
     void expectRefusal(const Process::Start& start, std::string_view because) {
@@ -109,7 +109,7 @@ TEST_F(TerminalStartTest, ThePassphraseIsAskedForOnTheTerminalWithoutAnEchoAndTw
     start.environment.erase("VIMBLE_SECRET_PASSPHRASE");
     start.terminal = Process::Terminal::controlling;
     Process first(start);
-    // Not a word of this: standard input is not asked.
+    // The program must not read the passphrase from here, since it prompts on the terminal.
     first.write("from the pipe\nfrom the pipe\n");
     EXPECT_TRUE(first.promptWith("New passphrase: "));
     first.type("hush\n");

@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 """Serves the files of a folder over HTTP, or over HTTPS with a certificate and its key: FOLDER [CERTIFICATE KEY].
 
-Where a pipe called NAME.hold lies beside a file, its second half is sent once somebody has opened that pipe for
-writing, and closed it again.
+If a pipe called NAME.hold lies beside a file NAME, the second half of the file is sent only after another program has
+opened that pipe for writing, and closed it again.
 """
 import functools
 import http.server
@@ -28,7 +28,7 @@ class Handler(http.server.SimpleHTTPRequestHandler):
 
 
 class Server(http.server.ThreadingHTTPServer):
-    # A client that has gone is nothing to write about.
+    # Print nothing when a client has gone: the tests end clients in the middle of downloads.
     def handle_error(self, request, client_address):
         pass
 
