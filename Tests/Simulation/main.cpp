@@ -48,7 +48,7 @@ int runMany(std::uint64_t first, std::uint64_t count) {
     const auto started = std::chrono::steady_clock::now();
     std::vector<std::uint64_t> failed;
     for (std::uint64_t seed = first; seed < first + count; ++seed) {
-        // Before it runs: a crash must name its seed too.
+        // Print the seed before it runs, so that a crash names it too.
         std::cout << "seed " << seed << ": " << std::flush;
         const auto result = Simulation::run(seed);
         tell(result);

@@ -21,7 +21,7 @@ std::optional<std::string> difference(const std::string& where, const ExpectedHi
     return std::nullopt;
 }
 
-/// What of it had arrived in a state: the rest is on its way in this very moment.
+/// The texts that a state already holds. The others are being handed to the client at this moment.
 ExpectedHistory::Texts beginning(const ExpectedHistory::Texts& texts, const SharedList<Message>& messages) {
     return {texts.begin(), texts.begin() + static_cast<std::ptrdiff_t>(std::min(texts.size(), messages.size()))};
 }

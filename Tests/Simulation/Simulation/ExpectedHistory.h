@@ -8,10 +8,10 @@
 #include <string>
 #include <vector>
 
-/// What a machine's history must be: worked out from what its client was told, and from when it saves.
+/// What a machine's history must be, worked out from what its client was told, and from when it saves.
 ///
-/// The client writes two seconds after the last change of a burst, or with the first change that finds
-/// one more than 30 seconds old unwritten; what came since is lost when the process is killed, and
+/// The client writes two seconds after the last change of a burst, or at the first change that finds an
+/// unwritten one more than 30 seconds old. When the process is killed, the changes since are lost, and
 /// nothing else is.
 class ExpectedHistory {
 public:
@@ -28,16 +28,16 @@ public:
 
     /// The state has been published.
     void changed(const State& state, Date now);
-    /// It was saved on demand.
+    /// The state was saved on demand.
     void saved(const State& state, Date now);
-    /// The client goes to another server: what is on the disk for that one is what it has now.
+    /// The client goes to another server, and loads what is on the disk for that one.
     void serverChanged(const std::string& server);
-    /// The process has ended without a word: what was not written is gone.
+    /// The process was killed: what was not written is gone.
     void killed(Date now);
     /// Whether a client that starts now wishes to be connected.
     bool wishesLink() const { return present.wishesLink; }
 
-    /// In what the client's state differs; nothing if it does not.
+    /// In what the client's state differs from this; nothing if it does not.
     std::optional<std::string> difference(const State& state) const;
 
 private:
@@ -50,7 +50,7 @@ private:
     void write(const State& state);
 
     History present;
-    std::string server;  // no text: none chosen
+    std::string server;  // empty: none chosen
     std::map<std::string, History> disk;
     std::string serverOnDisk;
 

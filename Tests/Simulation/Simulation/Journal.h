@@ -6,20 +6,19 @@
 #include <ostream>
 #include <string>
 
-/// What a simulation has to tell: a line for each thing that happens, where somebody reads them, and
-/// the first thing that must not have happened.
+/// What a simulation reports: a line for each event, if there is a trace, and the first broken promise.
 class Journal {
 public:
-    /// @param trace  where the lines go; null for nowhere
+    /// @param trace  where the lines go; null: nowhere
     Journal(const MainLoop& loop, std::ostream* trace) : loop(loop), started(loop.now()), trace(trace) {}
 
-    /// @param build  yields the line; only called when somebody reads it
+    /// @param build  returns the line; called only if there is a trace
     template <class Build>
     void line(Build&& build) const {
         if (trace) write(build());
     }
 
-    /// Notes that a promise was broken. The first one counts: what follows may follow from it.
+    /// Notes that a promise was broken. Only the first one counts, since it may have caused the others.
     void fail(const std::string& reason);
     const std::optional<std::string>& failure() const { return firstFailure; }
 

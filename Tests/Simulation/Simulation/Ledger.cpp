@@ -83,12 +83,12 @@ void Ledger::handed(const Wire& wire, ByteView frame) {
     const bool wasHanded = !copy->handed.empty();
     const bool isOnSameLink = std::ranges::any_of(copy->handed, [&](const auto& each) { return each.wire == &wire; });
     if (isOnSameLink) return journal.fail(what() + " was handed on twice on one link");
-    // Live to a second machine, or again as mail: that only while nobody has proved it.
+    // A pack may be handed on again live, to a second machine. As mail, it may come again only while it is not proved.
     const bool isLive = wire.authenticatedAt && *wire.authenticatedAt < copy->read->place;
     if (wasHanded && !isLive && !mayComeAgain(*copy)) return journal.fail(what() + " came again though it was proved");
     copy->handed.push_back({&wire, store.membership(copy->author->publicKey).has_value()});
 
-    // Whatever comes again does so in its place too.
+    // Packs of one author stay in order, also those that come again.
     std::uint64_t& last = wire.lastPlaces[copy->author];
     if (copy->read->place < last) return journal.fail(what() + " overtook another of the same author");
     last = copy->read->place;
@@ -107,7 +107,7 @@ const Copy* Ledger::delivered(Wire& wire, ByteView frame) {
 void Ledger::proved(Wire& wire, std::size_t heard, int incarnation) {
     for (; wire.provedCount < heard; ++wire.provedCount) {
         Copy& copy = *wire.heard[wire.provedCount];
-        // A relay that has forgotten a proof needs a new one.
+        // A relay that was killed may have forgotten the proof, and then needs a new one.
         if (!copy.proof || mayComeAgain(copy)) copy.proof = Copy::Proof{loop.now(), incarnation};
     }
 }

@@ -45,7 +45,7 @@ void Machine::start() {
     checkHistory("after a start");
     if ((connection != Connection::setup) != expected.wishesLink())
         network.journal.fail(name + " does not remember whether it was to be connected");
-    bool isFirst = true;  // of the calls, which only shows how things stand
+    bool isFirst = true;  // the first call tells the present state, and is no change
     kit->observeState(*this, [isFirst](Machine& machine, const State& state) mutable {
         if (!std::exchange(isFirst, false)) machine.published(state);
     });

@@ -25,7 +25,7 @@ public:
 
     // ---- the process
     void start();
-    /// Saves, and ends.
+    /// Saves, and ends the process.
     void quit();
     void kill(Death death);
     bool isRunning() const { return kit != nullptr; }
@@ -41,9 +41,9 @@ public:
     void goTo(const std::string& server);
     bool isThrownOut() const { return kit && wantsLink && kit->state().connection == Connection::setup; }
 
-    /// A frame comes to the process. @param hand  gives it to the client
+    /// A frame reaches the process. @param hand  gives the frame to the client
     void arrived(Wire& wire, ByteView frame, const std::function<void()>& hand);
-    /// Fails unless the client holds exactly what it must.
+    /// Fails unless the client's history is exactly the expected one.
     void checkHistory(const std::string& when) const;
 
     const SimulatedPerson& person;
@@ -71,5 +71,5 @@ private:
     std::unique_ptr<Kit> kit;
     int runs = 0;
     Connection connection = Connection::setup;  // as last published
-    bool isLeaving = false;                     // the user is the one who changes the wish to be connected
+    bool isLeaving = false;                     // while the user, not the relay, makes the client disconnect
 };

@@ -12,7 +12,7 @@
 /// One thing that travels over a connection.
 struct WireItem {
     enum class Kind {
-        upgrade,  // the opening handshake: up the request, down the answer
+        upgrade,  // the opening handshake: the request going up, the answer coming down
         frame,
         ping,
         pong,
@@ -23,11 +23,11 @@ struct WireItem {
     Kind kind = Kind::frame;
     Bytes bytes = {};              // of a frame
     std::uint64_t payload = 0;     // of a ping or pong
-    std::size_t heard = 0;         // of a client's pong: the packs that had arrived when it was sent
+    std::size_t heard = 0;         // of a client's pong: how many packs had arrived when it was sent
     std::optional<int> code = {};  // of a close frame
 };
 
-/// One direction of a connection: what goes in comes out later, in order, or not at all.
+/// One direction of a connection: items come out later, in the order in which they went in, or not at all.
 class Pipe {
 public:
     /// @param loop  must outlive the pipe
@@ -38,9 +38,9 @@ public:
     Pipe& operator=(const Pipe&) = delete;
 
     void push(WireItem item);
-    /// Nothing comes out until then; what goes in waits.
+    /// Nothing comes out until that time; what goes in waits.
     void stall(Date until);
-    /// Lets through so many bytes a second.
+    /// From now on, lets through at most this many bytes a second.
     void slowDown(double bytesPerSecond);
     /// Ends stalling and slowness.
     void heal();

@@ -5,9 +5,9 @@
 #include <cstdint>
 #include <span>
 
-/// Where all chance of a simulation comes from: the same numbers from the same seed, on every machine.
+/// The only source of chance in a simulation. The same seed gives the same numbers on every machine.
 ///
-/// The distributions of the standard library differ between libraries, so these are our own.
+/// The distributions are our own, since those of the standard library differ between libraries.
 /// Source of the step: splitmix64 (Steele, Lea, Flood 2014).
 class Random {
 public:
@@ -25,7 +25,7 @@ public:
     double between(double low, double high) { return low + (high - low) * unit(); }
     /// As `between`, with every order of magnitude equally likely.
     double spread(double low, double high) { return low * std::pow(high / low, unit()); }
-    /// A gap between events that come independently of each other.
+    /// A gap between events that happen independently of each other.
     double gap(double mean) { return -mean * std::log(1 - unit()); }
     /// From 0 to count - 1. @param count  not 0
     std::size_t below(std::size_t count) { return static_cast<std::size_t>(next() % count); }

@@ -25,7 +25,7 @@ SimulatedConnection::SimulatedConnection(Network& network, Machine& machine, std
 
 SimulatedConnection::~SimulatedConnection() { leaveWire(); }
 
-/// Runs the action then, unless this connection is destroyed before.
+/// Runs the action after the delay, unless this connection is destroyed before.
 template <class Action>
 void SimulatedConnection::later(Seconds delay, Action action) {
     const auto run = [watch = std::weak_ptr(life), action = std::move(action)] {

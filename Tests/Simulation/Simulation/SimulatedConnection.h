@@ -9,8 +9,8 @@
 #include <optional>
 #include <string>
 
-/// One connection as a client holds it, behaving as the transport of the desktop does: it tries again
-/// by itself until it has been ready once, answers pings, and gives up a link that it hears nothing of.
+/// One connection as a client holds it. It behaves as the desktop's transport does: it tries again by
+/// itself until it has been ready once, answers pings, and gives up a link on which nothing arrives.
 class SimulatedConnection : public TransportConnection {
 public:
     SimulatedConnection(Network& network, Machine& machine, std::string url);
@@ -39,7 +39,7 @@ private:
     const std::string url;
     TransportState _state = TransportState::setup;
     std::shared_ptr<const Handlers> handlers;
-    std::shared_ptr<const bool> life = std::make_shared<const bool>(true);  // what is to come later holds it weakly
+    std::shared_ptr<const bool> life = std::make_shared<const bool>(true);  // timers hold it weakly
     Wire* wire = nullptr;
     int dialled = 0;
     bool hasEnded = false;  // has reported the end of a link that was ready
@@ -47,7 +47,7 @@ private:
     std::optional<Date> pingedAt;
 };
 
-/// What `Kit` dials with.
+/// The transport that a machine's `Kit` dials with.
 class SimulatedTransport : public Transport {
 public:
     SimulatedTransport(Network& network, Machine& machine) : network(network), machine(machine) {}

@@ -7,7 +7,7 @@
 /// Somebody of a simulation, with one machine or two.
 struct SimulatedPerson {
     int index = 0;
-    std::string letter;  // by which the trace names them
+    std::string letter;  // names the person in the trace
     PublicKey publicKey{};
     std::string publicKeyText;
     std::string secretKeyText;

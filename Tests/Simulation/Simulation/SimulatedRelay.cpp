@@ -6,7 +6,7 @@
 #include <string>
 #include <utility>
 
-/// What goes with the process.
+/// The part of the relay that is lost with its process.
 struct SimulatedRelay::Process : RelayHost {
     explicit Process(SimulatedRelay& relay) : relay(relay), core(relay.nature.limits, relay.store, *this) {}
 
@@ -144,7 +144,7 @@ void SimulatedRelay::ended(Wire& wire) {
 
 void SimulatedRelay::sent(Wire& wire, ByteView frame) {
     if (!wire.isOpen) return journal.fail("the relay writes to a link that has ended");
-    // The greeting, and then the list, which only members are sent.
+    // The first frame is the greeting. The second is the list, which the relay sends only once it has let a member in.
     if (++wire.framesSent == 2) wire.authenticatedAt = ledger.readCount();
     ledger.handed(wire, frame);
     gather(wire, {.kind = WireItem::Kind::frame, .bytes = Bytes(frame.begin(), frame.end())});

@@ -18,12 +18,12 @@
 
 /// The relay's process: a `RelayCore` with simulated links, which can be stopped, killed and started.
 ///
-/// Its turns last for some milliseconds, so that what a turn gathers can be lost with the process.
+/// Its turns last some milliseconds, so that a kill can lose what a turn has gathered.
 class SimulatedRelay {
 public:
     struct Nature {
         RelayLimits limits;
-        Seconds turn = 0.002;  // the longest
+        Seconds turn = 0.002;  // how long a turn lasts at most
     };
 
     SimulatedRelay(MainLoop& loop, Random& random, Journal& journal, Ledger& ledger, SimulatedStore& store,
@@ -31,10 +31,10 @@ public:
     ~SimulatedRelay();
 
     void start();
-    /// In good order: what is not proved goes to the store, and every link is told.
+    /// Shuts down in good order: what is not proved goes to the store, and every link is closed with a code.
     void shutDown();
-    /// As by SIGKILL. @param isMachineGone  nobody closes the connections: their other ends learn of
-    ///        nothing until they try
+    /// Ends the process as SIGKILL does. @param isMachineGone  nothing closes the connections, so that the
+    ///        clients notice the end only by the silence
     void kill(bool isMachineGone);
     bool isRunning() const { return process != nullptr; }
     /// Whether the store has failed and is not yet known to work again.
@@ -72,7 +72,7 @@ private:
     std::unique_ptr<Process> process;
     int incarnation = 0;
     bool isStopping = false;
-    std::vector<Wire*> touched;  // with something gathered
+    std::vector<Wire*> touched;  // wires with something gathered in this turn
     std::optional<MainLoop::TimerId> wakeTimer;
     std::optional<MainLoop::TimerId> turnTimer;
 };

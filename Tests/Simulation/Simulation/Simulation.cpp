@@ -15,7 +15,7 @@ namespace {
 constexpr Seconds calmTime = 600;
 constexpr Seconds shortTime = 60;
 
-/// What the engine logs belongs to the trace.
+/// Puts what the engine logs into the trace.
 class TraceLog : public LogSink {
 public:
     explicit TraceLog(const Journal& journal) : journal(journal) {}
@@ -45,7 +45,7 @@ void runWorld(World& world) {
     if (holds()) judge(world);
     if (holds()) judgeNames(world);
 
-    // Each change of the members is told to all, also when nobody comes or goes.
+    // The relay sends the list to everybody at each change of the members, even if nobody goes online or offline.
     const std::string stranger = Nacl::hex(Nacl::publicKey(Bytes(Nacl::secretKeyBytes, 7)));
     for (const char* word : {"add ", "admin ", "unadmin ", "remove "}) {
         if (!holds()) return;

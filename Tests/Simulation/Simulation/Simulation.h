@@ -6,14 +6,16 @@
 #include <ostream>
 #include <string>
 
-/// Many clients and a relay in one process, in virtual time, over links that fail: one seed says what
+/// Many clients and a relay in one process, in virtual time, over links that fail. One seed decides what
 /// everybody does and what goes wrong.
 ///
 /// After the storm all faults end and ten minutes pass. Then everybody who should be is online, the
-/// rosters agree, and every text is where it belongs: missing only if the link of its author died
-/// before the relay read it, or if the relay was killed within the tenth of a second that it may
-/// lose; double only if the link of a reader died, or the relay was killed, before the proof of its
-/// arrival; lost by a client that was killed only if its save timer had not yet written it.
+/// rosters agree, and every text is where it belongs. The exceptions:
+/// - A text may be missing if its author's link died before the relay read it, or if the relay was
+///   killed within a tenth of a second of reading it.
+/// - A text may come twice if the reader's link died, or the relay was killed, before the proof of its
+///   arrival.
+/// - A client that was killed may have lost a text that its save timer had not yet written.
 class Simulation {
 public:
     struct Result {
@@ -30,6 +32,6 @@ public:
     };
 
     /// Runs one seed from its calm beginning to its verdict.
-    /// @param trace  where every event is told; null for nowhere
+    /// @param trace  gets a line for every event; null: none
     static Result run(std::uint64_t seed, std::ostream* trace = nullptr);
 };

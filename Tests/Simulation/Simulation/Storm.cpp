@@ -11,7 +11,7 @@ Storm::Storm(World& world) : world(world) {
     world.network.refusals = random.chance(0.5) ? random.between(0, 0.5) : 0;
     world.network.slowestSend = random.chance(0.3) ? 0.2 : 0;
 
-    // Every storm has its own mixture: a rare fault shows what it does only where others don't hide it.
+    // Every storm has its own mixture, without some of the faults: frequent faults can hide what a rare one does.
     const auto add = [&](const char* name, void (Storm::*run)(), double share, double low, double high) {
         if (random.chance(share)) actions.push_back({name, random.spread(low, high), run});
     };
@@ -119,7 +119,7 @@ Wire* Storm::openWire() {
     return found.empty() ? nullptr : found[world.random.below(found.size())];
 }
 
-/// Later, unless the storm is over by then.
+/// Does the work after the delay, unless the storm is over by then.
 void Storm::after(Seconds delay, std::function<void()> work) {
     world.loop.startTimer(delay, [this, work = std::move(work)] {
         if (!isCalm) work();
@@ -153,7 +153,7 @@ void Storm::rename() {
 }
 
 void Storm::command() {
-    // The first is an admin; who else is one, and who tries in vain, is left to chance.
+    // Mostly use the first machine, whose person is always an admin. Others may be no admins, and are refused then.
     Machine* machine = world.random.chance(0.7) ? world.machines.front().get() : running();
     if (!machine || !machine->isRunning()) return;
     const SimulatedPerson& person = world.people[world.random.below(world.people.size())];
@@ -180,7 +180,7 @@ void Storm::changeMembers() {
         world.removeOnCommandLine(person);
 }
 
-/// Somebody is admitted, is there at once, and speaks before the others may have been told who that is.
+/// Admits a person who connects and speaks at once, perhaps before the others have the list that names them.
 void Storm::admit() {
     const auto found = std::ranges::find_if(world.machines, [&](const auto& machine) {
         return machine->isThrownOut() && machine->isPathUp && !world.isMember(machine->person);
@@ -203,7 +203,7 @@ void Storm::disconnect() {
 }
 
 void Storm::connect() {
-    // Also those whom the relay has thrown out: perhaps they have been admitted since.
+    // Those whom the relay has thrown out try too: they may have been admitted since.
     for (const auto& machine : world.machines)
         if (machine->isRunning() && machine->session().state().connection == Connection::setup &&
             machine->session().state().endpoint == Endpoint(Network::server) && world.random.chance(0.5))

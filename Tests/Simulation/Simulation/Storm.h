@@ -5,20 +5,20 @@
 #include <string>
 #include <vector>
 
-/// What everybody does and what goes wrong, one thing after the other, and then the calm.
+/// Makes people act and things go wrong, one random action after the other, and then ends all faults.
 class Storm {
 public:
     explicit Storm(World& world);
 
-    /// Stops early once something has failed.
+    /// Runs the storm. Ends early once a promise is broken.
     void rage();
-    /// Ends every fault. Who sleeps goes on sleeping.
+    /// Ends every fault. Some machines quit and sleep until `wakeAll`, so that mail waits for them.
     void calm();
-    /// Those who were thrown out in the storm, and heard of it only now, try again.
+    /// Connects the machines that were thrown out in the storm, and heard of it only afterwards.
     void connectAgain();
-    /// Starts those who sleep.
+    /// Starts the machines that sleep.
     void wakeAll();
-    /// Everybody who can says something to the room and to everybody.
+    /// Every machine that can sends a text to the room, and one to each person.
     void lastRound();
 
 private:

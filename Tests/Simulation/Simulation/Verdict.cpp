@@ -7,7 +7,7 @@
 
 namespace {
 
-/// Members are online and the others thrown out; nobody is left dialling.
+/// Fails unless members are online, the others are thrown out, and nobody is still dialling.
 void judgeLinks(World& world) {
     for (const auto& machine : world.machines) {
         if (!machine->isRunning()) continue;
@@ -21,7 +21,7 @@ void judgeLinks(World& world) {
     }
 }
 
-/// Who is there, as the relay must see it: by key, whether one of the machines is online.
+/// Who must be online to the relay: for each member's key, whether one of the member's machines is.
 std::map<std::string, bool> presence(World& world) {
     std::map<std::string, bool> online;
     for (const StoredMember& member : world.store.people) online[Nacl::hex(member.key)] = false;
@@ -49,7 +49,7 @@ void judgeRosters(World& world) {
     }
 }
 
-/// The relay holds what it must, and nothing else.
+/// Fails unless the relay holds exactly the links and the mail that it must.
 void judgeRelay(World& world) {
     const auto online = presence(world);
     std::size_t links = 0;
@@ -87,7 +87,7 @@ void judgeNames(World& world) {
         const auto count =
             std::ranges::count_if(world.machines, [&](const auto& each) { return &each->person == &machine->person; });
         const Person* own = machine->session().state().me();
-        // Two machines that were apart may not agree.
+        // Two machines of one person that were not online together may have different names, and both be right.
         if (count > 1 || !own || !world.isMember(machine->person)) continue;
         for (const auto& other : world.machines) {
             const Person* known = other->session().state().people.find(own->publicKey);

@@ -16,7 +16,8 @@ World::World(std::uint64_t seed, std::ostream* trace)
       ledger(loop, journal, store, people),
       relay(loop, random, journal, ledger, store, wires, relayNature()),
       network{loop, random, journal, ledger, relay, wires} {
-    // Some live beside the relay: then much happens within the milliseconds in which it gathers lists.
+    // In some worlds all machines are near the relay, so that much happens within the milliseconds in which the relay
+    // gathers lists.
     const bool isNear = random.chance(0.25);
     network.lowestLatency = isNear ? 0.0001 : 0.01;
     network.highestLatency = isNear ? 0.001 : random.spread(0.02, 0.5);
@@ -24,8 +25,8 @@ World::World(std::uint64_t seed, std::ostream* trace)
     makeMachines();
 }
 
-/// Thousands of small files replace each other, and a disk's file system would wait for each: the
-/// clients' folders lie in memory where the system has such a place and nobody has chosen another.
+/// Puts the clients' folders into memory, if the system has a place for that and TMPDIR is not set: thousands of
+/// small files replace each other, and the file system of a disk would wait for each.
 std::uint64_t World::prepared(std::uint64_t seed) {
     std::error_code ignored;
     if (std::filesystem::is_directory("/dev/shm", ignored)) ::setenv("TMPDIR", "/dev/shm", 0);
@@ -37,7 +38,8 @@ World::~World() { machines.clear(); }
 SimulatedRelay::Nature World::relayNature() {
     SimulatedRelay::Nature nature;
     nature.turn = random.spread(0.0001, 0.02);
-    // What was read is never lost, also when a key sends too much or a reader is too slow.
+    // Some relays have tight limits: even if a key sends too much, or a reader is too slow, nothing that was read is
+    // lost.
     if (random.chance(0.2)) nature.limits.textsPerSecond = random.between(1, 5);
     if (random.chance(0.2)) nature.limits.queuedBytes = 400 * 1024;
     return nature;

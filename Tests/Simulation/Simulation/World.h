@@ -17,8 +17,8 @@
 #include <string>
 #include <vector>
 
-/// All that there is in one run, made from its random source. Destroyed in the order that the parts
-/// need: machines first, the loop last.
+/// All objects of one run, made from its random source. They are destroyed in the order that they need:
+/// the machines first, the loop last.
 class World {
 public:
     World(std::uint64_t seed, std::ostream* trace);
@@ -26,9 +26,9 @@ public:
 
     Date now() const { return loop.now(); }
     bool isMember(const SimulatedPerson& person) const { return store.member(person.publicKey) != nullptr; }
-    /// A text that was never said before. @param size  of its padding, in bytes
+    /// Makes a text that was never said before. @param size  of its padding, in bytes
     const SaidText& newText(const std::string& author, bool isForRoom, std::size_t size);
-    /// Somebody else's doing on the relay's command line.
+    /// Changes the members as another process does, on the relay's command line.
     void addOnCommandLine(const SimulatedPerson& person, bool isAdmin);
     void removeOnCommandLine(const SimulatedPerson& person);
 

@@ -26,7 +26,7 @@ std::string trace(std::uint64_t seed) {
 
 }  // namespace
 
-// Four, so that they can run side by side.
+// Four tests instead of one, so that they can run side by side.
 TEST(SimulationTest, EveryTextIsWhereItBelongsAfterTheStormsOfSeeds1To50) { runSeeds(1, 50); }
 TEST(SimulationTest, EveryTextIsWhereItBelongsAfterTheStormsOfSeeds51To100) { runSeeds(51, 100); }
 TEST(SimulationTest, EveryTextIsWhereItBelongsAfterTheStormsOfSeeds101To150) { runSeeds(101, 150); }
