@@ -18,7 +18,7 @@
 #include <utility>
 #include <vector>
 
-/// A server that answers each request with exactly the bytes that a test says.
+/// A server that answers each request with exactly the bytes that a test gives it.
 class AnswerServer {
 public:
     using Answer = std::function<void(QTcpSocket&, const QByteArray& request)>;
@@ -40,7 +40,7 @@ public:
     static Answer redirecting(const std::string& target) {
         return saying("302 Found", "moved", "Location: " + QByteArray::fromStdString(target) + "\r\n");
     }
-    /// An answer of these bytes, and then the end of the link.
+    /// An answer of these bytes, after which the server closes the link.
     static Answer raw(const QByteArray& bytes) {
         return [=](QTcpSocket& client, const QByteArray&) {
             client.write(bytes);
@@ -75,7 +75,7 @@ private:
     QByteArray received;
 };
 
-/// A certificate that is its own authority, for 127.0.0.1, and the servers that have it.
+/// A certificate for 127.0.0.1 that is its own authority, and servers that use it.
 class TestAuthority {
 public:
     /// Makes the certificate. @return whether that was possible

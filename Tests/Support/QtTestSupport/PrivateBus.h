@@ -11,8 +11,8 @@
 /// A session bus for one test, which starts services on demand. It ends with this object.
 class PrivateBus {
 public:
-    /// @param folder  takes the bus's files; `data` in it is the bus's $XDG_DATA_HOME, `log` what the bus and those
-    ///        that it starts write
+    /// @param folder  takes the bus's files; `data` in it is the bus's $XDG_DATA_HOME, `log` gets what the bus and its
+    ///        services write
     /// @param user  the user whose bus it is; absent: the test's
     explicit PrivateBus(const std::filesystem::path& folder, std::optional<uid_t> user = {});
     ~PrivateBus();

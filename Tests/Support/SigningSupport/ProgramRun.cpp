@@ -82,7 +82,7 @@ ProgramRun ProgramRun::onTerminal(const std::vector<std::string>& command, const
         if (count < 0 && errno == EINTR) continue;
         if (count <= 0) break;
         run.output.append(bytes.data(), static_cast<std::size_t>(count));
-        // A prompt is the only text of the program that has a colon behind "phrase".
+        // The program writes a colon behind the word "phrase" only in a prompt.
         const std::size_t asked = run.output.rfind("phrase");
         if (asked != std::string::npos && asked >= seen && run.output.find(':', asked) != std::string::npos) {
             seen = run.output.size();

@@ -18,7 +18,7 @@ struct CertificateRequest {
     std::string unit;
     bool isAuthority = false;
     std::vector<std::string> moreUnits = {};
-    std::optional<std::string> keyUsage = {};  // absent: what such a certificate has; empty: no extension
+    std::optional<std::string> keyUsage = {};  // absent: the usual one of such a certificate; empty: no extension
     std::optional<std::string> extendedKeyUsage = {};
     std::optional<int> pathLength = {};
     const EVP_MD* digest = EVP_sha256();
@@ -30,7 +30,7 @@ struct CertificateRequest {
 /// @param issuer  null: signed by itself
 OpenSsl::Certificate certificate(const CertificateRequest& request, EVP_PKEY* key, X509* issuer, EVP_PKEY* issuerKey);
 
-/// A chain and all its keys, the one that signs first.
+/// A chain of certificates and their keys. The one that signs bundles comes first, the root last.
 struct TestChain {
     std::vector<OpenSsl::Key> keys;
     std::vector<OpenSsl::Certificate> certificates;
@@ -38,13 +38,13 @@ struct TestChain {
     EVP_PKEY* key() const { return keys.front().get(); }
     X509* leaf() const { return certificates.front().get(); }
 
-    /// The text of an identity's file. @param passphrase  null: not encrypted
+    /// The text of an identity file. @param passphrase  null: the key is not encrypted
     std::string pem(const char* passphrase = nullptr) const;
-    /// "NAME (sha256 HEX)" of each, found without the code under test.
+    /// "NAME (sha256 HEX)" for each certificate, worked out without the code under test.
     std::vector<std::string> authorities() const;
 };
 
-/// Root, intermediate and leaf with these requests, the leaf's first. Keys are new each time.
+/// Makes a chain from these requests, the leaf's first and the root's last. Keys are new each time.
 TestChain chainOf(const std::vector<CertificateRequest>& requests);
 
 /// "Example Releases" of the unit EXAMPLE01, under "Example Intermediate", under "Example Root".

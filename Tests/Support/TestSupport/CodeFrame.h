@@ -8,7 +8,7 @@
 #include <stdexcept>
 #include <string>
 
-/// Frames with a QR code on them, black on white, as a camera sees it that is held straight.
+/// Frames with a QR code on them, black on white and not tilted.
 namespace CodeFrame {
 
 /// Draws a code of level M in byte mode, without a quiet zone.

@@ -5,7 +5,7 @@
 #include <string>
 #include <utility>
 
-/// A variable of the environment that has another value, or none, while this lives.
+/// Gives an environment variable another value, or none, for as long as this object lives.
 class EnvironmentVariable {
 public:
     EnvironmentVariable(const char* name, std::optional<std::string> value) : name(name) {

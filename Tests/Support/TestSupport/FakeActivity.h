@@ -5,11 +5,10 @@
 #include <memory>
 #include <utility>
 
-/// The application's moves, made by the test. The observer belongs to what it was given to; the
-/// application is the test's and outlives it.
+/// An application that the test moves to the front and back, and ends. It must outlive its monitor.
 class FakeApplication {
 public:
-    /// What observes this application. One at a time.
+    /// Makes a monitor of this application. Only one at a time.
     std::unique_ptr<ActivityMonitor> activity() { return std::make_unique<Observer>(shared); }
 
     void becomeActive() {
@@ -41,7 +40,7 @@ private:
     };
 
     void run(std::function<void()> ActivityMonitor::Handlers::*member) {
-        // Held here, since whoever is told may end the watch.
+        // Copied, since the handler may destroy the monitor, and so itself.
         const auto handler = shared->handlers.*member;
         if (handler) handler();
     }

@@ -8,13 +8,13 @@
 /// A camera that sees what the test shows it.
 class FakeCamera : public FrameSource {
 public:
-    /// What the test holds of a camera that somebody else owns.
+    /// By this the test drives a camera that the code under test owns.
     struct Remote {
-        std::optional<Handlers> handlers;  // while it runs
+        std::optional<Handlers> handlers;  // set while the camera runs
         int starts = 0;
         bool isRunning() const { return handlers.has_value(); }
 
-        /// Only while it runs, as with any camera.
+        /// Only while the camera runs; otherwise throws.
         void send(SharedFrame frame) const {
             const auto tell = handlers.value().didCapture;
             tell(std::move(frame));

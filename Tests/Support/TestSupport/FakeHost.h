@@ -4,7 +4,7 @@
 
 #include <map>
 
-/// A build and a machine of which the test says everything.
+/// A program and a machine whose every property is set by the test.
 class FakeHost : public Host {
 public:
     std::map<std::string, std::string, std::less<>> bundle = {

@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-/// A desktop's place for notifications, in the loop's time. For tests that link AttentionKit.
+/// A desktop's notification service, whose delays run in the loop's time. For tests that link AttentionKit.
 class FakeNotificationCenter : public NotificationCenter {
 public:
     explicit FakeNotificationCenter(MainLoop& loop) : loop(loop) {}
@@ -28,8 +28,8 @@ public:
     std::size_t pendingCount() const { return pending.size(); }
 
     int authorizationRequests = 0;
-    std::vector<UserNotification> added;      // all that ever were, in order
-    std::vector<UserNotification> delivered;  // those on the screen
+    std::vector<UserNotification> added;      // all that were ever added, in order
+    std::vector<UserNotification> delivered;  // those that are on the screen
 
 private:
     MainLoop& loop;

@@ -5,16 +5,15 @@
 #include <memory>
 #include <utility>
 
-/// A network path that the test opens and closes. The monitor belongs to what it was given to; the
-/// path is the test's and outlives it.
+/// A network path that the test opens and closes. It must outlive its monitor.
 class FakePath {
 public:
-    /// A monitor that reports this path. One at a time.
+    /// Makes a monitor of this path. Only one at a time.
     std::unique_ptr<PathMonitor> monitor() { return std::make_unique<Monitor>(shared); }
 
-    /// An update of the path, also when it changes nothing; nobody hears it unless `isWatched`.
+    /// Reports the path to the monitor's handler, also when nothing has changed. Does nothing unless `isWatched`.
     void update(bool isSatisfied) {
-        // Held here, since whoever is told may end the watch.
+        // Copied, since the handler may destroy the monitor, and so itself.
         const auto handler = shared->handler;
         if (handler) handler(isSatisfied);
     }

@@ -13,7 +13,7 @@
 #include <utility>
 #include <vector>
 
-/// The keys of a made-up person: the same at every run for the same number, from 1 to 255.
+/// The keys of a made-up person. The same number, from 1 to 255, gives the same keys at every run.
 inline Keys keysOf(std::uint8_t number) { return Keys(Nacl::hex(Bytes(SecretKey::size, number))); }
 
 /// The text form of that person's public key.
@@ -21,7 +21,7 @@ inline std::string keyTextOf(std::uint8_t number) { return keysOf(number).public
 
 /// The relay's side of the protocol over one `FakeLink`. For tests that link VimbleKit.
 ///
-/// It has a key pair of its own and real cryptography; what it says, and when, is the test's to decide.
+/// It has a key pair of its own and real cryptography. The test decides what it says, and when.
 class FakeServer {
 public:
     /// @param client  the public key of the user at the other end
@@ -49,7 +49,7 @@ public:
     bool send(std::string_view plaintext) { return send(Bytes(plaintext.begin(), plaintext.end())); }
     bool send(Bytes plaintext) { return sendFrom(keys, std::move(plaintext)); }
 
-    /// Passes on what somebody wrote to the user.
+    /// Passes on what another person has written to the user.
     bool relay(const Keys& author, const PackPlaintext& record) { return sendFrom(author, record.encoded()); }
     bool sendFrom(const Keys& author, Bytes plaintext) {
         return link->deliver(ByteView(packFrom(author, std::move(plaintext)).bytes()));
@@ -58,10 +58,10 @@ public:
         return Pack{author.publicKey, client, std::nullopt, std::move(plaintext)}.encrypted(author.secretKey.view());
     }
 
-    /// Closes as a server does that refuses a key.
+    /// Closes the link as a server does when it refuses a key.
     bool refuse() { return link->close(CloseCode::policyViolation); }
 
-    /// What the client has sent since the last call, sealed.
+    /// The packs that the client has sent since the last call, still sealed.
     std::vector<EncryptedPack> takePacks() {
         std::vector<EncryptedPack> packs;
         for (const Bytes& frame : link->takeSent())
@@ -69,7 +69,7 @@ public:
         return packs;
     }
 
-    /// The commands among it; the rest is dropped.
+    /// The commands to the server that the client has sent since the last call. Drops its other packs.
     std::vector<std::string> takeCommands() {
         std::vector<std::string> commands;
         for (const EncryptedPack& pack : takePacks()) {
@@ -85,7 +85,7 @@ public:
     const Keys keys;
 };
 
-/// What a pack to that reader says; nothing if it can't be opened, or holds no record.
+/// The record in a pack to that reader; nothing if the pack can't be opened, or holds no record.
 inline std::optional<PackPlaintext> recordIn(const EncryptedPack& pack, const Keys& reader) {
     try {
         return PackPlaintext::decoded(pack.decrypted(reader.secretKey.view()).plaintext);

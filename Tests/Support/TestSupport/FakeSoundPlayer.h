@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-/// Notes what is to be heard. For tests that link AttentionKit.
+/// Notes which sounds it is asked to play. For tests that link AttentionKit.
 class FakeSoundPlayer : public SoundPlayer {
 public:
     void play(std::string_view name) override { names.emplace_back(name); }

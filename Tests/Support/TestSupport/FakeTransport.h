@@ -15,17 +15,17 @@
 /// One connection of a `FakeTransport`, seen from the other side: the test plays the network and the
 /// server. It outlives the connection, so that a test can still look at what was sent.
 ///
-/// What the test does is told to the owner at once; what the owner does is answered by the loop, as
-/// the seam demands. Every operation of the server's returns whether somebody was there to hear it:
-/// false once the connection is destroyed or has ended.
+/// The connection's owner hears at once what the test does. What the owner does is answered by the loop,
+/// as the seam demands. Each operation of the network's and the server's part returns whether the owner
+/// heard it: false once the connection is destroyed or has ended.
 class FakeLink {
 public:
-    /// What becomes of messages that the owner sends.
+    /// How sending a message ends. stay: no completion runs until `completeSends`.
     enum class Sends { complete, stay, fail };
 
     const TransportParameters parameters;
     std::vector<TransportMessage> sent;  // in order, also those whose sending "fails"
-    Sends sends = Sends::complete;       // stay: no completion runs until `completeSends`
+    Sends sends = Sends::complete;
     bool isStarted = false;
     bool isCancelled = false;  // by its owner
     bool isDestroyed = false;  // by its owner
@@ -33,7 +33,7 @@ public:
     FakeLink(MainLoop& loop, TransportParameters parameters) : parameters(std::move(parameters)), loop(loop) {}
 
     TransportState state() const { return _state; }
-    /// Started, not ended, and still somebody's.
+    /// Whether the connection is started, has not ended, and is not destroyed.
     bool isOpen() const { return handlers && !isOver(); }
 
     // ---- the network's and the server's part
@@ -64,7 +64,7 @@ public:
     /// The end of the link, as a failed receive.
     bool end(std::string error = "end of stream") {
         return tell([&](const TransportConnection::Handlers& told) {
-            // The state stays "ready", as with a connection of which only the reading has ended.
+            // The state stays "ready": only the reading side has ended.
             told.receiveFailed(TransportError{std::move(error)});
         });
     }
@@ -113,7 +113,7 @@ private:
 
     template <class Report>
     bool tell(Report&& report, bool alsoWhenOver = false) {
-        // Held here, since the owner may destroy the connection inside the report.
+        // A share of our own, since the owner may destroy the connection inside the report.
         const auto told = handlers;
         if (!told || (isOver() && !alsoWhenOver)) return false;
         report(*told);
@@ -179,7 +179,7 @@ private:
     std::function<void(FakeLink&)> onStart;
 };
 
-/// A network of which the test is the other end.
+/// A network whose far end is played by the test.
 class FakeTransport : public Transport {
 public:
     /// @param loop  must outlive the transport and its connections
@@ -190,13 +190,13 @@ public:
         return std::make_unique<FakeConnection>(links.back(), onStart);
     }
 
-    /// The latest connection; only when there has been one.
+    /// The latest connection. Only after there has been one.
     FakeLink& last() const { return *links.back(); }
 
     /// Every connection that was ever asked for, in order.
     std::vector<std::shared_ptr<FakeLink>> links;
 
-    /// Called by the loop for each connection that was started, such as to make it ready.
+    /// Called by the loop for each connection that was started, for instance to make it ready.
     std::function<void(FakeLink&)> onStart;
 
 private:

@@ -19,9 +19,9 @@
 #include <utility>
 #include <vector>
 
-/// The world of an update coordinator, with real folders and nothing else: what it answers stands in its fields.
+/// The world of an update coordinator. Only its folders are real; its other answers stand in its fields.
 ///
-/// Operations are answered at the loop's next turn, or, if they are among the `held`, when the test says so. It
+/// Operations are answered at the loop's next turn, or, if they are among the `held`, at the test's `release`. It
 /// must outlive the coordinator.
 class FakeUpdateWorld {
 public:
@@ -85,7 +85,7 @@ public:
         return result;
     }
 
-    /// Answers what is held under a name that begins so. @return whether there was any
+    /// Answers the first held operation whose name begins with this. @return whether there was one
     bool release(const std::string& name) {
         for (auto it = pending.begin(); it != pending.end(); ++it) {
             if (!it->first.starts_with(name)) continue;
@@ -97,7 +97,7 @@ public:
         return false;
     }
 
-    /// Whether something waits under a name that begins so.
+    /// Whether an operation whose name begins with this is held back.
     bool isPending(const std::string& name) const {
         for (const auto& [each, answer] : pending)
             if (each.starts_with(name)) return true;
@@ -121,7 +121,7 @@ public:
     std::vector<std::string> contents{"Vimble.app/Contents"};
     std::set<std::string> held;                          // first words of operations
     std::map<std::string, std::exception_ptr> failures;  // by the first word
-    std::function<void(bool)> reachability;              // set while somebody watches
+    std::function<void(bool)> reachability;              // set while the coordinator watches the network
     std::vector<DownloadExpectation> expectations;
     std::vector<InstallerRequest> installations;
     TemporaryFolder folder;
@@ -145,7 +145,7 @@ private:
 
     template <class Value>
     std::shared_ptr<void> begin(const std::string& name, Completion<Value> completion, std::function<Value()> make) {
-        // The completion lives in the handle, so that calling off drops it.
+        // The handle owns the completion, so that dropping the handle calls the operation off.
         auto handle = std::make_shared<Completion<Value>>(std::move(completion));
         const auto answer = [this, name, make, weak = std::weak_ptr(handle)] {
             const auto strong = weak.lock();

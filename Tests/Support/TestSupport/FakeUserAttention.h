@@ -6,7 +6,8 @@
 #include <string>
 #include <vector>
 
-/// The application's place on a desktop of the test's making. For tests that link AttentionKit.
+/// Notes the requests for attention. The test says whether the application is in front. For tests that link
+/// AttentionKit.
 class FakeUserAttention : public UserAttention {
 public:
     bool isActive() const override { return isInFront; }

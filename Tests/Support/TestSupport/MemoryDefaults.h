@@ -9,8 +9,7 @@
 #include <string_view>
 #include <variant>
 
-/// The user's settings in memory, for the tests to see. `values` stands for the disk: given to another one, it
-/// is what a restart finds.
+/// The user's settings in memory. `values` stands for the disk: a test of a restart gives it to another object.
 class MemoryDefaults : public UserDefaults {
 public:
     using Value = std::variant<bool, std::string>;

@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-/// A keeper of secrets in memory, with the item model of `SecretStore`. For tests that link VimbleKit.
+/// A secret store in memory, with the item model of `SecretStore`. For tests that link VimbleKit.
 ///
 /// The test can make any call fail, and can change the items between two calls, as another program would.
 class MemorySecretStore : public SecretStore {
@@ -17,10 +17,10 @@ public:
     std::vector<SecretItem> items;
     std::optional<std::vector<std::string>> groups;
 
-    /// The names of the calls so far that have a status, in order.
+    /// The names of the calls so far, in order, of those that return a status.
     std::vector<std::string> calls;
 
-    /// Called before each of them, with its number, counted from 1.
+    /// Called before each of these calls, with its number, counted from 1.
     std::function<void(std::size_t call)> between;
 
     /// Makes the call of that number, counted from 1, fail and do nothing.
@@ -34,7 +34,7 @@ public:
     /// Counts calls from 1 again.
     void restartCount() { calls.clear(); }
 
-    /// Adds a present item with that text for a secret key.
+    /// Adds an item of the present form (`Keys`), with this text as the secret key.
     void put(std::string_view text) {
         SecretItem item;
         item.service = "zorvane.Vimble";
@@ -91,7 +91,7 @@ private:
                query.synchronizable == item.synchronizable;
     }
 
-    /// @return the status that the call is to fail with, if it is
+    /// Notes a call. @return the status with which it must fail, if it must
     std::optional<SecretStatus> begin(const char* name) {
         calls.emplace_back(name);
         if (between) between(calls.size());

@@ -21,7 +21,7 @@
 #include <variant>
 #include <vector>
 
-/// Writes down what observers of a session are told, a line each.
+/// Writes down what a session tells its observers, a line for each report.
 class Watcher : public SignalTarget {
 public:
     /// Subscribes to everything but the state.
@@ -38,7 +38,7 @@ public:
     void watchTraffic(Kit& kit) {
         kit.observeNetworkIO(*this, [](Watcher& self, const NetworkIO& io) { self.note(ConsoleLines::line(io)); });
     }
-    /// Counts publishes of the state, without the one at the beginning.
+    /// Adds a line "state" for each publish of the state, but for the one at the subscription. Drops earlier lines.
     void watchState(Kit& kit) {
         kit.observeState(*this, [](Watcher& self, const State&) { self.note("state"); });
         take();
@@ -47,7 +47,7 @@ public:
     std::vector<std::string> take() { return std::exchange(lines, {}); }
 
     std::vector<Event> events;
-    std::function<void(const std::string&)> then;  // run behind each line
+    std::function<void(const std::string&)> then;  // called after each line
 
 private:
     void note(const std::string& line) {
@@ -58,8 +58,8 @@ private:
     std::vector<std::string> lines;
 };
 
-/// A machine for a session, with a network, a secret store and a folder of its own, and the session. The
-/// user is person 1.
+/// A session, and a machine for it with a network, a secret store and a folder of its own. The user is
+/// person 1 (`keysOf`).
 class Session {
 public:
     explicit Session(bool isOnline = true) {

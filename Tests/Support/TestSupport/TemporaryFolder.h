@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <string>
 
-/// A new folder that goes with its holder, contents and all.
+/// A new folder, which is removed with its contents when this object dies.
 class TemporaryFolder {
 public:
     TemporaryFolder() {

@@ -11,7 +11,7 @@
 
 /// A main loop whose clock is a variable: nothing happens until the test lets time pass.
 ///
-/// Timers fire in the order of their due times, those of one time in the order of their starting.
+/// Timers fire in the order of their due times; timers that are due together in the order of their starting.
 /// The thread that made the loop is its main thread.
 class TestLoop : public MainLoop {
 public:
@@ -46,13 +46,13 @@ public:
 
     Date now() const override { return clock; }
 
-    /// Runs what is posted, and what that posts, without letting time pass.
+    /// Runs posted work, and the work that it posts, without letting time pass.
     void run() {
         for (auto work = takeWork(); !work.empty(); work = takeWork())
             for (auto& action : work) action();
     }
 
-    /// Lets time pass, running what is due at its due time.
+    /// Lets time pass, and runs each timer at its due time.
     void advance(Seconds interval) {
         const Date end = clock + interval;
         run();
@@ -73,10 +73,10 @@ public:
     }
 
     bool hasTimers() const { return !timers.empty(); }
-    /// Seconds until the next timer; only with one pending.
+    /// Seconds until the next timer is due. Only while one is pending.
     Seconds untilNextTimer() const { return timers.begin()->first.first - clock; }
 
-    /// Moves the wall clock alone, as when somebody sets it: pending timers keep their distance.
+    /// Sets the clock, as a user may set the machine's: pending timers fire after the same time as before.
     void setClock(Date date) {
         const Seconds shift = date - clock;
         std::map<std::pair<Date, TimerId>, std::function<void()>> moved;

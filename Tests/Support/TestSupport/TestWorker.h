@@ -20,7 +20,7 @@ public:
         work();
         return true;
     }
-    /// Does all.
+    /// Does all pieces of work, also those that are added meanwhile.
     void runAll() {
         while (step()) {
         }
