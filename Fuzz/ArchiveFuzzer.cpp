@@ -1,8 +1,8 @@
-// An archive that somebody else has made: whatever it holds, nothing outside the destination is made or changed, and
-// what comes out keeps to the limits and stays inside.
+// Unpacks archives from an attacker: whatever an archive holds, nothing outside the destination is made or changed, and
+// what is unpacked keeps to the limits.
 //
-// Either a whole zip archive, or the script of one, from which it is put together with sums that are right: for each
-// entry a byte that chooses its kind, its name, and its contents.
+// The input is either a whole zip archive, or a script from which one is put together with valid checksums. A script
+// has for each entry a byte that chooses the kind, the name, and the contents.
 
 #include "FuzzSupport/FuzzInput.h"
 
@@ -37,7 +37,7 @@ constexpr ExtractionLimits limits{.maxBytes = 1 << 20, .maxRatio = 20, .maxEntri
 
 // ---- archives of scripts
 
-/// Numbers as zip archives have them: the lowest byte first.
+/// Writes numbers as zip archives have them, with the lowest byte first.
 class ZipText {
 public:
     ZipText& two(std::uint32_t value) { return put(value, 2); }
@@ -55,7 +55,7 @@ private:
     }
 };
 
-/// CRC-32 as ISO 3309 has it.
+/// CRC-32. Source: ISO 3309.
 std::uint32_t checksum(std::string_view bytes) {
     std::uint32_t value = ~std::uint32_t(0);
     for (const char c : bytes) {
@@ -65,7 +65,8 @@ std::uint32_t checksum(std::string_view bytes) {
     return ~value;
 }
 
-/// APPNOTE.TXT of the format, 4.3: local headers with their contents, the directory, its end. Nothing is compressed.
+/// Makes an archive: local headers with their contents, the directory, and its end record. Nothing is compressed.
+/// Source: APPNOTE.TXT of the zip format, 4.3.
 std::string archiveOf(FuzzInput& script) {
     constexpr std::array<std::uint32_t, 12> modes{0100644, 0100755, 0104777, 0100000, 0040755, 0040500,
                                                   0120777, 0120000, 0010644, 0020644, 0140644, 0170777};
@@ -91,9 +92,9 @@ std::string archiveOf(FuzzInput& script) {
     return archive.text;
 }
 
-// ---- what there is to be seen of it
+// ---- checks of what was unpacked
 
-/// All that tells whether somebody has touched a file or a folder.
+/// The properties of a file or a folder that change if anybody touches it.
 std::string marksOf(const fs::path& path) {
     struct stat status {};
     check(::lstat(path.c_str(), &status) == 0, "what lay beside the destination is gone");
@@ -149,7 +150,7 @@ void checkLine(std::string_view text) {
           "a reason makes a line of its own");
 }
 
-/// Asks the kernel, which is told not to leave the destination on the way.
+/// Fails if a link leads outside. The kernel resolves it, and refuses any step that leaves the destination.
 void checkLink(int destination, const std::string& name) {
     open_how how{};
     how.flags = O_PATH | O_CLOEXEC;
@@ -158,7 +159,7 @@ void checkLink(int destination, const std::string& name) {
     check(target || errno == ENOENT || errno == ENOTDIR, "a link leads outside");
 }
 
-/// @param isWhole  nothing was refused
+/// @param isWhole  whether the whole archive was unpacked, and nothing refused
 void checkContents(const fs::path& destination, std::uint64_t mostBytes, bool isWhole) {
     const FileDescriptor folder(::open(destination.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     std::uint64_t bytes = 0;

@@ -1,4 +1,4 @@
-// What the camera program says: any bytes, in pieces of any size.
+// Reads the stream of the camera program: any bytes, arriving in pieces of any size.
 
 #include "FuzzSupport/FuzzInput.h"
 
@@ -39,7 +39,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             if (const auto message = stream.advance(count)) checkMessage(*message);
         }
     } catch (const CameraStreamError&) {
-        // Nothing more can be read.
+        // The stream is refused for good, which is a valid outcome.
     }
     return 0;
 }

@@ -1,7 +1,7 @@
-// The seal of a bundle: its list is read in one spelling only, a signature is of one content only, links end,
-// and no name makes a line.
+// Reads the parts of a bundle's seal. A list has one valid spelling only, a signature fits one content only, following
+// links ends, and no name can make a line of its own.
 //
-// The first byte chooses, the rest is the list, the signature over `signedContent`, a bundle's links, or a name.
+// The first byte chooses what the rest is: a list, a signature over `signedContent`, a bundle's links, or a name.
 
 #include "FuzzSupport/FuzzInput.h"
 
@@ -78,7 +78,7 @@ void followLinks(FuzzInput& input) {
     }
     bool isInside = true;
     try {
-        // No folder of a disk holds other names either.
+        // Drop bundles with invalid names: no folder on a disk can hold these.
         entries = Seal::of(std::move(entries), false).entries;
     } catch (const CodeSignatureError&) {
         return;

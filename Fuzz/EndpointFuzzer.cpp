@@ -1,5 +1,5 @@
-// Addresses: URLs come back as they were, what is shown can be typed, and no server's files lie outside
-// the application's folder.
+// Reads the addresses of servers. URLs come back unaltered, an address that is shown can be typed, and no server's
+// files lie outside the application's folder.
 
 #include "Base/Bytes.h"
 #include "Base/Check.h"
@@ -24,7 +24,7 @@ void checkUrl(const std::string& text) {
           "one more component leads to another server");
 }
 
-/// How many pieces stand between points: a text of one is taken for a bare word.
+/// Whether a text has only one piece between points: `Endpoint` takes such a text for a bare word, not a host.
 bool isBareWord(std::string_view text) {
     std::size_t count = 0;
     for (std::size_t at = 0; at < text.size(); ++at)
@@ -39,7 +39,7 @@ void checkFolder(const std::string& nameSpace) {
         check(path.native().find('\0') == std::string::npos, "a path is cut short");
         check(path.native() == root.native() || path.native().starts_with(root.native() + "/"),
               "a path does not begin with the root");
-        // Part by part: what is put in order on paper is one thing, what the kernel does another.
+        // Look at each part: normalising the path would hide "..", which the kernel follows.
         for (const auto& part : path) check(part != ".." && part != ".", "a path leads up");
     }
     check(Disk(root, "app").file<Endpoint>(nameSpace).parent_path() == Disk(root, "app").folder(),
@@ -60,7 +60,7 @@ void checkEndpoint(const Endpoint& endpoint) {
     } else if (shown == "localhost" && endpoint.url().starts_with("http://")) {
         check(typed == endpoint, "the server on this machine is another when typed");
     } else {
-        // A host name that is one word is shown, and not taken: it might be anything.
+        // A host name of one word is shown, but not accepted when typed, since it might be any word.
         check(url->scheme == "https" && url->host, "an address is shown without what tells it");
         if (!url->host->empty() && !isBareWord(shown))
             check(typed == endpoint, "an address that is shown is another when typed");
@@ -79,7 +79,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (!endpoint) return 0;
     check(Url::parse(endpoint->url()).has_value(), "what was typed became something that is no URL");
     checkEndpoint(*endpoint);
-    // The short form of an address is shown as it was typed.
+    // An address that was typed without a scheme is shown as it was typed.
     const std::string_view trimmed = Text::trimmed(text);
     if (const auto url = Url::parse(trimmed); !url || !url->scheme)
         check(endpoint->displayString() == trimmed, "a short address is shown otherwise than it was typed");

@@ -1,4 +1,4 @@
-// JSON: whatever is read as a value is written so that it is read as the same value, and nothing is read
+// Reads JSON. A value that was read is written so that it is read as the same value again, and no text is read
 // that another library refuses.
 //
 // The first byte chooses the type, the rest is the text.
@@ -16,9 +16,9 @@
 
 namespace {
 
-/// Whether the other library finds nothing wrong with the text.
+/// Whether the other library accepts the text.
 bool isJson(std::string_view text) {
-    // Reading it as a flat stream of tokens: its recursion has no limit, ours has.
+    // Let the library read a flat stream of tokens: unlike ours, its recursive reader has no limit on the depth.
     struct Ignore : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Ignore> {
         bool Default() { return true; }
     };
@@ -43,7 +43,7 @@ template <class Type>
 void checkType(ByteView text) {
     const auto value = decoded<Type>(text);
     if (!value) return;
-    // A NUL ends a text for the other library, and a mark of the byte order begins one; ours knows neither.
+    // The other library stops at a NUL, and skips a byte order mark. Ours must refuse both.
     check(textOf(text).find('\0') == std::string_view::npos, "a text with a NUL was read");
     check(!textOf(text).starts_with("\xEF\xBB\xBF"), "a text with a mark in front was read");
     check(isJson(textOf(text)), "a text was read that is no JSON");

@@ -1,5 +1,5 @@
-// What an update brings as texts: a release's manifest, a bundle's property list, and what the tool says of its
-// signature.
+// Reads the texts that an update consists of: a release's manifest, a bundle's property list, and what the signature
+// tool prints about the bundle.
 
 #include "Base/Bytes.h"
 #include "Base/Check.h"

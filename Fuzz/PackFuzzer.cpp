@@ -1,4 +1,4 @@
-// Packs: cutting a frame and putting it together again, opening what was sealed and nothing else.
+// Packs: a frame that is cut into its fields can be put together again, and only what was sealed is opened.
 
 #include "FuzzSupport/FuzzInput.h"
 #include "FuzzSupport/FuzzKeys.h"
@@ -30,7 +30,7 @@ std::optional<Pack> opened(const EncryptedPack& pack) {
     }
 }
 
-/// Any bytes, as a frame from the network.
+/// Cuts any bytes, as a frame from the network.
 void cut(ByteView frame) {
     const auto pack = EncryptedPack::parse(frame);
     const auto view = PackView::of(frame);
@@ -42,13 +42,13 @@ void cut(ByteView frame) {
     check(pack->authorKey == view->authorKey() && pack->targetKey == view->targetKey() &&
               std::ranges::equal(pack->nonce, view->nonce) && std::ranges::equal(pack->ciphertext, view->ciphertext),
           "the two ways to cut a frame give different fields");
-    // Made up without a secret key; only a seed that was sealed with the real one opens.
+    // Most inputs were made without a secret key, and do not open. A pack must open as a whole or not at all.
     if (const auto open = opened(*pack))
         check(open->plaintext.size() + Nacl::authenticatorBytes == pack->ciphertext.size(),
               "a part of a pack was opened");
 }
 
-/// Any plaintext, sealed; then damaged where the fuzzer says.
+/// Seals any plaintext, and then alters the byte that the fuzzer chooses.
 void seal(FuzzInput& input) {
     const std::size_t at = input.byte() << 8 | input.byte();
     const std::uint8_t damage = input.byte();
@@ -63,17 +63,17 @@ void seal(FuzzInput& input) {
     check(parsed && *parsed == sealed, "a sealed pack comes back altered");
     check(opened(*parsed) == pack, "what was sealed opens as something else");
 
-    // The target's key isn't under the seal: nobody looks at it.
+    // The seal does not cover the target's key, so the reader does not notice a change of it.
     const std::size_t place = at % frame.size();
     const bool isTarget = place >= EncryptedPack::targetOffset && place < EncryptedPack::nonceOffset;
-    // The last bit of a key does not count: its point is given by the others.
+    // The highest bit of a public key is ignored: the other bits alone give its point on the curve.
     const std::uint8_t bits = place == EncryptedPack::targetOffset - 1 ? damage & 0x7F : damage;
     if (isTarget || bits == 0) return;
     frame[place] ^= bits;
     check(!opened(*EncryptedPack::parse(frame)), "an altered pack was opened");
 }
 
-/// Any plaintext, as it stands behind the seal.
+/// Reads any plaintext, as if it had come out of a pack.
 void look(ByteView plaintext) {
     if (const auto record = PackPlaintext::decoded(plaintext))
         check(PackPlaintext::decoded(record->encoded()) == record, "a record comes back altered");

@@ -1,12 +1,12 @@
-// The relay's logic: any sequence of what may happen around it, two bytes an event and more where it needs
-// them. The upper half of an event's first byte ends the turn behind it.
+// Drives the relay's logic with any sequence of events. An event takes two bytes, and more if it needs them. The
+// highest bit of its first byte ends the turn after it.
 
 #include "FuzzSupport/FuzzInput.h"
 #include "RelayWorld.h"
 
 namespace {
 
-// What can be done with more of them can be done with these.
+// More links or events would reach nothing new, and take longer.
 constexpr std::size_t maxLinks = 60;
 constexpr int maxEvents = 300;
 
@@ -29,7 +29,7 @@ void happen(RelayWorld& world, FuzzInput& input) {
             break;
         case 1: world.authenticate(link, person()); break;
         case 2: {
-            // Opened and authenticated in one, since most of what is worth finding lies behind it.
+            // Open and authenticate a link in one event: most bugs can only be reached after both.
             const std::size_t number = world.linkCount();
             if (number == maxLinks) break;
             world.open(choice % 3);
@@ -54,7 +54,7 @@ void happen(RelayWorld& world, FuzzInput& input) {
         case 14: world.repairStore(); break;
         case 15: world.advance(choice * 0.004); break;
         case 16:
-            // A relay whose store fails looks every second: a month of that would take longer than it tells.
+            // While its store fails, the relay tries it every second: simulating a month of that would take too long.
             if (choice == 255) world.repairStore();
             world.advance(choice == 255 ? 31 * 86400.0 : choice * 0.5);
             break;

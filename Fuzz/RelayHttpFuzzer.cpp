@@ -1,7 +1,7 @@
-// The relay's side towards strangers: the HTTP request, and the WebSocket frames behind it.
+// Reads what strangers send to the relay: the HTTP request, and the WebSocket frames after it.
 //
-// The first byte tells which. A request is given in growing parts, as a network might; frames are given
-// in parts too, and what is read of them is compared with a reader that knows no haste.
+// The first byte chooses which. A request is given in growing parts, as the network may deliver it. Frames are
+// given in parts too, and the result is compared with that of a simple reader that takes all bytes at once.
 
 #include "FuzzSupport/FuzzInput.h"
 
@@ -16,7 +16,7 @@
 
 namespace {
 
-constexpr std::size_t maxHeader = 300;  // so that the fuzzer reaches it
+constexpr std::size_t maxHeader = 300;  // small, so that the fuzzer reaches it
 constexpr std::size_t maxMessage = 1000;
 
 // ---- the request
@@ -44,7 +44,7 @@ void checkVerdict(const HttpVerdict& verdict, std::size_t received) {
 void judgeInParts(ByteView request) {
     std::optional<HttpVerdict> before;
     for (std::size_t size = 0; size <= std::min<std::size_t>(request.size(), 2 * maxHeader); ++size) {
-        // A copy of exactly this size, so that nothing behind it is read.
+        // A copy of exactly this size, so that the sanitizer notices if anything behind it is read.
         const Bytes received(request.begin(), request.begin() + static_cast<std::ptrdiff_t>(size));
         const auto verdict = HttpFront::judge(received, maxHeader);
         check(verdict || size <= maxHeader, "a request without end is waited for");
@@ -62,7 +62,7 @@ void judgeInParts(ByteView request) {
 
 // ---- the frames
 
-/// What a reader tells.
+/// One thing that a reader reports.
 struct Told {
     enum class Kind { message, ping, pong, close } kind;
     Bytes payload;
@@ -94,8 +94,8 @@ private:
     }
 };
 
-/// What all the bytes mean, frame by frame, by RFC 6455, section 5, and what the relay adds: no text, no
-/// more than `maxMessage`.
+/// What all the bytes mean, frame by frame. Source: RFC 6455, section 5. The relay also refuses text frames, and
+/// messages above `maxMessage`.
 struct Meaning {
     std::vector<Told> told;
     std::optional<std::uint16_t> error;
@@ -158,7 +158,7 @@ Meaning meaningOf(ByteView bytes) {
     return meaning;
 }
 
-/// Reads as the server does: what was not used comes again, with more behind it.
+/// Reads as the server does: the bytes that were not used are given again, with more behind them.
 void readInParts(ByteView bytes, std::size_t part) {
     WebsocketReader reader(maxMessage);
     Listener listener;
@@ -166,7 +166,7 @@ void readInParts(ByteView bytes, std::size_t part) {
     for (std::size_t at = 0; at < bytes.size() && !reader.error() && !listener.isClosed; at += part) {
         const ByteView arrived = bytes.subspan(at, std::min(part, bytes.size() - at));
         waiting.insert(waiting.end(), arrived.begin(), arrived.end());
-        Bytes exact = waiting;  // nothing behind it may be read
+        Bytes exact = waiting;  // a copy of exactly this size, so that reading behind it is noticed
         const std::size_t used = reader.read(exact, listener);
         check(used <= exact.size(), "more was used than there is");
         waiting.erase(waiting.begin(), waiting.begin() + static_cast<std::ptrdiff_t>(used));
@@ -177,7 +177,8 @@ void readInParts(ByteView bytes, std::size_t part) {
     check(reader.error() == meaning.error, "the frames have earned another close code");
 }
 
-/// A frame without its mask, as a server sends it, made one of a client's: what we write is well-formed.
+/// Checks that the frames we write are well-formed. They have no mask, as a server's, so they are given one of zeros
+/// to be read as a client's.
 void writeAndRead(FuzzInput& input) {
     const auto masked = [](const Bytes& frame) {
         Bytes result = frame;

@@ -30,7 +30,7 @@ std::optional<std::size_t> RelayKeys::personOf(ByteView key) const {
 
 // ---- links
 
-/// One link, with all that the relay said to it.
+/// One link, with all that the relay has sent on it.
 class RelayWorld::Link : public RelayLink {
 public:
     Link(RelayWorld& world, std::size_t number, std::size_t address, std::size_t keyIndex)
@@ -78,15 +78,15 @@ public:
     const std::size_t address;
     const std::size_t keyIndex;
     const Date openedAt;
-    const std::uint64_t openedIn;  // in events
+    const std::uint64_t openedIn;  // the number of events before it was opened
     bool isOpen = true;
     bool isGreeted = false;
     std::optional<CloseCode> closeCode;
-    std::optional<std::size_t> person;  // who said that it is theirs
+    std::optional<std::size_t> person;  // who has sent a first pack on it
     bool isAuthenticated = false;       // the relay has answered with the list
     std::optional<std::uint64_t> pendingPing;
     Date pingedAt;
-    std::size_t beforePing = 0;         // of `unproved`
+    std::size_t beforePing = 0;         // how many of `unproved` the pending ping proves
     std::vector<std::size_t> unproved;  // packs, in the order in which they came
     std::set<std::size_t> received;
     std::vector<MetaPerson> list;
@@ -145,7 +145,7 @@ private:
 
 namespace {
 
-/// Small enough for the fuzzer to reach each of them; a page of mail fits in a link's queue.
+/// Limits small enough for the fuzzer to reach each of them. A page of mail still fits in a link's queue.
 RelayLimits fuzzLimits() {
     RelayLimits limits;
     limits.packBytes = 100'000;
@@ -202,7 +202,7 @@ void RelayWorld::open(std::size_t address) {
 }
 
 void RelayWorld::frame(Link& link, ByteView bytes) {
-    // A link that floods is refused without an answer, and counted all the same.
+    // Count refusals too: on a link that sends too much, a pack is refused without an answer.
     const auto refusals = [&] {
         const RelayCounters& counters = core->counters();
         return counters.refusedGarbage + counters.refusedAuthor + counters.refusedTarget + counters.refusedTooLarge +
@@ -210,7 +210,7 @@ void RelayWorld::frame(Link& link, ByteView bytes) {
     };
     const auto refusalsBefore = refusals();
     link.wasRefused = false;
-    // A copy of exactly this size, which dies behind the call: whatever is kept of it shows.
+    // A copy of exactly this size, which dies after the call: the sanitizer notices if the relay keeps a part of it.
     const Bytes copy(bytes.begin(), bytes.end());
     const auto peopleBefore = storedPeople();
     core->frameReceived(link, copy, now);
@@ -280,7 +280,7 @@ void RelayWorld::command(std::size_t index, std::string_view text) {
 
 void RelayWorld::raw(std::size_t index, ByteView bytes) {
     Link* link = openLink(index);
-    // One that bears a true name is a pack, and has a way of its own.
+    // Bytes with a known author's key are a pack, which only `sendPack` and `sendAs` may send: they keep account of it.
     const auto pack = PackView::of(bytes);
     if (!link || (pack && RelayKeys::all().personOf(pack->author))) return;
     const bool wasAuthenticated = link->isAuthenticated;
@@ -324,7 +324,7 @@ void RelayWorld::changeMember(std::size_t person, int change) {
     if (store.isToFail()) return;  // the command line would have failed
     if (change == 0) {
         store.removeMember(key);
-        // The relay may hold some in memory until it is told.
+        // Until it is told, the relay may still hand on packs for this person from its memory.
         forgetPacksFor(person, Fate::may);
     } else {
         store.putMember({key, change == 1});
@@ -360,7 +360,7 @@ void RelayWorld::repairStore() { store.repair(); }
 
 void RelayWorld::advance(Seconds interval) {
     const Date end = now + interval;
-    // What is too old is deleted, whatever it was.
+    // Mail that is too old is deleted, so it need not arrive any more.
     if (interval > 86400)
         for (Sent& pack : sent)
             if (pack.fate == Fate::must) pack.fate = Fate::may;

@@ -15,7 +15,7 @@
 #include <string>
 #include <vector>
 
-/// The keys of everybody whom the relay fuzzer knows, and what each two have in common.
+/// The keys of the people and the links of the relay fuzzer, and the shared key of each person with each link.
 ///
 /// Computing a shared key takes longer than all the rest of a run, so it is done once a process.
 class RelayKeys {
@@ -30,7 +30,7 @@ public:
     const Nacl::SharedKey& shared(std::size_t link, std::size_t person) const {
         return *sharedKeys[link % links][person];
     }
-    /// Who has the key; nothing for nobody.
+    /// The person who has the key; nothing if none has.
     std::optional<std::size_t> personOf(ByteView key) const;
 
 private:
@@ -43,9 +43,8 @@ private:
 
 /// A relay, the people around it and their links, and all that must hold between them.
 ///
-/// What the fuzzer does goes in by the operations; each checks what came of it, and ends the process
-/// when something that must hold does not. `end` lets the storm pass and looks whether every pack that
-/// the relay took is where it belongs.
+/// The fuzzer calls the operations. Each checks its outcome, and ends the process if a rule is broken.
+/// `end` repairs everything, and checks that every pack that the relay has taken is where it belongs.
 class RelayWorld : private RelayHost {
 public:
     RelayWorld();
@@ -54,7 +53,7 @@ public:
     std::size_t linkCount() const { return links.size(); }
 
     void open(std::size_t address);
-    /// @param person, link  by index; what there is not does nothing
+    /// @param link, person  by index. Here and below, nothing happens if there is no such link, or it is closed
     void authenticate(std::size_t link, std::size_t person);
     void sendPack(std::size_t link, std::size_t target, std::size_t bodySize);
     void sendAs(std::size_t link, std::size_t author, std::size_t target);
@@ -75,7 +74,7 @@ public:
     std::string keyText(std::size_t person) const { return Nacl::hex(RelayKeys::all().person(person)); }
 
 private:
-    /// What must become of a pack.
+    /// Whether a pack must, may or must not reach its target.
     enum class Fate { must, may, mustNot };
     struct Sent {
         Bytes frame;
@@ -84,7 +83,7 @@ private:
         std::size_t fromLink;
         Fate fate = Fate::may;
         bool isProved = false;
-        std::uint64_t provedAt = 0;  // in events
+        std::uint64_t provedAt = 0;  // the number of events before its proof
     };
     class Link;
 
@@ -107,7 +106,7 @@ private:
     std::optional<Date> wake;
     std::uint64_t events = 0;
     std::size_t nextKey = 0;
-    bool didStoreFail = false;  // within the last event
+    bool didStoreFail = false;  // during the last event
     bool isUp = false;
     MemoryRelayStore store;
     std::unique_ptr<RelayCore> core;

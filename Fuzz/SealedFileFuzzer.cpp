@@ -1,5 +1,5 @@
-// The file of sealed secrets: any file, any items under the right seal, and any sequence of operations,
-// compared with a plain list.
+// Reads the file of sealed secrets: any file, any items under a valid seal, and any sequence of operations, whose
+// outcome is compared with a plain list.
 
 #include "FuzzSupport/FuzzInput.h"
 
@@ -13,7 +13,7 @@
 
 namespace {
 
-// As cheap as it can be: the cost is not what is looked at.
+// The lowest cost there is, to be quick: the strength of the seal is not tested here.
 constexpr Nacl::PassphraseCost cheap{1, 8192};
 constexpr std::size_t headBytes = 44;
 constexpr std::size_t largestField = 64 << 10;
@@ -36,7 +36,7 @@ public:
     }
     void remove() const { std::filesystem::remove(path); }
 
-    /// A sound file around these bytes.
+    /// A valid file with these bytes as its items.
     Bytes sealed(ByteView items) const {
         Bytes file = front;
         append(file, Nonce{});
@@ -68,7 +68,7 @@ private:
     }
 
     SecretKey key;
-    Bytes front;  // up to the items
+    Bytes front;  // the file up to the items
 };
 
 const File& file() {
@@ -87,11 +87,11 @@ bool isKnownStatus(SecretStatus status) {
            status == SecretStatuses::authFailed || status == SecretStatuses::internalError;
 }
 
-/// Any file.
+/// Reads any file.
 void readAny(ByteView bytes) {
     Bytes content(bytes.begin(), bytes.end());
-    // Within the limits a file may ask for a gigabyte and 16 passes: here, for what is done in no time. What
-    // is beyond the limits stays, to be refused.
+    // A file may ask for up to a gigabyte and 16 passes. Lower such costs, so that a run is quick; leave costs beyond
+    // these limits, which must be refused.
     if (content.size() > 27) {
         content[12] = content[12] > 16 ? content[12] : content[12] % 3;
         content[22] = 0;
@@ -108,7 +108,7 @@ void readAny(ByteView bytes) {
     check(std::ranges::equal(bytesOf(after), content), "a file that can't be read was changed");
 }
 
-/// Any items under the right seal.
+/// Reads any items under a valid seal.
 void readItems(ByteView items) {
     file().write(file().sealed(items));
     SealedFileStore store = file().store();
@@ -120,7 +120,7 @@ void readItems(ByteView items) {
         if (found.status != SecretStatuses::ok) continue;
         check(found.item.synchronizable == synchronizable, "another item was found");
         check(!found.item.data || found.item.data->size() <= largestField, "a field is too large");
-        // Written anew, it reads as it did.
+        // An item that is written again must read as before.
         const auto query = everything(synchronizable);
         const Bytes data = found.item.data.value_or(Bytes{});
         check(store.update(query, data) == SecretStatuses::ok, "what was found can't be changed");
@@ -151,7 +151,7 @@ SecretQuery query(FuzzInput& input) {
     return {maybeText(input), maybeText(input), maybeText(input), maybeText(input), input.flag()};
 }
 
-/// Operations, on the file and on a list.
+/// Does the same operations on the file and on a list, and compares the outcomes.
 void operate(FuzzInput& input) {
     file().remove();
     std::vector<SecretItem> items;
@@ -201,12 +201,12 @@ void operate(FuzzInput& input) {
     }
 }
 
-/// A sound file with one byte altered.
+/// Reads a valid file with one byte altered.
 void damage(FuzzInput& input) {
     const std::size_t at = input.byte() << 8 | input.byte();
     const std::uint8_t bits = input.byte();
     Bytes content = file().sealed(input.rest());
-    // Costs that were altered would be paid before anything else is looked at.
+    // Leave the costs alone: deriving the key at an altered cost, before any check, could take minutes.
     const std::size_t place = at % content.size();
     if (bits == 0 || (place >= 12 && place < 28)) return;
     content[place] ^= bits;

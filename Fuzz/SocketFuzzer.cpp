@@ -1,8 +1,8 @@
-// The client, from the transport up: a whole session with a server and people who say whatever the fuzzer
-// wants, under real seals, and a user who does things meanwhile, also inside an observer's action.
+// Drives the client, from the transport up, in a whole session: a server and people who say whatever the fuzzer
+// wants, under real seals, and a user who acts meanwhile, also inside an observer's action.
 //
-// One thing is left out: an answer to a command ("crsp") whose body is neither a record nor UTF-8 ends the
-// process on purpose.
+// One input is left out: an answer to a command ("crsp") whose body is neither a record nor UTF-8, since it ends
+// the process on purpose.
 
 #include "FuzzSupport/FuzzInput.h"
 #include "SocketWorld.h"
@@ -13,7 +13,7 @@ namespace {
 
 constexpr int maxEvents = 200;
 
-/// A text that has a JSON form.
+/// Any text, escaped if it is no UTF-8, since only UTF-8 has a JSON form.
 std::string jsonText(FuzzInput& input) {
     const std::string text = input.text();
     return Text::isUtf8(text) ? text : Text::escaped(text);
@@ -25,7 +25,7 @@ std::vector<MetaPerson> list(FuzzInput& input) {
         const std::uint8_t choice = input.byte();
         const bool isAdmin = (choice & 0x40) != 0, isOnline = (choice & 0x80) != 0;
         const std::size_t who = choice % 8;
-        // Mostly people, the user first; else any text, which is the server's to put there.
+        // Mostly the keys of people, of whom number 0 is the user; otherwise any text, as a server may put one there.
         people.push_back({who < 7 ? SocketWorld::keyText(who) : jsonText(input), isAdmin, isOnline});
     }
     return people;
@@ -48,7 +48,7 @@ Bytes serverMessage(FuzzInput& input) {
     return message;
 }
 
-/// What the user does.
+/// Makes the user do something.
 void act(SocketWorld& world, FuzzInput& input) {
     switch (input.below(12)) {
         case 0: world.connect(); break;
@@ -103,7 +103,7 @@ void happen(SocketWorld& world, FuzzInput& input) {
         case 16: world.path(input.flag()); break;
         case 17: world.sends(static_cast<FakeLink::Sends>(input.below(3))); break;
         case 18: world.completeSends(); break;
-        // What happens next is answered by the user from inside an observer's action.
+        // The user acts from inside the next action of an observer.
         case 19:
             world.duringNext([&world, next = input.bytes()] {
                 FuzzInput inner(next.data(), next.size());

@@ -15,7 +15,7 @@ namespace {
 constexpr std::size_t personCount = 7;
 constexpr std::size_t serverCount = 2;
 
-/// Everybody's keys, and what they have in common with the user's: made once, since that takes long.
+/// Everybody's keys, and the keys that they share with the user. Made once a process, since that takes long.
 struct Everybody {
     std::array<Nacl::KeyPair, personCount> people;
     std::array<std::string, personCount> texts;
@@ -37,7 +37,7 @@ struct Everybody {
             void write(LogLevel, std::string_view, std::string_view, std::string_view) override {}
         };
         Log::setSink(std::make_shared<Silence>());
-        // The lines are built all the same.
+        // Print nothing. The lines are still built, so that the fuzzer tests that too.
         DebugLines::setPrint([](std::string_view) {});
     }
 
@@ -50,7 +50,7 @@ struct Everybody {
 
 const char* const servers[] = {"https://one.example", "http://localhost:8080", "https://two.example:8443/a/b?c"};
 
-/// What the list makes of the people: the rule, without haste.
+/// Applies a server's list to the people. A plain form of the rule, to compare the client's result with.
 void applyList(State& state, const std::vector<MetaPerson>& list) {
     SharedMap<std::string, Person> people;
     for (const MetaPerson& entry : list) {
@@ -88,7 +88,7 @@ void applyRecord(State& state, const std::string& key, const PackPlaintext& reco
 
 // ---- the machine
 
-/// A keeper of secrets that has the user's key.
+/// A secret store that holds the user's key.
 class SocketWorld::Secrets : public SecretStore {
 public:
     Found copyMatching(const SecretQuery&) override {
@@ -104,7 +104,7 @@ public:
     std::string errorMessage(SecretStatus) override { return "none"; }
 };
 
-/// Hears everything, and lets the user act inside the actions.
+/// Observes everything, and lets the user act inside its actions.
 class SocketWorld::Observer : public SignalTarget {
 public:
     explicit Observer(SocketWorld& world) : world(world) {}
@@ -143,7 +143,7 @@ SocketWorld::SocketWorld()
 
 SocketWorld::~SocketWorld() {
     next = nullptr;
-    // Whoever still waits in the loop finds the session gone.
+    // Run the work that is still posted, which must cope with the session being gone.
     kit.reset();
     loop.run();
 }
@@ -172,7 +172,7 @@ FakeLink* SocketWorld::openLink() {
     return last.isOpen() && &last != endedLink ? &last : nullptr;
 }
 
-/// @return whether the session could hear it
+/// @return whether the session received the frame
 bool SocketWorld::deliver(ByteView frame) {
     FakeLink* link = openLink();
     if (!link || link->state() != TransportState::ready) return false;
@@ -182,7 +182,7 @@ bool SocketWorld::deliver(ByteView frame) {
 
 void SocketWorld::rawFrame(ByteView frame) {
     const auto key = Greeting::decoded(frame);
-    // Whose key that is, is for `greet` to say.
+    // Leave greetings to `greet`, which notes whose key was sent.
     if (!key) deliver(frame);
     settle();
 }
@@ -206,7 +206,7 @@ void SocketWorld::serverSays(ByteView plaintext) {
     const auto list =
         message && message->kind == ServerMessage::list ? ServerMessage::decodedList(message->body) : std::nullopt;
     if (list) applyList(expected, *list);
-    // Whoever has left is not brought back by a word that crosses the close frame.
+    // A user who has disconnected is not brought online by a message that crosses the close frame.
     const bool isFirst = kit->socket() && !kit->socket()->isConnected();
     if (isFirst && expected.connection != Connection::setup) expected.connection = Connection::online;
     const auto rosters = observer->rosters;
@@ -248,7 +248,7 @@ void SocketWorld::altered(std::size_t place, std::uint8_t bits) {
     if (lastFrame.empty() || !kit) return;
     Bytes frame = lastFrame;
     place %= frame.size();
-    // The target's key isn't under the seal, and the last bit of a key does not count.
+    // The seal does not cover the target's key, and the highest bit of the author's key is ignored.
     if (place >= EncryptedPack::targetOffset - 1 && place < EncryptedPack::nonceOffset) return;
     if (bits == 0 || openLink() != greetedLink) return;
     frame[place] ^= bits;
@@ -309,7 +309,7 @@ void SocketWorld::path(bool isSatisfied) {
 
 // ---- the user
 
-/// Does what may be refused. @return whether it was not
+/// Does an operation that may be refused. @return whether it was accepted
 template <class Operation>
 bool SocketWorld::tried(Operation&& operation) {
     try {
@@ -335,7 +335,7 @@ void SocketWorld::disconnect() {
 
 void SocketWorld::chooseServer(std::size_t server) {
     if (!kit) return;
-    // What is remembered of that server includes whether the user was connected.
+    // The saved state of that server includes whether the user wishes to be connected.
     wishesNoLink = false;
     kit->setEndpoint(Endpoint(servers[server]));
 }
@@ -389,7 +389,7 @@ void SocketWorld::endSession() { kit.reset(); }
 void SocketWorld::settle() {
     loop.run();
     for (const auto& link : transport.links) checkSent(*link);
-    // Links that are over for good only take time to look at.
+    // Forget links that are over for good, since looking at each of them again takes time.
     std::erase_if(transport.links,
                   [&](const auto& link) { return link->isDestroyed && link != transport.links.back(); });
     if (!kit) return;
@@ -419,7 +419,7 @@ void SocketWorld::settle() {
     check(state.roster().size() == state.people.size(), "the roster leaves somebody out");
 }
 
-/// Everything that leaves is a pack of the user's that its reader can open and read.
+/// Fails unless each frame that was sent is a pack by the user that its reader can open and read.
 void SocketWorld::checkSent(FakeLink& link) {
     const Everybody& all = Everybody::all();
     for (const Bytes& frame : link.takeSent()) {

@@ -17,19 +17,19 @@
 #include <string>
 #include <string_view>
 
-/// A session with a machine, a network, two servers and seven people made up around it.
+/// A session, and around it a machine, a network, two servers and seven people.
 ///
-/// What happens goes in by the operations. After each of them what must hold is checked, and where no
-/// observer interferes, also that the state is exactly what it should have become.
+/// The fuzzer calls the operations. After each of them the rules are checked that must always hold. If no
+/// observer has acted meanwhile, the state must also be exactly what the operation should make of it.
 class SocketWorld {
 public:
-    /// What a transport tells.
+    /// What a transport reports.
     enum class Turn { ready, wait, fail, end };
 
     SocketWorld();
     ~SocketWorld();
 
-    /// The text of a person's public key; that of number 0 is the user's.
+    /// The text of a person's public key. Number 0 is the user.
     static const std::string& keyText(std::size_t person);
 
     // ---- the network, the server, and people
@@ -46,8 +46,8 @@ public:
     void advance(Seconds interval);
     void path(bool isSatisfied);
 
-    // ---- the user; also from inside an observer's action
-    /// Begins a new session where there is none.
+    // ---- the user; these may be called from inside an observer's action
+    /// Connects, in a new session if there is none.
     void connect();
     void disconnect();
     void chooseServer(std::size_t server);
@@ -61,7 +61,7 @@ public:
     void save();
     void endSession();
 
-    /// Does this inside the next action of an observer.
+    /// Calls this inside the next action of an observer.
     void duringNext(std::function<void()> action) { next = std::move(action); }
 
     /// Saves the state and reads it again.
@@ -93,9 +93,9 @@ private:
     std::unique_ptr<Observer> observer;
 
     std::function<void()> next;
-    std::uint64_t disturbances = 0;  // actions that ran inside an observer's
+    std::uint64_t disturbances = 0;  // how many actions ran inside an observer's
     std::uint64_t disturbancesBefore = 0;
-    const FakeLink* endedLink = nullptr;  // its end was told: nothing more comes of it
+    const FakeLink* endedLink = nullptr;  // the link whose end was reported: nothing more may come from it
     const FakeLink* greetedLink = nullptr;
     std::size_t greetedBy = 0;
     bool wishesNoLink = false;

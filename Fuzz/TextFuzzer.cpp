@@ -1,4 +1,4 @@
-// Text: prefixes are prefixes, trimming trims, and nothing that steers a line survives escaping.
+// Text: prefixes and trimmed texts are parts of the text, and escaping leaves nothing that steers a line.
 
 #include "FuzzSupport/FuzzInput.h"
 
@@ -10,7 +10,7 @@
 
 namespace {
 
-/// Decodes a text that is UTF-8, by hand: the code under test uses a library for it.
+/// Decodes a text that is UTF-8, without the library that the code under test uses.
 template <class Each>
 void forEachCodePoint(std::string_view text, Each&& each) {
     for (std::size_t at = 0; at < text.size();) {
@@ -45,7 +45,7 @@ void appendUtf8(std::string& out, std::uint32_t c) {
     put(0x80 | (c & 0x3F));
 }
 
-/// Reads the escapes back: what is shown must stand for one text only.
+/// Turns escapes back into the text: an escaped text must stand for one text only.
 std::string unescaped(const std::string& text) {
     std::string out;
     for (std::size_t at = 0; at < text.size(); ++at) {

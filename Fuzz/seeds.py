@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
-"""Writes the seeds of the fuzzers into corpus/NAME: the same ones every time.
+"""Writes the seeds of the fuzzers into corpus/NAME, the same ones every time.
 
-Inputs that once broke something lie beside them, as files that this does not know; so do signatures
-(code-signature/cms-*), since it takes a key to make one.
+The folders also hold files that this does not write: inputs that once broke something, and signatures
+(code-signature/cms-*), which take a key to make.
 """
 
 import io
@@ -21,7 +21,7 @@ def write(target, seeds):
 
 
 def text(content):
-    """A text behind its length, as FuzzInput::bytes takes it."""
+    """A text after its length, as FuzzInput::bytes reads it."""
     content = content if isinstance(content, bytes) else content.encode()
     assert len(content) < 256
     return bytes([len(content)]) + content
@@ -121,7 +121,8 @@ write("json", {
     "nul-behind": b"\x0c1\x00",
 })
 
-# Events of the relay: a number, what it is about, and more; `turn` ends the turn behind it.
+# Events of the relay: the event's number, the link or person that it is about, and more; `turn`, added to the number,
+# ends the turn after it.
 turn = 0x80
 opened, named, come, pack, large, foreign, command, raw, pong, wrong_pong, gone, member, fail, repair, moment, while_, restart = \
     0, 1, 2, 3, 4, 5, 6, 7, 8, 10, 11, 12, 13, 14, 15, 16, 17
@@ -225,10 +226,10 @@ write("relay-http", {
     "written-close": b"\x02\x03\x07" + b"r" * 200,
 })
 
-# Events around a session.
+# Events around a session, by their numbers.
 any_frame, greet, people, server, server_any, says, says_any, altered, ready, waiting, failed, ended, closed, closed_bare, \
     passes, path, sends, complete, inside = 0, 1, 2, 3, 4, 5, 6, 7, 8, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19
-user = 20  # and what the user does:
+user = 20  # The user acts. The next byte says how:
 connect, disconnect, choose, name, emoji, type_, to_room, to, mark, mark_room, save, end = range(12)
 online, admin = 0x80, 0x40
 
@@ -393,7 +394,7 @@ def archive(*entries, compression=zipfile.ZIP_STORED):
 
 
 def script(*entries):
-    """The same in the fuzzer's own words: the number of the kind, name and contents."""
+    """The script from which the fuzzer makes an archive: the number of the kind, the name and the contents."""
     return b"".join(bytes([kind]) + text(name) + text(contents) for kind, name, contents in entries)
 
 

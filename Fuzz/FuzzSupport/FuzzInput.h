@@ -8,10 +8,10 @@
 #include <string>
 #include <utility>
 
-/// The fuzzer's bytes, taken from the front: numbers, texts, choices. Once they are used up, every
+/// Takes numbers, texts and choices from the front of the fuzzer's bytes. Once these are used up, every
 /// number is 0 and every text empty.
 ///
-/// From the front, and each text behind its length, so that an input can be written by hand.
+/// A text follows its length, so that an input can be written by hand.
 class FuzzInput {
 public:
     FuzzInput(const std::uint8_t* data, std::size_t size) : remaining(data, size) {}
@@ -30,7 +30,7 @@ public:
 
     bool flag() { return (byte() & 1) != 0; }
 
-    /// A length of one byte, and as many bytes, as far as there are any.
+    /// Reads a length of one byte, and as many bytes, or all that are left if there are fewer.
     ByteView bytes() {
         const std::size_t length = std::min<std::size_t>(byte(), remaining.size());
         const ByteView taken = remaining.first(length);

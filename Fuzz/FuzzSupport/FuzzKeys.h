@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-/// The same key pair in every run: the fuzzer's inputs must mean the same tomorrow.
+/// A key pair that is the same in every run, so that a saved input always means the same.
 inline Nacl::KeyPair fuzzKeyPair(std::uint8_t number) {
     const std::uint8_t seed[] = {'k', 'e', 'y', number};
     Nacl::KeyPair pair;

@@ -34,7 +34,7 @@ public:
     /// Counts calls from 1 again.
     void restartCount() { calls.clear(); }
 
-    /// Adds an item of the present form (`Keys`), with this text as the secret key.
+    /// Adds an item of the form that `Keys` writes at present, with this text as the secret key.
     void put(std::string_view text) {
         SecretItem item;
         item.service = "zorvane.Vimble";
