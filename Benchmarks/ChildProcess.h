@@ -3,15 +3,15 @@
 #include <string>
 #include <vector>
 
-/// This program again, as another process: for what can only be measured of a whole one.
+/// Runs this program again, as a process of its own, to measure what only a whole process has, such as its start.
 namespace ChildProcess {
 
-/// Runs it with those arguments to its end.
-/// @return the time from the fork to the end, in seconds; nothing of what it writes is kept
+/// Runs this program with those arguments to its end, and drops what it writes.
+/// @return the time from the fork to the end, in seconds
 /// @throws std::runtime_error  it did not end with status 0
 double timeOf(const std::vector<std::string>& arguments);
 
-/// Runs it likewise. @return the number that it wrote to standard output
+/// Runs it likewise. @return the number that it has written to standard output
 double numberFrom(const std::vector<std::string>& arguments);
 
 }  // namespace ChildProcess

@@ -11,8 +11,8 @@ struct Observer : SignalTarget {
     void changed(const State& state) { benchmark::DoNotOptimize(state.conversations.size()); }
 };
 
-/// One message more in a conversation that has so many. The store starts anew every hundred commits, so
-/// that the short history stays short.
+/// Commits one more message to a conversation that has `history` messages. The store starts anew every hundred commits,
+/// so that a short history stays short.
 void commitAt(benchmark::State& benchmark, std::size_t history) {
     const std::string partner(64, 'a');
     State initial;
@@ -32,7 +32,8 @@ void commitAt(benchmark::State& benchmark, std::size_t history) {
             core = Core<State>::make(loop, initial);
             observer = Observer();
             core->subscribe(observer, &Observer::changed);
-            // The first commit on a copy finds the end of the shared list taken, and pays for a new one.
+            // Do the first commit outside the measurement: the end of the shared list is taken by earlier copies, so
+            // that commit has to copy the list.
             core->commit([&](State& state) {
                 state.conversations.update(partner, [&](Chat& chat) { chat.messages.push_back({partner, "", {}}); });
             });

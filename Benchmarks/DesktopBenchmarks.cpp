@@ -22,7 +22,7 @@ DesktopHistory& history(std::size_t messageCount) {
     return messageCount == few ? small : large;
 }
 
-/// Shows a window, and comes back when it has been painted.
+/// Shows a window, and returns when it has been painted.
 void showPainted(QWidget& window) {
     window.show();
     QCoreApplication::processEvents();
@@ -35,7 +35,7 @@ void openChat(benchmark::State& state, std::size_t messageCount) {
         auto* window = new ChatterWindow(talk.kit(), talk.loop(), DesktopHistory::partner());
         showPainted(*window);
         state.PauseTiming();
-        // A long chat's beginning comes behind the first painting.
+        // The beginning of a long chat is built only after the first painting.
         QCoreApplication::processEvents();
         const ChatterView& view = window->chatterVC().output();
         if (!view.isAtEnd() || view.transcript().items.size() < messageCount)
@@ -76,7 +76,7 @@ void scrollStep(benchmark::State& state, std::size_t messageCount) {
     QScrollBar& bar = *chat.view().verticalScrollBar();
     const int step = chat.view().viewport()->height() / 3;
     for (auto _ : state) {
-        // Up through the history, and again from the end.
+        // Scroll up through the history, and jump to the end before the beginning is reached.
         bar.setValue(bar.value() <= step ? bar.maximum() : bar.value() - step);
         chat.view().viewport()->repaint();
     }
@@ -95,6 +95,6 @@ BENCHMARK(openChat1000)->Unit(benchmark::kMillisecond);
 BENCHMARK(openChat100000)->Unit(benchmark::kMillisecond);
 BENCHMARK(receiveOneAt1000)->Unit(benchmark::kMicrosecond);
 BENCHMARK(receiveOneAt100000)->Unit(benchmark::kMicrosecond);
-// So many steps as a thousand rows have room for: each comes to rows that were not seen before.
+// A thousand rows have room for 250 steps, so that each step shows rows that were not shown before.
 BENCHMARK(scrollStepAt1000)->Unit(benchmark::kMicrosecond)->Iterations(250);
 BENCHMARK(scrollStepAt100000)->Unit(benchmark::kMicrosecond)->Iterations(250);

@@ -23,7 +23,7 @@ void DesktopHistory::save(const std::filesystem::path& folder, std::size_t messa
     state.connection = Connection::setup;
     state.people.set(partner(), {partner(), "Ann", "🦊", false, false});
     state.conversations.update(partner(), [&](Chat& chat) {
-        // Some four minutes apart: blocks of several messages, and days of several hundred.
+        // Some three minutes apart, so that there are blocks of several messages, and days of several hundred.
         for (std::size_t i = 0; i < messageCount; ++i)
             chat.messages.push_back(
                 {i % 3 == 0 ? keyTextOf(1) : partner(), text, {780000000.123 + static_cast<double>(i) * 171.371}});

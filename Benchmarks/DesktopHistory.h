@@ -5,17 +5,17 @@
 #include <cstddef>
 #include <string>
 
-/// A session of person 1, connected, whose talk with person 2 has that many messages of 100 characters.
+/// A connected session of person 1, whose talk with person 2 has a given number of messages of 100 characters.
 class DesktopHistory {
 public:
     explicit DesktopHistory(std::size_t messageCount);
 
-    /// Writes such a history where a start of the program finds it. Not connected.
+    /// Saves such a history, of a session that is not connected, where a start of the program finds it.
     static void save(const std::filesystem::path& folder, std::size_t messageCount);
 
     Kit& kit() { return *session.kit; }
     MainLoop& loop() { return session.loop; }
-    /// Person 2 says one thing more, and the engine has taken it in.
+    /// Lets person 2 send one more text. Returns when the engine has taken it in.
     void receiveOne();
 
     static std::string partner() { return keyTextOf(2); }

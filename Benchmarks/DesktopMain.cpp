@@ -43,7 +43,7 @@ const std::vector<Ratio> ratios = {
 constexpr std::size_t many = 100000;
 constexpr double mostMegabytes = 120;
 
-/// Runs its action when a window is painted for the first time, behind that.
+/// Runs its action right after a window is painted for the first time.
 class FirstPaint : public QObject {
 public:
     FirstPaint(QWidget& window, std::function<void()> painted) : painted(std::move(painted)) {
@@ -59,7 +59,7 @@ private:
     std::function<void()> painted;
 };
 
-/// The program as a user starts it, with a secret store that costs nothing and without a network.
+/// The program as a user starts it, but with a secret store in memory and without a network.
 struct Program {
     Program(const std::filesystem::path& folder, std::future<State> loading)
         : folder(folder), state(std::move(loading)), defaults(folder) {
@@ -119,9 +119,9 @@ double residentMegabytes() {
     _exit(0);
 }
 
-/// What this program does as another process of its own. @return the exit status
+/// What this program does when it was started by `ChildProcess`. @return the exit status
 int runAsChild(std::string_view what, const std::filesystem::path& folder, int& count, char** arguments) {
-    // As the program does: what is remembered is read while the toolkit starts.
+    // As in the real program, the saved state is read while the toolkit starts.
     std::future<State> state;
     if (what != "--child-empty") state = std::async(std::launch::async, [folder] { return State::load(folder, {}); });
     const QApplication application(count, arguments);
@@ -139,7 +139,7 @@ int runAsChild(std::string_view what, const std::filesystem::path& folder, int& 
     }
     program.app->openConversation({DesktopHistory::partner(), "", "", false, false});
     auto* window = ChatterWindow::existing(DesktopHistory::partner());
-    // Its beginning comes behind the first painting.
+    // The chat's beginning is built after the first painting.
     const FirstPaint paint(*window, [window] {
         QCoreApplication::processEvents();
         if (window->chatterVC().output().transcript().items.size() < many) _exit(1);
@@ -148,7 +148,7 @@ int runAsChild(std::string_view what, const std::filesystem::path& folder, int& 
     return QApplication::exec();
 }
 
-/// Folders as the program finds them.
+/// The data folders with which the program is started: a full one and an empty one.
 struct Folders {
     Folders() { DesktopHistory::save(full.path, many); }
 

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-/// A server and its people, made up for a benchmark: it says what the server would.
+/// A made-up server and its people. It makes the frames that the server would send.
 struct Group {
     explicit Group(std::size_t count) : server(Nacl::keyPair()) {
         for (std::size_t i = 0; i < count; ++i) people.push_back(Nacl::keyPair());
@@ -28,7 +28,7 @@ struct Group {
     std::vector<Nacl::KeyPair> people;
 };
 
-/// 200 characters that somebody might write.
+/// A text of 200 characters such as people write.
 inline std::string sampleText() {
     std::string text;
     while (text.size() < 200) text += "Shall we meet at the lake at seven? ";

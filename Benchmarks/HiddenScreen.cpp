@@ -70,7 +70,7 @@ void HiddenScreen::start(const fs::path& folder) {
     server.output = writeEnd.get();
     process = spawn(server);
     writeEnd.reset();
-    // Beside the number of the display come complaints, such as that a lower one is taken.
+    // Besides the number of the display the server writes warnings, for instance that a lower number is taken.
     std::string said, line;
     for (char c = 0; ::read(readEnd.get(), &c, 1) == 1;) {
         said += c;

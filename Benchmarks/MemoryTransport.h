@@ -5,8 +5,7 @@
 #include <memory>
 #include <utility>
 
-/// A transport that is always ready and throws away what is sent, and through which a benchmark
-/// delivers frames.
+/// A transport that is always ready and drops what is sent. The benchmark delivers frames through it.
 class MemoryTransport : public Transport {
 public:
     std::unique_ptr<TransportConnection> connection(const TransportParameters&) override {

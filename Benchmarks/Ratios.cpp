@@ -6,7 +6,7 @@ void RatioReporter::ReportRuns(const std::vector<Run>& runs) {
     std::vector<Run> shown;
     for (const Run& run : runs) {
         failed |= run.error_occurred;
-        // Of what is repeated, the sums only: the single runs are asked for because one that failed is not in these.
+        // Of repeated benchmarks print only the aggregates and the runs that failed, which aggregates leave out.
         if (run.run_type == Run::RT_Aggregate || run.repetitions <= 1 || run.error_occurred) shown.push_back(run);
         if (run.aggregate_name == "median" && !run.error_occurred)
             medians[run.run_name.function_name] =
@@ -34,7 +34,7 @@ bool RatioReporter::printRatios(const std::vector<Ratio>& ratios) const {
 int runBenchmarks(int count, char** arguments, const std::vector<Ratio>& ratios) {
     std::vector<std::string> all = {arguments[0], "--benchmark_repetitions=9",
                                     "--benchmark_enable_random_interleaving=true", "--benchmark_min_time=0.2"};
-    // Those of the user come later, and win.
+    // The user's options come later, and so override ours.
     all.insert(all.end(), arguments + 1, arguments + count);
     std::vector<char*> pointers;
     for (std::string& argument : all) pointers.push_back(argument.data());

@@ -18,10 +18,10 @@ namespace {
 
 constexpr std::size_t textCount = 2000;
 
-/// The folder of this program, where the relay and the router lie too.
+/// The folder of this program, in which the relay and the router lie too.
 std::filesystem::path programFolder() { return std::filesystem::read_symlink("/proc/self/exe").parent_path(); }
 
-/// A server in a process of its own that says "... listening on 127.0.0.1:PORT" first.
+/// A server in a process of its own. Its first line of output must be "... listening on 127.0.0.1:PORT".
 class Server {
 public:
     explicit Server(std::vector<std::string> command) {
@@ -69,10 +69,10 @@ private:
     pid_t process = -1;
 };
 
-/// One iteration is one delivered pack, and costs what the server's process spent on it.
+/// Measures the processor time that the server spends on one delivered pack.
 void measure(benchmark::State& state, const Server& server, RelayLoad& load, RelayLogin login) {
     load.connect(server.port, login);
-    load.run(textCount / 4);  // buffers grown, code warm
+    load.run(textCount / 4);  // so that buffers have grown and the code is warm
     for (auto _ : state) {
         const double before = server.processorTime();
         load.run(textCount);

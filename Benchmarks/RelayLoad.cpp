@@ -20,7 +20,7 @@ namespace {
 
 enum : std::uint8_t { opBinary = 2, opClose = 8, opPing = 9, opPong = 10 };
 
-/// A client's frame: with a mask, as the protocol demands.
+/// Makes a client's frame, with a mask, as the protocol demands.
 Bytes maskedFrame(std::uint8_t opcode, ByteView payload) {
     Bytes frame{static_cast<std::uint8_t>(0x80 | opcode)};
     if (payload.size() < 126) {
@@ -44,7 +44,7 @@ struct Frame {
     std::size_t size;  // of the whole frame
 };
 
-/// The frame at the front of what came from a server; nothing while it is not complete.
+/// The first frame in what came from a server; nothing while it is not complete.
 std::optional<Frame> frontFrame(ByteView input) {
     if (input.size() < 2) return std::nullopt;
     std::size_t header = 2;
@@ -63,7 +63,7 @@ std::optional<Frame> frontFrame(ByteView input) {
 struct RelayLoad::Link {
     int descriptor = -1;
     Bytes input;
-    std::size_t used = 0;  // of the input
+    std::size_t used = 0;  // bytes of `input` that are done with
     Bytes output;
 
     void write(ByteView bytes) {
@@ -82,7 +82,7 @@ struct RelayLoad::Link {
         }
     }
 
-    /// Reads what is there. @param flags  0 waits for something
+    /// Reads what has arrived. @param flags  of `recv`; 0 waits until something has
     void read(int flags) {
         input.erase(input.begin(), input.begin() + static_cast<std::ptrdiff_t>(std::exchange(used, 0)));
         const std::size_t before = input.size();
@@ -92,7 +92,7 @@ struct RelayLoad::Link {
         input.resize(before + static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
     }
 
-    /// The next frame with contents, waited for. Pings are answered.
+    /// Waits for the next message, and answers pings meanwhile.
     Bytes nextMessage() {
         for (;;) {
             while (const auto frame = frontFrame(ByteView(input).subspan(used))) {
@@ -106,7 +106,7 @@ struct RelayLoad::Link {
         }
     }
 
-    /// Takes what has come. @return how many packs were among it
+    /// Takes the frames that have arrived. @return how many of them were packs
     std::size_t takePacks() {
         read(MSG_DONTWAIT);
         std::size_t packs = 0;
@@ -122,7 +122,7 @@ struct RelayLoad::Link {
 
 RelayLoad::RelayLoad() {
     for (std::size_t i = 0; i <= readerCount; ++i) keys.push_back(Nacl::keyPair());
-    // What is inside is nobody's business on the way: any bytes will do.
+    // Any bytes do for the ciphertext, since neither server opens it.
     Bytes ciphertext(packBytes - EncryptedPack::ciphertextOffset);
     Nacl::randomBytes(ciphertext);
     for (std::size_t i = 1; i <= readerCount; ++i) {
@@ -177,7 +177,7 @@ void RelayLoad::connect(std::uint16_t port, RelayLogin login) {
         } else {
             link.write(maskedFrame(opBinary, pair.publicKey));
         }
-        link.nextMessage();  // the list, or a word of welcome: the link is known
+        link.nextMessage();  // after the list or the router's "welcome", the server routes to this link
     }
     for (std::size_t i = 0; i < links.size(); ++i) {
         epoll_event event{};

@@ -13,10 +13,10 @@ enum class RelayLogin {
     bareKey      // the plain router: the key alone
 };
 
-/// A group of people on this machine who read everything, and one who writes to all of them: sends texts
-/// as fast as they are delivered, sixteen of them in flight.
+/// The load of a relay benchmark: an author who sends each text to a group of readers, as fast as the texts
+/// are delivered, with sixteen of them in flight.
 ///
-/// Blocking; one thread. Every failure ends the process with a line: it is a measurement, not a service.
+/// Its operations block, and use one thread. Any failure ends the process with a line on standard error.
 class RelayLoad {
 public:
     static constexpr std::size_t readerCount = 100;
@@ -28,19 +28,19 @@ public:
     RelayLoad(const RelayLoad&) = delete;
     RelayLoad& operator=(const RelayLoad&) = delete;
 
-    /// The public keys of all, in text form, a line each.
+    /// The public keys of the author and all readers, in text form, a line each.
     std::string keyFile() const;
 
     void connect(std::uint16_t port, RelayLogin login);
 
-    /// Sends so many texts and returns when all packs have come to all readers.
+    /// Sends this many texts, and returns when all readers have got all of them.
     void run(std::size_t texts);
 
 private:
     struct Link;
 
-    std::vector<Nacl::KeyPair> keys;  // the author first
-    std::vector<Link> links;          // likewise
+    std::vector<Nacl::KeyPair> keys;  // the author's first
+    std::vector<Link> links;          // the author's first
     std::vector<Bytes> text;          // one frame for each reader
     int poll = -1;
 };

@@ -26,7 +26,7 @@ struct SealedBundle {
     const TemporaryFolder folder;
     const fs::path identity = folder.path / "identity.pem";
     const fs::path bundle = folder.path / "Vimble.app";
-    std::vector<std::string> files;  // all that the seal covers, and itself
+    std::vector<std::string> files;  // all files that the seal covers, and the seal itself
 };
 
 SealedBundle& sealed() {
@@ -34,7 +34,7 @@ SealedBundle& sealed() {
     return only;
 }
 
-/// Each reads all files, which the system has in its memory since they were made.
+/// Runs a program that reads all files. The system has these in its cache, since they were just made.
 void run(benchmark::State& state, std::vector<std::string> command, bool takesFiles) {
     if (takesFiles) command.insert(command.end(), sealed().files.begin(), sealed().files.end());
     for (auto _ : state)

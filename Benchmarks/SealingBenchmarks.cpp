@@ -21,7 +21,7 @@ void sealThroughSocket(benchmark::State& state) {
     transport.deliver(group.greeting());
     transport.deliver(group.list(keys->publicKey));
     const std::string text = sampleText();
-    socket.sendChat(text, "Ann", "🦊", "room");  // computes what is kept for each pair of keys
+    socket.sendChat(text, "Ann", "🦊", "room");  // computes the shared keys, which are kept for later texts
     for (auto _ : state) socket.sendChat(text, "Ann", "🦊", "room");
     if (socket.serverPeople().size() != peopleCount) state.SkipWithError("the list did not arrive");
     benchmark::DoNotOptimize(transport.sentBytes());

@@ -18,7 +18,7 @@ namespace {
 constexpr std::size_t messageCount = 100000;
 const std::string url = "https://chat.example.org";
 
-/// A state whose one conversation has them all, each of 100 characters.
+/// A state with one conversation that has all the messages, each of 100 characters.
 State longState() {
     const std::string partner(64, 'a');
     const std::string own(64, 'b');
@@ -36,7 +36,7 @@ State longState() {
     return state;
 }
 
-/// The folder of a state that was saved, and the file in it that is as good as all of it.
+/// The folder of a saved state, and the file in it that holds nearly all of it.
 struct SavedState {
     SavedState() { longState().save(folder.path); }
 

@@ -36,6 +36,6 @@ void gapOfUpdate(benchmark::State& state) {
 
 }  // namespace
 
-// Each is a process that is started anew, and has nothing to warm up.
+// One iteration is enough: each starts a new process, so there is nothing to warm up.
 BENCHMARK(startOfBundle)->Unit(benchmark::kMillisecond)->UseManualTime()->Iterations(1);
 BENCHMARK(gapOfUpdate)->Unit(benchmark::kMillisecond)->UseManualTime()->Iterations(1);

@@ -28,7 +28,7 @@ using Clock = std::chrono::steady_clock;
 
 constexpr char serviceName[] = "zorvane.Vimble.UpdateKitInstallerXPC";
 constexpr std::chrono::seconds patience{60};
-/// Between two looks: how exact a time can be.
+/// The time between two looks at the screen or a process. Measured times can be off by this much.
 constexpr std::chrono::microseconds lookInterval{250};
 
 double seconds(Clock::duration time) { return std::chrono::duration<double>(time).count(); }
@@ -43,7 +43,7 @@ void sign(const fs::path& identity, const fs::path& bundle) {
     if (run.status != 0) throw std::runtime_error(run.errors);
 }
 
-/// Whoever has locked the application's folder.
+/// The process that has locked the application's folder.
 pid_t holderOf(const fs::path& dataFolder) {
     pid_t number = -1;
     std::ifstream(dataFolder / ".lock") >> number;
@@ -68,7 +68,7 @@ UpdateDesk::UpdateDesk() {
     copyBundle(installed, release);
     host.bundle["CFBundleIdentifier"] = "zorvane.Vimble";
     client.emplace(host, std::nullopt, bus->address());
-    // The first start makes a key, and tells desktop and bus where the bundle lies.
+    // Start once, unmeasured: the first start makes a key, and tells the desktop and the bus where the bundle lies.
     start();
     staging.emplace(folder.path / "cache" / "zorvane.Vimble" / "tmp");
     end();
@@ -96,7 +96,7 @@ void UpdateDesk::makeEnvironment() const {
     place("XDG_RUNTIME_DIR", "run");
     for (const char* variable : {"WAYLAND_DISPLAY", "QT_QPA_PLATFORM", "QT_QPA_PLATFORMTHEME", "XDG_CURRENT_DESKTOP"})
         ::unsetenv(variable);
-    // Nothing newer is there, but the application looks.
+    // The manifest offers no newer version, but the application looks at it, as it does for users.
     const Path manifest = folder.path / "latest.json";
     std::ofstream(manifest) << R"({"version": "0.0.1", "url": "Vimble.zip"})";
     ::setenv("VIMBLE_UPDATE_MANIFEST_URL", manifest.c_str(), 1);
@@ -140,7 +140,8 @@ double UpdateDesk::start() {
 void UpdateDesk::prepareUpdate() {
     staged = staging->make();
     copyBundle(release, staged / "extracted" / "Vimble.app");
-    // An update mostly lies ready for minutes. What is still on its way to the disk would hold up the installer.
+    // Write the update to the disk now. Users' updates lie ready for minutes, but here the installer would have to wait
+    // for files that are still on their way to the disk.
     const FileDescriptor place(::open(staged.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (::syncfs(place.get()) != 0) throw std::runtime_error("the update can't be written");
 }

@@ -15,12 +15,12 @@
 /// A desk with the application's bundle installed: a screen, a session bus that starts the bundle's own installer,
 /// a keyring, and a home of its own.
 ///
-/// Everything is what users have: the bundle as it is built, signed, and what lies in it. Only one at a time in a
-/// process, for it makes the environment its own.
+/// The bundle is the one that users get, and is signed. Only one desk at a time in a process, since it sets the
+/// process's environment variables.
 class UpdateDesk {
 public:
     /// Takes some seconds.
-    /// @throws std::runtime_error  as all of this does where something does not come to be
+    /// @throws std::runtime_error  here and below: something could not be started, or did not happen within a minute
     UpdateDesk();
     ~UpdateDesk();
     UpdateDesk(const UpdateDesk&) = delete;
@@ -31,14 +31,15 @@ public:
 
     struct Gap {
         double toFirstPaint = 0;   // from the end of the old process to the first picture of the new one
-        double withoutWindow = 0;  // from the old one's last picture, which goes a little before its process
+        double withoutWindow = 0;  // from the old one's last picture, which goes a little before its process ends
     };
-    /// Lays an update ready, as the application would; before `start`, since it is work for the machine.
+    /// Prepares an update, as the application would. Call it before `start`, so that its work does not disturb the
+    /// measurement.
     void prepareUpdate();
-    /// Has the installer replace the application while it runs; the new one runs in its place then.
+    /// Makes the installer replace the application while it runs. The new one runs afterwards.
     Gap update();
 
-    /// Has the application end, and waits for that.
+    /// Asks the application to end, and waits for that.
     void end();
 
 private:
@@ -46,7 +47,7 @@ private:
 
     void makeEnvironment() const;
     void startKeyring();
-    /// Turns Qt's loop meanwhile. @throws std::runtime_error  it does not come to be
+    /// Runs Qt's loop until the condition holds. @throws std::runtime_error  it does not within a minute
     static void waitFor(const std::function<bool()>& condition, const char* what);
 
     const TemporaryFolder folder;
@@ -58,8 +59,8 @@ private:
     std::optional<PrivateBus> bus;
     std::optional<XPCInstallerClient> client;
     std::optional<StagingFolders> staging;
-    Path staged;  // the folder of the update that lies ready
+    Path staged;  // the folder of the prepared update
     pid_t keyring = -1;
     pid_t application = -1;
-    bool isChild = false;  // whether the application is this process's own
+    bool isChild = false;  // whether the application is a child of this process
 };

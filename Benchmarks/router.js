@@ -1,6 +1,6 @@
-// What the relay's delivery costs is measured against this: the shortest router that does the same
-// routing, without boxes, members, mail or proofs. A link names its key in its first message; every
-// later one goes to the links of the key in its bytes 32 to 63.
+// The cost of the relay's delivery is compared with that of this router. It is the shortest program that does the same
+// routing, without boxes, members, mail or proofs. The first message on a link is its key; every later one goes to the
+// links of the key in its bytes 32 to 63.
 'use strict';
 
 const { WebSocketServer } = require('ws');
