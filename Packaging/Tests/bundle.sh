@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Makes a small bundle, looks at all that is in it, and moves it about.
+# Makes a small bundle, checks all that is in it, and moves it to other places.
 set -euo pipefail
 
 (($# == 2)) || {
@@ -24,7 +24,7 @@ touch "$made/of the bundle before"
 "$make" --version 1.2.3 --manifest-url "$url" --minimum-system-version 12 --program "Vimble=$codesign" \
     --program "vimble-codesign=$codesign" --service "installer=$codesign" "$made"
 
-### What it says of itself
+### The property list describes the bundle
 
 python3 - "$made/Contents/Info.plist" "$url" << 'END'
 import plistlib, sys
@@ -45,7 +45,7 @@ wanted = {
 assert found == wanted, found
 END
 
-### What is in it
+### Files and permissions
 
 [[ $(ls -A "$work") == Vimble.app ]] || fail "something was left beside the bundle"
 [[ ! -e "$made/of the bundle before" ]] || fail "something of the bundle before is in it"
@@ -60,7 +60,7 @@ done
 desktop-file-validate "$contents/Resources/zorvane.Vimble.desktop"
 [[ -s $contents/Resources/icons/hicolor/48x48/apps/zorvane.Vimble.png ]] || fail "there are no icons"
 
-### Libraries: the machine's are not in it, the others are, and each with its licence
+### The machine's libraries are not in it; the others are, each with its licence
 
 frameworks=$contents/Frameworks
 [[ -f $frameworks/libcrypto.so.3 ]] || fail "libcrypto is not in it"
@@ -75,7 +75,7 @@ grep -q '^libssl3 ' "$contents/Resources/Licences/README.txt" || fail "the packa
 [[ -s $contents/Resources/Licences/libssl3/copyright ]] || fail "there is no licence for libcrypto"
 [[ -s $contents/Resources/Licences/common-licenses/Apache-2.0 ]] || fail "a licence is only named"
 
-### It works wherever it lies, whatever the environment says
+### It works in any folder, and with another LD_LIBRARY_PATH
 
 moved="$work/another place/Vimble 2.app"
 mkdir "$work/another place" "$work/other libraries"
@@ -90,7 +90,7 @@ done < <(ldd "$tool" | sed "s|$moved|${moved// /_}|g")
 cp -a "$moved" "$work/copy.app"
 "$tool" --verify "$work/copy.app"
 
-### What is refused, before anything is made or thrown away
+### Wrong arguments are refused before anything is made or removed
 
 refuses() {
     local text=$1

@@ -40,7 +40,7 @@ for name; do
     }
 done
 
-# A PNG names its size in its head: four bytes each from the sixteenth on.
+# A PNG has its width and height at byte 16, four bytes each, with the highest byte first.
 for size in 16 22 24 32 48 64 128 256 512; do
     head=$(od -An -tu1 -j16 -N8 "$prefix/$data/icons/hicolor/${size}x$size/apps/zorvane.Vimble.png")
     read -r _ _ w1 w0 _ _ h1 h0 <<< "$head"
@@ -50,10 +50,10 @@ for size in 16 22 24 32 48 64 128 256 512; do
     }
 done
 
-# What the entry names has to be among what is installed.
+# The desktop entry must name an icon and a program that are installed.
 entry=$prefix/$data/applications/zorvane.Vimble.desktop
 [[ $(sed -n 's/^Icon=//p' "$entry") == zorvane.Vimble ]]
 grep -qx 'Exec=vimble %U' "$entry"
 grep -qx 'MimeType=x-scheme-handler/vimble;' "$entry"
-# Under X11 Qt calls a window's class what the application is called.
+# Under X11 Qt takes the application's name as the class of its windows.
 grep -qx 'StartupWMClass=Vimble' "$entry"

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Publishes small releases with a signing identity of its own, and looks at what is there afterwards.
+# Publishes small releases with a signing identity made for the test, and checks what was published.
 set -euo pipefail
 
 (($# == 2)) || {
@@ -17,7 +17,7 @@ fail() {
     exit 1
 }
 
-### An identity, and a build that has only what signs
+### Two identities, and a build that has only the signing program
 
 umask 077
 cat > signer.cnf << 'END'
@@ -58,7 +58,7 @@ unpack() {
     (cd unpacked && cmake -E tar xf "$1")
 }
 
-### The first release: to a path
+### The first release is published to a path
 
 (umask 077 && release 1.0 identity.pem "for everybody")
 [[ $(stat -c %a "$out") == 755 ]] || fail "not everybody may look into the folder"
@@ -76,7 +76,7 @@ unpack "$out/Vimble-1.0.zip"
     fail "it looks at $(plist unpacked/Vimble.app UpdateKitManifestURL)"
 [[ -z $(plist unpacked/Vimble.app LSMinimumSystemVersion) ]] || fail "it does not run everywhere"
 
-### The second: for the web, and not for all. The third remembers where that is
+### The second is for the web and for newer systems only. The third takes the URL of the second
 
 url=https://example.org/vimble/latest.json
 release --manifest-url "$url" --minimum-system-version 12.1 1.9.3 identity.pem "$out"
@@ -90,7 +90,7 @@ unpack "$out/Vimble-1.10.zip"
 [[ $(plist unpacked/Vimble.app UpdateKitManifestURL) == "$url" ]] || fail "the third has forgotten the URL"
 [[ -f $out/Vimble-1.0.zip ]] || fail "the first one is gone"
 
-### The order and the times in an archive do not hang on the disk
+### The order and the times in an archive do not depend on the disk
 
 python3 - "$out/Vimble-1.10.zip" << 'END'
 import sys, zipfile
@@ -100,7 +100,7 @@ assert names == sorted(names, key=lambda name: name.encode()), names
 assert len({entry.date_time for entry in entries}) == 1
 END
 
-### What is refused leaves all as it was
+### A release that is refused changes nothing
 
 before=$(find "$out" -type f -exec sha256sum {} + | sort)
 refuses() {
@@ -132,11 +132,11 @@ for wrong in ftp://example.org/latest.json example.org/latest.json https:///late
 done
 refuses "holds no private key" --build build 2.0 certificate.pem "$out"
 refuses "holds no certificate" --build build 2.0 key.pem "$out"
-# It is found out late that this signs nothing.
+# Only the signing itself finds that this key and this certificate do not belong together.
 cat key.pem <(openssl x509 -in other.pem) > mixed.pem
 refuses "was not signed" --build build 2.0 mixed.pem "$out"
 
-### Another identity: only on demand
+### Another identity is refused unless asked for
 
 refuses "Another identity than now has signed version 1.10" --build build 2.0 other.pem "$out"
 cp "$out/Vimble-1.10.zip" kept.zip
@@ -146,11 +146,11 @@ refuses "does not hold what was signed" --build build 2.0 identity.pem "$out"
 cp kept.zip "$out/Vimble-1.10.zip"
 release --new-identity 2.0 other.pem "$out"
 release 2.1 other.pem "$out"
-# Who has signed a release that lies elsewhere by now is not known.
+# Without the archive of the last release its signer is not known, so that any identity is taken.
 rm "$out/Vimble-2.1.zip"
 release 2.2 identity.pem "$out"
 
-### Not our manifest
+### A manifest that is not ours is not replaced
 
 echo '{}' > "$out/latest.json"
 before=$(find "$out" -type f -exec sha256sum {} + | sort)
