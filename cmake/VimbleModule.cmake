@@ -7,9 +7,9 @@ set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
 
-# The sloppiness lets ccache keep objects that were built with a precompiled
-# header; the header itself is hashed all the same. Paths below the source folder count as relative to
-# it, so that a second clone, or a second preset, finds what the first has built.
+# The sloppiness lets ccache keep objects that were built with a precompiled header; ccache still hashes the header.
+# Paths below the source folder are hashed as relative ones, so that a second clone, or a second preset, finds the
+# objects of the first.
 find_program(VIMBLE_CCACHE ccache)
 if(VIMBLE_CCACHE)
     set(CMAKE_CXX_COMPILER_LAUNCHER
@@ -18,8 +18,8 @@ if(VIMBLE_CCACHE)
     add_compile_options(-fpch-preprocess)
 endif()
 if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
-    # clang has no such option. Without a time stamp in it, a precompiled header is the same every time
-    # that it is made, so that what was compiled with it is found again.
+    # clang has no -fpch-preprocess. Leave out the time stamp, so that a precompiled header is the same every time that
+    # it is made, and ccache finds the objects that were compiled with it.
     get_directory_property(options COMPILE_OPTIONS)
     list(REMOVE_ITEM options -fpch-preprocess)
     set_directory_properties(PROPERTIES COMPILE_OPTIONS "${options}")
@@ -31,15 +31,16 @@ if(VIMBLE_MOLD AND NOT VIMBLE_COVERAGE)
 endif()
 
 if(VIMBLE_TESTS)
-    # As Qt wants it, and then everywhere: a precompiled header serves only what is compiled in the same way.
+    # Qt wants its users compiled with -fPIC. All targets are, since a precompiled header can only be shared by sources
+    # that are compiled with the same options.
     add_compile_options(-fPIC)
 endif()
 
 add_compile_options(-Wall -Wextra -Wpedantic -Wnon-virtual-dtor -Woverloaded-virtual -Werror)
-# Once it optimises, g++ 12 sees overlapping copies in `"text" + string` and an uninitialised value
-# behind every `std::optional`; there are none, and the sanitizers would tell.
+# When it optimises, g++ 12 warns of overlapping copies in `"text" + string` and of uninitialised values in
+# `std::optional`. There are none: the sanitizers would find them.
 add_compile_options("$<$<CXX_COMPILER_ID:GNU>:-Wno-restrict;-Wno-maybe-uninitialized>")
-# An argument or a local may have the name of a field; clang has no such grade of the warning.
+# An argument or a local may have the name of a field, but not that of another local. clang can't tell these apart.
 add_compile_options($<$<CXX_COMPILER_ID:GNU>:-Wshadow=local>)
 if(VIMBLE_SANITIZE)
     add_compile_options(-fsanitize=${VIMBLE_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
@@ -53,9 +54,8 @@ if(VIMBLE_COVERAGE)
 endif()
 
 # A module: the sources of FOLDER/NAME, included by others as "NAME/File.h".
-# Modules may share a FOLDER, so each has an include folder of its own, with a link to its sources in
-# it. That folder reaches only those who link the module: an include against the arrows does not find
-# its file.
+# Modules may share a FOLDER, so each has an include folder of its own, which holds a link to its sources. Only
+# targets that link the module get that include folder, so that an include against the arrows does not find its file.
 function(vimble_module name)
     cmake_parse_arguments(MODULE "" "" "PUBLIC;PRIVATE" ${ARGN})
     file(GLOB_RECURSE sources CONFIGURE_DEPENDS
@@ -76,8 +76,8 @@ function(vimble_module name)
     endif()
 endfunction()
 
-# Headers that a module's or a program's own sources include much of, read once for all of them.
-# Only where tests are built: what users run is built without them, so that a file that lacks an include is found.
+# Precompiles headers that many of a module's or a program's own sources include.
+# Only when tests are built: release builds go without, so that they find a file that lacks an include.
 function(vimble_precompile name)
     if(VIMBLE_TESTS)
         target_precompile_headers(${name} PRIVATE ${ARGN})
@@ -89,8 +89,8 @@ endfunction()
 #   MAIN         the library with their `main` (GTest::gtest_main)
 #   DEFINITIONS  for their sources
 #   PRECOMPILE   headers to precompile besides those that all tests share
-#   PROGRAMS     targets that they start
-#   EXCEPT       a filter for those that ctest does not run by themselves
+#   PROGRAMS     targets that the tests start, and so must be built before
+#   EXCEPT       a filter for tests that need a script around them, which the module adds to ctest itself
 #   ENVIRONMENT, TIMEOUT  of each test
 set(vimble_test_headers <gmock/gmock.h> <gtest/gtest.h> <algorithm> <chrono> <filesystem> <fstream> <functional> <map>
     <memory> <optional> <string> <variant> <vector>)
