@@ -18,7 +18,7 @@ constexpr std::size_t packCount = 10000;
 /// Texts of 200 bytes from a hundred people, every other one to the room.
 std::vector<Bytes> packsFor(const PublicKey& reader, const Group& group) {
     std::vector<Nacl::SharedKey> shared;
-    for (const auto& person : group.people) shared.emplace_back(reader, person.secretKey.view());
+    for (const auto& person : group.people) shared.emplace_back(reader, person.secretKey);
     std::vector<Bytes> frames;
     for (std::size_t i = 0; i < packCount; ++i) {
         const std::size_t author = i % peopleCount;

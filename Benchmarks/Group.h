@@ -20,7 +20,7 @@ struct Group {
         std::vector<MetaPerson> entries{{Nacl::hex(user), false, true}};
         for (const auto& person : people) entries.push_back({Nacl::hex(person.publicKey), false, true});
         return Pack{server.publicKey, user, {}, ServerMessage::encodedList(entries)}
-            .encrypted(server.secretKey.view())
+            .encrypted(server.secretKey)
             .bytes();
     }
 

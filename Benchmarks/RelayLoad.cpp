@@ -172,7 +172,7 @@ void RelayLoad::connect(std::uint16_t port, RelayLogin login) {
             const auto serverKey = Greeting::decoded(link.nextMessage());
             check(serverKey.has_value(), "the server did not greet");
             const Bytes list(ServerMessage::list.begin(), ServerMessage::list.end());
-            const auto pack = Pack{pair.publicKey, *serverKey, {}, list}.encrypted(pair.secretKey.view());
+            const auto pack = Pack{pair.publicKey, *serverKey, {}, list}.encrypted(pair.secretKey);
             link.write(maskedFrame(opBinary, pack.bytes()));
         } else {
             link.write(maskedFrame(opBinary, pair.publicKey));

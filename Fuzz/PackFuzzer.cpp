@@ -14,7 +14,7 @@ namespace {
 struct People {
     Nacl::KeyPair author = fuzzKeyPair(1);
     Nacl::KeyPair reader = fuzzKeyPair(2);
-    Nacl::SharedKey shared{reader.publicKey, author.secretKey.view()};
+    Nacl::SharedKey shared{reader.publicKey, author.secretKey};
 };
 
 const People& people() {
@@ -24,7 +24,7 @@ const People& people() {
 
 std::optional<Pack> opened(const EncryptedPack& pack) {
     try {
-        return pack.decrypted(people().reader.secretKey.view());
+        return pack.decrypted(people().reader.secretKey);
     } catch (const NaclError&) {
         return std::nullopt;
     }
@@ -55,7 +55,7 @@ void seal(FuzzInput& input) {
     const ByteView plaintext = input.rest();
     const Pack pack{people().author.publicKey, people().reader.publicKey, fuzzNonce(),
                     Bytes(plaintext.begin(), plaintext.end())};
-    const EncryptedPack sealed = pack.encrypted(people().author.secretKey.view());
+    const EncryptedPack sealed = pack.encrypted(people().author.secretKey);
     Bytes frame = sealed.bytes();
     check(frame == sealedFrame(pack.authorKey, pack.targetKey, *pack.nonce, plaintext, people().shared),
           "the two ways to seal differ");

@@ -19,7 +19,7 @@ RelayKeys::RelayKeys() {
     for (auto& pair : linkKeys) pair = fuzzKeyPair(number++);
     for (std::size_t link = 0; link < links; ++link)
         for (std::size_t person = 0; person < people; ++person)
-            sharedKeys[link][person].emplace(personKeys[person].publicKey, linkKeys[link].secretKey.view());
+            sharedKeys[link][person].emplace(personKeys[person].publicKey, linkKeys[link].secretKey);
 }
 
 std::optional<std::size_t> RelayKeys::personOf(ByteView key) const {

@@ -29,10 +29,9 @@ struct Everybody {
         for (auto& pair : servers) pair = fuzzKeyPair(number++);
         for (std::size_t i = 0; i < personCount; ++i) {
             texts[i] = Nacl::hex(people[i].publicKey);
-            withPerson[i].emplace(people[i].publicKey, people[0].secretKey.view());
+            withPerson[i].emplace(people[i].publicKey, people[0].secretKey);
         }
-        for (std::size_t i = 0; i < serverCount; ++i)
-            withServer[i].emplace(servers[i].publicKey, people[0].secretKey.view());
+        for (std::size_t i = 0; i < serverCount; ++i) withServer[i].emplace(servers[i].publicKey, people[0].secretKey);
         struct Silence : LogSink {
             void write(LogLevel, std::string_view, std::string_view, std::string_view) override {}
         };

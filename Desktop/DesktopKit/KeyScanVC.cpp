@@ -270,13 +270,9 @@ bool KeyScanVC::acceptPayload(QRScannerView&, std::string_view payload) { return
 
 bool KeyScanVC::judge(std::string_view payload) {
     if (_scannedKey) return false;
-    auto bytes = Nacl::fromHex(payload);
-    const bool isGood = bytes && bytes->size() == SecretKey::size;
-    if (isGood) {
-        _scannedKey.emplace(*bytes);
-        close();
-    }
-    if (bytes) Nacl::wipe(*bytes);
+    _scannedKey = Nacl::secretKeyFromHex(payload);
+    const bool isGood = _scannedKey.has_value();
+    if (isGood) close();
     showOutcome(isGood, isGood ? tr("Paper key read") : tr("Not a paper key"));
     if (isGood && delegate) delegate->keyScanned(*this);
     return isGood;

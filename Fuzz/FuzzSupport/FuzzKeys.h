@@ -9,7 +9,7 @@ inline Nacl::KeyPair fuzzKeyPair(std::uint8_t number) {
     const std::uint8_t seed[] = {'k', 'e', 'y', number};
     Nacl::KeyPair pair;
     pair.secretKey = SecretKey(ByteView(Nacl::hash(seed)).first(SecretKey::size));
-    pair.publicKey = Nacl::publicKey(pair.secretKey.view());
+    pair.publicKey = Nacl::publicKey(pair.secretKey);
     return pair;
 }
 

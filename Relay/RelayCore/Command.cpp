@@ -59,7 +59,7 @@ std::optional<PublicKey> memberKey(std::string_view text) {
         // anybody's. Any secret key shows it.
         SecretKey probe;
         probe.writable()[0] = 8;
-        Nacl::SharedKey(*key, probe.view());
+        Nacl::SharedKey(*key, probe);
     } catch (const NaclError&) {
         return std::nullopt;
     }

@@ -95,7 +95,7 @@ void RelayCore::Engine::firstPack(LinkState& link, ByteView frame, Date now) {
     Member* member = members.find(pack->author);
     if (!member) return refuseLink("this key is not admitted", &RelayCounters::closedUnknownKey);
     try {
-        link.sharedKey.emplace(pack->author, link.keys.secretKey.view());
+        link.sharedKey.emplace(member->key, link.keys.secretKey);
         const Bytes text = link.sharedKey->open(pack->ciphertext, pack->nonce);
         if (textOf(text) != "list")
             return refuseLink("the first pack must be the command \"list\"", &RelayCounters::closedBadFirstPack);

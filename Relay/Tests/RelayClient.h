@@ -78,7 +78,7 @@ public:
         while (!holds()) {
             const auto frame = read();
             if (!frame) return false;
-            const Pack open = EncryptedPack::parse(*frame)->decrypted(owner.keys.secretKey.view());
+            const Pack open = EncryptedPack::parse(*frame)->decrypted(owner.keys.secretKey);
             if (open.authorKey != *serverKey) {
                 texts.emplace_back(textOf(open.plaintext));
                 continue;

@@ -35,7 +35,7 @@ public:
             return;
         }
         const auto pack = EncryptedPack::parse(frame);
-        const Pack open = pack->decrypted(owner.keys.secretKey.view());
+        const Pack open = pack->decrypted(owner.keys.secretKey);
         if (open.authorKey != *serverKey) {
             texts.emplace_back(textOf(open.plaintext));
             log.push_back("text " + texts.back());
@@ -134,7 +134,7 @@ public:
     static Bytes packOf(const Somebody& author, const PublicKey& target, const std::string& text) {
         const auto bytes = bytesOf(text);
         return Pack{author.key(), target, std::nullopt, Bytes(bytes.begin(), bytes.end())}
-            .encrypted(author.keys.secretKey.view())
+            .encrypted(author.keys.secretKey)
             .bytes();
     }
 

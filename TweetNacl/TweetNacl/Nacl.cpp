@@ -62,12 +62,6 @@ constexpr char hexDigits[] = "0123456789abcdef";
     return true;
 }();
 
-void checkSizes(ByteView nonce, ByteView publicKey, ByteView secretKey) {
-    if (nonce.size() != nonceBytes) throw NaclError(NaclErrorCode::badNonceSize);
-    if (publicKey.size() != publicKeyBytes) throw NaclError(NaclErrorCode::badPublicKeySize);
-    if (secretKey.size() != secretKeyBytes) throw NaclError(NaclErrorCode::badSecretKeySize);
-}
-
 /// The value of each hexadecimal digit, and -1 for every other character.
 constexpr std::array<std::int8_t, 256> digitValues = [] {
     std::array<std::int8_t, 256> values{};
@@ -80,6 +74,31 @@ constexpr std::array<std::int8_t, 256> digitValues = [] {
     }
     return values;
 }();
+
+/// The text without an odd last character; nothing if it can't be hexadecimal, since a character that is
+/// not ASCII stands within a pair.
+std::optional<std::string_view> pairsOf(std::string_view text) {
+    // Characters are counted, not bytes: one odd character at the end is ignored whatever its length.
+    const auto foreign =
+        std::find_if(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) > 127; });
+    const auto ascii = static_cast<std::size_t>(foreign - text.begin());
+    if (ascii < text.size()) {
+        const bool isOneCharacter = std::all_of(foreign + 1, text.end(), [](char c) { return (c & 0xC0) == 0x80; });
+        if (ascii % 2 != 0 || !isOneCharacter) return std::nullopt;
+    }
+    return text.substr(0, ascii - ascii % 2);
+}
+
+/// The characters that spell a key of 32 bytes; nothing if the text has too many or too few.
+std::optional<std::string_view> digitsOfKey(std::string_view text) {
+    constexpr std::size_t digits = 2 * publicKeyBytes;
+    static_assert(publicKeyBytes == secretKeyBytes);
+    if (text.size() == digits) return text;
+    // Of another size, it can still be 64 digits and an odd character, of at most 4 bytes.
+    if (text.size() > digits + 4) return std::nullopt;
+    const auto pairs = pairsOf(text);
+    return pairs && pairs->size() == digits ? pairs : std::nullopt;
+}
 
 /// One byte for each pair of characters; false at the first pair that is none.
 bool decodeHex(std::string_view text, std::span<std::uint8_t> out) {
@@ -94,22 +113,18 @@ bool decodeHex(std::string_view text, std::span<std::uint8_t> out) {
 
 }  // namespace
 
-SharedKey::SharedKey(ByteView publicKey, ByteView secretKey) {
-    if (publicKey.size() != publicKeyBytes) throw NaclError(NaclErrorCode::badPublicKeySize);
-    if (secretKey.size() != secretKeyBytes) throw NaclError(NaclErrorCode::badSecretKeySize);
-    if (crypto_box_beforenm(bytes.writable().data(), publicKey.data(), secretKey.data()) != 0)
+SharedKey::SharedKey(const PublicKey& publicKey, const SecretKey& secretKey) {
+    if (crypto_box_beforenm(bytes.writable().data(), publicKey.data(), secretKey.view().data()) != 0)
         throw NaclError(NaclErrorCode::internalError);
 }
 
-void SharedKey::box(ByteView message, ByteView nonce, std::span<std::uint8_t> sealed) const {
-    if (nonce.size() != nonceBytes) throw NaclError(NaclErrorCode::badNonceSize);
+void SharedKey::box(ByteView message, const Nonce& nonce, std::span<std::uint8_t> sealed) const {
     if (sealed.size() != message.size() + authenticatorBytes ||
         crypto_box_easy_afternm(sealed.data(), message.data(), message.size(), nonce.data(), bytes.view().data()) != 0)
         throw NaclError(NaclErrorCode::internalError);
 }
 
-Bytes SharedKey::open(ByteView sealed, ByteView nonce) const {
-    if (nonce.size() != nonceBytes) throw NaclError(NaclErrorCode::badNonceSize);
+Bytes SharedKey::open(ByteView sealed, const Nonce& nonce) const {
     if (sealed.size() < authenticatorBytes) throw NaclError(NaclErrorCode::internalError);
     Bytes message(sealed.size() - authenticatorBytes);
     if (crypto_box_open_easy_afternm(message.data(), sealed.data(), sealed.size(), nonce.data(), bytes.view().data()) !=
@@ -118,29 +133,41 @@ Bytes SharedKey::open(ByteView sealed, ByteView nonce) const {
     return message;
 }
 
-Bytes box(ByteView message, ByteView nonce, ByteView recipientPublicKey, ByteView senderSecretKey) {
-    checkSizes(nonce, recipientPublicKey, senderSecretKey);
+Bytes box(ByteView message, const Nonce& nonce, const PublicKey& recipientPublicKey, const SecretKey& senderSecretKey) {
     Bytes sealed(message.size() + authenticatorBytes);
     SharedKey(recipientPublicKey, senderSecretKey).box(message, nonce, sealed);
     return sealed;
 }
 
-Bytes open(ByteView sealed, ByteView nonce, ByteView senderPublicKey, ByteView recipientSecretKey) {
-    checkSizes(nonce, senderPublicKey, recipientSecretKey);
+Bytes open(ByteView sealed, const Nonce& nonce, const PublicKey& senderPublicKey, const SecretKey& recipientSecretKey) {
     return SharedKey(senderPublicKey, recipientSecretKey).open(sealed, nonce);
 }
 
 KeyPair keyPair() {
     KeyPair pair;
     randomBytes(pair.secretKey.writable());
-    pair.publicKey = publicKey(pair.secretKey.view());
+    pair.publicKey = publicKey(pair.secretKey);
     return pair;
 }
 
-PublicKey publicKey(ByteView secretKey) {
+PublicKey publicKey(const SecretKey& secretKey) {
     PublicKey key;
-    crypto_scalarmult_base(key.data(), secretKey.data());
+    crypto_scalarmult_base(key.data(), secretKey.view().data());
     return key;
+}
+
+PublicKey publicKeyFromBytes(ByteView bytes) {
+    PublicKey key;
+    if (bytes.size() != key.size()) throw NaclError(NaclErrorCode::badPublicKeySize);
+    std::copy(bytes.begin(), bytes.end(), key.begin());
+    return key;
+}
+
+Nonce nonceFromBytes(ByteView bytes) {
+    Nonce nonce;
+    if (bytes.size() != nonce.size()) throw NaclError(NaclErrorCode::badNonceSize);
+    std::copy(bytes.begin(), bytes.end(), nonce.begin());
+    return nonce;
 }
 
 Nonce randomNonce() {
@@ -178,29 +205,23 @@ std::string hex(ByteView bytes) {
 }
 
 std::optional<Bytes> fromHex(std::string_view text) {
-    // Characters are counted, not bytes: one odd character at the end is ignored whatever its length.
-    const auto foreign =
-        std::find_if(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) > 127; });
-    const auto ascii = static_cast<std::size_t>(foreign - text.begin());
-    if (ascii < text.size()) {
-        const bool isOneCharacter = std::all_of(foreign + 1, text.end(), [](char c) { return (c & 0xC0) == 0x80; });
-        if (ascii % 2 != 0 || !isOneCharacter) return std::nullopt;
-        text = text.substr(0, ascii);
-    }
-    Bytes bytes(text.size() / 2);
-    if (!decodeHex(text, bytes)) return std::nullopt;
+    const auto pairs = pairsOf(text);
+    if (!pairs) return std::nullopt;
+    Bytes bytes(pairs->size() / 2);
+    if (!decodeHex(*pairs, bytes)) return std::nullopt;
     return bytes;
 }
 
 std::optional<PublicKey> publicKeyFromHex(std::string_view text) {
     PublicKey key;
-    if (text.size() == 2 * key.size()) return decodeHex(text, key) ? std::optional(key) : std::nullopt;
-    // Of another size, it can still be 64 digits and an odd character, of at most 4 bytes.
-    if (text.size() > 2 * key.size() + 4) return std::nullopt;
-    const std::optional<Bytes> bytes = fromHex(text);
-    if (!bytes || bytes->size() != key.size()) return std::nullopt;
-    std::copy(bytes->begin(), bytes->end(), key.begin());
-    return key;
+    const auto digits = digitsOfKey(text);
+    return digits && decodeHex(*digits, key) ? std::optional(key) : std::nullopt;
+}
+
+std::optional<SecretKey> secretKeyFromHex(std::string_view text) {
+    SecretKey key;
+    const auto digits = digitsOfKey(text);
+    return digits && decodeHex(*digits, key.writable()) ? std::optional(std::move(key)) : std::nullopt;
 }
 
 void wipe(std::span<std::uint8_t> bytes) { sodium_memzero(bytes.data(), bytes.size()); }

@@ -48,7 +48,7 @@ public:
     ~SecretKey();
 
     /// A second copy, where one is really needed.
-    SecretKey duplicate() const { return SecretKey(view()); }
+    [[nodiscard]] SecretKey duplicate() const { return SecretKey(view()); }
     ByteView view() const { return bytes; }
     std::span<std::uint8_t> writable() { return bytes; }
     bool operator==(const SecretKey& other) const;
@@ -61,6 +61,9 @@ private:
 ///
 /// No state; any thread. Source: the NaCl-compatible calls of libsodium, whose constants give every
 /// size here. Sealed bytes are 16 bytes of authenticator, then as many bytes as the message.
+///
+/// Nonces and keys are types of their own, so that the compiler refuses a swapped pair, and a wrong size
+/// is found where bytes become one of them. `BoxesOfBytes.h` has the same boxes for plain bytes.
 namespace Nacl {
 
 constexpr std::size_t publicKeyBytes = 32;
@@ -80,59 +83,68 @@ struct KeyPair {
 /// out are the same. Move-only and wiped, like the secret key that it was made from.
 class SharedKey {
 public:
-    /// @throws NaclError badPublicKeySize, badSecretKeySize; internalError for a public key that is no
-    ///         usable point (all its multiples are zero)
-    SharedKey(ByteView publicKey, ByteView secretKey);
+    /// @throws NaclError internalError  the public key is no usable point (all its multiples are zero)
+    SharedKey(const PublicKey& publicKey, const SecretKey& secretKey);
     SharedKey(SharedKey&& other) noexcept = default;
     SharedKey& operator=(SharedKey&& other) noexcept = default;
 
     /// Seals `message` into `sealed`, which is exactly 16 bytes longer.
-    /// @throws NaclError badNonceSize; internalError if the sizes don't fit
-    void box(ByteView message, ByteView nonce, std::span<std::uint8_t> sealed) const;
+    /// @throws NaclError internalError  the sizes don't fit
+    void box(ByteView message, const Nonce& nonce, std::span<std::uint8_t> sealed) const;
 
     /// Opens `sealed`. @return the whole message, never a part of one
-    /// @throws NaclError badNonceSize; internalError when it was altered, or sealed under other keys
-    Bytes open(ByteView sealed, ByteView nonce) const;
+    /// @throws NaclError internalError  it was altered, sealed under other keys, or is shorter than 16 bytes
+    [[nodiscard]] Bytes open(ByteView sealed, const Nonce& nonce) const;
 
 private:
     SecretKey bytes;
 };
 
 /// Seals a message of any length, also none.
-/// @throws NaclError the first wrong size, in the order nonce, public key, secret key
-Bytes box(ByteView message, ByteView nonce, ByteView recipientPublicKey, ByteView senderSecretKey);
+/// @throws NaclError internalError  the public key is no usable point
+[[nodiscard]] Bytes box(ByteView message, const Nonce& nonce, const PublicKey& recipientPublicKey,
+                        const SecretKey& senderSecretKey);
 
 /// Opens a sealed message.
 /// @param sealed  16 bytes of authenticator, then the ciphertext
 /// @return the whole message; never a part of one
-/// @throws NaclError  the first wrong size, in the order nonce, public key, secret key; internalError
-///         when it was not sealed by that sender for us, was altered, or is shorter than 16 bytes
-Bytes open(ByteView sealed, ByteView nonce, ByteView senderPublicKey, ByteView recipientSecretKey);
+/// @throws NaclError internalError  it was not sealed by that sender for us, was altered, or is shorter
+///         than 16 bytes
+[[nodiscard]] Bytes open(ByteView sealed, const Nonce& nonce, const PublicKey& senderPublicKey,
+                         const SecretKey& recipientSecretKey);
 
 /// A new key pair from the system's random source. Ends the process if that source fails: a key
 /// must never come from a failed one.
-KeyPair keyPair();
+[[nodiscard]] KeyPair keyPair();
 
-/// The public key of a secret key of 32 bytes; the size is the caller's business.
-PublicKey publicKey(ByteView secretKey);
+[[nodiscard]] PublicKey publicKey(const SecretKey& secretKey);
 
-Nonce randomNonce();
+/// A key out of bytes of any size. @throws NaclError badPublicKeySize
+[[nodiscard]] PublicKey publicKeyFromBytes(ByteView bytes);
+
+/// A nonce out of bytes of any size. @throws NaclError badNonceSize
+[[nodiscard]] Nonce nonceFromBytes(ByteView bytes);
+
+[[nodiscard]] Nonce randomNonce();
 
 /// Fills a buffer from the system's random source: many nonces in one call to the kernel.
 void randomBytes(std::span<std::uint8_t> buffer);
 
 /// SHA-512, 64 bytes.
-std::array<std::uint8_t, hashBytes> hash(ByteView bytes);
+[[nodiscard]] std::array<std::uint8_t, hashBytes> hash(ByteView bytes);
 
 /// Two lower-case characters a byte, high nibble first.
-std::string hex(ByteView bytes);
+[[nodiscard]] std::string hex(ByteView bytes);
 
 /// The bytes of a hexadecimal text, in either case. An odd last character is ignored; nothing if any
 /// pair is not hexadecimal. An empty text gives no bytes, which is not the same as nothing.
-std::optional<Bytes> fromHex(std::string_view text);
+[[nodiscard]] std::optional<Bytes> fromHex(std::string_view text);
 
 /// A key from its text form: nothing unless the text gives exactly 32 bytes.
-std::optional<PublicKey> publicKeyFromHex(std::string_view text);
+[[nodiscard]] std::optional<PublicKey> publicKeyFromHex(std::string_view text);
+
+/// The same for a secret key, which is nowhere else in memory afterwards but in the text.
+[[nodiscard]] std::optional<SecretKey> secretKeyFromHex(std::string_view text);
 
 /// Overwrites what held a secret, in a way that the compiler may not leave out.
 void wipe(std::span<std::uint8_t> bytes);

@@ -87,7 +87,7 @@ TEST(KeysTest, ThePublicKeyIsDerived) {
     const auto keys = Keys::load(store);
     ASSERT_TRUE(keys);
     EXPECT_EQ(Nacl::hex(keys->secretKey.view()), oneText);
-    EXPECT_EQ(keys->publicKey, Nacl::publicKey(keys->secretKey.view()));
+    EXPECT_EQ(keys->publicKey, Nacl::publicKey(keys->secretKey));
     EXPECT_EQ(keys->publicKeyText(), Nacl::hex(keys->publicKey));
     EXPECT_EQ(keys->publicKeyText().size(), 64u);
 }

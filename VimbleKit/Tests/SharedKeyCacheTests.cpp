@@ -8,7 +8,7 @@
 namespace {
 
 SharedKeyCache::Entry sharedOf(std::uint8_t theirs) {
-    return std::make_shared<const Nacl::SharedKey>(keysOf(theirs).publicKey, keysOf(1).secretKey.view());
+    return std::make_shared<const Nacl::SharedKey>(keysOf(theirs).publicKey, keysOf(1).secretKey);
 }
 
 PublicKey numbered(std::uint32_t number) {
@@ -71,7 +71,7 @@ TEST(SharedKeyCacheTest, AnEntryOutlivesItsCache) {
     const Nonce nonce{};
     Bytes sealed(Nacl::authenticatorBytes + 2);
     entry->box(bytesOf("hi"), nonce, sealed);
-    EXPECT_EQ(textOf(Nacl::open(sealed, nonce, keysOf(1).publicKey, keysOf(2).secretKey.view())), "hi");
+    EXPECT_EQ(textOf(Nacl::open(sealed, nonce, keysOf(1).publicKey, keysOf(2).secretKey)), "hi");
 }
 
 }  // namespace

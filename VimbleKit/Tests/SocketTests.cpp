@@ -136,8 +136,7 @@ TEST_F(SocketTest, TheGreetingIsAnsweredWithTheSealedCommandList) {
     ASSERT_TRUE(pack);
     EXPECT_EQ(pack->authorKey, keysOf(1).publicKey);
     EXPECT_EQ(pack->targetKey, server->keys.publicKey);
-    EXPECT_EQ(textOf(Nacl::open(pack->ciphertext, pack->nonce, pack->authorKey, server->keys.secretKey.view())),
-              "list");
+    EXPECT_EQ(textOf(Nacl::open(pack->ciphertext, pack->nonce, pack->authorKey, server->keys.secretKey)), "list");
     EXPECT_TRUE(socket->isConnecting());
     EXPECT_FALSE(socket->isConnected());
 }
@@ -239,9 +238,8 @@ TEST_F(SocketTest, WhatIsNoPackOrDoesNotOpenIsDropped) {
         server->link->deliver(ByteView(altered));
     }
     // Sealed for somebody else.
-    server->link->deliver(ByteView(Pack{keysOf(2).publicKey, keysOf(3).publicKey, std::nullopt, {'x'}}
-                                       .encrypted(keysOf(2).secretKey.view())
-                                       .bytes()));
+    server->link->deliver(ByteView(
+        Pack{keysOf(2).publicKey, keysOf(3).publicKey, std::nullopt, {'x'}}.encrypted(keysOf(2).secretKey).bytes()));
     EXPECT_TRUE(recorder.take().empty());
     EXPECT_TRUE(recorder.packs.empty());
 
@@ -257,7 +255,7 @@ TEST_F(SocketTest, NobodyElseCanSpeakForTheServer) {
     connectWith({one});
     // The pack names the server's key as its author, but another key has sealed it.
     const Bytes forged = Pack{server->keys.publicKey, keysOf(1).publicKey, std::nullopt, ServerMessage::encodedList({})}
-                             .encrypted(keysOf(2).secretKey.view())
+                             .encrypted(keysOf(2).secretKey)
                              .bytes();
     server->link->deliver(ByteView(forged));
     EXPECT_TRUE(recorder.take().empty());
@@ -461,9 +459,9 @@ TEST_F(SocketTest, AChatGoesToEverybodyOnTheListSealedForEach) {
     for (std::size_t i = 0; i < 3; ++i) {
         EXPECT_EQ(packs[i].authorKey, keysOf(1).publicKey);
         EXPECT_EQ(packs[i].targetKey, keysOf(readers[i]).publicKey);
-        EXPECT_EQ(textOf(Nacl::open(packs[i].ciphertext, packs[i].nonce, packs[i].authorKey,
-                                    keysOf(readers[i]).secretKey.view())),
-                  R"({"kind":"room","name":"Me","emoji":"🦊","text":"hello"})");
+        EXPECT_EQ(
+            textOf(Nacl::open(packs[i].ciphertext, packs[i].nonce, packs[i].authorKey, keysOf(readers[i]).secretKey)),
+            R"({"kind":"room","name":"Me","emoji":"🦊","text":"hello"})");
         for (std::uint8_t other : readers)
             EXPECT_EQ(recordIn(packs[i], keysOf(other)).has_value(), other == readers[i]);
         nonces.insert(packs[i].nonce);
@@ -567,7 +565,7 @@ TEST_F(SocketTest, APongHasNeitherKindNorText) {
     socket->sendPong("Me", "🦊");
     const auto packs = server->takePacks();
     ASSERT_EQ(packs.size(), 1u);
-    EXPECT_EQ(textOf(packs[0].decrypted(keysOf(2).secretKey.view()).plaintext), R"({"name":"Me","emoji":"🦊"})");
+    EXPECT_EQ(textOf(packs[0].decrypted(keysOf(2).secretKey).plaintext), R"({"name":"Me","emoji":"🦊"})");
     EXPECT_EQ(recorder.take(), (Strings{"sent pong ×" + printed(std::vector{two}) + " Me 🦊"}));
 }
 
@@ -577,7 +575,7 @@ TEST_F(SocketTest, ADirectTextGoesToItsReaderAloneWhetherListedOrNot) {
     const auto packs = server->takePacks();
     ASSERT_EQ(packs.size(), 1u);
     EXPECT_EQ(packs[0].targetKey, keysOf(77).publicKey);
-    EXPECT_EQ(textOf(packs[0].decrypted(keysOf(77).secretKey.view()).plaintext),
+    EXPECT_EQ(textOf(packs[0].decrypted(keysOf(77).secretKey).plaintext),
               R"({"name":"Me","emoji":"🦊","text":"psst"})");
     EXPECT_EQ(recorder.take(), (Strings{"sent dm → " + keyTextOf(77).substr(0, 8) + ": psst"}));
 }

@@ -69,21 +69,15 @@ std::optional<Bytes> read(SecretStore& store, const SecretQuery& query) {
 std::optional<SecretKey> parse(std::optional<Bytes> data) {
     if (!data) return std::nullopt;
     const WipedBytes text{std::move(*data)};
-    auto decoded = Nacl::fromHex(textOf(text.bytes));
-    if (!decoded) return std::nullopt;
-    const WipedBytes key{std::move(*decoded)};
-    if (key.bytes.size() != SecretKey::size) return std::nullopt;
-    return SecretKey(key.bytes);
+    return Nacl::secretKeyFromHex(textOf(text.bytes));
 }
 
 /// The secret key that a text spells: exactly 64 hexadecimal characters.
 SecretKey secretKeyFromText(std::string_view text) {
     if (text.size() != 2 * SecretKey::size) throw KeysError::badKeyFormat(text);
-    auto decoded = Nacl::fromHex(text);
-    if (!decoded) throw KeysError::badKeyFormat(text);
-    const WipedBytes key{std::move(*decoded)};
-    if (key.bytes.size() != SecretKey::size) throw KeysError::badKeyFormat(text);
-    return SecretKey(key.bytes);
+    auto key = Nacl::secretKeyFromHex(text);
+    if (!key) throw KeysError::badKeyFormat(text);
+    return std::move(*key);
 }
 
 }  // namespace
@@ -116,7 +110,7 @@ KeysError KeysError::notFound() {
 
 std::string_view KeysError::payload() const { return text ? std::string_view(*text) : std::string_view(); }
 
-Keys::Keys(SecretKey secretKey) : publicKey(Nacl::publicKey(secretKey.view())), secretKey(std::move(secretKey)) {}
+Keys::Keys(SecretKey secretKey) : publicKey(Nacl::publicKey(secretKey)), secretKey(std::move(secretKey)) {}
 
 Keys::Keys(std::string_view secretKeyText) : Keys(secretKeyFromText(secretKeyText)) {}
 

@@ -114,13 +114,12 @@ void Socket::receiveGreeting(ByteView frame) {
 std::optional<Pack> Socket::opened(ByteView frame) {
     const auto view = PackView::of(frame);
     if (!view) return std::nullopt;
-    Pack pack{view->authorKey(), view->targetKey(), Nonce(), {}};
-    std::copy(view->nonce.begin(), view->nonce.end(), pack.nonce->begin());
+    Pack pack{view->authorKey(), view->targetKey(), view->nonce, {}};
     try {
         auto shared = sharedKeys.find(pack.authorKey);
         const bool isKnown = shared != nullptr;
-        if (!isKnown) shared = std::make_shared<const Nacl::SharedKey>(pack.authorKey, keys->secretKey.view());
-        pack.plaintext = shared->open(view->ciphertext, *pack.nonce);
+        if (!isKnown) shared = std::make_shared<const Nacl::SharedKey>(pack.authorKey, keys->secretKey);
+        pack.plaintext = shared->open(view->ciphertext, view->nonce);
         // Keep the key only now that the frame has opened, which proves that somebody has it: made-up keys
         // would fill the cache.
         if (!isKnown) sharedKeys.keep(pack.authorKey, std::move(shared));
@@ -203,16 +202,14 @@ void Socket::websocketDidDisconnect(Websocket&, const std::optional<TransportErr
 SharedKeyCache::Entry Socket::sharedKey(const PublicKey& other) {
     auto shared = sharedKeys.find(other);
     if (!shared) {
-        shared = std::make_shared<const Nacl::SharedKey>(other, keys->secretKey.view());
+        shared = std::make_shared<const Nacl::SharedKey>(other, keys->secretKey);
         sharedKeys.keep(other, shared);
     }
     return shared;
 }
 
-void Socket::seal(ByteView target, const Nonce& nonce, ByteView payload, const SharedKeyCache::Entry& shared) {
-    PublicKey targetKey;
-    std::copy(target.begin(), target.end(), targetKey.begin());
-    websocket.send(sealedFrame(keys->publicKey, targetKey, nonce, payload, *shared));
+void Socket::seal(const PublicKey& target, const Nonce& nonce, ByteView payload, const SharedKeyCache::Entry& shared) {
+    websocket.send(sealedFrame(keys->publicKey, target, nonce, payload, *shared));
 }
 
 /// Sends the same payload to everybody on the list, each time under a new nonce.
@@ -226,20 +223,18 @@ void Socket::fanOut(const PackPlaintext& record) {
     if (recipients.size() != _serverPeople.size()) {
         recipients.clear();
         for (const MetaPerson& person : _serverPeople) {
-            auto key = Nacl::fromHex(person.publicKey);
-            recipients.push_back(key ? std::optional(Recipient{std::move(*key), nullptr}) : std::nullopt);
+            const auto key = Nacl::publicKeyFromHex(person.publicKey);
+            const bool isHex = key || Nacl::fromHex(person.publicKey);
+            recipients.push_back(isHex ? std::optional(Recipient{key, nullptr}) : std::nullopt);
         }
     }
     NonceSource nonces(recipients.size());
     for (auto& recipient : recipients) {
         if (!recipient) continue;
-        if (!recipient->shared) {
-            if (recipient->key.size() != Nacl::publicKeyBytes) throw NaclError(NaclErrorCode::badPublicKeySize);
-            PublicKey key;
-            std::copy(recipient->key.begin(), recipient->key.end(), key.begin());
-            recipient->shared = sharedKey(key);
-        }
-        seal(recipient->key, nonces.next(), payload, recipient->shared);
+        // An error only now: those before it on the list get the message.
+        if (!recipient->key) throw NaclError(NaclErrorCode::badPublicKeySize);
+        if (!recipient->shared) recipient->shared = sharedKey(*recipient->key);
+        seal(*recipient->key, nonces.next(), payload, recipient->shared);
     }
 }
 
@@ -268,11 +263,9 @@ void Socket::sendDirect(const std::string& text, const std::string& targetKey, c
     } catch (const std::exception&) {
         return;
     }
-    const auto key = Nacl::fromHex(targetKey);
-    if (!key) throw SocketError::badArgument();
-    if (key->size() != Nacl::publicKeyBytes) throw NaclError(NaclErrorCode::badPublicKeySize);
-    PublicKey target;
-    std::copy(key->begin(), key->end(), target.begin());
+    const auto bytes = Nacl::fromHex(targetKey);
+    if (!bytes) throw SocketError::badArgument();
+    const PublicKey target = Nacl::publicKeyFromBytes(*bytes);
     seal(target, Nacl::randomNonce(), payload, sharedKey(target));
     logSent([&] { return joined({"dm → ", Text::prefix(targetKey, 8), ": ", Text::prefix(text, shownCharacters)}); });
 }
@@ -283,7 +276,7 @@ void Socket::sendCommand(std::string_view command) {
     // Do not keep the key: a server may have a new one for each link, which is never used again.
     const auto shared = sharedKeys.find(*serverKey);
     seal(*serverKey, Nacl::randomNonce(), bytesOf(command),
-         shared ? shared : std::make_shared<const Nacl::SharedKey>(*serverKey, keys->secretKey.view()));
+         shared ? shared : std::make_shared<const Nacl::SharedKey>(*serverKey, keys->secretKey));
     logSent([&] { return joined({"scmd: ", command}); });
 }
 

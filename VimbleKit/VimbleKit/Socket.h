@@ -59,7 +59,7 @@ public:
 private:
     /// One entry of the server's list; the first text to it computes `shared`.
     struct Recipient {
-        Bytes key;  // as decoded; any length
+        std::optional<PublicKey> key;  // nothing: hexadecimal, but no key by its size
         SharedKeyCache::Entry shared;
     };
 
@@ -74,7 +74,7 @@ private:
     void setServerPeople(std::vector<MetaPerson> people);
     void fanOut(const PackPlaintext& record);
     SharedKeyCache::Entry sharedKey(const PublicKey& other);
-    void seal(ByteView target, const Nonce& nonce, ByteView payload, const SharedKeyCache::Entry& shared);
+    void seal(const PublicKey& target, const Nonce& nonce, ByteView payload, const SharedKeyCache::Entry& shared);
     template <class Build>
     void logSent(Build&& build);
     template <class Build>

@@ -7,15 +7,15 @@
 namespace {
 
 template <std::size_t size>
-std::array<std::uint8_t, size> arrayOf(ByteView bytes) {
+std::array<std::uint8_t, size> arrayOf(std::span<const std::uint8_t, size> bytes) {
     std::array<std::uint8_t, size> result;
-    std::copy_n(bytes.begin(), size, result.begin());
+    std::copy(bytes.begin(), bytes.end(), result.begin());
     return result;
 }
 
 }  // namespace
 
-EncryptedPack Pack::encrypted(ByteView authorSecretKey) const {
+EncryptedPack Pack::encrypted(const SecretKey& authorSecretKey) const {
     const Nonce used = nonce ? *nonce : Nacl::randomNonce();
     return {authorKey, targetKey, used, Nacl::box(plaintext, used, targetKey, authorSecretKey)};
 }
@@ -27,11 +27,11 @@ EncryptedPack::EncryptedPack(const PublicKey& authorKey, const PublicKey& target
 std::optional<EncryptedPack> EncryptedPack::parse(ByteView frame) {
     const auto view = PackView::of(frame);
     if (!view) return std::nullopt;
-    return EncryptedPack(view->authorKey(), view->targetKey(), arrayOf<Nacl::nonceBytes>(view->nonce),
+    return EncryptedPack(view->authorKey(), view->targetKey(), view->nonce,
                          Bytes(view->ciphertext.begin(), view->ciphertext.end()));
 }
 
-Pack EncryptedPack::decrypted(ByteView targetSecretKey) const {
+Pack EncryptedPack::decrypted(const SecretKey& targetSecretKey) const {
     return {authorKey, targetKey, nonce, Nacl::open(ciphertext, nonce, authorKey, targetSecretKey)};
 }
 
@@ -47,14 +47,14 @@ Bytes EncryptedPack::bytes() const {
 
 std::optional<PackView> PackView::of(ByteView frame) {
     if (frame.size() <= EncryptedPack::ciphertextOffset) return std::nullopt;
-    return PackView{frame.subspan(EncryptedPack::authorOffset, Nacl::publicKeyBytes),
-                    frame.subspan(EncryptedPack::targetOffset, Nacl::publicKeyBytes),
-                    frame.subspan(EncryptedPack::nonceOffset, Nacl::nonceBytes),
+    return PackView{frame.subspan<EncryptedPack::authorOffset, Nacl::publicKeyBytes>(),
+                    frame.subspan<EncryptedPack::targetOffset, Nacl::publicKeyBytes>(),
+                    arrayOf(frame.subspan<EncryptedPack::nonceOffset, Nacl::nonceBytes>()),
                     frame.subspan(EncryptedPack::ciphertextOffset)};
 }
 
-PublicKey PackView::authorKey() const { return arrayOf<Nacl::publicKeyBytes>(author); }
-PublicKey PackView::targetKey() const { return arrayOf<Nacl::publicKeyBytes>(target); }
+PublicKey PackView::authorKey() const { return arrayOf(author); }
+PublicKey PackView::targetKey() const { return arrayOf(target); }
 
 Bytes sealedFrame(const PublicKey& author, const PublicKey& target, const Nonce& nonce, ByteView plaintext,
                   const Nacl::SharedKey& sharedKey) {

@@ -25,8 +25,8 @@ struct Pack {
 
     /// Seals the contents for the target. Does not check that `authorKey` belongs to the secret key: if it
     /// does not, no reader can open the pack.
-    /// @throws NaclError badSecretKeySize, internalError
-    EncryptedPack encrypted(ByteView authorSecretKey) const;
+    /// @throws NaclError internalError  the target's key is no usable point
+    [[nodiscard]] EncryptedPack encrypted(const SecretKey& authorSecretKey) const;
 
     bool operator==(const Pack&) const = default;
 };
@@ -45,14 +45,14 @@ public:
     EncryptedPack(const PublicKey& authorKey, const PublicKey& targetKey, const Nonce& nonce, Bytes ciphertext);
 
     /// Cuts a frame into its fields. Nothing for 88 bytes or fewer.
-    static std::optional<EncryptedPack> parse(ByteView frame);
+    [[nodiscard]] static std::optional<EncryptedPack> parse(ByteView frame);
 
     /// Opens the pack for its reader.
-    /// @throws NaclError  wrong reader, altered frame, wrong size of the secret key
-    Pack decrypted(ByteView targetSecretKey) const;
+    /// @throws NaclError internalError  wrong reader, altered frame
+    [[nodiscard]] Pack decrypted(const SecretKey& targetSecretKey) const;
 
     /// The wire form.
-    Bytes bytes() const;
+    [[nodiscard]] Bytes bytes() const;
 
     bool operator==(const EncryptedPack&) const = default;
 
@@ -62,24 +62,24 @@ public:
     Bytes ciphertext;  // 16 bytes of authenticator, then as many bytes as the plaintext has
 };
 
-/// A view of a frame as a pack, without copying: for the relay, which passes packs on, and for the client,
+/// A view of a frame as a pack, with nothing copied but the nonce: for the relay, which passes packs on, and for the client,
 /// which opens them. Valid as long as the frame.
 struct PackView {
-    static std::optional<PackView> of(ByteView frame);
+    [[nodiscard]] static std::optional<PackView> of(ByteView frame);
 
     PublicKey authorKey() const;
     PublicKey targetKey() const;
 
-    ByteView author;      // 32 bytes
-    ByteView target;      // 32 bytes
-    ByteView nonce;       // 24 bytes
+    std::span<const std::uint8_t, Nacl::publicKeyBytes> author;
+    std::span<const std::uint8_t, Nacl::publicKeyBytes> target;
+    Nonce nonce;
     ByteView ciphertext;  // at least 1 byte
 };
 
 /// Seals one frame under a key computed beforehand: the wire form, in one allocation.
 /// @throws NaclError internalError
-Bytes sealedFrame(const PublicKey& author, const PublicKey& target, const Nonce& nonce, ByteView plaintext,
-                  const Nacl::SharedKey& sharedKey);
+[[nodiscard]] Bytes sealedFrame(const PublicKey& author, const PublicKey& target, const Nonce& nonce,
+                                ByteView plaintext, const Nacl::SharedKey& sharedKey);
 
 /// What people send each other inside a pack.
 ///
@@ -97,10 +97,10 @@ struct PackPlaintext {
                    Field{"emoji", &PackPlaintext::emoji}, Field{"text", &PackPlaintext::text}};
 
     /// The JSON form. @throws JsonError  for text that is not UTF-8
-    Bytes encoded() const;
+    [[nodiscard]] Bytes encoded() const;
 
     /// Gives nothing if the bytes are no JSON form of this record.
-    static std::optional<PackPlaintext> decoded(ByteView json);
+    [[nodiscard]] static std::optional<PackPlaintext> decoded(ByteView json);
 
     bool operator==(const PackPlaintext&) const = default;
 };

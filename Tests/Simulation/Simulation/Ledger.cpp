@@ -16,9 +16,7 @@ std::size_t Ledger::NonceHash::operator()(const Nonce& nonce) const {
 Copy* Ledger::find(ByteView frame) {
     const auto pack = PackView::of(frame);
     if (!pack) return nullptr;
-    Nonce nonce;
-    std::ranges::copy(pack->nonce, nonce.begin());
-    const auto found = copies.find(nonce);
+    const auto found = copies.find(pack->nonce);
     return found == copies.end() ? nullptr : &found->second;
 }
 
@@ -47,9 +45,7 @@ void Ledger::sent(const SimulatedPerson& author, ByteView frame, const SaidText*
     const auto pack = PackView::of(frame);
     const SimulatedPerson* target = pack ? person(pack->target) : nullptr;
     if (!target) return;  // for the relay itself
-    Nonce nonce;
-    std::ranges::copy(pack->nonce, nonce.begin());
-    const auto [place, isNew] = copies.try_emplace(nonce);
+    const auto [place, isNew] = copies.try_emplace(pack->nonce);
     if (!isNew) return journal.fail("a nonce was used twice");
     Copy& copy = place->second;
     copy.number = inOrder.size();

@@ -14,7 +14,7 @@ struct SimulatedRelay::Process : RelayHost {
     Nacl::KeyPair linkKeys() override {
         Nacl::KeyPair keys;
         relay.random.fill(keys.secretKey.writable());
-        keys.publicKey = Nacl::publicKey(keys.secretKey.view());
+        keys.publicKey = Nacl::publicKey(keys.secretKey);
         return keys;
     }
     void report(std::string_view line) override {

@@ -46,7 +46,7 @@ void runWorld(World& world) {
     if (holds()) judgeNames(world);
 
     // The relay sends the list to everybody at each change of the members, even if nobody goes online or offline.
-    const std::string stranger = Nacl::hex(Nacl::publicKey(Bytes(Nacl::secretKeyBytes, 7)));
+    const std::string stranger = Nacl::hex(Nacl::publicKey(SecretKey(Bytes(SecretKey::size, 7))));
     for (const char* word : {"add ", "admin ", "unadmin ", "remove "}) {
         if (!holds()) return;
         world.machines.front()->command(word + stranger);

@@ -48,14 +48,14 @@ SimulatedRelay::Nature World::relayNature() {
 void World::makePeople() {
     const std::size_t count = fewestPeople + random.below(mostPeople - fewestPeople + 1);
     for (std::size_t i = 0; i < count; ++i) {
-        Bytes secret(Nacl::secretKeyBytes);
-        random.fill(secret);
+        SecretKey secret;
+        random.fill(secret.writable());
         SimulatedPerson person;
         person.index = static_cast<int>(i);
         person.letter = std::string(1, static_cast<char>('A' + i));
         person.publicKey = Nacl::publicKey(secret);
         person.publicKeyText = Nacl::hex(person.publicKey);
-        person.secretKeyText = Nacl::hex(secret);
+        person.secretKeyText = Nacl::hex(secret.view());
         people.push_back(std::move(person));
         journal.line([&] { return people.back().letter + " is " + people.back().publicKeyText; });
     }

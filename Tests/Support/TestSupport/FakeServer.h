@@ -55,7 +55,7 @@ public:
         return link->deliver(ByteView(packFrom(author, std::move(plaintext)).bytes()));
     }
     EncryptedPack packFrom(const Keys& author, Bytes plaintext) const {
-        return Pack{author.publicKey, client, std::nullopt, std::move(plaintext)}.encrypted(author.secretKey.view());
+        return Pack{author.publicKey, client, std::nullopt, std::move(plaintext)}.encrypted(author.secretKey);
     }
 
     /// Closes the link as a server does when it refuses a key.
@@ -74,7 +74,7 @@ public:
         std::vector<std::string> commands;
         for (const EncryptedPack& pack : takePacks()) {
             if (pack.targetKey != keys.publicKey) continue;
-            const Bytes plaintext = pack.decrypted(keys.secretKey.view()).plaintext;
+            const Bytes plaintext = pack.decrypted(keys.secretKey).plaintext;
             commands.emplace_back(plaintext.begin(), plaintext.end());
         }
         return commands;
@@ -88,7 +88,7 @@ public:
 /// The record in a pack to that reader; nothing if the pack can't be opened, or holds no record.
 inline std::optional<PackPlaintext> recordIn(const EncryptedPack& pack, const Keys& reader) {
     try {
-        return PackPlaintext::decoded(pack.decrypted(reader.secretKey.view()).plaintext);
+        return PackPlaintext::decoded(pack.decrypted(reader.secretKey).plaintext);
     } catch (const NaclError&) {
         return std::nullopt;
     }
