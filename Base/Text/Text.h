@@ -10,23 +10,23 @@
 namespace Text {
 
 /// The first `count` user-perceived characters: an emoji with its modifiers is one.
-std::string_view prefix(std::string_view text, std::size_t count);
+[[nodiscard]] std::string_view prefix(std::string_view text, std::size_t count);
 
 /// Without whitespace and line ends at both ends.
-std::string_view trimmed(std::string_view text);
+[[nodiscard]] std::string_view trimmed(std::string_view text);
 
 /// Whether there is a whitespace character or line end anywhere.
-bool hasWhitespace(std::string_view text);
+[[nodiscard]] bool hasWhitespace(std::string_view text);
 
-bool isUtf8(std::string_view text);
+[[nodiscard]] bool isUtf8(std::string_view text);
 
 /// The text with control characters, and characters that change the direction of what stands beside
 /// them, written as escapes ("\n", "\u{202e}"), and the backslash doubled: safe to show in a line.
-std::string escaped(std::string_view text);
+[[nodiscard]] std::string escaped(std::string_view text);
 
 /// The text with differences of case, and of composition of the same characters, taken out: two names for
 /// which it is equal are one name to a file system that does not look at case. A text that is not UTF-8
 /// comes back as it is.
-std::string caseFolded(std::string_view text);
+[[nodiscard]] std::string caseFolded(std::string_view text);
 
 }  // namespace Text

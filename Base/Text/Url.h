@@ -9,20 +9,20 @@
 /// Source: RFC 3986, strictly, with ports up to 65535.
 struct Url {
     /// Nothing for what is no URL reference.
-    static std::optional<Url> parse(std::string_view text);
+    [[nodiscard]] static std::optional<Url> parse(std::string_view text);
 
     /// The components put together again.
     std::string text() const;
 
     /// With one more component at the end of the path.
-    Url appending(std::string_view pathComponent) const;
+    [[nodiscard]] Url appending(std::string_view pathComponent) const;
 
     /// The folder of what it names: without the last component of the path, and ending in a slash. Query and
     /// fragment go too. Of "https://h/a/" it is "https://h/".
-    Url deletingLastPathComponent() const;
+    [[nodiscard]] Url deletingLastPathComponent() const;
 
     /// What a reference in a document at this URL leads to; nothing if this URL has no scheme.
-    std::optional<Url> resolving(const Url& reference) const;
+    [[nodiscard]] std::optional<Url> resolving(const Url& reference) const;
 
     std::optional<std::string> scheme;
     std::optional<std::string> userInfo;

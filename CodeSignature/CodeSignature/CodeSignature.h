@@ -36,7 +36,7 @@ struct Profile {
 /// Checks whether the seal and its signature hold. A change to a file after it was read is not seen.
 /// @param bundle  a folder with a folder "Contents", or a link to one
 /// @throws CodeSignatureError  anything but badIdentity and notWritten
-Profile verify(const std::filesystem::path& bundle);
+[[nodiscard]] Profile verify(const std::filesystem::path& bundle);
 
 /// Seals a bundle anew, in place of any seal that it has. A failure leaves the old one.
 /// @param identity  null: ad hoc

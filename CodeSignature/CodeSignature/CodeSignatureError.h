@@ -18,7 +18,7 @@ enum class CodeSignatureErrorCode {
 };
 
 /// Why a bundle was not sealed, or its seal was refused. Any thread.
-class CodeSignatureError : public std::runtime_error {
+class [[nodiscard]] CodeSignatureError : public std::runtime_error {
 public:
     /// @param text  one line, without a full stop; names that others chose are escaped in it (`EscapedText`)
     CodeSignatureError(CodeSignatureErrorCode code, const std::string& text) : std::runtime_error(text), code(code) {}

@@ -51,10 +51,10 @@ struct Seal {
     /// Takes entries in any order.
     /// @throws CodeSignatureError unsealable  the first name that is not plain UTF-8 or too long, two that
     ///         differ only in case (of ASCII letters), too many entries or bytes
-    static Seal of(std::vector<SealEntry> entries, bool isSigned);
+    [[nodiscard]] static Seal of(std::vector<SealEntry> entries, bool isSigned);
 
     /// @throws CodeSignatureError badSeal  anything but what `bytes` writes
-    static Seal parse(ByteView bytes);
+    [[nodiscard]] static Seal parse(ByteView bytes);
 
     Bytes bytes() const;
     /// @return null if there is no such path

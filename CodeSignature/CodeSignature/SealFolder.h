@@ -15,7 +15,7 @@ struct SealFolder {
     /// @param bundle  an open folder
     /// @throws CodeSignatureError noSeal; badSeal  more than these files in it, or other modes, or too large;
     ///         unreadable
-    static SealFolder read(int bundle);
+    [[nodiscard]] static SealFolder read(int bundle);
 
     /// Replaces the present seal in one step: a reader finds the old one or the new one. Where the file
     /// system can't exchange two names, there is no seal for a moment.

@@ -17,9 +17,9 @@ public:
 
     void update(ByteView bytes);
     /// The digest of all bytes that came since the last digest.
-    Digest finish();
+    [[nodiscard]] Digest finish();
 
-    static Digest of(ByteView bytes);
+    [[nodiscard]] static Digest of(ByteView bytes);
     /// 64 lower-case characters.
     static std::string hex(const Digest& digest);
 

@@ -32,7 +32,7 @@ struct Signer {
     /// Takes a chain that has been checked.
     /// @throws CodeSignatureError badSignature  several organisational units, or names that can't be read or are
     ///         longer than 512 bytes
-    static Signer of(const std::vector<X509*>& chain);
+    [[nodiscard]] static Signer of(const std::vector<X509*>& chain);
 };
 
 /// A certificate's name, for the text that refuses it. Never throws, whatever the certificate holds.

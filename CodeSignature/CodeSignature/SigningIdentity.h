@@ -24,7 +24,7 @@ public:
     /// Reads an identity. The chain of certificates is not checked before `CmsSignature::make`.
     /// @throws CodeSignatureError badIdentity  no such file, no key or no certificate in it, not the
     ///         certificate of that key, a wrong passphrase or none. What `ask` throws comes through.
-    static SigningIdentity load(const std::filesystem::path& file, const AskPassphrase& ask);
+    [[nodiscard]] static SigningIdentity load(const std::filesystem::path& file, const AskPassphrase& ask);
 
     /// Borrowed, for the length of a call.
     EVP_PKEY* key() const { return _key.get(); }

@@ -14,12 +14,12 @@ struct Command {
 
     /// Reads a command: words between spaces, the first of which decides. Never fails: what can't be
     /// read has a kind of its own.
-    static Command parsed(std::string_view text);
+    [[nodiscard]] static Command parsed(std::string_view text);
 };
 
 /// A member's key from 64 hexadecimal characters; nothing for any other text, and for keys with which
 /// nothing can be sealed.
-std::optional<PublicKey> memberKey(std::string_view text);
+[[nodiscard]] std::optional<PublicKey> memberKey(std::string_view text);
 
 /// What "help" answers.
 extern const std::string_view commandHelp;

@@ -59,10 +59,10 @@ private:
     void touch(LinkState& link);
     /// Whether the link is to be closed at the end of the turn. Until then packs that were read are still
     /// passed on, but commands are not obeyed and errors not answered.
-    bool isOverBounds(const LinkState& link) const;
+    [[nodiscard]] bool isOverBounds(const LinkState& link) const;
     void ping(LinkState& link, Date now);
     void lookForSilence(Date now);
-    bool takeToken(Member& member, Date now);
+    [[nodiscard]] bool takeToken(Member& member, Date now);
 
     // Packs.
     void memberPack(LinkState& link, const PackView& pack, ByteView frame, Date now);

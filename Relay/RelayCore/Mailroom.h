@@ -36,7 +36,7 @@ public:
     void look(Member& member);
 
     /// Whether one more pack of this size may wait for a member who is away.
-    bool hasRoom(const Member& target, std::size_t size) const;
+    [[nodiscard]] bool hasRoom(const Member& target, std::size_t size) const;
     /// Takes a pack in. The caller copies the handle for each link that is to be sent it, and then releases its
     /// own: a pack that no link has by then is mail, or is dropped. Every copy comes back by `prove` or `release`.
     [[nodiscard]] ParcelHandle accept(Member& target, ByteView frame, Date now, bool isMail);

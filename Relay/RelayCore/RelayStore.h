@@ -11,7 +11,7 @@
 #include <vector>
 
 /// The database failed (disk full, file gone, locked for too long): the text is one line for people.
-class StoreError : public std::runtime_error {
+class [[nodiscard]] StoreError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
@@ -59,7 +59,7 @@ public:
     virtual ~RelayStore() = default;
 
     /// All members, in the order in which they were admitted.
-    virtual std::vector<StoredMember> members() = 0;
+    [[nodiscard]] virtual std::vector<StoredMember> members() = 0;
     /// Admits a member, or sets whether one is an admin.
     virtual void putMember(const StoredMember& member) = 0;
     /// Removes a member and the mail that waits for them. @return false if there was none
@@ -70,10 +70,10 @@ public:
     virtual void changeMail(std::span<const MailItem> kept, std::span<const std::int64_t> forgotten) = 0;
     /// The mail of one member with ids above `after`, in order: at most `maxPacks`, and no more after the
     /// one that reaches `maxBytes`.
-    virtual std::vector<StoredPack> mail(const PublicKey& target, std::int64_t after, std::size_t maxPacks,
-                                         std::size_t maxBytes) = 0;
+    [[nodiscard]] virtual std::vector<StoredPack> mail(const PublicKey& target, std::int64_t after,
+                                                       std::size_t maxPacks, std::size_t maxBytes) = 0;
     /// What waits for one member.
-    virtual MailUsage usage(const PublicKey& target) = 0;
+    [[nodiscard]] virtual MailUsage usage(const PublicKey& target) = 0;
     /// Deletes what arrived before `limit`. @return how many packs
     virtual std::uint64_t expireMail(Date limit) = 0;
     /// No kept pack has a higher id.

@@ -27,7 +27,7 @@ public:
     using Token = std::int64_t;
 
     /// @param loop  must outlive the store
-    static std::shared_ptr<Core> make(MainLoop& loop, State initial) {
+    [[nodiscard]] static std::shared_ptr<Core> make(MainLoop& loop, State initial) {
         // Subscribers' actions may hold what only the main thread may destroy, so the last reference
         // hands the store over to that thread.
         return std::shared_ptr<Core>(new Core(loop, std::move(initial)), [&loop](Core* core) {
@@ -54,7 +54,7 @@ public:
     }
 
     /// Adds a provisional change. @return the token that takes it back, never reused
-    Token overlay(Mutation mutation) {
+    [[nodiscard]] Token overlay(Mutation mutation) {
         if (__builtin_add_overflow(tokenCounter, 1, &tokenCounter)) fatal("Core ran out of overlay tokens");
         const Token token = tokenCounter;
         overlaidMutations.push_back({token, std::move(mutation)});

@@ -12,7 +12,7 @@
 #include <system_error>
 
 /// Why a value could not be loaded or saved. `what()` is the whole text.
-class DiskError : public std::runtime_error {
+class [[nodiscard]] DiskError : public std::runtime_error {
 public:
     enum class Code { decode, encode };
 

@@ -18,7 +18,8 @@ class Heartbeat : public std::enable_shared_from_this<Heartbeat> {
 public:
     /// @param interval  quiet time before the firing, in seconds
     /// @param maxDelay  kept for callers to read; the bound is 30 seconds whatever it says
-    static std::shared_ptr<Heartbeat> make(MainLoop& loop, Seconds interval, std::optional<Seconds> maxDelay = {});
+    [[nodiscard]] static std::shared_ptr<Heartbeat> make(MainLoop& loop, Seconds interval,
+                                                         std::optional<Seconds> maxDelay = {});
 
     template <class Target>
     void subscribe(Target& target, void (Target::*action)()) {

@@ -30,7 +30,7 @@
 #include <simdjson.h>
 
 /// Why a text was not the JSON form of a value, or why a value has none.
-class JsonError : public std::runtime_error {
+class [[nodiscard]] JsonError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
@@ -383,7 +383,7 @@ namespace Json {
 
 /// @throws JsonError  for text that is not UTF-8, and numbers that are not finite
 template <class Type>
-JsonText encode(const Type& value) {
+[[nodiscard]] JsonText encode(const Type& value) {
     JsonText text;
     rapidjson::Writer<rapidjson::StringBuffer> writer(text.stream());
     JsonDetail::write(writer, value);
@@ -392,7 +392,7 @@ JsonText encode(const Type& value) {
 
 /// The same over many lines, for files that people may look into.
 template <class Type>
-JsonText encodePretty(const Type& value) {
+[[nodiscard]] JsonText encodePretty(const Type& value) {
     JsonText text;
     rapidjson::PrettyWriter<rapidjson::StringBuffer> writer(text.stream());
     writer.SetIndent(' ', 2);
@@ -402,7 +402,7 @@ JsonText encodePretty(const Type& value) {
 
 /// @throws JsonError  what was wrong with the text, in words
 template <class Type>
-Type decode(const JsonInput& input) {
+[[nodiscard]] Type decode(const JsonInput& input) {
     // A text that is only a number, text, boolean or null is read inside a list: when it stands alone, the
     // reader is lax with what follows it ("falsey", "null ").
     if (!JsonDetail::isListOrObject(input.view())) return JsonDetail::decodeAlone<Type>(input.view());
@@ -423,7 +423,7 @@ Type decode(const JsonInput& input) {
 }
 
 template <class Type>
-Type decode(ByteView bytes) {
+[[nodiscard]] Type decode(ByteView bytes) {
     if (bytes.size() > JsonDetail::smallText) return decode<Type>(JsonInput(bytes));
     thread_local JsonInput input;
     input.resize(bytes.size());

@@ -37,7 +37,7 @@ public:
 /// A pending one-shot timer that is dropped with its holder. Main thread only.
 class Timer {
 public:
-    Timer(MainLoop& loop, Seconds delay, std::function<void()> action)
+    [[nodiscard]] Timer(MainLoop& loop, Seconds delay, std::function<void()> action)
         : loop(loop), id(loop.startTimer(delay, std::move(action))) {}
     ~Timer() { loop.cancelTimer(id); }
     Timer(const Timer&) = delete;

@@ -76,7 +76,7 @@ public:
         return {chunk, &(*chunk)[index % chunkSize]};
     }
     /// The first `length` elements (all, if there are fewer), shared with this list.
-    SharedList prefix(std::size_t length) const {
+    [[nodiscard]] SharedList prefix(std::size_t length) const {
         SharedList list = *this;
         list.count = std::min(count, length);
         return list;

@@ -78,5 +78,5 @@ public:
 class Transport {
 public:
     virtual ~Transport() = default;
-    virtual std::unique_ptr<TransportConnection> connection(const TransportParameters& parameters) = 0;
+    [[nodiscard]] virtual std::unique_ptr<TransportConnection> connection(const TransportParameters& parameters) = 0;
 };

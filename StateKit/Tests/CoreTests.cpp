@@ -106,7 +106,7 @@ TEST_F(CoreTest, OverlaysAreReplayedInTheirOrderWhateverWasCommittedBetweenThem)
 }
 
 TEST_F(CoreTest, AnOverlayIsReplayedAndNotKeptAsAValue) {
-    core->overlay([](Page& page) { page.number *= 10; });
+    (void)core->overlay([](Page& page) { page.number *= 10; });
     core->commit([](Page& page) { page.number = 3; });
     EXPECT_EQ(core->state().number, 30);
     core->commit([](Page& page) { EXPECT_EQ(page.number, 3); });

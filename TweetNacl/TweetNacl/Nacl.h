@@ -14,7 +14,7 @@
 /// `badKeySize` is reserved: no operation raises it.
 enum class NaclErrorCode { badKeySize, badNonceSize, badPublicKeySize, badSecretKeySize, internalError };
 
-class NaclError : public std::exception {
+class [[nodiscard]] NaclError : public std::exception {
 public:
     explicit NaclError(NaclErrorCode code) : code(code) {}
 

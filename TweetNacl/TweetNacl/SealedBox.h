@@ -43,16 +43,16 @@ struct PassphraseCost {
 /// The secret that belongs to a passphrase: Argon2id, version 1.3, one lane.
 /// Source: crypto_pwhash of libsodium.
 /// @throws NaclError internalError  a cost that is out of bounds, or not enough memory
-SecretKey keyFromPassphrase(const Passphrase& passphrase, const Salt& salt, const PassphraseCost& cost);
+[[nodiscard]] SecretKey keyFromPassphrase(const Passphrase& passphrase, const Salt& salt, const PassphraseCost& cost);
 
 /// Seals a message of any length under a secret: XSalsa20 and Poly1305.
 /// Source: crypto_secretbox of NaCl.
 /// @param nonce  never to be used twice with one secret; a random one will do
 /// @return 16 bytes of authenticator, then the ciphertext
-Bytes secretBox(ByteView message, const Nonce& nonce, const SecretKey& secret);
+[[nodiscard]] Bytes secretBox(ByteView message, const Nonce& nonce, const SecretKey& secret);
 
 /// @return the whole message; never a part of one. It may be a secret: whoever asked for it wipes it.
 /// @throws NaclError internalError  altered, cut short, or sealed under another secret or nonce
-Bytes openSecretBox(ByteView sealed, const Nonce& nonce, const SecretKey& secret);
+[[nodiscard]] Bytes openSecretBox(ByteView sealed, const Nonce& nonce, const SecretKey& secret);
 
 }  // namespace Nacl

@@ -34,5 +34,5 @@ public:
     virtual ~BundleReader() = default;
 
     /// @return nothing if there is no bundle there, or its property list can't be read
-    virtual std::optional<AppBundle> open(const std::filesystem::path& path) = 0;
+    [[nodiscard]] virtual std::optional<AppBundle> open(const std::filesystem::path& path) = 0;
 };

@@ -8,4 +8,4 @@
 /// inside another does not count. Whatever is named *.app counts, whether it is a folder or not; the caller
 /// finds out when it opens it.
 /// @throws UpdateKitError  noAppBundleInArchive, also if the folder can't be read; multipleAppBundlesInArchive
-std::filesystem::path findAppBundle(const std::filesystem::path& extracted);
+[[nodiscard]] std::filesystem::path findAppBundle(const std::filesystem::path& extracted);

@@ -26,6 +26,6 @@ struct DownloadExpectation {
 /// Decides whether a downloaded bundle is the announced, newer version, signed by whoever signed the current
 /// one. Blocks while the seals of both are checked.
 /// @throws UpdateKitError  validationFailed, with the first thing that is wrong
-ValidatedAppBundle validateDownloadedApp(const std::filesystem::path& application,
-                                         const DownloadExpectation& expectation, BundleReader& bundles,
-                                         const CodeSignatureReader& readProfile);
+[[nodiscard]] ValidatedAppBundle validateDownloadedApp(const std::filesystem::path& application,
+                                                       const DownloadExpectation& expectation, BundleReader& bundles,
+                                                       const CodeSignatureReader& readProfile);

@@ -14,8 +14,10 @@
 /// @param domain  goes into the error
 /// @throws ProcessError  the bundle is not sealed, or its seal does not hold
 /// @throws std::exception  the tool could not be run
-CodeSignatureProfile readCodeSignatureProfile(ProcessLauncher& launcher, const std::filesystem::path& tool,
-                                              const std::filesystem::path& application, const std::string& domain);
+[[nodiscard]] CodeSignatureProfile readCodeSignatureProfile(ProcessLauncher& launcher,
+                                                            const std::filesystem::path& tool,
+                                                            const std::filesystem::path& application,
+                                                            const std::string& domain);
 
 /// `readCodeSignatureProfile` with all arguments but the bundle given. Throws the same.
 using CodeSignatureReader = std::function<CodeSignatureProfile(const std::filesystem::path& application)>;

@@ -9,14 +9,14 @@ public:
 
     virtual ~FileManager() = default;
 
-    virtual bool exists(const Path& path) = 0;
+    [[nodiscard]] virtual bool exists(const Path& path) = 0;
 
     /// Makes sure, as far as that can be known, that `source` can be moved to `destination` by one rename, and
     /// that there is room and permission for it.
     /// @return `source`, if both lie on one volume; else a complete copy of it beside `destination`, which
     ///         the caller moves or removes
     /// @throws std::system_error  nothing is left behind
-    virtual Path prepareMove(const Path& source, const Path& destination) = 0;
+    [[nodiscard]] virtual Path prepareMove(const Path& source, const Path& destination) = 0;
 
     /// One rename; across volumes a copy, a rename, and the removal of the source. Replaces nothing.
     /// @throws std::system_error  the source lies where it was, and nothing at the destination

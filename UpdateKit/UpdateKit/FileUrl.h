@@ -11,17 +11,17 @@
 namespace FileUrl {
 
 /// Whether the scheme is "file", in letters of any case.
-bool isFile(const Url& url);
+[[nodiscard]] bool isFile(const Url& url);
 
 /// @param path  absolute; characters that a URL's path can't hold are written with percent signs
-Url of(const std::filesystem::path& path);
+[[nodiscard]] Url of(const std::filesystem::path& path);
 
 /// Nothing for a URL that is no file's, that names another machine, or whose path is not absolute or has a
 /// zero byte in it.
-std::optional<std::filesystem::path> path(const Url& url);
+[[nodiscard]] std::optional<std::filesystem::path> path(const Url& url);
 
 /// Replaces each percent sign and the two hexadecimal digits behind it by the byte that they stand for. A
 /// percent sign before anything else stays.
-std::string percentDecoded(std::string_view text);
+[[nodiscard]] std::string percentDecoded(std::string_view text);
 
 }  // namespace FileUrl

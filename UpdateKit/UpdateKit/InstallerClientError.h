@@ -4,7 +4,7 @@
 #include <string>
 
 /// Why the application got no answer from the installer service, or a bad one.
-class InstallerClientError : public std::exception {
+class [[nodiscard]] InstallerClientError : public std::exception {
 public:
     enum class Code { connectionFailed, installationFailed };
 

@@ -18,5 +18,5 @@ struct InstallerReply {
 
 /// Carries out a request, and blocks until that is done. Never throws.
 /// @param makeService  called twice: for `validate` and for `run`
-InstallerReply installUpdate(const InstallerLaunchRequest& request,
-                             const std::function<std::unique_ptr<InstallerService>()>& makeService);
+[[nodiscard]] InstallerReply installUpdate(const InstallerLaunchRequest& request,
+                                           const std::function<std::unique_ptr<InstallerService>()>& makeService);

@@ -36,7 +36,7 @@ private:
 
     void checkBundle(const Path& application);
     void waitForExit(std::int32_t process);
-    bool hasExited(std::int32_t process, int attempts);
+    [[nodiscard]] bool hasExited(std::int32_t process, int attempts);
     Path replace(const Places& places, const Path& replacement);
     void removeQuietly(const Path& path);
 

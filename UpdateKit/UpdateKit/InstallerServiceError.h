@@ -5,7 +5,7 @@
 #include <string_view>
 
 /// Why the installer service did not install, in the words of its reply.
-class InstallerServiceError : public std::exception {
+class [[nodiscard]] InstallerServiceError : public std::exception {
 public:
     enum class Code {
         missingAppBundle,          // a path

@@ -24,17 +24,17 @@ inline constexpr const char* method = "InstallUpdate";
 inline constexpr const char* replySignature = "asb";
 
 /// Nothing without an identifier, or with an empty one.
-std::optional<std::string> serviceName(const std::optional<std::string>& bundleIdentifier);
+[[nodiscard]] std::optional<std::string> serviceName(const std::optional<std::string>& bundleIdentifier);
 
 /// The file URL of a path. A path itself can't be sent, since it may hold bytes that are no text.
-std::string urlOf(const std::filesystem::path& path);
+[[nodiscard]] std::string urlOf(const std::filesystem::path& path);
 
 /// Checks what a caller has sent. The caller may be anybody.
 /// @throws std::runtime_error  no absolute file URL of at most 16 KiB, an application that is a symbolic link (which
 ///         would be moved in place of what it leads to), two that are the same or lie in each other, or a number
 ///         that is no other process's
 /// @throws std::filesystem::filesystem_error  a folder above the applications can't be looked into
-InstallerLaunchRequest launchRequest(std::string_view stagedAppUrl, std::string_view currentAppUrl,
-                                     std::int32_t currentProcessIdentifier);
+[[nodiscard]] InstallerLaunchRequest launchRequest(std::string_view stagedAppUrl, std::string_view currentAppUrl,
+                                                   std::int32_t currentProcessIdentifier);
 
 }  // namespace InstallerXPC

@@ -8,7 +8,7 @@
 
 /// The result of an operation that completes later: its value, or the exception that it would have thrown.
 template <class Value>
-class Outcome {
+class [[nodiscard]] Outcome {
 public:
     Outcome(Value value) : content(std::in_place_index<0>, std::move(value)) {}
     Outcome(std::exception_ptr error) : content(std::in_place_index<1>, std::move(error)) {}

@@ -19,12 +19,12 @@ public:
     virtual ~ProcessLauncher() = default;
 
     /// @throws std::exception  the tool could not be started, or was stopped since it printed or took too much
-    virtual ProcessResult launch(const std::filesystem::path& executable,
-                                 const std::vector<std::string>& arguments) = 0;
+    [[nodiscard]] virtual ProcessResult launch(const std::filesystem::path& executable,
+                                               const std::vector<std::string>& arguments) = 0;
 };
 
 /// A tool that ended with a status other than 0. Its text is what the tool printed.
-class ProcessError : public std::runtime_error {
+class [[nodiscard]] ProcessError : public std::runtime_error {
 public:
     ProcessError(std::string domain, int code, const std::string& output)
         : std::runtime_error(output), domain(std::move(domain)), code(code) {}

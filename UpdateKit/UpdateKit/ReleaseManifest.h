@@ -21,13 +21,13 @@ struct ReleaseManifest {
 
     /// Any scheme is accepted here; whoever fetches the archive decides which to take.
     /// @throws UpdateKitError  invalidVersion for a `version` that is none, else invalidManifest
-    static ReleaseManifest decode(ByteView json);
+    [[nodiscard]] static ReleaseManifest decode(ByteView json);
 
     /// With an absolute `url`.
     /// @param manifestUrl  where this manifest was fetched; unchanged if no URL can be built from it
-    ReleaseManifest resolved(const Url& manifestUrl) const;
+    [[nodiscard]] ReleaseManifest resolved(const Url& manifestUrl) const;
 
-    bool supportsSystem(const SemanticVersion& systemVersion) const;
+    [[nodiscard]] bool supportsSystem(const SemanticVersion& systemVersion) const;
 
     bool operator==(const ReleaseManifest&) const = default;
 };

@@ -16,7 +16,7 @@ struct SemanticVersion {
     /// Reads "1.4.2", "v1.4.2", "1.4" or "2", with whitespace around it; missing numbers count 0, and each
     /// may have a sign.
     /// @throws UpdateKitError  invalidVersion, with the text as it came
-    static SemanticVersion parse(std::string_view text);
+    [[nodiscard]] static SemanticVersion parse(std::string_view text);
 
     /// Always the three numbers: "v2" is described as "2.0.0".
     std::string description() const;

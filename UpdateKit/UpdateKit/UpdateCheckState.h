@@ -17,7 +17,7 @@ struct UpdateCheckState {
     /// Admits one check at a time, and marks it as running. The user's is admitted whatever the network says;
     /// an automatic one needs a network, unless the manifest is a file.
     /// @param networkIsReachable  nothing before the first report, which counts as no
-    bool begin(UpdateCheckMode mode, const Url& manifestUrl, std::optional<bool> networkIsReachable);
+    [[nodiscard]] bool begin(UpdateCheckMode mode, const Url& manifestUrl, std::optional<bool> networkIsReachable);
 
     bool operator==(const UpdateCheckState&) const = default;
 };

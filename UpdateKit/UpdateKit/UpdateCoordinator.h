@@ -81,7 +81,7 @@ private:
     template <class Value, class Begin>
     void await(Begin&& begin, Completion<Value> completion);
 
-    std::optional<AvailableUpdate> judge(const ReleaseManifest& manifest);
+    [[nodiscard]] std::optional<AvailableUpdate> judge(const ReleaseManifest& manifest);
     void prepare(const AvailableUpdate& available, const Completion<std::optional<StagedUpdate>>& completion);
     void extract(const std::shared_ptr<Preparation>& preparation);
     void validate(const std::shared_ptr<Preparation>& preparation);

@@ -61,4 +61,5 @@ struct UpdateEnvironment {
 
 /// The version of the application that runs.
 /// @throws UpdateKitError  missingBundleVersion, invalidVersion
-SemanticVersion runningVersion(const std::function<std::optional<std::string>(std::string_view key)>& bundleInfo);
+[[nodiscard]] SemanticVersion runningVersion(
+    const std::function<std::optional<std::string>(std::string_view key)>& bundleInfo);

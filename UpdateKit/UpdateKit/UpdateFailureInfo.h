@@ -17,7 +17,7 @@ struct UpdateFailureInfo {
 
     /// The failure that an exception stands for. The category of an unreadable version is `unknown` even if it is
     /// the manifest's, since the error does not tell whose version it was.
-    static UpdateFailureInfo of(const std::exception_ptr& error);
+    [[nodiscard]] static UpdateFailureInfo of(const std::exception_ptr& error);
 
     bool operator==(const UpdateFailureInfo&) const = default;
 };

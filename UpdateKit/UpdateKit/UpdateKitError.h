@@ -5,7 +5,7 @@
 #include <string_view>
 
 /// What went wrong with an update, in the words that log and user get.
-class UpdateKitError : public std::exception {
+class [[nodiscard]] UpdateKitError : public std::exception {
 public:
     /// The codes down to `installationFailed` take a payload, the others none.
     enum class Code {

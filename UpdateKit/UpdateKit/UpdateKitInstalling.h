@@ -15,5 +15,6 @@ public:
     /// Called on the update coordinator's thread, and completes there; every failure is an
     /// `InstallerClientError`.
     /// @return a handle; once it is dropped, the answer is not waited for, and the completion dropped uncalled
-    virtual std::shared_ptr<void> install(const InstallerRequest& request, Completion<Done> completion) = 0;
+    [[nodiscard]] virtual std::shared_ptr<void> install(const InstallerRequest& request,
+                                                        Completion<Done> completion) = 0;
 };

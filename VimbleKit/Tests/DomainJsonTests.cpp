@@ -22,7 +22,7 @@ Type decoded(std::string_view json) {
 template <class Type>
 std::string failure(std::string_view json) {
     try {
-        decoded<Type>(json);
+        (void)decoded<Type>(json);
         return "none";
     } catch (const JsonError& error) {
         return error.what();

@@ -15,12 +15,12 @@ TEST(ServerTextTest, WhatNamesAHostIsTheEndpointThatTheEngineReads) {
 
 TEST(ServerTextTest, AWordWithoutAPointIsRefusedWithAHint) {
     EXPECT_THAT(
-        [] { serverFrom("server"); },
+        [] { (void)serverFrom("server"); },
         ThrowsMessage<ServerTextError>("\"server\" is no server; \"localhost\", a host name or a URL would be one"));
 }
 
 TEST(ServerTextTest, AHostAndAPortAloneAreRefusedWithTheUrlThatIsMeant) {
-    EXPECT_THAT([] { serverFrom("localhost:8080"); },
+    EXPECT_THAT([] { (void)serverFrom("localhost:8080"); },
                 ThrowsMessage<ServerTextError>(HasSubstr("names no host; with a port it takes a whole URL")));
 }
 

@@ -7,7 +7,7 @@
 #include <vector>
 
 /// Says what is wrong with the arguments of a program, in one line that is safe to show.
-class ArgumentsError : public std::runtime_error {
+class [[nodiscard]] ArgumentsError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
@@ -19,7 +19,7 @@ public:
     explicit Arguments(const std::vector<std::string_view>& arguments) : arguments(arguments) {}
 
     /// Goes to the next argument. @return false if there is none
-    bool next();
+    [[nodiscard]] bool next();
 
     /// The whole argument.
     std::string_view text() const { return arguments[at]; }

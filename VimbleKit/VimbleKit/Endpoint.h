@@ -18,7 +18,7 @@ public:
 
     /// Reads what a user has typed or a link contains: a full address, "localhost" for a server on this
     /// machine, or a host name with or without a path. Gives nothing for any other text.
-    static std::optional<Endpoint> parse(std::string_view text);
+    [[nodiscard]] static std::optional<Endpoint> parse(std::string_view text);
 
     /// The service's public server.
     static const Endpoint& defaultEndpoint();

@@ -122,7 +122,7 @@ std::optional<Keys> Keys::load(SecretStore& store) {
         Keys keys(std::move(secret));
         keys.save(store);
         // A failure here is of no consequence: the key is in the present item, and nobody finds the old one.
-        for (const SecretQuery& query : old) store.remove(query);
+        for (const SecretQuery& query : old) static_cast<void>(store.remove(query));
         return keys;
     };
     if (group) {

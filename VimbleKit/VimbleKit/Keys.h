@@ -10,7 +10,7 @@
 #include <string_view>
 
 /// Why there are no keys.
-class KeysError : public std::exception {
+class [[nodiscard]] KeysError : public std::exception {
 public:
     enum class Code { securityError, badKeyFormat, notFound };
 
@@ -52,14 +52,14 @@ public:
     /// What the store has: the present item, or one that an older version left, which is moved there.
     /// Items that hold no key are passed over. @return nothing if no location has a key
     /// @throws KeysError securityError
-    static std::optional<Keys> load(SecretStore& store);
+    [[nodiscard]] static std::optional<Keys> load(SecretStore& store);
 
     /// The same, and a new identity, stored, where there is none.
     /// @throws KeysError securityError
     static Keys loadOrGenerate(SecretStore& store);
 
     /// New keys, not stored.
-    static Keys generate();
+    [[nodiscard]] static Keys generate();
 
     /// New keys, stored. @throws KeysError securityError; the old key stays
     static Keys regenerate(SecretStore& store);

@@ -8,7 +8,7 @@
 /// The engine's own error value.
 ///
 /// JSON: {"code": the case's name, "explanation": optional text}.
-class KitError : public std::exception {
+class [[nodiscard]] KitError : public std::exception {
 public:
     /// The first six take no explanation. JSON: the case's name.
     enum class Code {
@@ -38,7 +38,7 @@ public:
 
     static const char* name(Code code);
     /// Nothing for a text that is no case's name.
-    static std::optional<Code> code(std::string_view name);
+    [[nodiscard]] static std::optional<Code> code(std::string_view name);
 
     bool operator==(const KitError& other) const { return _code == other._code && _explanation == other._explanation; }
 

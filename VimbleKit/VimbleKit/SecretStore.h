@@ -68,15 +68,15 @@ public:
     virtual ~SecretStore() = default;
 
     /// The attributes and data of one item that matches.
-    virtual Found copyMatching(const SecretQuery& query) = 0;
+    [[nodiscard]] virtual Found copyMatching(const SecretQuery& query) = 0;
 
     /// Stores a new item. An item is identified by service, account, access group and synchronisability.
-    virtual SecretStatus add(const SecretItem& item) = 0;
+    [[nodiscard]] virtual SecretStatus add(const SecretItem& item) = 0;
 
     /// Replaces the data of the matching item, and nothing else of it.
-    virtual SecretStatus update(const SecretQuery& query, ByteView data) = 0;
+    [[nodiscard]] virtual SecretStatus update(const SecretQuery& query, ByteView data) = 0;
 
-    virtual SecretStatus remove(const SecretQuery& query) = 0;
+    [[nodiscard]] virtual SecretStatus remove(const SecretQuery& query) = 0;
 
     /// The access groups that this program may use; nothing where there is no such concept.
     virtual std::optional<std::vector<std::string>> accessGroups() = 0;

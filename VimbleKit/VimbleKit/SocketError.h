@@ -7,7 +7,7 @@
 #include <string>
 
 /// What went wrong between the user and the server.
-class SocketError : public std::exception {
+class [[nodiscard]] SocketError : public std::exception {
 public:
     enum class Code { networkFailure, authorizationFailure, notConnected, badArgument };
 

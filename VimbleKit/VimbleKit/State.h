@@ -24,7 +24,7 @@ struct State {
     /// read is as in a fresh state, and its file is set aside if it is damaged. The caller must fill in
     /// the user's key. `online` is read as `offline`: the user still wants the link, but it is gone.
     /// @param folder  the application's folder
-    static State load(const std::filesystem::path& folder, const std::optional<Endpoint>& endpoint);
+    [[nodiscard]] static State load(const std::filesystem::path& folder, const std::optional<Endpoint>& endpoint);
 
     /// Writes everything but the key; without an endpoint, only the fact that there is none.
     /// @throws DiskError, std::filesystem::filesystem_error  the first failure; later files stay as they were

@@ -31,9 +31,9 @@ struct Greeting {
     static constexpr std::string_view prefix = "vimble:";
     static constexpr std::size_t size = prefix.size() + Nacl::publicKeyBytes;
 
-    static Bytes encoded(const PublicKey& serverKey);
+    [[nodiscard]] static Bytes encoded(const PublicKey& serverKey);
     /// Nothing for a frame of another length or prefix.
-    static std::optional<PublicKey> decoded(ByteView frame);
+    [[nodiscard]] static std::optional<PublicKey> decoded(ByteView frame);
 };
 
 /// A message of the server, inside a pack: a kind (4 bytes), then a body (at least 1 byte).
@@ -43,14 +43,14 @@ struct ServerMessage {
     static constexpr std::string_view commandResponse = "crsp";  // body: JSON PackPlaintext
 
     /// Nothing for 4 bytes or fewer, and for a kind that is not UTF-8.
-    static std::optional<ServerMessage> decoded(ByteView plaintext);
+    [[nodiscard]] static std::optional<ServerMessage> decoded(ByteView plaintext);
 
-    static Bytes encodedList(const std::vector<MetaPerson>& people);
+    [[nodiscard]] static Bytes encodedList(const std::vector<MetaPerson>& people);
     /// @param kind  `commandError` or `commandResponse`
-    static Bytes encodedText(std::string_view kind, std::string_view text);
+    [[nodiscard]] static Bytes encodedText(std::string_view kind, std::string_view text);
 
     /// Nothing if the body is no list.
-    static std::optional<std::vector<MetaPerson>> decodedList(ByteView body);
+    [[nodiscard]] static std::optional<std::vector<MetaPerson>> decodedList(ByteView body);
 
     std::string kind;
     ByteView body;  // borrowed from the plaintext

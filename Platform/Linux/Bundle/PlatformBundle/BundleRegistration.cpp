@@ -71,7 +71,8 @@ bool BundleRegistration::add(const AppBundle& bundle) {
     std::error_code ignored;
     if (isNewEntry && fs::exists(listingTool, ignored)) {
         try {
-            launcher.launch(listingTool, {"-q", applications.native()});
+            // Its status covers the entries of all applications in the folder, so that it says nothing of ours.
+            static_cast<void>(launcher.launch(listingTool, {"-q", applications.native()}));
         } catch (const std::exception& error) {
             throw std::runtime_error(std::string(listingTool) + ": " + error.what());
         }
