@@ -1,0 +1,6 @@
+// unreachable: TweetNacl/Nacl.h
+#ifdef REPAIRED
+#include "Base/Bytes.h"
+#else
+#include "TweetNacl/Nacl.h"
+#endif

@@ -1,0 +1,6 @@
+// unreachable: RelayCore/RelayCore.h
+#ifdef REPAIRED
+#include "VimbleWire/Pack.h"
+#else
+#include "RelayCore/RelayCore.h"
+#endif
