@@ -1,6 +1,6 @@
 #pragma once
 
-#include "PlatformBundle/FileDescriptor.h"
+#include "Base/FileDescriptor.h"
 
 #include <cstddef>
 #include <filesystem>

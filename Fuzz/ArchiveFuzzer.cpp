@@ -7,8 +7,8 @@
 #include "FuzzSupport/FuzzInput.h"
 
 #include "Base/Check.h"
+#include "Base/FileDescriptor.h"
 #include "PlatformBundle/ArchiveExtractor.h"
-#include "PlatformBundle/FileDescriptor.h"
 #include "PlatformBundle/FileTree.h"
 #include "Text/Text.h"
 

@@ -1,7 +1,7 @@
 #include "QtTestSupport/PrivateBus.h"
 
 #include "Base/Check.h"
-#include "PlatformBundle/FileDescriptor.h"
+#include "Base/FileDescriptor.h"
 
 #include <QDBusConnectionInterface>
 #include <QDBusReply>

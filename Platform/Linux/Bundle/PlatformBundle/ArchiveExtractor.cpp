@@ -1,7 +1,7 @@
 #include "PlatformBundle/ArchiveExtractor.h"
 
+#include "Base/FileDescriptor.h"
 #include "PlatformBundle/ArchiveNames.h"
-#include "PlatformBundle/FileDescriptor.h"
 #include "PlatformBundle/FileTree.h"
 #include "Text/Text.h"
 

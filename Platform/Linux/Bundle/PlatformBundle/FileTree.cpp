@@ -1,6 +1,6 @@
 #include "PlatformBundle/FileTree.h"
 
-#include "PlatformBundle/FileDescriptor.h"
+#include "Base/FileDescriptor.h"
 
 #include <array>
 #include <cerrno>

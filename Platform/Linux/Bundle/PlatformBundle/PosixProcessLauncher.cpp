@@ -1,6 +1,6 @@
 #include "PlatformBundle/PosixProcessLauncher.h"
 
-#include "PlatformBundle/FileDescriptor.h"
+#include "Base/FileDescriptor.h"
 #include "PlatformBundle/Spawn.h"
 
 #include <array>

@@ -1,6 +1,6 @@
 #include "PlatformBundle/PropertyListBundleReader.h"
 
-#include "PlatformBundle/FileDescriptor.h"
+#include "Base/FileDescriptor.h"
 #include "Text/Text.h"
 
 #include <cerrno>

@@ -1,6 +1,6 @@
 #include "PlatformBundle/RegisteredFile.h"
 
-#include "PlatformBundle/FileDescriptor.h"
+#include "Base/FileDescriptor.h"
 #include "Text/Text.h"
 
 #include <algorithm>

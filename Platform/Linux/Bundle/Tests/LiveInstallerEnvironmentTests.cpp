@@ -1,6 +1,6 @@
 #include "PlatformBundle/LiveInstallerEnvironment.h"
 
-#include "PlatformBundle/FileDescriptor.h"
+#include "Base/FileDescriptor.h"
 #include "PlatformBundle/FileTree.h"
 #include "PlatformBundle/LinuxFileManager.h"
 #include "PlatformBundle/PosixProcessLauncher.h"

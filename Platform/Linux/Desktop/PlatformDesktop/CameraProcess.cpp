@@ -1,6 +1,6 @@
 #include "PlatformDesktop/CameraProcess.h"
 
-#include "PlatformBundle/FileDescriptor.h"
+#include "Base/FileDescriptor.h"
 #include "PlatformBundle/LiveInstallerEnvironment.h"
 #include "PlatformBundle/Spawn.h"
 #include "StateKit/Log.h"

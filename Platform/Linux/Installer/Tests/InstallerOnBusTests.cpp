@@ -1,7 +1,7 @@
 // The real service, started by a real session bus out of real bundles.
 
+#include "Base/FileDescriptor.h"
 #include "InstallerFixture.h"
-#include "PlatformBundle/FileDescriptor.h"
 #include "PlatformBundle/RunningProcess.h"
 #include "PlatformBundle/Spawn.h"
 #include "PlatformBundle/StagingFolders.h"

@@ -1,9 +1,9 @@
 // Folders that can't be written to, disks that are full, and a program whose own files are replaced.
 
+#include "Base/FileDescriptor.h"
 #include "InstallerFixture.h"
-#include "PlatformBundle/FileDescriptor.h"
-#include "QtTestSupport/QtWait.h"
-#include "SigningSupport/ProgramRun.h"
+#include "ProgramRun.h"
+#include "QtWait.h"
 
 #include <QDBusMessage>
 

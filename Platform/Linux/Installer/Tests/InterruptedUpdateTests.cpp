@@ -1,6 +1,6 @@
 // Disks without room, folders that can't be written to, and programs that end in the midst of an update.
 
-#include "PlatformBundle/FileDescriptor.h"
+#include "Base/FileDescriptor.h"
 #include "PlatformBundle/RunningProcess.h"
 #include "QtTestSupport/QtWait.h"
 #include "UpdateAppFixture.h"

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Base/Bytes.h"
-#include "PlatformBundle/FileDescriptor.h"
+#include "Base/FileDescriptor.h"
 #include "PlatformUpdate/TransferRate.h"
 #include "StateKit/MainLoop.h"
 #include "Text/Url.h"
