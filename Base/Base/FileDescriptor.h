@@ -3,24 +3,32 @@
 #include <unistd.h>
 #include <utility>
 
-/// Owns a file descriptor.
+/// Owns a descriptor of the kernel's (a file, folder, socket, pipe, process) and closes it at its end. Move-only.
 class FileDescriptor {
 public:
     FileDescriptor() = default;
+    /// Takes over what a system call returned; a negative number stands for none.
     explicit FileDescriptor(int number) : number(number) {}
     ~FileDescriptor() { reset(); }
-    FileDescriptor(FileDescriptor&& other) noexcept : number(std::exchange(other.number, -1)) {}
+    FileDescriptor(FileDescriptor&& other) noexcept : number(other.release()) {}
     FileDescriptor& operator=(FileDescriptor&& other) noexcept {
-        std::swap(number, other.number);
+        FileDescriptor old(std::exchange(number, other.release()));
         return *this;
     }
+    FileDescriptor(const FileDescriptor&) = delete;
+    FileDescriptor& operator=(const FileDescriptor&) = delete;
 
     explicit operator bool() const { return number >= 0; }
+    /// For the length of a call; negative if there is none.
     int get() const { return number; }
-    int release() { return std::exchange(number, -1); }
-    void reset() {
+    /// Leaves the closing to the caller.
+    [[nodiscard]] int release() noexcept { return std::exchange(number, -1); }
+    void reset() noexcept {
         if (number >= 0) ::close(std::exchange(number, -1));
     }
+    /// Closes a file that was written, since some file systems tell only now that the disk is full.
+    /// @return whether that went well; `errno` says why not. The descriptor is closed in any case.
+    [[nodiscard]] bool close() { return ::close(std::exchange(number, -1)) == 0; }
 
 private:
     int number = -1;
