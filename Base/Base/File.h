@@ -1,0 +1,83 @@
+#pragma once
+
+#include "Base/Bytes.h"
+#include "Base/FileDescriptor.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <span>
+#include <string>
+#include <sys/types.h>
+
+/// Files that are read or replaced as a whole: all that keeps a secret, a state or a registration goes through here.
+///
+/// What takes a path throws std::system_error with the system's own number (in the generic category) and that path.
+/// What takes a descriptor leaves the number in `errno`, for callers who say it in their own words. Everything
+/// blocks, and may be called on any thread; reading and writing go on after a signal.
+namespace File {
+
+/// What the contents of a replaced file are safe from.
+///
+/// In each case a reader finds the old contents or the new ones, and never a part.
+enum class Durability {
+    crash,      // the end of any program. A failure of the power may take the new contents, and on file systems that
+                // do not write a file before they rename it (ext4 and btrfs do) the old ones with them
+    powerLoss,  // the failure of the power too: waits until the medium has the file, and then its name
+};
+
+/// How a file is replaced.
+struct Replacement {
+    Durability durability;
+    /// Of the new file, whatever the old one's were. More than 0600 is given when it has been written, whatever the
+    /// process's mask is.
+    mode_t permissions = 0600;
+    /// The new file's name until it is whole, in the same folder. Six X at the end become a name that is free; a file
+    /// of any other name is removed first. Empty: ".NAME.XXXXXX".
+    std::string temporaryName = {};
+};
+
+/// Writes a file beside the old one and puts it in its place at the end, so that whoever has the old one open keeps
+/// its contents. A link at this path is replaced, and not what it leads to. Keeps no copy of the contents.
+/// @throws std::system_error  the old file stays as it was, and nothing is left beside it. A folder that can't be
+///         brought to the medium is no error: the new contents are in their place already.
+void replace(const std::filesystem::path& path, ByteView contents, const Replacement& how);
+
+/// Where a path leads to in the end, through links of which the last may lead to nothing yet.
+/// @throws std::system_error  ELOOP for more links than the system itself follows (40); a link that can't be read
+std::filesystem::path followed(const std::filesystem::path& path);
+
+enum class Links { follow, refuse };
+
+/// An ordinary file that is open for reading, and its length at that moment.
+struct Opened {
+    FileDescriptor file;
+    std::size_t size = 0;  // bytes
+};
+
+/// Opens an ordinary file without ever waiting, as the opening of a pipe would.
+/// @param limit  the longest that is opened, in bytes
+/// @throws std::system_error  also EISDIR for a folder, EINVAL for what is neither, EFBIG for a longer one; ELOOP for
+///         a link that was refused (the last part of the path alone)
+Opened open(const std::filesystem::path& path, std::size_t limit, Links links = Links::follow);
+
+/// The contents of an ordinary file up to its end, also where that is further away than the length says, as it is in
+/// /proc. Not for secrets in the clear: while it grows, the memory that it leaves is not wiped.
+/// @throws std::system_error  as `open`
+Bytes read(const std::filesystem::path& path, std::size_t limit, Links links = Links::follow);
+
+/// Opens a name in an open folder for reading: not through a symbolic link, and without waiting for anybody if it is
+/// no file after all.
+/// @param flags  more of those of open(2), such as O_DIRECTORY
+/// @return none on failure; `errno` says why
+[[nodiscard]] FileDescriptor openAt(int folder, const std::string& name, int flags = 0);
+
+/// Reads until the room is full or the file ends.
+/// @return how many bytes were read; nothing on failure
+[[nodiscard]] std::optional<std::size_t> readInto(int file, std::span<std::uint8_t> room);
+
+/// @return false on failure: a part may have been written
+[[nodiscard]] bool writeAll(int file, ByteView contents);
+
+}  // namespace File
