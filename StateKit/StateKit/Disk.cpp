@@ -1,10 +1,13 @@
 #include "StateKit/Disk.h"
 
+#include "Base/File.h"
+
 #include <cerrno>
 #include <csignal>
+#include <cstdint>
 #include <cstdlib>
+#include <span>
 
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -13,40 +16,6 @@ namespace {
 namespace fs = std::filesystem;
 
 [[noreturn]] void fail(int code, const char* what) { throw std::system_error(code, std::generic_category(), what); }
-
-/// A descriptor that is closed with its holder.
-class File {
-public:
-    explicit File(int descriptor) : descriptor(descriptor) {}
-    ~File() {
-        if (descriptor >= 0) ::close(descriptor);
-    }
-    File(const File&) = delete;
-    File& operator=(const File&) = delete;
-
-    int get() const { return descriptor; }
-    /// Closes early, to see the error of a write that was put off. @return whether that went well
-    bool close() { return ::close(std::exchange(descriptor, -1)) == 0; }
-
-private:
-    int descriptor;
-};
-
-/// A file's name that is removed with its holder, unless it was released.
-class Leftover {
-public:
-    explicit Leftover(const fs::path& path) : path(path) {}
-    ~Leftover() {
-        if (isHeld) ::unlink(path.c_str());
-    }
-    Leftover(const Leftover&) = delete;
-    Leftover& operator=(const Leftover&) = delete;
-    void release() { isHeld = false; }
-
-private:
-    const fs::path& path;
-    bool isHeld = true;
-};
 
 void replaceAll(std::string& text, std::string_view old, std::string_view with) {
     for (std::size_t at = text.find(old); at != std::string::npos; at = text.find(old, at + with.size()))
@@ -122,27 +91,13 @@ fs::path Disk::fileName(const std::string& stem) {
 }
 
 JsonInput Disk::read(const fs::path& path) {
-    // Without O_NONBLOCK, opening a pipe that somebody has put there would never return.
-    const File file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-    if (file.get() < 0) fail(errno, "open");
-    struct stat status = {};
-    if (::fstat(file.get(), &status) != 0) fail(errno, "fstat");
-    if (S_ISDIR(status.st_mode)) fail(EISDIR, "read");
-    if (!S_ISREG(status.st_mode)) fail(EINVAL, "read");
-    if (static_cast<std::uintmax_t>(status.st_size) > maxFileSize) fail(EFBIG, "read");
-
-    const auto size = static_cast<std::size_t>(status.st_size);
+    const File::Opened opened = File::open(path, maxFileSize);
     JsonInput input;
-    input.resize(size);
-    std::size_t done = 0;
-    while (done < size) {
-        const ssize_t count = ::read(file.get(), input.data() + done, size - done);
-        if (count < 0 && errno == EINTR) continue;
-        if (count < 0) fail(errno, "read");
-        if (count == 0) break;  // cut short since we asked for its size
-        done += static_cast<std::size_t>(count);
-    }
-    if (done < size) input.resize(done);
+    input.resize(opened.size);
+    const std::span room(reinterpret_cast<std::uint8_t*>(input.data()), opened.size);
+    const auto length = File::readInto(opened.file.get(), room);
+    if (!length) fail(errno, "read");
+    if (*length < opened.size) input.resize(*length);  // cut short since we asked for its size
     return input;
 }
 
@@ -150,23 +105,13 @@ void Disk::write(const fs::path& path, ByteView bytes) {
     const fs::path folder = path.parent_path();
     const std::string begin = "." + path.filename().native() + ".";
     static constexpr std::string_view end = ".tmp";
-    // Named after the process, so that two of them don't write into one file.
-    const fs::path beside = folder / (begin + std::to_string(::getpid()) + std::string(end));
 
     makeFolders(folder);
     removeLeftovers(folder, begin, end);
-    File file(::open(beside.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0600));
-    if (file.get() < 0) fail(errno, "open");
-    Leftover leftover(beside);
-    while (!bytes.empty()) {
-        const ssize_t count = ::write(file.get(), bytes.data(), bytes.size());
-        if (count < 0 && errno == EINTR) continue;
-        if (count < 0) fail(errno, "write");
-        bytes = bytes.subspan(static_cast<std::size_t>(count));
-    }
-    if (!file.close()) fail(errno, "close");
-    if (::rename(beside.c_str(), path.c_str()) != 0) fail(errno, "rename");
-    leftover.release();
+    // Named after the process, so that two of them don't write into one file, and what a dead one left can be told.
+    File::replace(path, bytes,
+                  {.durability = File::Durability::crash,
+                   .temporaryName = begin + std::to_string(::getpid()) + std::string(end)});
 }
 
 void Disk::removeFile(const fs::path& path) {

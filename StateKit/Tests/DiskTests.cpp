@@ -1,5 +1,6 @@
 #include "StateKit/Disk.h"
 
+#include <cerrno>
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
@@ -12,6 +13,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "FileFaults/FileFaults.h"
 #include "TestSupport/TemporaryFolder.h"
 
 namespace fs = std::filesystem;
@@ -344,6 +346,47 @@ TEST_F(DiskTest, WhatADeadProcessLeftIsRemovedAtTheNextSave) {
                 UnorderedElementsAre("Book.json", ".Book.json." + std::to_string(::getppid()) + ".tmp",
                                      ".Shelf.json." + std::to_string(child) + ".tmp", ".Book.json.x.tmp"));
     EXPECT_EQ(disk.load<Book>().title, "A");
+}
+
+TEST_F(DiskTest, WhicheverCallFailsASaveLeavesTheOldFileAndNothingBesides) {
+    disk.save(Book{"old", {}});
+    std::optional<std::string> failed = "";
+    int failing = 1;
+    for (; failed; ++failing) {
+        std::optional<DiskError> error;
+        {
+            const FileFaults faults(failing, ENOSPC);
+            error = errorOf([&] { disk.save(Book{"new", {}}); });
+            failed = faults.failedCall();
+        }
+        SCOPED_TRACE(failed.value_or("none"));
+        EXPECT_EQ(error.has_value(), failed.has_value());
+        if (error) EXPECT_THAT(error->what(), EndsWith("to Book.json: No space left on device"));
+        EXPECT_EQ(disk.load<Book>().title, failed ? "old" : "new");
+        EXPECT_THAT(namesIn(root / "app"), UnorderedElementsAre("Book.json"));
+        ASSERT_LT(failing, 20);
+    }
+    EXPECT_GT(failing, 5) << "making, writing, closing, renaming, and once without a failure";
+}
+
+TEST_F(DiskTest, WhicheverCallFailsALoadIsADecodeError) {
+    disk.save(Book{"A", {}});
+    std::optional<std::string> failed = "";
+    int failing = 1;
+    for (; failed; ++failing) {
+        const FileFaults faults(failing, EIO);
+        const auto error = errorOf([&] { EXPECT_EQ(disk.load<Book>().title, "A"); });
+        failed = faults.failedCall();
+        EXPECT_EQ(error.has_value(), failed && failed != "close") << failed.value_or("none");
+        ASSERT_LT(failing, 20);
+    }
+    EXPECT_GT(failing, 4) << "opening, its status, reading, and once without a failure";
+}
+
+TEST_F(DiskTest, ASaveDoesNotWaitForTheMedium) {
+    const FileFaults faults;
+    disk.save(Book{"A", {}});
+    EXPECT_THAT(faults.calls(), testing::Not(testing::Contains("fsync")));
 }
 
 TEST_F(DiskTest, ADamagedFileIsSetAsideUnderTheFirstFreeName) {
