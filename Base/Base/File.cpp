@@ -14,7 +14,8 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr mode_t madePermissions = 0600;
-constexpr int mostLinks = 40;  // as many as the kernel follows
+constexpr std::size_t usualSize = 4095;  // bytes; for files that say that they are empty, as those of /proc do
+constexpr int mostLinks = 40;            // as many as the kernel follows
 
 [[noreturn]] void fail(int error, const fs::path& path) {
     throw std::system_error(error, std::generic_category(), path.native());
@@ -53,6 +54,38 @@ void flushFolder(const fs::path& folder) {
     if (opened) ::fsync(opened.get());
 }
 
+FileDescriptor openToRead(const fs::path& path, File::Links links) {
+    const int noLink = links == File::Links::refuse ? O_NOFOLLOW : 0;
+    return FileDescriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY | noLink));
+}
+
+/// @return its length
+std::size_t checkOrdinary(const FileDescriptor& file, const fs::path& path, std::size_t limit) {
+    struct stat status {};
+    if (::fstat(file.get(), &status) != 0) fail(errno, path);
+    if (S_ISDIR(status.st_mode)) fail(EISDIR, path);
+    if (!S_ISREG(status.st_mode)) fail(EINVAL, path);
+    if (static_cast<std::uintmax_t>(status.st_size) > limit) fail(EFBIG, path);
+    return static_cast<std::size_t>(status.st_size);
+}
+
+Bytes contentsOf(const FileDescriptor& file, const fs::path& path, std::size_t limit) {
+    const std::size_t size = checkOrdinary(file, path, limit);
+    Bytes contents;
+    std::size_t length = 0;
+    // One byte more than is expected shows the end, or that there is more.
+    std::size_t room = std::min(std::max(size, usualSize), limit) + 1;
+    for (; length == contents.size(); room = std::min(2 * room, limit + 1)) {
+        if (length > limit) fail(EFBIG, path);
+        contents.resize(room);
+        const auto count = File::readInto(file.get(), std::span(contents).subspan(length));
+        if (!count) fail(errno, path);
+        length += *count;
+    }
+    contents.resize(length);
+    return contents;
+}
+
 }  // namespace
 
 void File::replace(const fs::path& path, ByteView contents, const Replacement& how) {
@@ -83,31 +116,23 @@ fs::path File::followed(const fs::path& path) {
 }
 
 File::Opened File::open(const fs::path& path, std::size_t limit, Links links) {
-    const int flags = O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY | (links == Links::refuse ? O_NOFOLLOW : 0);
-    Opened opened{FileDescriptor(::open(path.c_str(), flags))};
-    struct stat status {};
-    if (!opened.file || ::fstat(opened.file.get(), &status) != 0) fail(errno, path);
-    if (S_ISDIR(status.st_mode)) fail(EISDIR, path);
-    if (!S_ISREG(status.st_mode)) fail(EINVAL, path);
-    if (static_cast<std::uintmax_t>(status.st_size) > limit) fail(EFBIG, path);
-    opened.size = static_cast<std::size_t>(status.st_size);
-    return opened;
+    FileDescriptor file = openToRead(path, links);
+    if (!file) fail(errno, path);
+    const std::size_t size = checkOrdinary(file, path, limit);
+    return {std::move(file), size};
 }
 
 Bytes File::read(const fs::path& path, std::size_t limit, Links links) {
-    const Opened opened = open(path, limit, links);
-    Bytes contents;
-    std::size_t length = 0;
-    // One byte more than is expected shows the end, or that there is more.
-    for (std::size_t room = opened.size + 1; length == contents.size(); room = std::min(2 * room, limit + 1)) {
-        if (length > limit) fail(EFBIG, path);
-        contents.resize(room);
-        const auto count = readInto(opened.file.get(), std::span(contents).subspan(length));
-        if (!count) fail(errno, path);
-        length += *count;
-    }
-    contents.resize(length);
-    return contents;
+    const FileDescriptor file = openToRead(path, links);
+    if (!file) fail(errno, path);
+    return contentsOf(file, path, limit);
+}
+
+std::optional<Bytes> File::readIfThere(const fs::path& path, std::size_t limit, Links links) {
+    const FileDescriptor file = openToRead(path, links);
+    if (!file && errno == ENOENT) return std::nullopt;
+    if (!file) fail(errno, path);
+    return contentsOf(file, path, limit);
 }
 
 FileDescriptor File::openAt(int folder, const std::string& name, int flags) {

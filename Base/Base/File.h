@@ -67,6 +67,11 @@ Opened open(const std::filesystem::path& path, std::size_t limit, Links links = 
 /// @throws std::system_error  as `open`
 Bytes read(const std::filesystem::path& path, std::size_t limit, Links links = Links::follow);
 
+/// As `read`, for a file that need not be there.
+/// @return nothing if there was none to open, or no folder for it
+/// @throws std::system_error  as `open`. What fails once it is open is no absence, whatever number it has.
+std::optional<Bytes> readIfThere(const std::filesystem::path& path, std::size_t limit, Links links = Links::follow);
+
 /// Opens a name in an open folder for reading: not through a symbolic link, and without waiting for anybody if it is
 /// no file after all.
 /// @param flags  more of those of open(2), such as O_DIRECTORY

@@ -337,6 +337,27 @@ TEST_F(FileTest, WhicheverCallOfAReadingFailsItIsAnError) {
     EXPECT_GT(failing, 5) << "opening, its status, two readings, and once without a failure";
 }
 
+TEST_F(FileTest, OnlyAFileThatIsNotThereToOpenIsAbsent) {
+    EXPECT_EQ(File::readIfThere(file, limit), std::nullopt);
+    EXPECT_EQ(File::readIfThere(folder.path / "no" / "file", limit), std::nullopt);
+    EXPECT_EQ(errorOf([&] { File::readIfThere(folder.path, limit); }), std::errc::is_a_directory);
+    write(file, "text");
+    EXPECT_EQ(File::readIfThere(file, limit), (Bytes{'t', 'e', 'x', 't'}));
+    EXPECT_EQ(errorOf([&] { File::readIfThere(file, 3); }), std::errc::file_too_large);
+    std::optional<std::string> failed = "";
+    for (int failing = 1; failed; ++failing) {
+        const FileFaults faults(failing, ENOENT);
+        std::optional<Bytes> found;
+        const std::error_code error = errorOf([&] { found = File::readIfThere(file, limit); });
+        failed = faults.failedCall();
+        SCOPED_TRACE(failed.value_or("none"));
+        const bool isRead = !failed || failed == "close";
+        EXPECT_EQ(found.has_value(), isRead);
+        EXPECT_EQ(error == std::errc::no_such_file_or_directory, !isRead && failed != "open");
+        ASSERT_LT(failing, 20);
+    }
+}
+
 TEST_F(FileTest, AReadingThatIsInterruptedOrGivesOneByteAtATimeIsWhole) {
     const std::string all(limit, 'x');
     write(file, all);
