@@ -1,9 +1,10 @@
 #include "CodeSignature/BundleReader.h"
 
+#include "Base/File.h"
+#include "Base/FileDescriptor.h"
 #include "CodeSignature/BundleLinks.h"
 #include "CodeSignature/CodeSignatureError.h"
 #include "CodeSignature/EscapedText.h"
-#include "CodeSignature/OpenFile.h"
 
 #include <algorithm>
 #include <array>
@@ -53,11 +54,11 @@ unsigned permissions(const struct stat& status, std::string_view path) {
 }
 
 std::vector<std::string> namesIn(int folder, std::string_view path) {
-    OpenFile again = OpenFile::at(folder, ".", O_DIRECTORY);
-    if (!again.isOpen()) throw notReadable(path);
+    FileDescriptor again = File::openAt(folder, ".", O_DIRECTORY);
+    if (!again) throw notReadable(path);
     const std::unique_ptr<DIR, int (*)(DIR*)> list(::fdopendir(again.get()), ::closedir);
     if (!list) throw notReadable(path);
-    again.release();  // the list closes it
+    static_cast<void>(again.release());  // the list closes it
     std::vector<std::string> names;
     while (true) {
         errno = 0;
@@ -127,8 +128,8 @@ void BundleReader::readEntry(int folder, const std::string& name, const std::str
     if (::fstatat(folder, name.c_str(), &seen, AT_SYMLINK_NOFOLLOW) != 0) throw notReadable(path);
     switch (seen.st_mode & S_IFMT) {
         case S_IFDIR: {
-            const OpenFile inner = OpenFile::at(folder, name, O_DIRECTORY);
-            if (!inner.isOpen()) throw notReadable(path);
+            const FileDescriptor inner = File::openAt(folder, name, O_DIRECTORY);
+            if (!inner) throw notReadable(path);
             readFolder(inner.get(), path, depth + 1);
             break;
         }
@@ -145,8 +146,8 @@ void BundleReader::readEntry(int folder, const std::string& name, const std::str
 
 void BundleReader::readFile(int folder, const std::string& name, SealEntry entry, const struct stat& seen) {
     meet(entry);
-    const OpenFile file = OpenFile::at(folder, name);
-    if (!file.isOpen()) throw notReadable(entry.path);
+    const FileDescriptor file = File::openAt(folder, name);
+    if (!file) throw notReadable(entry.path);
     if (!areSame(seen, statusOf(file.get(), entry.path))) throw changing(entry.path);
     ::posix_fadvise(file.get(), 0, 0, POSIX_FADV_SEQUENTIAL);
     std::uint64_t size = 0;

@@ -1,10 +1,10 @@
 #include "CodeSignature/CodeSignature.h"
 
+#include "Base/FileDescriptor.h"
 #include "CodeSignature/BundleReader.h"
 #include "CodeSignature/CmsSignature.h"
 #include "CodeSignature/CodeSignatureError.h"
 #include "CodeSignature/EscapedText.h"
-#include "CodeSignature/OpenFile.h"
 #include "CodeSignature/Seal.h"
 #include "CodeSignature/SealFolder.h"
 
@@ -18,10 +18,10 @@ namespace {
 
 using Code = CodeSignatureErrorCode;
 
-OpenFile openBundle(const std::filesystem::path& path) {
+FileDescriptor openBundle(const std::filesystem::path& path) {
     // The path to the bundle may lead through links, but no link inside the bundle is followed.
-    OpenFile bundle(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (!bundle.isOpen()) throw CodeSignatureError(Code::noBundle, path.native(), std::strerror(errno));
+    FileDescriptor bundle(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!bundle) throw CodeSignatureError(Code::noBundle, path.native(), std::strerror(errno));
     struct stat contents {};
     if (::fstatat(bundle.get(), "Contents", &contents, AT_SYMLINK_NOFOLLOW) != 0 || !S_ISDIR(contents.st_mode))
         throw CodeSignatureError(Code::noBundle, path.native(), "it is no bundle, since it has no folder Contents");
@@ -31,7 +31,7 @@ OpenFile openBundle(const std::filesystem::path& path) {
 }  // namespace
 
 CodeSignature::Profile CodeSignature::verify(const std::filesystem::path& path) {
-    const OpenFile bundle = openBundle(path);
+    const FileDescriptor bundle = openBundle(path);
     const SealFolder folder = SealFolder::read(bundle.get());
     const Seal seal = Seal::parse(folder.seal);
     Profile profile;
@@ -51,7 +51,7 @@ CodeSignature::Profile CodeSignature::verify(const std::filesystem::path& path) 
 }
 
 void CodeSignature::seal(const std::filesystem::path& path, const SigningIdentity* identity) {
-    const OpenFile bundle = openBundle(path);
+    const FileDescriptor bundle = openBundle(path);
     // Two programs that seal at once would each take the other's new folder for a part of the bundle.
     if (::flock(bundle.get(), LOCK_EX | LOCK_NB) != 0)
         throw CodeSignatureError(Code::notWritten, path.native(), "it is being sealed by another program");

@@ -1,9 +1,10 @@
 #include "CodeSignature/SealFolder.h"
 
+#include "Base/File.h"
+#include "Base/FileDescriptor.h"
 #include "CodeSignature/CmsSignature.h"
 #include "CodeSignature/CodeSignatureError.h"
 #include "CodeSignature/EscapedText.h"
-#include "CodeSignature/OpenFile.h"
 #include "CodeSignature/Seal.h"
 
 #include <array>
@@ -43,46 +44,40 @@ void checkMode(const struct stat& status, mode_t wanted, mode_t ignored, std::st
         throw CodeSignatureError(Code::badSeal, path, "it has another mode than it should");
 }
 
-OpenFile openFolder(int parent, const std::string& name) {
-    OpenFile folder = OpenFile::at(parent, name, O_DIRECTORY);
-    if (!folder.isOpen() && (errno == ENOENT || errno == ENOTDIR || errno == ELOOP))
+FileDescriptor openFolder(int parent, const std::string& name) {
+    FileDescriptor folder = File::openAt(parent, name, O_DIRECTORY);
+    if (!folder && (errno == ENOENT || errno == ENOTDIR || errno == ELOOP))
         throw CodeSignatureError(Code::noSeal, "the bundle is not sealed");
-    if (!folder.isOpen()) throw notReadable(Seal::folder);
+    if (!folder) throw notReadable(Seal::folder);
     return folder;
 }
 
 /// @return nothing if there is no such file
 std::optional<Bytes> contents(int folder, std::string_view name, std::size_t maximum) {
     const std::string path = pathOf(name);
-    const OpenFile file = OpenFile::at(folder, std::string(name));
-    if (!file.isOpen() && errno == ENOENT) return std::nullopt;
+    const FileDescriptor file = File::openAt(folder, std::string(name));
+    if (!file && errno == ENOENT) return std::nullopt;
     struct stat status {};
-    if (!file.isOpen() || ::fstat(file.get(), &status) != 0) throw notReadable(path);
+    if (!file || ::fstat(file.get(), &status) != 0) throw notReadable(path);
     if (!S_ISREG(status.st_mode)) throw CodeSignatureError(Code::badSeal, path, "it is no file");
     checkMode(status, fileMode, 0, path);
     if (status.st_size < 0 || static_cast<std::uint64_t>(status.st_size) > maximum)
         throw CodeSignatureError(Code::badSeal, path, "it is too large");
     // Try to read one byte more, to see whether the file has grown meanwhile.
     Bytes bytes(static_cast<std::size_t>(status.st_size) + 1);
-    std::size_t length = 0;
-    while (length < bytes.size()) {
-        const ssize_t count = ::read(file.get(), bytes.data() + length, bytes.size() - length);
-        if (count < 0 && errno == EINTR) continue;
-        if (count < 0) throw notReadable(path);
-        if (count == 0) break;
-        length += static_cast<std::size_t>(count);
-    }
-    if (length + 1 != bytes.size()) throw CodeSignatureError(Code::unreadable, path, "it changed while it was read");
-    bytes.resize(length);
+    const auto length = File::readInto(file.get(), bytes);
+    if (!length) throw notReadable(path);
+    if (*length + 1 != bytes.size()) throw CodeSignatureError(Code::unreadable, path, "it changed while it was read");
+    bytes.resize(*length);
     return bytes;
 }
 
 void checkNothingElse(int folder) {
-    OpenFile again = OpenFile::at(folder, ".", O_DIRECTORY);
-    if (!again.isOpen()) throw notReadable(Seal::folder);
+    FileDescriptor again = File::openAt(folder, ".", O_DIRECTORY);
+    if (!again) throw notReadable(Seal::folder);
     const std::unique_ptr<DIR, int (*)(DIR*)> list(::fdopendir(again.get()), ::closedir);
     if (!list) throw notReadable(Seal::folder);
-    again.release();  // the list closes it
+    static_cast<void>(again.release());  // the list closes it
     while (true) {
         errno = 0;
         const dirent* entry = ::readdir(list.get());
@@ -101,21 +96,17 @@ CodeSignatureError notWritten(int error) {
 }
 
 void writeFile(const fs::path& path, ByteView bytes) {
-    const OpenFile file(::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, fileMode));
-    if (!file.isOpen()) throw notWritten(errno);
-    while (!bytes.empty()) {
-        const ssize_t count = ::write(file.get(), bytes.data(), bytes.size());
-        if (count < 0 && errno == EINTR) continue;
-        if (count < 0) throw notWritten(errno);
-        bytes = bytes.subspan(static_cast<std::size_t>(count));
-    }
+    FileDescriptor file(::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, fileMode));
+    if (!file) throw notWritten(errno);
     // Set the mode again, since the process's mask may have taken bits from it when the file was made.
-    if (::fchmod(file.get(), fileMode) != 0 || ::fsync(file.get()) != 0) throw notWritten(errno);
+    if (!File::writeAll(file.get(), bytes) || ::fchmod(file.get(), fileMode) != 0 || ::fsync(file.get()) != 0 ||
+        !file.close())
+        throw notWritten(errno);
 }
 
 void syncFolder(const fs::path& path) {
-    const OpenFile folder(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (!folder.isOpen() || ::fsync(folder.get()) != 0) throw notWritten(errno);
+    const FileDescriptor folder(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!folder || ::fsync(folder.get()) != 0) throw notWritten(errno);
 }
 
 /// A new folder beside the seal's. When its holder dies, it is removed with all that it then holds.
@@ -162,8 +153,8 @@ void exchange(const FolderBeside& made, const fs::path& place) {
 
 SealFolder SealFolder::read(int bundle) {
     const fs::path path(Seal::folder);
-    const OpenFile parent = openFolder(bundle, path.parent_path().native());
-    const OpenFile folder = openFolder(parent.get(), path.filename().native());
+    const FileDescriptor parent = openFolder(bundle, path.parent_path().native());
+    const FileDescriptor folder = openFolder(parent.get(), path.filename().native());
     struct stat status {};
     if (::fstat(folder.get(), &status) != 0) throw notReadable(Seal::folder);
     checkMode(status, folderMode, S_ISGID, Seal::folder);

@@ -4,15 +4,18 @@
 #include "CodeSignature/EscapedText.h"
 
 #include "Base/Bytes.h"
+#include "Base/File.h"
+#include "Base/FileDescriptor.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <exception>
-#include <fstream>
+#include <fcntl.h>
 #include <openssl/crypto.h>
 #include <openssl/err.h>
 #include <openssl/pem.h>
+#include <optional>
 #include <utility>
 
 namespace {
@@ -25,15 +28,15 @@ CodeSignatureError bad(const std::string& text) {
 class SecretFile {
 public:
     explicit SecretFile(const std::filesystem::path& path) : bytes(SigningIdentity::maximumBytes + 1) {
-        std::ifstream file(path, std::ios::binary);
-        file.rdbuf()->pubsetbuf(nullptr, 0);  // a buffer would keep a copy that nothing wipes
-        file.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-        length = static_cast<std::size_t>(file.gcount());
-        if (!file.eof() || length > SigningIdentity::maximumBytes) {
-            const std::string why = file.eof() || file.gcount() > 0 ? "it is too large" : std::strerror(errno);
+        // It may be a pipe that somebody else fills, and is read straight to where it is wiped.
+        const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY));
+        const auto count = file ? File::readInto(file.get(), bytes) : std::nullopt;
+        if (!count || *count > SigningIdentity::maximumBytes) {
+            const std::string why = count ? "it is too large" : std::strerror(errno);
             OPENSSL_cleanse(bytes.data(), bytes.size());
             throw bad("the identity " + escapedText(path.native()) + " can't be read: " + why);
         }
+        length = *count;
     }
     ~SecretFile() { OPENSSL_cleanse(bytes.data(), bytes.size()); }
     SecretFile(const SecretFile&) = delete;

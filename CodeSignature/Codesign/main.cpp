@@ -1,7 +1,7 @@
+#include "Base/FileDescriptor.h"
 #include "CodeSignature/CodeSignature.h"
 #include "CodeSignature/CodeSignatureError.h"
 #include "CodeSignature/EscapedText.h"
-#include "CodeSignature/OpenFile.h"
 #include "CodeSignature/SigningIdentity.h"
 
 #include <array>
@@ -101,7 +101,7 @@ class QuietTerminal {
 public:
     QuietTerminal() : file(::open("/dev/tty", O_RDWR | O_NOCTTY | O_CLOEXEC)) {
         // Without a terminal, the library would read standard input instead.
-        if (!file.isOpen() || ::tcgetattr(file.get(), &before) != 0)
+        if (!file || ::tcgetattr(file.get(), &before) != 0)
             throw CodeSignatureError(
                 CodeSignatureErrorCode::badIdentity,
                 "the identity's key is encrypted, and there is no terminal to ask for its passphrase");
@@ -114,7 +114,7 @@ public:
     QuietTerminal& operator=(const QuietTerminal&) = delete;
 
 private:
-    const OpenFile file;
+    const FileDescriptor file;
     termios before{};
 };
 

@@ -2,9 +2,9 @@
 
 #include "TestBundle.h"
 
+#include "Base/FileDescriptor.h"
 #include "CodeSignature/BundleReader.h"
 #include "CodeSignature/CodeSignatureError.h"
-#include "CodeSignature/OpenFile.h"
 
 #include <gtest/gtest.h>
 
@@ -166,10 +166,10 @@ TEST_F(SealRefusalTest, AFileThatBecameSomethingElseIsNamed) {
     replaced(
         [&] {
             // Name the socket by a short path, since the address of a socket has little room.
-            const OpenFile folder(::open(at("Contents").c_str(), O_RDONLY | O_DIRECTORY));
+            const FileDescriptor folder(::open(at("Contents").c_str(), O_RDONLY | O_DIRECTORY));
             sockaddr_un address{AF_UNIX, ""};
             std::snprintf(address.sun_path, sizeof address.sun_path, "/proc/self/fd/%d/Info.plist", folder.get());
-            const OpenFile made(::socket(AF_UNIX, SOCK_STREAM, 0));
+            const FileDescriptor made(::socket(AF_UNIX, SOCK_STREAM, 0));
             ASSERT_EQ(::bind(made.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
         },
         "neither a file nor a folder nor a symbolic link");
@@ -366,10 +366,10 @@ TEST_F(SealRefusalTest, AFileThatChangesWhileItIsReadIsNamed) {
     const std::string path = at("Contents/Resources/large");
     std::atomic<bool> isDone = false;
     std::thread writer([&] {
-        const OpenFile file(::open(path.c_str(), O_WRONLY | O_CLOEXEC));
+        const FileDescriptor file(::open(path.c_str(), O_WRONLY | O_CLOEXEC));
         while (!isDone) EXPECT_EQ(::pwrite(file.get(), "x", 1, 0), 1);
     });
-    const OpenFile folder(::open(bundle.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const FileDescriptor folder(::open(bundle.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     std::string refusal;
     // The writer writes the same byte over and over, so that only the file's times change. It is tried several
     // times, since the writer may not get a turn while the file is read.
