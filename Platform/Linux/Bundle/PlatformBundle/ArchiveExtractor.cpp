@@ -1,5 +1,7 @@
 #include "PlatformBundle/ArchiveExtractor.h"
 
+#include "Base/Bytes.h"
+#include "Base/File.h"
 #include "Base/FileDescriptor.h"
 #include "PlatformBundle/ArchiveNames.h"
 #include "PlatformBundle/FileTree.h"
@@ -140,7 +142,7 @@ private:
         FileDescriptor file(
             ::open((destination / name).c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
         if (!file) failToWrite(name);
-        std::array<char, 64 * 1024> buffer;
+        std::array<std::uint8_t, 64 * 1024> buffer;
         for (;;) {
             checkStop();
             const la_ssize_t count = archive_read_data(archive.get(), buffer.data(), buffer.size());
@@ -148,20 +150,10 @@ private:
             if (count == 0) break;
             if (static_cast<std::uint64_t>(count) > bytesLeft) refuse(name, "makes the archive too large unpacked");
             bytesLeft -= static_cast<std::uint64_t>(count);
-            write(file.get(), name, buffer.data(), static_cast<std::size_t>(count));
+            const ByteView bytes = ByteView(buffer).first(static_cast<std::size_t>(count));
+            if (!File::writeAll(file.get(), bytes)) failToWrite(name);
         }
-        if (::fchmod(file.get(), permissions & 0777) != 0 || ::close(file.release()) != 0) failToWrite(name);
-    }
-
-    static void write(int file, const std::string& name, const char* data, std::size_t size) {
-        while (size > 0) {
-            const ssize_t count = ::write(file, data, size);
-            if (count < 0 && errno != EINTR) failToWrite(name);
-            if (count > 0) {
-                data += count;
-                size -= static_cast<std::size_t>(count);
-            }
-        }
+        if (::fchmod(file.get(), permissions & 0777) != 0 || !file.close()) failToWrite(name);
     }
 
     void noteLink(const std::string& name, const char* target) {

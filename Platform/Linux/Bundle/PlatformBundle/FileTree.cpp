@@ -1,9 +1,13 @@
 #include "PlatformBundle/FileTree.h"
 
+#include "Base/Bytes.h"
+#include "Base/File.h"
 #include "Base/FileDescriptor.h"
 
 #include <array>
 #include <cerrno>
+#include <cstddef>
+#include <cstdint>
 #include <dirent.h>
 #include <fcntl.h>
 #include <memory>
@@ -31,7 +35,7 @@ std::vector<std::string> namesIn(int folder, const std::string& name) {
     FileDescriptor own(::openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     const std::unique_ptr<DIR, DirectoryCloser> directory(own ? ::fdopendir(own.get()) : nullptr);
     if (!directory) fail(errno, "read", name);
-    own.release();
+    static_cast<void>(own.release());  // the list closes it
     std::vector<std::string> names;
     errno = 0;
     while (const dirent* entry = ::readdir(directory.get())) {
@@ -72,18 +76,13 @@ void removeAt(int parent, const std::string& name, int depth) {
 }
 
 void copyContents(int from, int to, const std::string& name) {
-    std::array<char, 128 * 1024> buffer;
+    std::array<std::uint8_t, 128 * 1024> buffer;
     for (;;) {
         const ssize_t count = ::read(from, buffer.data(), buffer.size());
         if (count < 0 && errno == EINTR) continue;
         if (count < 0) fail(errno, "read", name);
         if (count == 0) return;
-        for (ssize_t done = 0; done < count;) {
-            const ssize_t written =
-                ::write(to, buffer.data() + done, static_cast<std::size_t>(count) - static_cast<std::size_t>(done));
-            if (written < 0 && errno != EINTR) fail(errno, "write", name);
-            if (written > 0) done += written;
-        }
+        if (!File::writeAll(to, ByteView(buffer).first(static_cast<std::size_t>(count)))) fail(errno, "write", name);
     }
 }
 
@@ -108,7 +107,7 @@ void copyFile(const Copying& what, const struct stat& status) {
     (void)::futimens(to.get(), times.data());
     if (::fchmod(to.get(), permissions(status)) != 0) fail(errno, "make", what.destination);
     // Some file systems report only now that the disk is full.
-    if (::close(to.release()) != 0) fail(errno, "write", what.destination);
+    if (!to.close()) fail(errno, "write", what.destination);
 }
 
 void copyLink(const Copying& what) {
@@ -146,7 +145,7 @@ void flushFile(int file, const std::string& name) {
 void flushAt(int parent, const std::string& name, const std::stop_token& stop, int depth) {
     if (stop.stop_requested()) return;
     // These flags neither follow a link nor wait at a pipe.
-    const FileDescriptor entry(::openat(parent, name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    const FileDescriptor entry = File::openAt(parent, name);
     if (!entry) {
         if (errno == ELOOP || errno == EACCES || errno == ENXIO) return;
         fail(errno, "read", name);

@@ -1,17 +1,15 @@
 #include "PlatformBundle/PropertyListBundleReader.h"
 
-#include "Base/FileDescriptor.h"
+#include "Base/Bytes.h"
+#include "Base/File.h"
 #include "Text/Text.h"
 
-#include <cerrno>
 #include <cstdint>
 #include <cstdlib>
-#include <fcntl.h>
 #include <memory>
 #include <plist/plist.h>
-#include <sys/stat.h>
+#include <system_error>
 #include <type_traits>
-#include <unistd.h>
 
 namespace {
 
@@ -64,21 +62,12 @@ std::optional<Texts> textsOf(plist_t dictionary) {
 }
 
 /// Reads a file up to a byte beyond the limit. Nothing if it is a link or a pipe, or can't be read.
-std::optional<std::string> readSmallFile(const std::filesystem::path& path) {
-    const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-    struct stat status {};
-    if (!file || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
-    std::string text(PropertyListBundleReader::maxSize + 1, '\0');
-    std::size_t size = 0;
-    while (size < text.size()) {
-        const ssize_t count = ::read(file.get(), text.data() + size, text.size() - size);
-        if (count < 0 && errno == EINTR) continue;
-        if (count < 0) return std::nullopt;
-        if (count == 0) break;
-        size += static_cast<std::size_t>(count);
+std::optional<Bytes> readSmallFile(const std::filesystem::path& path) {
+    try {
+        return File::read(path, PropertyListBundleReader::maxSize, File::Links::refuse);
+    } catch (const std::system_error&) {
+        return std::nullopt;
     }
-    text.resize(size);
-    return text;
 }
 
 }  // namespace
@@ -94,7 +83,7 @@ std::optional<Texts> textsOfPropertyList(std::string_view xml) {
 
 std::optional<AppBundle> PropertyListBundleReader::open(const std::filesystem::path& path) {
     const auto xml = readSmallFile(path / "Contents" / "Info.plist");
-    auto texts = xml ? textsOfPropertyList(*xml) : std::nullopt;
+    auto texts = xml ? textsOfPropertyList(textOf(*xml)) : std::nullopt;
     if (!texts) return std::nullopt;
     return AppBundle{path, std::move(*texts)};
 }

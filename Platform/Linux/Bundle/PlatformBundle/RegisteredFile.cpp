@@ -1,19 +1,13 @@
 #include "PlatformBundle/RegisteredFile.h"
 
-#include "Base/FileDescriptor.h"
+#include "Base/Bytes.h"
+#include "Base/File.h"
 #include "Text/Text.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstddef>
-#include <cstdlib>
-#include <cstring>
-#include <fcntl.h>
-#include <optional>
 #include <stdexcept>
-#include <sys/stat.h>
 #include <system_error>
-#include <unistd.h>
 
 namespace fs = std::filesystem;
 
@@ -21,70 +15,40 @@ namespace {
 
 constexpr std::size_t maxSize = std::size_t(1) << 20;  // bytes
 
-std::runtime_error failure(const fs::path& path, int error) {
-    return std::runtime_error(path.native() + ": " + std::strerror(error));
+std::runtime_error failure(const fs::path& path, const std::error_code& error) {
+    return std::runtime_error(path.native() + ": " + error.message());
 }
 
-/// Nothing if the file can't be read, or is longer than the limit; then `errno` says why.
-std::optional<std::string> contentsOf(const fs::path& path, std::size_t limit) {
-    const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
-    struct stat status {};
-    if (!file || ::fstat(file.get(), &status) != 0) return std::nullopt;
-    if (!S_ISREG(status.st_mode)) {
-        errno = EINVAL;
-        return std::nullopt;
+bool hasContents(const fs::path& path, std::string_view contents) {
+    try {
+        return textOf(File::read(path, contents.size())) == contents;
+    } catch (const std::system_error&) {
+        return false;
     }
-    std::string text(limit + 1, '\0');
-    std::size_t size = 0;
-    while (size < text.size()) {
-        const ssize_t count = ::read(file.get(), text.data() + size, text.size() - size);
-        if (count < 0 && errno == EINTR) continue;
-        if (count < 0) return std::nullopt;
-        if (count == 0) break;
-        size += static_cast<std::size_t>(count);
-    }
-    if (size > limit) {
-        errno = EFBIG;
-        return std::nullopt;
-    }
-    text.resize(size);
-    return text;
-}
-
-/// @return 0, or the error's number
-int writeAll(int file, std::string_view contents) {
-    while (!contents.empty()) {
-        const ssize_t count = ::write(file, contents.data(), contents.size());
-        if (count < 0 && errno == EINTR) continue;
-        if (count < 0) return errno;
-        contents.remove_prefix(static_cast<std::size_t>(count));
-    }
-    return 0;
 }
 
 }  // namespace
 
 bool RegisteredFile::update(const fs::path& path, std::string_view contents) {
-    if (contentsOf(path, contents.size()) == contents) return false;
+    if (hasContents(path, contents)) return false;
     std::error_code error;
     fs::create_directories(path.parent_path(), error);
-    if (error) throw failure(path.parent_path(), error.value());
-    // Give it a hidden name: desktops take every other file in these folders for an entry or an icon.
-    std::string beside = path.parent_path() / ("." + path.filename().native() + ".XXXXXX");
-    FileDescriptor file(::mkostemp(beside.data(), O_CLOEXEC));
-    if (!file) throw failure(path, errno);
-    int problem = writeAll(file.get(), contents);
-    if (problem == 0 && ::fchmod(file.get(), 0644) != 0) problem = errno;
-    if (problem == 0 && ::rename(beside.c_str(), path.c_str()) != 0) problem = errno;
-    if (problem == 0) return true;
-    ::unlink(beside.c_str());
-    throw failure(path, problem);
+    if (error) throw failure(path.parent_path(), error);
+    try {
+        // Give it a hidden name: desktops take every other file in these folders for an entry or an icon.
+        File::replace(path, bytesOf(contents), {.durability = File::Durability::crash, .permissions = 0644});
+    } catch (const std::system_error& problem) {
+        throw failure(path, problem.code());
+    }
+    return true;
 }
 
 std::string RegisteredFile::read(const fs::path& path) {
-    auto contents = contentsOf(path, maxSize);
-    if (!contents) throw failure(path, errno);
-    return std::move(*contents);
+    try {
+        return std::string(textOf(File::read(path, maxSize)));
+    } catch (const std::system_error& problem) {
+        throw failure(path, problem.code());
+    }
 }
 
 void RegisteredFile::requirePlain(const fs::path& path) {

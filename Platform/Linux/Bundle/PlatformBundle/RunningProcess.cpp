@@ -1,10 +1,11 @@
 #include "PlatformBundle/RunningProcess.h"
 
+#include "Base/Bytes.h"
+#include "Base/File.h"
+
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <csignal>
-#include <fcntl.h>
 #include <poll.h>
 #include <sys/syscall.h>
 #include <system_error>
@@ -20,20 +21,7 @@ std::string procPath(pid_t number, const char* name) { return "/proc/" + std::to
     throw std::system_error(error, std::system_category(), what);
 }
 
-std::string readProcFile(const std::string& path) {
-    const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
-    if (!file) fail(errno, path);
-    std::string result;
-    std::array<char, 4096> buffer;
-    for (;;) {
-        const ssize_t count = ::read(file.get(), buffer.data(), buffer.size());
-        if (count < 0 && errno == EINTR) continue;
-        if (count < 0) fail(errno, path);
-        if (count == 0) return result;
-        result.append(buffer.data(), static_cast<std::size_t>(count));
-        if (result.size() > maxProcFile) fail(E2BIG, path);
-    }
-}
+std::string readProcFile(const std::string& path) { return std::string(textOf(File::read(path, maxProcFile))); }
 
 std::vector<std::string> splitAtNul(const std::string& text) {
     std::vector<std::string> pieces;

@@ -1,12 +1,12 @@
 #include "PlatformUpdate/FetchedFile.h"
 
+#include "Base/File.h"
 #include "PlatformUpdate/NetworkFetch.h"
 
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
 #include <string>
-#include <unistd.h>
 
 namespace {
 
@@ -20,15 +20,10 @@ FetchedFile::FetchedFile(const std::filesystem::path& path)
 }
 
 void FetchedFile::write(ByteView bytes) {
-    while (!bytes.empty()) {
-        const ssize_t written = ::write(file.get(), bytes.data(), bytes.size());
-        if (written < 0 && errno == EINTR) continue;
-        if (written <= 0) throw failure("the file can't be written");
-        bytes = bytes.subspan(static_cast<std::size_t>(written));
-    }
+    if (!File::writeAll(file.get(), bytes)) throw failure("the file can't be written");
 }
 
 void FetchedFile::close() {
     // Some file systems report only here that there was no room.
-    if (::close(file.release()) != 0) throw failure("the file can't be written");
+    if (!file.close()) throw failure("the file can't be written");
 }
