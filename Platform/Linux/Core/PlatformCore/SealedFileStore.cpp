@@ -1,18 +1,17 @@
 #include "PlatformCore/SealedFileStore.h"
 
+#include "Base/File.h"
 #include "PlatformCore/SecretItems.h"
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstring>
 #include <fcntl.h>
 #include <span>
 #include <string_view>
 #include <sys/file.h>
-#include <sys/stat.h>
+#include <system_error>
 #include <thread>
-#include <unistd.h>
 #include <utility>
 
 namespace fs = std::filesystem;
@@ -34,21 +33,10 @@ constexpr std::uint64_t mostMemory = 1 << 30;
 
 constexpr auto lockRetry = std::chrono::milliseconds(20);
 constexpr int lockRetries = 500;  // 10 seconds
-constexpr int mostLinks = 40;     // as many symbolic links as the kernel follows
 
-std::string systemText(const fs::path& path, int error) { return path.string() + ": " + std::strerror(error); }
-
-/// A file descriptor that is closed with its holder.
-class Descriptor {
-public:
-    explicit Descriptor(int number) : number(number) {}
-    ~Descriptor() {
-        if (number >= 0) close(number);
-    }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    const int number;
-};
+std::string systemText(const fs::path& path, const std::error_code& error) {
+    return path.string() + ": " + error.message();
+}
 
 /// Bytes that hold secrets: wiped with their holder, and never moved to a larger place behind its back.
 class SecretBytes {
@@ -168,45 +156,6 @@ bool readItems(ByteView bytes, std::vector<SecretItem>& items) {
     return reader.isGood && reader.rest.empty();
 }
 
-/// The file that a path leads to, through links of which the last may lead to nothing yet.
-std::optional<fs::path> followLinks(fs::path path) {
-    for (int links = 0; links < mostLinks; ++links) {
-        std::error_code error;
-        const fs::path target = fs::read_symlink(path, error);
-        if (error) return path;
-        path = path.parent_path() / target;  // an absolute target replaces all
-    }
-    return std::nullopt;
-}
-
-/// @return 0 or the error
-int writeAll(int file, ByteView bytes) {
-    while (!bytes.empty()) {
-        const ssize_t written = write(file, bytes.data(), bytes.size());
-        if (written < 0 && errno == EINTR) continue;
-        if (written <= 0) return written < 0 ? errno : EIO;
-        bytes = bytes.subspan(static_cast<std::size_t>(written));
-    }
-    return fsync(file) == 0 ? 0 : errno;
-}
-
-/// Puts new contents in a file's place in one step. @return 0 or the error
-int replaceFile(const fs::path& path, ByteView bytes) {
-    std::string beside = (path.parent_path() / ("." + path.filename().string() + ".XXXXXX")).string();
-    const Descriptor file(mkostemp(beside.data(), O_CLOEXEC));  // mode 0600
-    if (file.number < 0) return errno;
-    int error = writeAll(file.number, bytes);
-    if (error == 0 && rename(beside.c_str(), path.c_str()) != 0) error = errno;
-    if (error != 0) {
-        unlink(beside.c_str());
-        return error;
-    }
-    const fs::path folder = path.has_parent_path() ? path.parent_path() : fs::path(".");
-    const Descriptor directory(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (directory.number >= 0) fsync(directory.number);
-    return 0;
-}
-
 }  // namespace
 
 /// The items as they are in memory between two operations on the file: for the length of one only.
@@ -229,11 +178,11 @@ class SealedFileStore::Lock {
 public:
     explicit Lock(const fs::path& target)
         : path(target.string() + ".lock"), file(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600)) {
-        if (file.number < 0) {
+        if (!file) {
             error = errno;
             return;
         }
-        for (int tries = 0; flock(file.number, LOCK_EX | LOCK_NB) != 0; ++tries) {
+        for (int tries = 0; flock(file.get(), LOCK_EX | LOCK_NB) != 0; ++tries) {
             error = errno;
             if ((error != EWOULDBLOCK && error != EINTR) || tries == lockRetries) return;
             std::this_thread::sleep_for(lockRetry);
@@ -245,7 +194,7 @@ public:
     int error = 0;  // 0 once held
 
 private:
-    const Descriptor file;
+    const FileDescriptor file;
 };
 
 SealedFileStore::SealedFileStore(fs::path file, AskPassphrase ask, Nacl::PassphraseCost cost)
@@ -300,32 +249,21 @@ SecretStatus SealedFileStore::load(Contents& contents) {
     const auto damaged = [this](std::string_view how) {
         return fail(SecretStatuses::decode, file.string() + " " + std::string(how));
     };
-    const auto path = followLinks(fs::absolute(file));
-    if (!path) return fail(SecretStatuses::notAvailable, systemText(file, ELOOP));
-    contents.path = *path;
-    // Not blocking: somebody may have put a pipe here.
-    const Descriptor opened(open(path->c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-    if (opened.number < 0) {
-        const int error = errno;
-        struct stat folder {};
-        if (error == ENOENT && stat(path->parent_path().c_str(), &folder) == 0 && S_ISDIR(folder.st_mode))
-            return SecretStatuses::ok;
-        return fail(SecretStatuses::notAvailable, systemText(file, error));
+    std::optional<Bytes> found;
+    try {
+        contents.path = File::followed(fs::absolute(file));
+        found = File::readIfThere(contents.path, largestFile);
+        // The folder of an empty store is there, or what it lies on is not mounted.
+        if (!found && fs::is_directory(contents.path.parent_path())) return SecretStatuses::ok;
+    } catch (const std::system_error& error) {
+        if (error.code() == std::errc::file_too_large) return damaged("is too large");
+        if (error.code() == std::errc::is_a_directory || error.code() == std::errc::invalid_argument)
+            return fail(SecretStatuses::notAvailable, file.string() + " is not a file");
+        return fail(SecretStatuses::notAvailable, systemText(file, error.code()));
     }
-    struct stat status {};
-    if (fstat(opened.number, &status) != 0) return fail(SecretStatuses::notAvailable, systemText(file, errno));
-    if (!S_ISREG(status.st_mode)) return fail(SecretStatuses::notAvailable, file.string() + " is not a file");
-    if (static_cast<std::uint64_t>(status.st_size) > largestFile) return damaged("is too large");
+    if (!found) return fail(SecretStatuses::notAvailable, systemText(file, {ENOENT, std::generic_category()}));
 
-    Bytes sealed(static_cast<std::size_t>(status.st_size));
-    for (std::size_t done = 0; done < sealed.size();) {
-        const ssize_t got = read(opened.number, sealed.data() + done, sealed.size() - done);
-        if (got < 0 && errno == EINTR) continue;
-        if (got < 0) return fail(SecretStatuses::notAvailable, systemText(file, errno));
-        if (got == 0) return damaged("is cut short");
-        done += static_cast<std::size_t>(got);
-    }
-
+    const Bytes& sealed = *found;
     Reader reader{sealed};
     const bool isOurs = textOf(reader.take(magic.size())) == magic;
     if (!isOurs) return damaged("is not a file of secrets");
@@ -372,16 +310,17 @@ SecretStatus SealedFileStore::save(const Contents& contents) {
     putBytes(sealed, Nacl::secretBox(plain.bytes, nonce, key));
     if (sealed.size() > largestFile) return fail(SecretStatuses::internalError, "too many secrets");
 
-    if (const int error = replaceFile(contents.path, sealed); error != 0)
-        return fail(SecretStatuses::notAvailable, systemText(contents.path, error));
+    try {
+        File::replace(contents.path, sealed, {.durability = File::Durability::powerLoss});
+    } catch (const std::system_error& error) {
+        return fail(SecretStatuses::notAvailable, systemText(contents.path, error.code()));
+    }
     return SecretStatuses::ok;
 }
 
 /// Reads, changes and writes as one step for all programs.
 template <class Change>
 SecretStatus SealedFileStore::change(Change apply) {
-    const auto path = followLinks(fs::absolute(file));
-    if (!path) return fail(SecretStatuses::notAvailable, systemText(file, ELOOP));
     // Other programs should not wait while a user types, so the passphrase comes before the lock.
     Contents before;
     SecretStatus status = load(before);
@@ -393,11 +332,11 @@ SecretStatus SealedFileStore::change(Change apply) {
         if (!passphrase) status = askFor(Reason::newFile);
         if (status != SecretStatuses::ok) return status;
     }
-    const Lock lock(*path);
+    const Lock lock(before.path);
     if (lock.error != 0)
         return fail(SecretStatuses::notAvailable, lock.error == EWOULDBLOCK
                                                       ? file.string() + " is in use by another program"
-                                                      : systemText(lock.path, lock.error));
+                                                      : systemText(lock.path, {lock.error, std::generic_category()}));
     Contents contents;
     status = load(contents);
     if (status != SecretStatuses::ok) return status;

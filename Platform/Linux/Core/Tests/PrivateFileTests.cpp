@@ -1,13 +1,16 @@
 #include "PlatformCore/PrivateFile.h"
 
+#include "FileFaults/FileFaults.h"
 #include "TestSupport/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <optional>
 #include <string>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -87,6 +90,38 @@ TEST_F(PrivateFileTest, AWriteThatFailsLeavesTheOldFileAndNothingBesides) {
     EXPECT_EQ(why, std::errc::file_too_large);
     EXPECT_EQ(contents(file), "old");
     EXPECT_EQ(count(), 1);
+}
+
+TEST_F(PrivateFileTest, WhicheverCallFailsTheOldFileOrTheNewOneIsThereAndNothingBesides) {
+    const fs::path link = folder.path / "link";
+    fs::create_symlink("file", link);
+    std::optional<std::string> failed = "";
+    int failing = 1;
+    for (; failed; ++failing) {
+        std::ofstream(file) << "old";
+        std::error_code why;
+        std::string what;
+        bool hasRenamed = false;
+        {
+            const FileFaults faults(failing, ENOSPC);
+            try {
+                PrivateFile::replace(link, text);
+            } catch (const std::system_error& error) {
+                why = error.code();
+                what = error.what();
+            }
+            failed = faults.failedCall();
+            hasRenamed = faults.hasRenamed();
+        }
+        SCOPED_TRACE(failed.value_or("none"));
+        EXPECT_EQ(contents(file), hasRenamed ? "new" : "old");
+        EXPECT_EQ(why == std::errc::no_space_on_device, !hasRenamed);
+        EXPECT_EQ(what, hasRenamed ? "" : link.native() + ": No space left on device");
+        EXPECT_TRUE(fs::is_symlink(link));
+        EXPECT_EQ(count(), 2);
+        ASSERT_LT(failing, 20);
+    }
+    EXPECT_GT(failing, 9) << "making, writing, flushing, closing, renaming, and three with the folder";
 }
 
 TEST_F(PrivateFileTest, WhatIsNoFileIsRefusedAndStays) {

@@ -1,9 +1,12 @@
 #include "PlatformCore/SealedFileStore.h"
 
+#include "Environment.h"
+#include "FileFaults/FileFaults.h"
 #include "SecretStoreSuite.h"
 #include "TestSupport/TemporaryFolder.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <csignal>
 #include <fcntl.h>
 #include <filesystem>
@@ -306,6 +309,58 @@ TEST_F(SealedFileStoreTest, AFullDiskLeavesTheFileAsItWas) {
     EXPECT_EQ(status, 0);
     EXPECT_EQ(contents(), before);
     EXPECT_EQ(std::distance(fs::directory_iterator(folder.path), fs::directory_iterator()), 2);
+}
+
+TEST_F(SealedFileStoreTest, WhicheverCallFailsTheOldSecretOrTheNewOneIsThereAndNothingBesides) {
+    const Bytes old = *item().data;
+    const Bytes fresh{'n', 'e', 'w'};
+    ASSERT_EQ(open()->add(item()), SecretStatuses::ok);
+    const Bytes before = contents();
+    std::optional<std::string> failed = "";
+    int failing = 1;
+    for (; failed; ++failing) {
+        write(before);
+        auto store = open();
+        SecretStatus status = SecretStatuses::ok;
+        bool hasRenamed = false;
+        {
+            const FileFaults faults(failing, EIO);
+            status = store->update(query(), fresh);
+            failed = faults.failedCall();
+            hasRenamed = faults.hasRenamed();
+        }
+        SCOPED_TRACE(failed.value_or("none"));
+        EXPECT_EQ(status, hasRenamed ? SecretStatuses::ok : SecretStatuses::notAvailable);
+        if (!hasRenamed) {
+            EXPECT_EQ(contents(), before);
+            EXPECT_THAT(store->errorMessage(status), HasSubstr(": Input/output error"));
+        }
+        EXPECT_EQ(open()->copyMatching(query()).item.data, hasRenamed ? fresh : old);
+        EXPECT_EQ(std::distance(fs::directory_iterator(folder.path), fs::directory_iterator()), 2);
+        ASSERT_LT(failing, 40);
+    }
+    EXPECT_GT(failing, 16) << "two readings, the lock, and the writing";
+}
+
+TEST_F(SealedFileStoreTest, AReadingThatFailsIsNeverTakenForAMissingItem) {
+    ASSERT_EQ(open()->add(item()), SecretStatuses::ok);
+    for (const int error : {EIO, ENOENT, EACCES, ENOMEM}) {
+        std::optional<std::string> failed = "";
+        for (int failing = 1; failed; ++failing) {
+            auto store = open();
+            const FileFaults faults(failing, error);
+            const SecretStatus status = store->copyMatching(query()).status;
+            failed = faults.failedCall();
+            const bool isRead = !failed || failed == "close";
+            // A file that can't be opened since it is not there is no failure but an empty store.
+            const bool isMissing = failed == "open" && error == ENOENT;
+            EXPECT_EQ(status, isRead      ? SecretStatuses::ok
+                              : isMissing ? SecretStatuses::itemNotFound
+                                          : SecretStatuses::notAvailable)
+                << failed.value_or("none") << " " << error;
+            ASSERT_LT(failing, 20);
+        }
+    }
 }
 
 TEST_F(SealedFileStoreTest, OfManyProcessesThatAddOneItemExactlyOneSucceeds) {
