@@ -1,5 +1,6 @@
 #include "TerminalShell/PassphrasePrompt.h"
 
+#include "Base/FileDescriptor.h"
 #include "PlatformCore/EnvironmentPassphrase.h"
 
 #include <algorithm>
@@ -54,24 +55,19 @@ private:
 class QuietTerminal {
 public:
     QuietTerminal() : file(open("/dev/tty", O_RDWR | O_CLOEXEC | O_NOCTTY)) {
-        if (file < 0 || tcgetattr(file, &before) != 0) {
-            if (file >= 0) close(file);
+        if (!file || tcgetattr(file.get(), &before) != 0)
             throw PassphrasePromptError(
                 "there is no terminal to ask for the passphrase; VIMBLE_SECRET_PASSPHRASE may hold it");
-        }
         termios quiet = before;
         quiet.c_lflag &= ~static_cast<tcflag_t>(ECHO);
         quiet.c_lflag |= ICANON | ISIG;
-        tcsetattr(file, TCSAFLUSH, &quiet);
+        tcsetattr(file.get(), TCSAFLUSH, &quiet);
     }
-    ~QuietTerminal() {
-        tcsetattr(file, TCSADRAIN, &before);
-        close(file);
-    }
+    ~QuietTerminal() { tcsetattr(file.get(), TCSADRAIN, &before); }
     QuietTerminal(const QuietTerminal&) = delete;
     QuietTerminal& operator=(const QuietTerminal&) = delete;
 
-    void say(std::string_view text) const { static_cast<void>(!write(file, text.data(), text.size())); }
+    void say(std::string_view text) const { static_cast<void>(!write(file.get(), text.data(), text.size())); }
 
     Passphrase line(std::string_view prompt) const {
         say(prompt);
@@ -84,7 +80,7 @@ public:
         } wipe{text};
         while (true) {
             char c = 0;
-            const ssize_t count = read(file, &c, 1);
+            const ssize_t count = read(file.get(), &c, 1);
             if (count < 0 && errno == EINTR && pendingSignal == 0) continue;
             if (count <= 0) {
                 say("\n");
@@ -102,7 +98,7 @@ public:
     }
 
 private:
-    const int file;
+    const FileDescriptor file;
     termios before{};
 };
 

@@ -82,11 +82,8 @@ double lastChange(const fs::path& path, int depth) {
 
 /// Whether a program has locked the folder against others.
 bool isInUse(const fs::path& path) {
-    const int folder = open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-    if (folder < 0) return false;
-    const bool isLocked = flock(folder, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
-    close(folder);
-    return isLocked;
+    const FileDescriptor folder(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    return folder && flock(folder.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
 }
 
 /// Removes old leftovers. One that can't be removed is left for a later start, since it does no harm.
@@ -123,22 +120,17 @@ fs::path ApplicationFolder::place(const std::optional<fs::path>& dataDir) {
     return dataDir ? *dataDir : baseFolder("XDG_DATA_HOME", ".local/share") / folderName;
 }
 
-ApplicationFolder::~ApplicationFolder() {
-    if (lockFile >= 0) close(lockFile);
-}
-
 void ApplicationFolder::lock(const std::string& program) {
     const fs::path path = folder / ".lock";
-    const int file = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
-    if (file < 0) throw failure(path, "the lock can't be opened", errno);
+    FileDescriptor file(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
+    if (!file) throw failure(path, "the lock can't be opened", errno);
     int result = 0;
-    do result = flock(file, LOCK_EX | LOCK_NB);
+    do result = flock(file.get(), LOCK_EX | LOCK_NB);
     while (result != 0 && errno == EINTR);
     if (result != 0) {
         const int error = errno;
         std::array<char, 256> buffer{};
-        const ssize_t length = pread(file, buffer.data(), buffer.size(), 0);
-        close(file);
+        const ssize_t length = pread(file.get(), buffer.data(), buffer.size(), 0);
         if (error != EWOULDBLOCK) throw failure(path, "the lock can't be taken", error);
         std::string_view text(buffer.data(), static_cast<std::size_t>(std::max<ssize_t>(length, 0)));
         text = text.substr(0, text.find('\n'));
@@ -150,6 +142,6 @@ void ApplicationFolder::lock(const std::string& program) {
     }
     // The text only tells people who holds the lock, so go on if it can't be written.
     const std::string text = std::to_string(getpid()) + " " + program + "\n";
-    if (ftruncate(file, 0) == 0) static_cast<void>(!pwrite(file, text.data(), text.size(), 0));
-    lockFile = file;
+    if (ftruncate(file.get(), 0) == 0) static_cast<void>(!pwrite(file.get(), text.data(), text.size(), 0));
+    lockFile = std::move(file);
 }

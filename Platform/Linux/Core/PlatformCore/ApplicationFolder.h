@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Base/FileDescriptor.h"
 #include "StateKit/Date.h"
 
 #include <filesystem>
@@ -36,7 +37,6 @@ public:
     /// @throws ApplicationFolderInUse  another program holds the lock
     /// @throws ApplicationFolderError  the folder can't be made, entered or locked
     ApplicationFolder(const std::optional<std::filesystem::path>& dataDir, const std::string& program, Date now);
-    ~ApplicationFolder();
     ApplicationFolder(const ApplicationFolder&) = delete;
     ApplicationFolder& operator=(const ApplicationFolder&) = delete;
 
@@ -56,5 +56,5 @@ private:
 
     std::filesystem::path folder;
     std::filesystem::path temporaryFolder;
-    int lockFile = -1;
+    FileDescriptor lockFile;
 };

@@ -9,7 +9,6 @@
 #include <linux/netlink.h>
 #include <linux/rtnetlink.h>
 #include <sys/socket.h>
-#include <unistd.h>
 #include <utility>
 
 NetlinkPathMonitor::NetlinkPathMonitor(MainLoop& loop) : loop(loop) {}
@@ -38,7 +37,7 @@ void NetlinkPathMonitor::cancel() {
     life.reset();
     notifier.reset();
     sleepWatch.reset();
-    if (events >= 0) close(std::exchange(events, -1));
+    events.reset();
     isUpdatePosted = false;
 }
 
@@ -51,16 +50,13 @@ void NetlinkPathMonitor::setEndpointUrl(std::string url) {
 }
 
 void NetlinkPathMonitor::listen() {
-    events = socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC | SOCK_NONBLOCK, NETLINK_ROUTE);
-    if (events < 0) return;
+    events = FileDescriptor(socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC | SOCK_NONBLOCK, NETLINK_ROUTE));
+    if (!events) return;
     sockaddr_nl address{};
     address.nl_family = AF_NETLINK;
     address.nl_groups = RTMGRP_LINK | RTMGRP_IPV4_ROUTE | RTMGRP_IPV6_ROUTE | RTMGRP_IPV4_IFADDR | RTMGRP_IPV6_IFADDR;
-    if (bind(events, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
-        close(std::exchange(events, -1));
-        return;
-    }
-    notifier = std::make_unique<QSocketNotifier>(events, QSocketNotifier::Read);
+    if (bind(events.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) return events.reset();
+    notifier = std::make_unique<QSocketNotifier>(events.get(), QSocketNotifier::Read);
     QObject::connect(notifier.get(), &QSocketNotifier::activated, [this] { kernelSpoke(); });
 }
 
@@ -69,7 +65,7 @@ void NetlinkPathMonitor::kernelSpoke() {
     // some are lost when there are too many (ENOBUFS).
     std::array<char, 8192> words;
     for (;;) {
-        const ssize_t received = recv(events, words.data(), words.size(), 0);
+        const ssize_t received = recv(events.get(), words.data(), words.size(), 0);
         if (received > 0 || (received < 0 && (errno == EINTR || errno == ENOBUFS))) continue;
         break;
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Base/FileDescriptor.h"
 #include "PlatformCore/NetworkPath.h"
 #include "StateKit/MainLoop.h"
 #include "StateKit/PathMonitor.h"
@@ -45,6 +46,6 @@ private:
     bool wasSatisfied = false;
     std::unique_ptr<QSocketNotifier> notifier;
     std::unique_ptr<SleepWatch> sleepWatch;
-    int events = -1;  // the socket on which the kernel tells of changes
+    FileDescriptor events;  // the socket on which the kernel tells of changes
     bool isUpdatePosted = false;
 };

@@ -1,6 +1,7 @@
 #include "PlatformCore/NetworkPath.h"
 
-#include "QtText/QtText.h"
+#include "Base/FileDescriptor.h"
+#include "PlatformCore/Text.h"
 
 #include <QHostAddress>
 #include <QUrl>
@@ -26,15 +27,10 @@ constexpr int dumpTries = 4;  // a table that changes while it is listed is list
 /// A socket that asks the kernel for one table after the other.
 class Netlink {
 public:
-    Netlink() : socketNumber(socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_ROUTE)) {
+    Netlink() : netlink(socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_ROUTE)) {
         const timeval patience{1, 0};
-        if (socketNumber >= 0) setsockopt(socketNumber, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+        if (netlink) setsockopt(netlink.get(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
     }
-    ~Netlink() {
-        if (socketNumber >= 0) close(socketNumber);
-    }
-    Netlink(const Netlink&) = delete;
-    Netlink& operator=(const Netlink&) = delete;
 
     /// Calls `each` with every entry of a table. @return false if the kernel did not list it to the end
     bool dump(std::uint16_t type, std::uint8_t family, const std::function<void()>& begin,
@@ -54,7 +50,7 @@ private:
     enum class Outcome { complete, interrupted, failed };
 
     Outcome dumpOnce(std::uint16_t type, std::uint8_t family, const std::function<void(const nlmsghdr&)>& each) {
-        if (socketNumber < 0) return Outcome::failed;
+        if (!netlink) return Outcome::failed;
         struct {
             nlmsghdr header;
             rtmsg route;  // the longest body of any request; all begin with the family
@@ -64,12 +60,12 @@ private:
         request.header.nlmsg_flags = NLM_F_REQUEST | NLM_F_DUMP;
         request.header.nlmsg_seq = ++sequence;
         request.route.rtm_family = family;
-        if (send(socketNumber, &request, sizeof request, 0) < 0) return Outcome::failed;
+        if (send(netlink.get(), &request, sizeof request, 0) < 0) return Outcome::failed;
 
         bool isInterrupted = false;
         alignas(nlmsghdr) static std::array<char, receiveBytes> buffer;  // only the main thread calls this
         for (;;) {
-            const ssize_t received = recv(socketNumber, buffer.data(), buffer.size(), 0);
+            const ssize_t received = recv(netlink.get(), buffer.data(), buffer.size(), 0);
             if (received < 0 && errno == EINTR) continue;
             if (received <= 0) return Outcome::failed;
             auto left = static_cast<unsigned>(received);
@@ -84,7 +80,7 @@ private:
         }
     }
 
-    const int socketNumber;
+    const FileDescriptor netlink;
     std::uint32_t sequence = 0;
 };
 

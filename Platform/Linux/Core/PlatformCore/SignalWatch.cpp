@@ -34,12 +34,12 @@ void handle(int) {
 SignalWatch::SignalWatch(std::function<void()> came) : came(std::move(came)) {
     int ends[2];
     check(pipe2(ends, O_CLOEXEC | O_NONBLOCK) == 0, "no pipe for the signals could be made");
-    readEnd = ends[0];
+    readEnd = FileDescriptor(ends[0]);
     writeEnd = ends[1];
-    notifier = std::make_unique<QSocketNotifier>(readEnd, QSocketNotifier::Read);
+    notifier = std::make_unique<QSocketNotifier>(readEnd.get(), QSocketNotifier::Read);
     QObject::connect(notifier.get(), &QSocketNotifier::activated, [this] {
         char bytes[64];
-        while (::read(readEnd, bytes, sizeof bytes) > 0) {
+        while (::read(readEnd.get(), bytes, sizeof bytes) > 0) {
         }
         this->came();
     });
@@ -57,8 +57,7 @@ SignalWatch::SignalWatch(std::function<void()> came) : came(std::move(came)) {
 SignalWatch::~SignalWatch() {
     for (std::size_t i = 0; i < watched.size(); ++i) sigaction(watched[i], &before[i], nullptr);
     notifier.reset();
-    close(readEnd);
-    close(writeEnd.exchange(-1));
+    const FileDescriptor ended(writeEnd.exchange(-1));
 }
 
 bool SignalWatch::hasCome() { return signalCame; }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Base/FileDescriptor.h"
+
 #include <QSocketNotifier>
 
 #include <functional>
@@ -24,6 +26,6 @@ public:
 
 private:
     std::function<void()> came;
-    int readEnd = -1;
+    FileDescriptor readEnd;
     std::unique_ptr<QSocketNotifier> notifier;
 };

@@ -45,16 +45,15 @@ void putField(std::string& out, std::string_view name, std::string_view value) {
     out += '\n';
 }
 
-int connectTo(const std::string& path) {
+FileDescriptor connectTo(const std::string& path) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
-    if (path.size() >= sizeof address.sun_path) return -1;
+    if (path.size() >= sizeof address.sun_path) return {};
     std::memcpy(address.sun_path, path.data(), path.size());
-    const int connected = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    if (connected < 0) return -1;
-    if (connect(connected, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) return connected;
-    close(connected);
-    return -1;
+    FileDescriptor connected(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    if (!connected || connect(connected.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
+        return {};
+    return connected;
 }
 
 }  // namespace
@@ -63,10 +62,6 @@ SystemLog::SystemLog(Destination destination, std::optional<LogLevel> least, std
                      std::string journalSocket)
     : least(least), identifier(std::move(identifier)) {
     if (destination == Destination::journal || isJournal(STDERR_FILENO)) journal = connectTo(journalSocket);
-}
-
-SystemLog::~SystemLog() {
-    if (journal >= 0) close(journal);
 }
 
 bool SystemLog::isJournal(int fileDescriptor) {
@@ -85,7 +80,7 @@ bool SystemLog::isJournal(int fileDescriptor) {
 
 bool SystemLog::writeToJournal(LogLevel level, std::string_view subsystem, std::string_view category,
                                std::string_view message) {
-    if (journal < 0) return false;
+    if (!journal) return false;
     const char digit = priority(level);
     std::string entry;
     entry.reserve(message.size() + 256);
@@ -95,7 +90,7 @@ bool SystemLog::writeToJournal(LogLevel level, std::string_view subsystem, std::
     putField(entry, "SYSLOG_IDENTIFIER", identifier);
     putField(entry, "MESSAGE", message);
     // If the journal is busy, lose the message instead of waiting.
-    const ssize_t sent = send(journal, entry.data(), entry.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+    const ssize_t sent = send(journal.get(), entry.data(), entry.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
     return sent >= 0 || errno == EAGAIN || errno == ENOBUFS;
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Base/FileDescriptor.h"
 #include "StateKit/Log.h"
 
 #include <optional>
@@ -22,7 +23,6 @@ public:
     /// @param journalSocket  where the journal listens
     SystemLog(Destination destination, std::optional<LogLevel> least, std::string identifier,
               std::string journalSocket = "/run/systemd/journal/socket");
-    ~SystemLog() override;
 
     void write(LogLevel level, std::string_view subsystem, std::string_view category,
                std::string_view message) override;
@@ -37,5 +37,5 @@ private:
 
     const std::optional<LogLevel> least;
     const std::string identifier;
-    int journal = -1;  // a connected datagram socket; written to by any thread
+    FileDescriptor journal;  // a connected datagram socket; written to by any thread
 };
