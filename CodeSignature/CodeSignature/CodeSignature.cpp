@@ -1,7 +1,7 @@
 #include "CodeSignature/CodeSignature.h"
 
 #include "Base/FileDescriptor.h"
-#include "CodeSignature/BundleReader.h"
+#include "CodeSignature/BundleHasher.h"
 #include "CodeSignature/CmsSignature.h"
 #include "CodeSignature/CodeSignatureError.h"
 #include "CodeSignature/EscapedText.h"
@@ -43,7 +43,7 @@ CodeSignature::Profile CodeSignature::verify(const std::filesystem::path& path) 
     } else if (folder.signature) {
         throw CodeSignatureError(Code::badSeal, "the seal is ad hoc, and has a signature all the same");
     }
-    BundleReader(bundle.get(), &seal).read();
+    BundleHasher(bundle.get(), &seal).read();
     profile.entries = seal.entries.size();
     for (const SealEntry& entry : seal.entries) profile.bytes += entry.size;
     profile.sealDigest = Sha256::of(folder.seal);
@@ -56,7 +56,7 @@ void CodeSignature::seal(const std::filesystem::path& path, const SigningIdentit
     if (::flock(bundle.get(), LOCK_EX | LOCK_NB) != 0)
         throw CodeSignatureError(Code::notWritten, path.native(), "it is being sealed by another program");
     SealFolder::removeLeftovers(path);
-    const Seal seal = Seal::of(BundleReader(bundle.get(), nullptr).read(), identity != nullptr);
+    const Seal seal = Seal::of(BundleHasher(bundle.get(), nullptr).read(), identity != nullptr);
     SealFolder folder{seal.bytes(), std::nullopt};
     if (folder.seal.size() > Seal::maximumBytes)
         throw CodeSignatureError(Code::unsealable, "", "its list would be larger than 32 MiB");

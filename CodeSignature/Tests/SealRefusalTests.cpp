@@ -3,7 +3,7 @@
 #include "TestBundle.h"
 
 #include "Base/FileDescriptor.h"
-#include "CodeSignature/BundleReader.h"
+#include "CodeSignature/BundleHasher.h"
 #include "CodeSignature/CodeSignatureError.h"
 
 #include <gtest/gtest.h>
@@ -375,7 +375,7 @@ TEST_F(SealRefusalTest, AFileThatChangesWhileItIsReadIsNamed) {
     // times, since the writer may not get a turn while the file is read.
     for (int tries = 0; tries < 100 && refusal.empty(); ++tries) {
         try {
-            BundleReader(folder.get(), nullptr).read();
+            BundleHasher(folder.get(), nullptr).read();
         } catch (const CodeSignatureError& error) {
             EXPECT_EQ(error.code, CodeSignatureErrorCode::unreadable);
             refusal = error.what();

@@ -1,4 +1,4 @@
-#include "CodeSignature/BundleReader.h"
+#include "CodeSignature/BundleHasher.h"
 
 #include "Base/File.h"
 #include "Base/FileDescriptor.h"
@@ -95,10 +95,10 @@ std::string octal(unsigned mode) {
 
 }  // namespace
 
-BundleReader::BundleReader(int bundle, const Seal* expected)
+BundleHasher::BundleHasher(int bundle, const Seal* expected)
     : bundle(bundle), expected(expected), buffer(bufferBytes) {}
 
-std::vector<SealEntry> BundleReader::read() {
+std::vector<SealEntry> BundleHasher::read() {
     readFolder(bundle, "", 0);
     checkNothingMissing();
     std::ranges::sort(entries, {}, &SealEntry::path);
@@ -106,7 +106,7 @@ std::vector<SealEntry> BundleReader::read() {
     return std::move(entries);
 }
 
-void BundleReader::readFolder(int folder, const std::string& path, unsigned depth) {
+void BundleHasher::readFolder(int folder, const std::string& path, unsigned depth) {
     const struct stat before = statusOf(folder, path);
     const SealEntry entry{SealEntry::Kind::directory, path, permissions(before, path)};
     meet(entry);
@@ -120,7 +120,7 @@ void BundleReader::readFolder(int folder, const std::string& path, unsigned dept
     if (!areSame(before, statusOf(folder, path))) throw changing(path);
 }
 
-void BundleReader::readEntry(int folder, const std::string& name, const std::string& path, unsigned depth) {
+void BundleHasher::readEntry(int folder, const std::string& name, const std::string& path, unsigned depth) {
     if (expected && !expected->find(path)) throw CodeSignatureError(Code::filesDiffer, path, "it is not in the seal");
     if (path.size() > Seal::maximumPathBytes || depth >= Seal::maximumDepth)
         throw CodeSignatureError(Code::unsealable, path, "it lies too deep in the bundle");
@@ -144,7 +144,7 @@ void BundleReader::readEntry(int folder, const std::string& name, const std::str
     }
 }
 
-void BundleReader::readFile(int folder, const std::string& name, SealEntry entry, const struct stat& seen) {
+void BundleHasher::readFile(int folder, const std::string& name, SealEntry entry, const struct stat& seen) {
     meet(entry);
     const FileDescriptor file = File::openAt(folder, name);
     if (!file) throw notReadable(entry.path);
@@ -166,7 +166,7 @@ void BundleReader::readFile(int folder, const std::string& name, SealEntry entry
     keep(std::move(entry));
 }
 
-void BundleReader::readLink(int folder, const std::string& name, SealEntry entry) {
+void BundleHasher::readLink(int folder, const std::string& name, SealEntry entry) {
     meet(entry);
     std::array<char, BundleLinks::maximumTargetBytes + 1> text;
     const ssize_t length = ::readlinkat(folder, name.c_str(), text.data(), text.size());
@@ -179,7 +179,7 @@ void BundleReader::readLink(int folder, const std::string& name, SealEntry entry
     keep(std::move(entry));
 }
 
-void BundleReader::meet(const SealEntry& entry) {
+void BundleHasher::meet(const SealEntry& entry) {
     if (++met > Seal::maximumEntries)
         throw CodeSignatureError(Code::unsealable, "", "it holds more than 100000 files and folders");
     if (entry.size > Seal::maximumFileBytes || (total += entry.size) > Seal::maximumFileBytes)
@@ -196,7 +196,7 @@ void BundleReader::meet(const SealEntry& entry) {
     if (wanted->size != entry.size) differs("its contents are not what was sealed");
 }
 
-void BundleReader::keep(SealEntry entry) {
+void BundleHasher::keep(SealEntry entry) {
     if (expected) {
         const SealEntry* wanted = expected->find(entry.path);
         if (!wanted || *wanted != entry)
@@ -207,7 +207,7 @@ void BundleReader::keep(SealEntry entry) {
     entries.push_back(std::move(entry));
 }
 
-void BundleReader::checkNothingMissing() const {
+void BundleHasher::checkNothingMissing() const {
     if (!expected || entries.size() == expected->entries.size()) return;
     std::vector<std::string_view> found;
     for (const SealEntry& entry : entries) found.push_back(entry.path);

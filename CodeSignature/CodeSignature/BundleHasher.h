@@ -15,12 +15,12 @@
 /// seen. Owners, times, extended attributes and the inherited group of a folder (set-group-ID) are ignored.
 ///
 /// One object does one reading. Blocks for as long as the disk takes; any thread.
-class BundleReader {
+class BundleHasher {
 public:
     /// @param bundle    an open folder, borrowed
     /// @param expected  what the bundle has to hold, borrowed; null: anything. A file that already differs
     ///                  from it in kind, mode or size is refused without being hashed.
-    BundleReader(int bundle, const Seal* expected);
+    BundleHasher(int bundle, const Seal* expected);
 
     /// @return everything but the folder of the seal, in no order
     /// @throws CodeSignatureError filesDiffer   the first difference from what was expected
