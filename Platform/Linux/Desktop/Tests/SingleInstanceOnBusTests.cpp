@@ -19,9 +19,10 @@
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using namespace std::chrono_literals;
-using Outcome = SingleInstance::Outcome;
 
 namespace {
+
+using Outcome = SingleInstance::Outcome;
 
 /// A connection of its own to the bus, like that of another program.
 class Connection {
