@@ -2,6 +2,7 @@
 
 #include "StateKit/Json.h"
 #include "StateKit/Printed.h"
+#include "StateKit/Record.h"
 
 #include <cstddef>
 #include <filesystem>
@@ -137,7 +138,7 @@ Type Disk::load(const std::optional<std::string>& key) const {
 
 template <class Type>
 void Disk::load(Type& variable, const std::optional<std::string>& key) const {
-    if constexpr (PrintDetail::isOptional<Type>)
+    if constexpr (isOptional<Type>)
         variable = load<typename Type::value_type>(key);
     else
         variable = load<Type>(key);

@@ -85,10 +85,6 @@ struct JsonForm;
 namespace JsonDetail {
 
 template <class Type>
-inline constexpr bool isOptional = false;
-template <class Type>
-inline constexpr bool isOptional<std::optional<Type>> = true;
-template <class Type>
 inline constexpr bool isList = false;
 template <class Type>
 inline constexpr bool isList<std::vector<Type>> = true;

@@ -38,10 +38,6 @@ std::string plainName(const std::type_info& type);
 void appendQuoted(std::string& out, std::string_view text);
 
 template <class Type>
-inline constexpr bool isOptional = false;
-template <class Type>
-inline constexpr bool isOptional<std::optional<Type>> = true;
-template <class Type>
 inline constexpr bool isPair = false;
 template <class First, class Second>
 inline constexpr bool isPair<std::pair<First, Second>> = true;
@@ -124,7 +120,7 @@ std::string printed(const Type& value) {
 
 template <class Type>
 std::string plainTypeName() {
-    if constexpr (PrintDetail::isOptional<Type>)
+    if constexpr (isOptional<Type>)
         return plainTypeName<typename Type::value_type>();
     else if constexpr (std::same_as<Type, std::string>)
         return "String";

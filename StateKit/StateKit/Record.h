@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <functional>
+#include <optional>
 #include <tuple>
 #include <type_traits>
 #include <utility>
@@ -21,6 +22,12 @@ struct Field {
     Member Owner::*member;
     bool isStored;  // false: not in the JSON form, neither written nor read
 };
+
+/// Whether a type is a `std::optional`, which JSON, print and the disk treat apart: a field of it may be missing.
+template <class Type>
+inline constexpr bool isOptional = false;
+template <class Type>
+inline constexpr bool isOptional<std::optional<Type>> = true;
 
 template <class Type>
 concept Record = requires {

@@ -93,7 +93,7 @@ bool takeField(const Node& node, const char* name, Type& out) {
         if (!take(member.value, out)) return false;
         isThere = true;
     }
-    return isThere || JsonDetail::isOptional<Type>;
+    return isThere || isOptional<Type>;
 }
 bool take(const Node& node, Leaf& out) {
     out = {};
