@@ -20,7 +20,7 @@ bool usesTls(std::string_view url) {
     return scheme != "ws" && scheme != "http";
 }
 
-std::string textOf(const std::optional<TransportError>& error) { return error ? error->text : "unknown error"; }
+std::string reason(const std::optional<TransportError>& error) { return error ? error->text : "unknown error"; }
 
 }  // namespace
 
@@ -96,7 +96,7 @@ void Websocket::send(Opcode opcode, Bytes content) {
 void Websocket::stateChanged(TransportState state, const std::optional<TransportError>& error) {
     switch (state) {
         case TransportState::setup: log.debug("NW Setup"); return;
-        case TransportState::waiting: log.error("NW Waiting: " + textOf(error)); return;
+        case TransportState::waiting: log.error("NW Waiting: " + reason(error)); return;
         case TransportState::preparing: log.debug("NW Preparing"); return;
         case TransportState::ready:
             log.info("NW Connected");
@@ -104,7 +104,7 @@ void Websocket::stateChanged(TransportState state, const std::optional<Transport
             if (WebsocketDelegate* receiver = delegate.get()) receiver->websocketDidConnect(*this);
             return;
         case TransportState::failed:
-            log.error("NW Failed: " + textOf(error));
+            log.error("NW Failed: " + reason(error));
             disconnected(error, closeCode);
             return;
         case TransportState::cancelled:

@@ -141,14 +141,14 @@ pid_t DesktopUpdateFixture::successorOf(pid_t old) {
 
 std::vector<std::string> DesktopUpdateFixture::argumentsOf(pid_t process) {
     std::vector<std::string> words;
-    std::istringstream text(Publisher::textOf("/proc/" + std::to_string(process) + "/cmdline"));
+    std::istringstream text(Publisher::textIn("/proc/" + std::to_string(process) + "/cmdline"));
     for (std::string word; std::getline(text, word, '\0');) words.push_back(word);
     return words;
 }
 
 bool DesktopUpdateFixture::hasEnded(pid_t process) {
     // The state follows the name, which stands in parentheses; Z is a process that nobody has waited for.
-    const std::string status = Publisher::textOf("/proc/" + std::to_string(process) + "/stat");
+    const std::string status = Publisher::textIn("/proc/" + std::to_string(process) + "/stat");
     return status.empty() || status.find(") Z ") != std::string::npos;
 }
 

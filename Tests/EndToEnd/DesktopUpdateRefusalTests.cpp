@@ -129,7 +129,7 @@ TEST_F(DesktopUpdateRefusalTest, WhatWasAlteredBehindTheBarIsRefusedAndPutRightI
     ASSERT_FALSE(HasFailure());
     ASSERT_THAT(staged(), SizeIs(1));
     const fs::path file = stagedBundle() / "Contents/Resources/zorvane.Vimble.desktop";
-    const std::string text = Publisher::textOf(file);
+    const std::string text = Publisher::textIn(file);
     Publisher::rewrite(file, text + "Exec=something else\n");
     clickUpdate();
     const std::string why = failure();

@@ -152,7 +152,7 @@ TEST_F(DesktopUpdateTest, ABundleThatBringsEverythingAlongLooksForItsUpdatesOver
     openWindows();
     ASSERT_FALSE(HasFailure());
     const auto loads = [&](pid_t process, const std::string& library) {
-        const std::string map = Publisher::textOf("/proc/" + std::to_string(process) + "/maps");
+        const std::string map = Publisher::textIn("/proc/" + std::to_string(process) + "/maps");
         EXPECT_THAT(lines(map, library), ::testing::Not(IsEmpty())) << library;
         for (const std::string& line : lines(map, library))
             EXPECT_THAT(line, ::testing::HasSubstr((bundle() / "Contents/Frameworks").native()));

@@ -105,7 +105,7 @@ void Publisher::makeBundle(const Path& bundle, const std::string& version, const
                            Layout layout) const {
     copyBundle(bundleOfThisBuild(), bundle, layout);
     const Path list = bundle / "Contents/Info.plist";
-    std::string text = textOf(list);
+    std::string text = textIn(list);
     replaceAll(text, std::string("<string>") + madeVersion + "<", "<string>" + version + "<");
     if (!manifestUrl.empty())
         replaceAll(text, "</dict>", "<key>UpdateKitManifestURL</key><string>" + manifestUrl + "</string></dict>");
@@ -152,13 +152,13 @@ void Publisher::rewrite(const Path& file, const std::string& text) {
     fs::rename(beside, file);
 }
 
-std::string Publisher::textOf(const Path& file) {
+std::string Publisher::textIn(const Path& file) {
     std::ifstream stream(file);
     return {std::istreambuf_iterator<char>(stream), {}};
 }
 
 std::string Publisher::versionOf(const Path& bundle) {
-    const std::string text = textOf(bundle / "Contents/Info.plist");
+    const std::string text = textIn(bundle / "Contents/Info.plist");
     const std::string before = "<string>";
     const std::size_t key = text.find("<key>CFBundleShortVersionString</key>");
     if (key == std::string::npos) return {};

@@ -41,7 +41,7 @@ public:
 
     /// Replaces a file's contents, and keeps its permissions.
     static void rewrite(const Path& file, const std::string& text);
-    static std::string textOf(const Path& file);
+    static std::string textIn(const Path& file);
     static std::string versionOf(const Path& bundle);
     /// Whether the real tool finds a bundle's seal unbroken.
     static bool isSealed(const Path& bundle);

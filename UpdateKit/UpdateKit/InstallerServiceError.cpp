@@ -4,7 +4,7 @@
 
 namespace {
 
-std::string textOf(InstallerServiceError::Code code, std::string_view payload) {
+std::string sentence(InstallerServiceError::Code code, std::string_view payload) {
     using Code = InstallerServiceError::Code;
     const std::string given(payload);
     switch (code) {
@@ -23,4 +23,4 @@ std::string textOf(InstallerServiceError::Code code, std::string_view payload) {
 }  // namespace
 
 InstallerServiceError::InstallerServiceError(Code code, std::string_view payload)
-    : _code(code), text(textOf(code, payload)) {}
+    : _code(code), text(sentence(code, payload)) {}
