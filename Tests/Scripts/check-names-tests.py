@@ -21,6 +21,10 @@ SOUND = {
 }
 
 
+def listing(name):
+    return f"# A house\n\n## Surface without a caller\n\n- `{name}`: for later\n\n## The `Door::wide`\n\n- `Door::wide`: no\n"
+
+
 class CheckNamesTests(unittest.TestCase):
     def complaints(self, changes):
         with tempfile.TemporaryDirectory() as root:
@@ -70,6 +74,54 @@ class CheckNamesTests(unittest.TestCase):
 
     def testTwoHeadersOfOneNameAreFound(self):
         self.assertOneComplaint({"B/B/Door.h": "#pragma once\n"}, "A/A/Door.h", "B/B/Door.h")
+
+    def testAFunctionThatNoProgramCallsIsFound(self):
+        header = SOUND["A/A/Door.h"].replace("open();", "open();\n    void close();")
+        source = SOUND["A/A/Door.cpp"] + "\nvoid Door::close() { close(); }  // close\n"
+        test = "TEST(DoorTest, Closes) { Door().close(); }\n"
+        self.assertOneComplaint({"A/A/Door.h": header, "A/A/Door.cpp": source, "A/Tests/CloseTests.cpp": test},
+                                "nothing uses `Door::close`", "A/A/Door.h:5")
+
+    def testWhatAnObjectTellsOfItselfMayBeForTestsAlone(self):
+        header = SOUND["A/A/Door.h"].replace("open();", "open();\n    bool isOpen() const { return true; }")
+        self.assertOneComplaint({"A/A/Door.h": header}, "`Door::isOpen`")
+        test = "TEST(DoorTest, IsOpen) { Door().isOpen(); }\n"
+        self.assertEqual(self.complaints({"A/A/Door.h": header, "A/Tests/OpenTests.cpp": test}), [])
+
+    def testAClassThatOnlyItsOwnMembersNameIsFound(self):
+        header = "class Lock {\npublic:\n    Lock();\n    Lock* next();\n};\n"
+        source = "Lock::Lock() { next(); }\nLock* Lock::next() { return new Lock; }\n"
+        self.assertOneComplaint({"A/A/Lock.h": header, "A/A/Lock.cpp": source}, "nothing uses `Lock`")
+
+    def testAFieldThatIsOnlyInitialisedIsFound(self):
+        header = "struct House {\n    House(int a) : size(a), count(0) {}\n    Door door;\n    int size, count;\n};\n"
+        header += "inline int sizeOf(const House& house) { return house.size; }\nvoid enter(House& house);\n"
+        self.assertOneComplaint({"B/B/House.h": header, "B/B/Use.cpp": "void f() { sizeOf(House(1)); }\n"},
+                                "nothing uses `House::count`")
+
+    def testAnEnumeratorThatNobodyNamesIsFound(self):
+        header = "enum class Colour { red, green };\n"
+        self.assertOneComplaint({"A/A/Colour.h": header, "B/B/Paint.cpp": "auto colour = Colour::red;\n"},
+                                "nothing uses `Colour::green`")
+
+    def testWhatHelpsTestsIsUsedByThem(self):
+        module = {"Tests/CMakeLists.txt": "vimble_module(Help)\n", "Tests/Help/FakeDoor.h": "class FakeDoor {};\n"}
+        self.assertOneComplaint(module, "nothing uses `FakeDoor`")
+        self.assertEqual(self.complaints({**module, "A/Tests/FakeTests.cpp": "FakeDoor door;\n"}), [])
+
+    def testWhatIsListedNeedsNoCaller(self):
+        header = SOUND["A/A/Door.h"].replace("open();", "open();\n    void close();")
+        self.assertEqual(self.complaints({"A/A/Door.h": header, "ARCHITECTURE.md": listing("Door::close")}), [])
+
+    def testAListedClassStandsForItsMembers(self):
+        header = "class Lock {\npublic:\n    void turn();\n};\n"
+        self.assertEqual(self.complaints({"A/A/Lock.h": header, "ARCHITECTURE.md": listing("Lock")}), [])
+
+    def testWhatIsListedAndUsedIsFound(self):
+        self.assertOneComplaint({"ARCHITECTURE.md": listing("Door::open")}, "`Door::open`", "is used")
+
+    def testWhatIsListedAndGoneIsFound(self):
+        self.assertOneComplaint({"ARCHITECTURE.md": listing("Door::slam")}, "`Door::slam`", "no header")
 
     def testATreeWithoutSourcesIsRefused(self):
         with tempfile.TemporaryDirectory() as root:
