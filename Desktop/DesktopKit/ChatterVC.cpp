@@ -1,7 +1,7 @@
 #include "DesktopKit/ChatterVC.h"
 
 #include "DesktopKit/ActivityNotes.h"
-#include "DesktopKit/TalkPane.h"
+#include "DesktopKit/ChatPane.h"
 
 #include <QVBoxLayout>
 
@@ -11,7 +11,7 @@ ChatterVC::ChatterVC(Kit& kit, MainLoop& loop, std::string with, QWidget* parent
     : QWidget(parent),
       kit(kit),
       _with(std::move(with)),
-      pane(new TalkPane(kit, loop, ChatterView::Authors::emoji, _with, this)) {
+      pane(new ChatPane(kit, loop, ChatterView::Authors::emoji, _with, this)) {
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(pane);

@@ -15,7 +15,7 @@
 
 #include <QWidget>
 
-class TalkPane;
+class ChatPane;
 
 /// The controller of a talk with one person: follows the session, and passes on what the user types.
 ///
@@ -50,6 +50,6 @@ private:
 
     Kit& kit;
     const std::string _with;
-    TalkPane* pane;
+    ChatPane* pane;
     std::optional<State> state;  // the last one received
 };

@@ -1,7 +1,7 @@
 #include "DesktopKit/RoomVC.h"
 
 #include "DesktopKit/ActivityNotes.h"
-#include "DesktopKit/TalkPane.h"
+#include "DesktopKit/ChatPane.h"
 
 #include <QVBoxLayout>
 
@@ -11,7 +11,7 @@ RoomVC::RoomVC(Kit& kit, MainLoop& loop, QWidget* parent)
     : QWidget(parent),
       kit(kit),
       loop(loop),
-      pane(new TalkPane(kit, loop, ChatterView::Authors::named, Kit::roomKey, this)) {
+      pane(new ChatPane(kit, loop, ChatterView::Authors::named, Kit::roomKey, this)) {
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(pane);

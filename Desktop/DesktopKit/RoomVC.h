@@ -15,7 +15,7 @@
 
 #include <QWidget>
 
-class TalkPane;
+class ChatPane;
 
 /// The controller of the room that everybody shares: what `ChatterVC` is for a talk of two, but with the names
 /// of the authors.
@@ -52,6 +52,6 @@ private:
 
     Kit& kit;
     MainLoop& loop;
-    TalkPane* pane;
+    ChatPane* pane;
     std::optional<State> state;  // the last one received
 };

@@ -18,12 +18,12 @@
 ///
 /// Its owner is a controller, which says what chat is shown, adds the notes, and calls `submit` with what the
 /// input submits. Main thread; the session and the loop must outlive it.
-class TalkPane : public QWidget {
+class ChatPane : public QWidget {
     Q_OBJECT
 
 public:
     /// @param target  where `submit` sends to: a public key, or `Kit::roomKey`
-    TalkPane(Kit& kit, MainLoop& loop, ChatterView::Authors authors, std::string target, QWidget* parent);
+    ChatPane(Kit& kit, MainLoop& loop, ChatterView::Authors authors, std::string target, QWidget* parent);
 
     ChatterView& output() { return *_output; }
     InputView& input() { return *_input; }

@@ -1,4 +1,4 @@
-#include "DesktopKit/TalkPane.h"
+#include "DesktopKit/ChatPane.h"
 
 #include "DesktopViews/Look.h"
 #include "QtText/QtText.h"
@@ -21,7 +21,7 @@
 
 namespace {
 
-const Log talkLog("zorvane.Vimble", "TalkPane");
+const Log paneLog("zorvane.Vimble", "ChatPane");
 
 /// The line between transcript and input, in the palette's present colour.
 class Divider : public QWidget {
@@ -61,7 +61,7 @@ bool turnsPage(const QKeyEvent& key) {
 
 }  // namespace
 
-TalkPane::TalkPane(Kit& kit, MainLoop& loop, ChatterView::Authors authors, std::string target, QWidget* parent)
+ChatPane::ChatPane(Kit& kit, MainLoop& loop, ChatterView::Authors authors, std::string target, QWidget* parent)
     : QWidget(parent),
       kit(kit),
       loop(loop),
@@ -87,7 +87,7 @@ TalkPane::TalkPane(Kit& kit, MainLoop& loop, ChatterView::Authors authors, std::
     _input->textView().installEventFilter(this);
 }
 
-void TalkPane::showChat(const State& state, const Chat* chat) {
+void ChatPane::showChat(const State& state, const Chat* chat) {
     _input->setOffline(state.connection != Connection::online);
     const bool areNamesNew = !(people == state.people);
     people = state.people;
@@ -106,36 +106,36 @@ void TalkPane::showChat(const State& state, const Chat* chat) {
     if (areNamesNew) _output->namesChanged();
 }
 
-void TalkPane::showAll() {
+void ChatPane::showAll() {
     isWhole = true;
     _output->setTranscript(builder.build(&chat, people, _activities));
 }
 
-void TalkPane::submit(const std::string& text) {
+void ChatPane::submit(const std::string& text) {
     bool isGone = false;
     try {
         isGone = pass(text);
     } catch (const SocketError& error) {
-        talkLog.error(std::string("Failed to send: ") + error.what());
+        paneLog.error(std::string("Failed to send: ") + error.what());
     } catch (const NaclError& error) {
-        talkLog.error(std::string("Failed to send: ") + error.what());
+        paneLog.error(std::string("Failed to send: ") + error.what());
     }
     if (isGone) return;
     // The input empties itself once this returns, so put the text back after that.
-    loop.post([pane = QPointer<TalkPane>(this), text] {
+    loop.post([pane = QPointer<ChatPane>(this), text] {
         if (pane) pane->putBack(text);
     });
 }
 
 /// @return false if the text was not sent
-bool TalkPane::pass(const std::string& text) {
+bool ChatPane::pass(const std::string& text) {
     if (text.starts_with('/')) return passCommand(std::string_view(text).substr(1));
     const bool canSend = kit.canSend();
     kit.send(text, target);
     return canSend;
 }
 
-bool TalkPane::passCommand(std::string_view command) {
+bool ChatPane::passCommand(std::string_view command) {
     if (command.empty()) return true;
     // A new name or emoji goes to everybody, so it needs the server's list, as a text does.
     const std::string_view word = command.substr(0, command.find(' '));
@@ -145,7 +145,7 @@ bool TalkPane::passCommand(std::string_view command) {
     return isGone;
 }
 
-void TalkPane::putBack(const std::string& text) {
+void ChatPane::putBack(const std::string& text) {
     if (text.empty()) return;
     InputTextView& editor = _input->textView();
     const bool wasEmpty = editor.document()->isEmpty();
@@ -154,17 +154,17 @@ void TalkPane::putBack(const std::string& text) {
     if (wasEmpty) editor.moveCursor(QTextCursor::End);
 }
 
-void TalkPane::focusInput() { _input->textView().setFocus(Qt::OtherFocusReason); }
+void ChatPane::focusInput() { _input->textView().setFocus(Qt::OtherFocusReason); }
 
-void TalkPane::changeEvent(QEvent* event) {
+void ChatPane::changeEvent(QEvent* event) {
     if (event->type() == QEvent::FontChange) fitInput();
     QWidget::changeEvent(event);
 }
 
-bool TalkPane::eventFilter(QObject* watched, QEvent* event) {
+bool ChatPane::eventFilter(QObject* watched, QEvent* event) {
     if (event->type() == QEvent::Paint && watched == _output->viewport() && !isWhole && !isWholeAsked) {
         isWholeAsked = true;
-        QMetaObject::invokeMethod(this, &TalkPane::showAll, Qt::QueuedConnection);
+        QMetaObject::invokeMethod(this, &ChatPane::showAll, Qt::QueuedConnection);
     }
     if (event->type() != QEvent::KeyPress) return QWidget::eventFilter(watched, event);
     const auto& key = static_cast<const QKeyEvent&>(*event);
@@ -181,11 +181,11 @@ bool TalkPane::eventFilter(QObject* watched, QEvent* event) {
 }
 
 /// Makes the input high enough for one line of text at any size of the desktop's font.
-void TalkPane::fitInput() {
+void ChatPane::fitInput() {
     _input->setFixedHeight(static_cast<int>(std::lround(std::max(inputHeight, Look::scaled(inputHeight)))));
 }
 
-std::string TalkPane::nameOf(const std::string& author) const {
+std::string ChatPane::nameOf(const std::string& author) const {
     const Person* person = people.find(author);
     return person ? fromQt(DisplayText::person(*person)) : "Anonymous";
 }
