@@ -1,7 +1,6 @@
 #pragma once
 
-#include "UpdateKit/ReadyUpdateInfo.h"
-#include "UpdateKit/UpdateFailureInfo.h"
+#include "UpdateKit/UpdateEvent.h"
 
 #include <optional>
 #include <string>

@@ -4,7 +4,7 @@
 #include "Text/Text.h"
 #include "UpdateKit/FileUrl.h"
 #include "UpdateKit/InstallerClientError.h"
-#include "UpdateKit/UpdateFailureInfo.h"
+#include "UpdateKit/UpdateEvent.h"
 #include "UpdateKit/UpdateKitError.h"
 
 #include <exception>

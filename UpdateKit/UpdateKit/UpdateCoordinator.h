@@ -1,13 +1,11 @@
 #pragma once
 
 #include "StateKit/MainLoop.h"
-#include "UpdateKit/AvailableUpdate.h"
 #include "UpdateKit/Outcome.h"
-#include "UpdateKit/StagedUpdate.h"
 #include "UpdateKit/UpdateCheckState.h"
 #include "UpdateKit/UpdateEnvironment.h"
 #include "UpdateKit/UpdateEvent.h"
-#include "UpdateKit/UpdateNoUpdateInfo.h"
+#include "UpdateKit/UpdateStages.h"
 
 #include <cstdint>
 #include <functional>

@@ -3,10 +3,10 @@
 #include "StateKit/MainLoop.h"
 #include "StateKit/Signal.h"
 #include "StateKit/UserDefaults.h"
-#include "UpdateKit/StagedUpdate.h"
 #include "UpdateKit/UpdateCoordinator.h"
 #include "UpdateKit/UpdateEnvironment.h"
 #include "UpdateKit/UpdateMessages.h"
+#include "UpdateKit/UpdateStages.h"
 
 #include <functional>
 #include <memory>

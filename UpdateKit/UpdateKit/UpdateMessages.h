@@ -1,8 +1,6 @@
 #pragma once
 
-#include "UpdateKit/ReadyUpdateInfo.h"
-#include "UpdateKit/UpdateFailureInfo.h"
-#include "UpdateKit/UpdateNoUpdateInfo.h"
+#include "UpdateKit/UpdateEvent.h"
 
 // What `UpdateKit` tells the application, on the main thread.
 

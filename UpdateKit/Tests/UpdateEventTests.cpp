@@ -1,4 +1,4 @@
-#include "UpdateKit/UpdateFailureInfo.h"
+#include "UpdateKit/UpdateEvent.h"
 
 #include "UpdateKit/InstallerClientError.h"
 #include "UpdateKit/UpdateKitError.h"

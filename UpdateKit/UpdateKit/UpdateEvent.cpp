@@ -1,4 +1,4 @@
-#include "UpdateKit/UpdateFailureInfo.h"
+#include "UpdateKit/UpdateEvent.h"
 
 #include "Base/Check.h"
 #include "UpdateKit/InstallerClientError.h"
