@@ -2,8 +2,8 @@
 
 #include "DesktopKit/UpdateState.h"
 #include "StateKit/Core.h"
-#include "StateKit/CoreInitable.h"
 #include "StateKit/MainLoop.h"
+#include "StateKit/Signal.h"
 #include "StateKit/SignalTarget.h"
 #include "Text/Url.h"
 #include "UpdateKit/UpdateKit.h"

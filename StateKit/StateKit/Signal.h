@@ -1,12 +1,12 @@
 #pragma once
 
-#include "StateKit/CoreInitable.h"
 #include "StateKit/Log.h"
 #include "StateKit/MainLoop.h"
 #include "StateKit/Printed.h"
 #include "StateKit/SignalTarget.h"
 
 #include <algorithm>
+#include <concepts>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -16,6 +16,15 @@
 #include <typeinfo>
 #include <utility>
 #include <vector>
+
+/// A subset of a store's state. Its subscriber sees only this part, and is called only when it changes.
+///
+/// The type names its `StateType`, is built from a state or from none (a null pointer), and compares by
+/// content.
+template <class Subset>
+concept CoreInitable = std::equality_comparable<Subset> && requires {
+    typename Subset::StateType;
+} && std::constructible_from<Subset, const typename Subset::StateType*>;
 
 /// A borrowed value without its static type, so that one list can hold subscribers of every kind.
 class AnyValue {

@@ -3,10 +3,16 @@
 #include "UpdateKit/AppBundle.h"
 #include "UpdateKit/FileManager.h"
 #include "UpdateKit/InstallerEnvironment.h"
-#include "UpdateKit/InstallerPollingPolicy.h"
 #include "UpdateKit/InstallerRequest.h"
 
 #include <filesystem>
+
+/// How long the installer waits for the application to end.
+struct InstallerPollingPolicy {
+    double interval = 0.1;      // between two looks at the process, in seconds
+    int gracefulAttempts = 50;  // looks after the polite request; below 0 counts as 0
+    int forcedAttempts = 50;    // looks after the kill; likewise
+};
 
 /// Replaces an application by an update, from a process that outlives it.
 ///

@@ -11,8 +11,8 @@
 #include "VimbleKit/NetworkIO.h"
 #include "VimbleKit/Socket.h"
 #include "VimbleKit/State.h"
-#include "VimbleKit/ViewModel.h"
 
+#include <concepts>
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -32,6 +32,10 @@ struct KitEnvironment {
     /// session itself reads the state then.
     std::function<State()> loadState = {};
 };
+
+/// A subset of the engine's state, made for a view: what `Kit::observeModel` takes.
+template <class Model>
+concept ViewModel = CoreInitable<Model> && std::same_as<typename Model::StateType, State>;
 
 /// The session: the only door to the chat.
 ///
