@@ -32,7 +32,7 @@ void showPainted(QWidget& window) {
 void openChat(benchmark::State& state, std::size_t messageCount) {
     DesktopHistory& talk = history(messageCount);
     for (auto _ : state) {
-        auto* window = new ChatterWindow(talk.kit(), talk.loop(), DesktopHistory::partner());
+        auto window = std::make_unique<ChatterWindow>(talk.kit(), talk.loop(), DesktopHistory::partner());
         showPainted(*window);
         state.PauseTiming();
         // The beginning of a long chat is built only after the first painting.
@@ -40,7 +40,7 @@ void openChat(benchmark::State& state, std::size_t messageCount) {
         const ChatterView& view = window->chatterVC().output();
         if (!view.isAtEnd() || view.transcript().items.size() < messageCount)
             state.SkipWithError("it did not open as a whole, and at its end");
-        delete window;
+        window.reset();
         state.ResumeTiming();
     }
 }
@@ -49,7 +49,6 @@ void openChat(benchmark::State& state, std::size_t messageCount) {
 struct OpenChat {
     explicit OpenChat(std::size_t messageCount) : talk(history(messageCount)) {
         window = std::make_unique<ChatterWindow>(talk.kit(), talk.loop(), DesktopHistory::partner());
-        window->setAttribute(Qt::WA_DeleteOnClose, false);
         showPainted(*window);
         QCoreApplication::processEvents();
     }

@@ -4,7 +4,6 @@
 
 #include "DesktopKit/App.h"
 #include "DesktopKit/ChatterVC.h"
-#include "DesktopKit/ChatterWindow.h"
 #include "PlatformCore/LinuxHost.h"
 #include "PlatformCore/QtMainLoop.h"
 #include "PlatformCore/SettingsDefaults.h"
@@ -138,7 +137,7 @@ int runAsChild(std::string_view what, const std::filesystem::path& folder, int& 
         return QApplication::exec();
     }
     program.app->openConversation({DesktopHistory::partner(), "", "", false, false});
-    auto* window = ChatterWindow::existing(DesktopHistory::partner());
+    auto* window = program.app->chatterWindows().existing(DesktopHistory::partner());
     // The chat's beginning is built after the first painting.
     const FirstPaint paint(*window, [window] {
         QCoreApplication::processEvents();

@@ -2,7 +2,6 @@
 
 #include "Base/Check.h"
 #include "DesktopKit/Alert.h"
-#include "DesktopKit/ChatterWindow.h"
 #include "DesktopKit/KeyExport.h"
 #include "DesktopViews/Look.h"
 #include "PlatformDesktop/CameraProcess.h"
@@ -49,12 +48,7 @@ void centre(QWidget& window) {
 
 App::App(AppEnvironment environment) : environment(std::move(environment)) {}
 
-App::~App() {
-    tray.reset();
-    // The windows of chats belong to their class, which must not outlive the session.
-    for (QMainWindow* window : std::vector(adopted))
-        if (dynamic_cast<ChatterWindow*>(window) != nullptr) delete window;
-}
+App::~App() = default;
 
 bool App::applicationWillFinishLaunching() {
     // The engine can't start without keys, and has no way to say so: this comes before anything touches it.
@@ -80,8 +74,9 @@ bool App::applicationWillFinishLaunching() {
     adopt(*_consoleWindow, ConsoleWindow::identifier);
     _roomWindow = std::make_unique<RoomWindow>(kit, environment.loop);
     adopt(*_roomWindow, RoomWindow::identifier);
-    attention =
-        std::make_unique<WindowAttention>(kit, environment.lifecycle, *_rosterWindow, *_roomWindow, environment.alert);
+    _chatterWindows = std::make_unique<ChatterWindows>(kit, environment.loop);
+    attention = std::make_unique<WindowAttention>(kit, environment.lifecycle, *_rosterWindow, *_roomWindow,
+                                                  *_chatterWindows, environment.alert);
     _notifier = std::make_unique<Notifier>(NotifierEnvironment{
         environment.loop, kit, environment.userDefaults, environment.sounds, environment.notifications, *attention});
     _notifier->start();
@@ -158,7 +153,7 @@ MainMenu::Commands App::commands() {
 
 std::vector<MainMenu::Talk> App::talks() {
     constexpr std::size_t most = 30;
-    if (!_rosterWindow) return {};
+    if (!_chatterWindows) return {};
     const State& state = environment.kit().state();
     std::vector<std::pair<Date, const std::string*>> keys;
     for (const auto& [key, chat] : state.conversations)
@@ -174,7 +169,7 @@ std::vector<MainMenu::Talk> App::talks() {
         const Chat& chat = *state.conversations.find(*key);
         QString title = DisplayText::person(person != nullptr ? *person : Person{*key, "", "", false, false});
         const auto unread = static_cast<std::int64_t>(chat.messages.size()) - chat.readCount;
-        if (unread > 0 && ChatterWindow::existing(*key) == nullptr) title += QStringLiteral(" (%1)").arg(unread);
+        if (unread > 0 && chatterWindows().existing(*key) == nullptr) title += QStringLiteral(" (%1)").arg(unread);
         talks.push_back({title, [this, key = *key] { openConversation(key); }});
     }
     return talks;
@@ -220,9 +215,9 @@ void App::openRoom() { showForward(roomWindow()); }
 void App::openConversation(const Person& person) { openConversation(person.publicKey); }
 
 void App::openConversation(const std::string& key) {
-    ChatterWindow* window = ChatterWindow::existing(key);
+    ChatterWindow* window = chatterWindows().existing(key);
     if (window == nullptr) {
-        window = new ChatterWindow(environment.kit(), environment.loop, key);
+        window = &chatterWindows().make(key);
         adopt(*window, window->identifier(), key);
     }
     showForward(*window);
@@ -259,6 +254,11 @@ ConsoleWindow& App::consoleWindow() const {
 RoomWindow& App::roomWindow() const {
     check(_roomWindow != nullptr, "the room window is used before it is made");
     return *_roomWindow;
+}
+
+ChatterWindows& App::chatterWindows() const {
+    check(_chatterWindows != nullptr, "the windows of talks are used before there can be any");
+    return *_chatterWindows;
 }
 
 Notifier& App::notifier() const {
@@ -324,11 +324,11 @@ void App::restoreWindows() {
             show(consoleWindow(), record);
         } else if (record.identifier == RoomWindow::identifier) {
             show(roomWindow(), record);
-        } else if (!record.withKey.empty() && ChatterWindow::existing(record.withKey) == nullptr) {
-            auto* window = new ChatterWindow(environment.kit(), environment.loop, record.withKey);
-            adopt(*window, window->identifier(), record.withKey);
-            WindowRestoration::place(*window, record);
-            show(*window, record);
+        } else if (!record.withKey.empty() && chatterWindows().existing(record.withKey) == nullptr) {
+            ChatterWindow& window = chatterWindows().make(record.withKey);
+            adopt(window, window.identifier(), record.withKey);
+            WindowRestoration::place(window, record);
+            show(window, record);
         }
     }
 }

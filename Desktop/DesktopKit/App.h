@@ -4,6 +4,7 @@
 #include "AttentionKit/Notifier.h"
 #include "AttentionKit/SoundPlayer.h"
 #include "DesktopKit/AppUpdater.h"
+#include "DesktopKit/ChatterWindows.h"
 #include "DesktopKit/ConsoleWindow.h"
 #include "DesktopKit/MainMenu.h"
 #include "DesktopKit/PrefsWindow.h"
@@ -104,6 +105,8 @@ public:
     RosterWindow& rosterWindow() const;
     ConsoleWindow& consoleWindow() const;
     RoomWindow& roomWindow() const;
+    /// Those of talks.
+    ChatterWindows& chatterWindows() const;
     /// Made at the first use.
     PrefsWindow& prefsWindow();
     Notifier& notifier() const;
@@ -135,6 +138,7 @@ private:
     std::unique_ptr<WindowRestoration> restoration;
     std::unique_ptr<MainMenu> menu;
     std::unique_ptr<QMenu> trayContents;
+    std::unique_ptr<ChatterWindows> _chatterWindows;
     std::unique_ptr<TrayMenu> tray;
     bool isEnding = false;
 };

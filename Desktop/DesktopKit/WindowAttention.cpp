@@ -1,6 +1,6 @@
 #include "DesktopKit/WindowAttention.h"
 
-#include "DesktopKit/ChatterWindow.h"
+#include "DesktopKit/ChatterWindows.h"
 #include "DesktopKit/RoomWindow.h"
 #include "DesktopKit/RosterWindow.h"
 
@@ -18,8 +18,8 @@ const Date* arrival(const Chat* chat, const Person& author, const std::string& t
 }  // namespace
 
 WindowAttention::WindowAttention(Kit& kit, const Lifecycle& lifecycle, RosterWindow& people, RoomWindow& room,
-                                 std::function<void(QWidget&)> alert)
-    : kit(kit), lifecycle(lifecycle), people(people), room(room), alert(std::move(alert)) {}
+                                 const ChatterWindows& talks, std::function<void(QWidget&)> alert)
+    : kit(kit), lifecycle(lifecycle), people(people), room(room), talks(talks), alert(std::move(alert)) {}
 
 void WindowAttention::requestUserAttention(const Person& author, const std::string& text) {
     QWidget* window = windowOf(author, text);
@@ -34,5 +34,5 @@ QWidget* WindowAttention::windowOf(const Person& author, const std::string& text
     const Date* inTalk = arrival(state.conversations.find(author.publicKey), author, text);
     // If somebody has sent the same text to both, take the later one.
     if (inRoom != nullptr && (inTalk == nullptr || *inTalk < *inRoom)) return &room;
-    return ChatterWindow::existing(author.publicKey);
+    return talks.existing(author.publicKey);
 }

@@ -9,6 +9,7 @@
 
 #include <QWidget>
 
+class ChatterWindows;
 class RoomWindow;
 class RosterWindow;
 
@@ -23,7 +24,7 @@ class WindowAttention : public UserAttention {
 public:
     /// @param alert  makes the desktop mark a window as asking for attention, until the user looks at it
     WindowAttention(Kit& kit, const Lifecycle& lifecycle, RosterWindow& people, RoomWindow& room,
-                    std::function<void(QWidget&)> alert);
+                    const ChatterWindows& talks, std::function<void(QWidget&)> alert);
 
     bool isActive() const override { return lifecycle.isActive(); }
     void requestUserAttention(const Person& author, const std::string& text) override;
@@ -36,5 +37,6 @@ private:
     const Lifecycle& lifecycle;
     RosterWindow& people;
     RoomWindow& room;
+    const ChatterWindows& talks;
     const std::function<void(QWidget&)> alert;
 };

@@ -1,7 +1,5 @@
 #include "AppFixture.h"
 
-#include "DesktopKit/ChatterWindow.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -40,7 +38,7 @@ protected:
         return titles;
     }
 
-    ChatterWindow* chat() { return ChatterWindow::existing(keyTextOf(2)); }
+    ChatterWindow* chat() { return app->chatterWindows().existing(keyTextOf(2)); }
 };
 
 TEST_F(AppAttentionTest, TheLaunchStartsToFollowTheSession) {

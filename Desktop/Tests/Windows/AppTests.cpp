@@ -1,6 +1,5 @@
 #include "AppFixture.h"
 
-#include "DesktopKit/ChatterWindow.h"
 #include "DesktopKit/QuitRequests.h"
 #include "DesktopViews/InputView.h"
 
@@ -101,14 +100,14 @@ TEST_F(AppTest, ALinkBringsTheHiddenPeopleWindowForwardWithTheDesktopsToken) {
 TEST_F(AppTest, APersonWhoHasAWindowGetsNoSecond) {
     ASSERT_TRUE(start());
     app->openConversation(person(2));
-    auto* first = ChatterWindow::existing(keyTextOf(2));
+    auto* first = app->chatterWindows().existing(keyTextOf(2));
     ASSERT_NE(first, nullptr);
     EXPECT_TRUE(first->isVisible());
     app->openConversation(person(3));
     app->openConversation(person(2));
-    EXPECT_EQ(ChatterWindow::existing(keyTextOf(2)), first);
+    EXPECT_EQ(app->chatterWindows().existing(keyTextOf(2)), first);
     EXPECT_EQ(last, first);
-    EXPECT_THAT(ChatterWindow::windows(), SizeIs(2));
+    EXPECT_THAT(app->chatterWindows().windows(), SizeIs(2));
 }
 
 TEST_F(AppTest, WithoutATrayTheLastWindowIsMinimisedInsteadOfClosed) {
@@ -132,10 +131,10 @@ TEST_F(AppTest, AChatThatIsTheLastWindowIsMinimisedAndLives) {
     ASSERT_TRUE(start());
     app->openConversation(person(2));
     app->rosterWindow().close();
-    auto* chat = ChatterWindow::existing(keyTextOf(2));
+    auto* chat = app->chatterWindows().existing(keyTextOf(2));
     chat->close();
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    EXPECT_EQ(ChatterWindow::existing(keyTextOf(2)), chat);
+    EXPECT_EQ(app->chatterWindows().existing(keyTextOf(2)), chat);
     EXPECT_TRUE(chat->isMinimized());
 }
 
@@ -145,21 +144,21 @@ TEST_F(AppTest, WhatWasOpenAtTheEndComesBackAtItsPlaceUnderFreshIdentifiers) {
     app->openRoom();
     app->openConversation(person(2));
     app->openConversation(person(3));
-    auto* chat = ChatterWindow::existing(keyTextOf(2));
+    auto* chat = app->chatterWindows().existing(keyTextOf(2));
     chat->setGeometry(120, 90, 400, 300);
     app->roomWindow().setGeometry(30, 40, 444, 333);
     const QRect chatFrame = chat->geometry();
     const QRect roomFrame = app->roomWindow().geometry();
     const std::string identifier = chat->identifier();
     endProgram();
-    ASSERT_THAT(ChatterWindow::windows(), IsEmpty());
+    EXPECT_THAT(visibleWindows(), IsEmpty());
 
     ASSERT_TRUE(start());
     EXPECT_TRUE(app->consoleWindow().isVisible());
     EXPECT_TRUE(app->roomWindow().isVisible());
     EXPECT_EQ(app->roomWindow().geometry(), roomFrame);
-    ASSERT_THAT(ChatterWindow::windows(), SizeIs(2));
-    auto* restored = ChatterWindow::existing(keyTextOf(2));
+    ASSERT_THAT(app->chatterWindows().windows(), SizeIs(2));
+    auto* restored = app->chatterWindows().existing(keyTextOf(2));
     ASSERT_NE(restored, nullptr);
     EXPECT_EQ(restored->geometry(), chatFrame);
     EXPECT_NE(restored->identifier(), identifier);
@@ -168,14 +167,14 @@ TEST_F(AppTest, WhatWasOpenAtTheEndComesBackAtItsPlaceUnderFreshIdentifiers) {
 TEST_F(AppTest, AMinimisedChatKeepsItsPlaceThroughRunsInWhichNobodyLooksAtIt) {
     ASSERT_TRUE(start());
     app->openConversation(person(2));
-    auto* chat = ChatterWindow::existing(keyTextOf(2));
+    auto* chat = app->chatterWindows().existing(keyTextOf(2));
     chat->setGeometry(120, 90, 400, 300);
     const QRect frame = chat->geometry();
     chat->showMinimized();
     for (int run = 0; run < 2; ++run) {
         endProgram();
         ASSERT_TRUE(start());
-        chat = ChatterWindow::existing(keyTextOf(2));
+        chat = app->chatterWindows().existing(keyTextOf(2));
         ASSERT_NE(chat, nullptr);
         EXPECT_TRUE(chat->isMinimized());
     }
@@ -213,7 +212,7 @@ TEST_F(AppTest, AProgramThatDiesForgetsNoWindow) {
     app->openConversation(person(2));
     pass();
     app->openConversation(person(3));
-    ChatterWindow::existing(keyTextOf(3))->close();
+    app->chatterWindows().existing(keyTextOf(3))->close();
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     pass();
     const auto file = session.folder.path / "app" / "WindowRecords.json";
@@ -223,8 +222,8 @@ TEST_F(AppTest, AProgramThatDiesForgetsNoWindow) {
     std::ofstream(file) << text;  // whatever its last moments did
 
     ASSERT_TRUE(start());
-    EXPECT_NE(ChatterWindow::existing(keyTextOf(2)), nullptr);
-    EXPECT_EQ(ChatterWindow::existing(keyTextOf(3)), nullptr);
+    EXPECT_NE(app->chatterWindows().existing(keyTextOf(2)), nullptr);
+    EXPECT_EQ(app->chatterWindows().existing(keyTextOf(3)), nullptr);
 }
 
 TEST_F(AppTest, AWindowClosedBeforeTheEndStaysClosedAndKeepsItsPlace) {
@@ -259,8 +258,8 @@ TEST_F(AppTest, ARecordForAStrangerOpensTheirChat) {
     std::ofstream(session.folder.path / "app" / "WindowRecords.json")
         << R"({"windows": [{"identifier": "x", "WithKey": "abc", "frame": "", "isOpen": true, "isMinimized": false}]})";
     ASSERT_TRUE(start());
-    ASSERT_NE(ChatterWindow::existing("abc"), nullptr);
-    EXPECT_EQ(ChatterWindow::existing("abc")->windowTitle(), "Anonymous");
+    ASSERT_NE(app->chatterWindows().existing("abc"), nullptr);
+    EXPECT_EQ(app->chatterWindows().existing("abc")->windowTitle(), "Anonymous");
 }
 
 TEST_F(AppTest, EveryWindowCarriesTheMenuAndNoShortcutIsThereTwice) {
@@ -269,7 +268,7 @@ TEST_F(AppTest, EveryWindowCarriesTheMenuAndNoShortcutIsThereTwice) {
     for (QMainWindow* window :
          {static_cast<QMainWindow*>(&app->rosterWindow()), static_cast<QMainWindow*>(&app->consoleWindow()),
           static_cast<QMainWindow*>(&app->roomWindow()),
-          static_cast<QMainWindow*>(ChatterWindow::existing(keyTextOf(2)))}) {
+          static_cast<QMainWindow*>(app->chatterWindows().existing(keyTextOf(2)))}) {
         std::set<QString> shortcuts;
         std::set<QString> texts;
         for (QAction* menu : window->menuBar()->actions()) {
@@ -367,7 +366,7 @@ TEST_F(AppTest, TheTalksOfThoseWhoAreAwayAreInTheMenuTheLatestFirst) {
     EXPECT_EQ(talks->actions()[1]->text(), "Ann && Co (1)");
 
     talks->actions()[1]->trigger();
-    auto* window = ChatterWindow::existing(keyTextOf(2));
+    auto* window = app->chatterWindows().existing(keyTextOf(2));
     ASSERT_NE(window, nullptr);
     EXPECT_TRUE(window->isVisible());
     Q_EMIT talks->aboutToShow();
