@@ -26,9 +26,7 @@ public:
 
     void run(std::function<void()> work) override;
 
-    /// Waits until all work is done, but no longer than `limit`.
-    /// @return false if some work is not done: it goes on, and goes on using what it refers to
-    bool finish(std::chrono::milliseconds limit);
+    [[nodiscard]] bool finish(std::chrono::milliseconds limit) override;
 
 private:
     void serve();
