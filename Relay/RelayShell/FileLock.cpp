@@ -21,35 +21,28 @@ FileLockError failure(const std::filesystem::path& file, const char* what) {
 FileLock::FileLock(std::filesystem::path place) : file(std::move(place)) {
     std::error_code error;
     if (file.has_parent_path()) std::filesystem::create_directories(file.parent_path(), error);
-    descriptor = ::open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-    if (descriptor < 0) throw failure(file, "opened");
+    descriptor = FileDescriptor(::open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+    if (!descriptor) throw failure(file, "opened");
 }
 
-FileLock::FileLock(FileLock&& other) noexcept
-    : file(std::move(other.file)), descriptor(std::exchange(other.descriptor, -1)) {}
-
-bool FileLock::tryTake() { return ::flock(descriptor, LOCK_EX | LOCK_NB) == 0; }
+bool FileLock::tryTake() { return ::flock(descriptor.get(), LOCK_EX | LOCK_NB) == 0; }
 
 void FileLock::take() {
-    while (::flock(descriptor, LOCK_EX) != 0) check(errno == EINTR, "A file lock can't be waited for.");
+    while (::flock(descriptor.get(), LOCK_EX) != 0) check(errno == EINTR, "A file lock can't be waited for.");
 }
 
-void FileLock::giveBack() { ::flock(descriptor, LOCK_UN); }
-
-void FileLock::close() {
-    if (descriptor >= 0) ::close(std::exchange(descriptor, -1));
-}
+void FileLock::giveBack() { ::flock(descriptor.get(), LOCK_UN); }
 
 std::string FileLock::text() const {
     std::string text(1000, '\0');
-    const auto count = ::pread(descriptor, text.data(), text.size(), 0);
+    const auto count = ::pread(descriptor.get(), text.data(), text.size(), 0);
     if (count < 0) throw failure(file, "read");
     text.resize(static_cast<std::size_t>(count));
     return text;
 }
 
 void FileLock::setText(const std::string& text) {
-    if (::ftruncate(descriptor, 0) != 0 ||
-        ::pwrite(descriptor, text.data(), text.size(), 0) != static_cast<ssize_t>(text.size()))
+    if (::ftruncate(descriptor.get(), 0) != 0 ||
+        ::pwrite(descriptor.get(), text.data(), text.size(), 0) != static_cast<ssize_t>(text.size()))
         throw failure(file, "written");
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Base/FileDescriptor.h"
+
 #include <filesystem>
 #include <stdexcept>
 #include <string>
@@ -19,9 +21,8 @@ public:
     /// Opens the file, or makes it and its folder, for this user alone. Takes no lock.
     /// @throws FileLockError
     explicit FileLock(std::filesystem::path file);
-    FileLock(FileLock&& other) noexcept;
+    FileLock(FileLock&& other) noexcept = default;
     FileLock& operator=(FileLock&&) = delete;
-    ~FileLock() { close(); }
 
     /// Takes the lock unless somebody else has one on the file. @return whether it was taken
     [[nodiscard]] bool tryTake();
@@ -30,7 +31,7 @@ public:
     /// Gives the lock back, for all processes that share it.
     void giveBack();
     /// Lets go of the file: what is called next fails. A process that was forked keeps the lock.
-    void close();
+    void close() { descriptor.reset(); }
 
     /// What stands in the file, up to 1000 bytes. @throws FileLockError
     std::string text() const;
@@ -39,5 +40,5 @@ public:
 
 private:
     std::filesystem::path file;
-    int descriptor;
+    FileDescriptor descriptor;
 };
