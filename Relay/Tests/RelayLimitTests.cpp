@@ -175,7 +175,7 @@ TEST_F(RelayLimitTest, LinksAndConnectionsFromOneAddressAreLimited) {
     ASSERT_TRUE(second.join());
     RelayClient third(ada, port);
     EXPECT_FALSE(third.upgrade());
-    EXPECT_EQ(third.stream.reason().code, 1013);
+    EXPECT_EQ(third.reasonCode(), 1013);
     // Twice as many connections and 16 may be open without ever becoming links.
     std::vector<std::unique_ptr<RawConnection>> crowd;
     for (int count = 0; count < 20; ++count) crowd.push_back(std::make_unique<RawConnection>(port));
@@ -245,27 +245,20 @@ protected:
         makeCertificate(certificate, key, "first");
         return serve({"--tls-certificate", certificate, "--tls-key", key});
     }
-    static std::string nameOf(TlsRelayClient& client) {
-        X509* shown = SSL_get1_peer_certificate(client.stream.next_layer().native_handle());
-        char name[100] = "";
-        if (shown) X509_NAME_get_text_by_NID(X509_get_subject_name(shown), NID_commonName, name, sizeof name);
-        X509_free(shown);
-        return name;
-    }
 
     std::string certificate = (folder.path / "certificate.pem").string();
     std::string key = (folder.path / "key.pem").string();
-    boost::asio::ssl::context tls{boost::asio::ssl::context::tls_client};
+    static constexpr auto tls = RelayClient::Security::tls;
 };
 
 TEST_F(RelayTlsTest, PacksGoOverTls) {
     admit(ada);
     admit(bob);
     const auto relay = serveTls();
-    TlsRelayClient author(ada, relay->port(), tls), reader(bob, relay->port(), tls);
-    ASSERT_TRUE(author.join()) << author.error.message();
+    RelayClient author(ada, relay->port(), tls), reader(bob, relay->port(), tls);
+    ASSERT_TRUE(author.join()) << author.error();
     ASSERT_TRUE(reader.join());
-    EXPECT_EQ(nameOf(author), "first");
+    EXPECT_EQ(author.certificateName(), "first");
     std::vector<std::string> expected;
     for (const std::size_t size : {10u, 20000u, 200000u}) {
         expected.push_back(std::string(size, 'x'));
@@ -280,14 +273,14 @@ TEST_F(RelayTlsTest, PacksGoOverTls) {
 TEST_F(RelayTlsTest, TheCertificateIsReadAgainOnSighup) {
     admit(ada);
     const auto relay = serveTls();
-    TlsRelayClient before(ada, relay->port(), tls);
+    RelayClient before(ada, relay->port(), tls);
     ASSERT_TRUE(before.join());
     makeCertificate(certificate, key, "second");
     relay->signal(SIGHUP);
     EXPECT_EQ(relay->errLine(), "vimble-relay: the certificate was read again");
-    TlsRelayClient after(ada, relay->port(), tls);
+    RelayClient after(ada, relay->port(), tls);
     ASSERT_TRUE(after.join());
-    EXPECT_EQ(nameOf(after), "second");
+    EXPECT_EQ(after.certificateName(), "second");
     before.say("help");
     EXPECT_TRUE(before.readUntil([&] { return !before.answers.empty(); }));
 
@@ -295,7 +288,7 @@ TEST_F(RelayTlsTest, TheCertificateIsReadAgainOnSighup) {
     relay->signal(SIGHUP);
     EXPECT_THAT(relay->errLine(),
                 StartsWith("vimble-relay: the old certificate stays in use: the key " + key + " can't be used: "));
-    TlsRelayClient still(ada, relay->port(), tls);
+    RelayClient still(ada, relay->port(), tls);
     EXPECT_TRUE(still.join());
 }
 

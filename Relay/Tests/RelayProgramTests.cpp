@@ -64,11 +64,10 @@ TEST_F(RelayProgramTest, PacksOfEverySizeAreRelayedAndFragmentsPutTogether) {
     RelayClient author(ada, relay->port()), reader(bob, relay->port());
     ASSERT_TRUE(author.join());
     ASSERT_TRUE(reader.join());
-    author.stream.write_buffer_bytes(1000);
     Texts expected;
     // Around the borders of the frame's three forms of length, of reads, and of early writes.
     for (const std::size_t size : {0u, 21u, 22u, 500u, 65431u, 65432u, 200000u, 262040u}) {
-        author.stream.auto_fragment(size % 2 == 0);
+        author.fragment(size % 2 == 0 ? 1000 : 0);
         expected.push_back(std::string(size, 'x'));
         ASSERT_TRUE(author.write(bob, expected.back()));
     }
@@ -219,7 +218,7 @@ TEST_F(RelayProgramTest, ADiskThatIsFullClosesLinksWith1011AndLosesNothing) {
     EXPECT_THAT(get(relay->port(), "/healthz"), StartsWith("HTTP/1.1 503 "));
     RelayClient refused(ada, relay->port());
     EXPECT_FALSE(refused.join());
-    EXPECT_EQ(refused.stream.reason().code, 1011);
+    EXPECT_EQ(refused.reasonCode(), 1011);
 
     ASSERT_EQ(::prlimit(relay->id(), RLIMIT_FSIZE, &all, nullptr), 0);
     EXPECT_EQ(relay->errLine(), "vimble-relay: the database works again");
