@@ -1,7 +1,7 @@
 #include "PlatformCore/NetworkPath.h"
 
 #include "Base/FileDescriptor.h"
-#include "PlatformCore/Text.h"
+#include "QtText/QtText.h"
 
 #include <QHostAddress>
 #include <QUrl>

@@ -1,6 +1,5 @@
 #include "PlatformCore/SealedFileStore.h"
 
-#include "Environment.h"
 #include "FileFaults/FileFaults.h"
 #include "SecretStoreSuite.h"
 #include "TestSupport/TemporaryFolder.h"

@@ -62,7 +62,7 @@ const std::string twoText(64, '2');
 class Asker : public SignalTarget {
 public:
     Asker() = default;
-    ~Asker() { thread.finish(std::chrono::minutes(2)); }
+    ~Asker() { EXPECT_TRUE(thread.finish(std::chrono::minutes(2))); }
 
     std::string loadOrGenerate() {
         begin();

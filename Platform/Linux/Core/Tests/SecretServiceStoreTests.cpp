@@ -104,7 +104,7 @@ TEST(SecretServiceUnlockedTest, ASecretOverTheLimitIsUnreadableAndNotMissing) {
     large.data = Bytes((64 << 10) + 1, 'x');
     ASSERT_EQ(store->add(large), SecretStatuses::ok);
     EXPECT_EQ(store->copyMatching(query()).status, SecretStatuses::decode);
-    store->remove(query());
+    EXPECT_EQ(store->remove(query()), SecretStatuses::ok);
 }
 
 TEST(SecretServiceLockedTest, ALockedStoreNeverSaysThatAnItemIsMissing) {

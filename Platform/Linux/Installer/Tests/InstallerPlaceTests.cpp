@@ -2,8 +2,8 @@
 
 #include "Base/FileDescriptor.h"
 #include "InstallerFixture.h"
-#include "ProgramRun.h"
-#include "QtWait.h"
+#include "QtTestSupport/QtWait.h"
+#include "SigningSupport/ProgramRun.h"
 
 #include <QDBusMessage>
 
