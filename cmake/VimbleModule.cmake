@@ -56,8 +56,9 @@ endif()
 # A module: the sources of FOLDER/NAME, included by others as "NAME/File.h".
 # Modules may share a FOLDER, so each has an include folder of its own, which holds a link to its sources. Only
 # targets that link the module get that include folder, so that an include against the arrows does not find its file.
+# BUSY: tests run this module's code so much that they win more time than a little optimising takes.
 function(vimble_module name)
-    cmake_parse_arguments(MODULE "" "" "PUBLIC;PRIVATE" ${ARGN})
+    cmake_parse_arguments(MODULE "BUSY" "" "PUBLIC;PRIVATE" ${ARGN})
     file(GLOB_RECURSE sources CONFIGURE_DEPENDS
         ${CMAKE_CURRENT_SOURCE_DIR}/${name}/*.cpp ${CMAKE_CURRENT_SOURCE_DIR}/${name}/*.h)
     set(includes ${CMAKE_BINARY_DIR}/include/${name})
@@ -69,6 +70,9 @@ function(vimble_module name)
         add_library(${name} STATIC ${sources})
         target_include_directories(${name} PUBLIC ${includes})
         target_link_libraries(${name} PUBLIC ${MODULE_PUBLIC} PRIVATE ${MODULE_PRIVATE})
+        if(MODULE_BUSY AND VIMBLE_TESTS)
+            target_compile_options(${name} PRIVATE -O1)
+        endif()
     else()
         add_library(${name} INTERFACE)
         target_include_directories(${name} INTERFACE ${includes})
