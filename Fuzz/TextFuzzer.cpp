@@ -3,10 +3,11 @@
 #include "FuzzSupport/FuzzInput.h"
 
 #include "Base/Check.h"
-#include "StateKit/Json.h"
 #include "StateKit/Printed.h"
 #include "Text/Text.h"
 #include "VimbleKit/ConsoleLines.h"
+
+#include <simdjson.h>
 
 namespace {
 

@@ -13,6 +13,7 @@
 
 #include <gtest/gtest.h>
 #include <rapidjson/document.h>
+#include <simdjson.h>
 
 namespace {
 

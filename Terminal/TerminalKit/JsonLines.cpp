@@ -1,10 +1,11 @@
 #include "TerminalKit/JsonLines.h"
 
-#include "StateKit/Json.h"
+#include "StateKit/JsonWriter.h"
 #include "Text/Text.h"
 
 #include <cmath>
 #include <cstdio>
+#include <memory>
 #include <variant>
 
 namespace {
@@ -12,26 +13,26 @@ namespace {
 /// Builds the line for one object.
 class Object {
 public:
-    explicit Object(const char* type) : writer(buffer) {
-        writer.StartObject();
+    explicit Object(const char* type) : writer(JsonWriter::compact()) {
+        writer->startObject();
         text("type", type);
     }
 
     Object& text(const char* key, std::string_view value) {
-        writer.Key(key);
+        writer->constantKey(key);
         string(value);
         return *this;
     }
     Object& flag(const char* key, bool value) {
-        writer.Key(key);
-        writer.Bool(value);
+        writer->constantKey(key);
+        writer->boolean(value);
         return *this;
     }
     Object& when(Date date) {
-        writer.Key("when");
+        writer->constantKey("when");
         const double seconds = date.toUnix();
         // Write whole milliseconds: further digits are noise of the clock.
-        writer.Double(std::isfinite(seconds) ? std::round(seconds * 1000) / 1000 : 0);
+        writer->number(std::isfinite(seconds) ? std::round(seconds * 1000) / 1000 : 0);
         return *this;
     }
     Object& person(const Person& person) {
@@ -39,25 +40,25 @@ public:
         return *this;
     }
     Object& people(const char* key, const std::vector<Person>& people) {
-        writer.Key(key);
-        writer.StartArray();
+        writer->constantKey(key);
+        writer->startArray();
         for (const Person& person : people) {
-            writer.StartObject();
+            writer->startObject();
             fields(person);
-            writer.EndObject();
+            writer->endObject();
         }
-        writer.EndArray();
+        writer->endArray();
         return *this;
     }
 
     std::string line() {
-        writer.EndObject();
-        return harmless({buffer.GetString(), buffer.GetSize()});
+        writer->endObject();
+        return harmless(writer->written());
     }
 
 private:
     void string(std::string_view value) {
-        JsonDetail::writeText(writer, Text::isUtf8(value) ? std::string(value) : Text::escaped(value));
+        writer->text(Text::isUtf8(value) ? std::string(value) : Text::escaped(value));
     }
 
     void fields(const Person& person) {
@@ -95,8 +96,7 @@ private:
         return result;
     }
 
-    rapidjson::StringBuffer buffer;
-    rapidjson::Writer<rapidjson::StringBuffer> writer;
+    std::unique_ptr<JsonWriter> writer;
 };
 
 struct EventObject {

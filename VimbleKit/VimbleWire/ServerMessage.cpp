@@ -31,7 +31,7 @@ std::optional<PublicKey> Greeting::decoded(ByteView frame) {
 std::optional<ServerMessage> ServerMessage::decoded(ByteView plaintext) {
     if (plaintext.size() <= kindSize) return std::nullopt;
     const std::string_view kind = textOf(plaintext.first(kindSize));
-    if (!simdjson::validate_utf8(kind.data(), kind.size())) return std::nullopt;
+    if (!JsonReader::isUtf8(kind)) return std::nullopt;
     return ServerMessage{std::string(kind), plaintext.subspan(kindSize)};
 }
 
