@@ -1,0 +1,6 @@
+// unreachable: TranscriptKit/Transcript.h
+#ifdef REPAIRED
+#include "AttentionKit/Notifier.h"
+#else
+#include "TranscriptKit/Transcript.h"
+#endif
