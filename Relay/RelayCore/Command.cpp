@@ -55,8 +55,8 @@ std::optional<PublicKey> memberKey(std::string_view text) {
     const auto key = Nacl::publicKeyFromHex(text);
     if (!key) return std::nullopt;
     try {
-        // A few points of the curve give the same secret with every key: a link of such a key would be
-        // anybody's. Any secret key shows it.
+        // A few points of the curve give the same secret with every key, so that anybody could act as a member
+        // with such a key. Sealing with any secret key shows such a point, so a fixed one will do.
         SecretKey probe;
         probe.writable()[0] = 8;
         Nacl::SharedKey(*key, probe);

@@ -31,7 +31,8 @@ RelayCore::Engine::~Engine() {
 void RelayCore::Engine::start(Date now) {
     mailroom.start();
     for (const StoredMember& stored : store.members()) addMember(stored);
-    // What is too old can wait for an hour: nothing is deleted before whoever starts a relay has seen it run.
+    // The first look for old mail comes after an hour, so that nothing is deleted before the person who starts
+    // the relay has seen it run.
     expiryDue = now + expiryInterval;
     schedule(now);
 }
@@ -73,8 +74,8 @@ void RelayCore::Engine::frameReceived(LinkState& link, ByteView frame, Date now)
     if (!link.member) return firstPack(link, frame, now);
 
     ++counters.packsReceived;
-    // The pack that goes over the limit is still passed on, for what was read is never lost; at the end
-    // of the turn the link is closed. Until then nothing else is done for it: see `isOverBounds`.
+    // The pack that goes over the limit is still passed on, because a pack that was read must not be lost. The
+    // link is closed at the end of the turn; until then it gets no answers: see `isOverBounds`.
     if (!takeToken(*link.member, now)) {
         link.isTooFast = true;
         touch(link);
@@ -157,8 +158,8 @@ void RelayCore::Engine::drop(LinkState& link, Date now) {
     if (!member->isOnline()) listChanged(now);
     for (ParcelHandle& parcel : link.unproved) mailroom.release(std::move(parcel));
     for (ParcelHandle& parcel : link.behind) mailroom.release(std::move(parcel));
-    // Nothing of that needs another link now: each that is left holds, or is about to collect, all that is
-    // not proved.
+    // The released packs need not be sent to the member's other links: each of these holds every unproved pack
+    // already, or is about to collect it.
 }
 
 void RelayCore::Engine::touch(LinkState& link) {
@@ -194,7 +195,7 @@ void RelayCore::Engine::ping(LinkState& link, Date now) {
 }
 
 void RelayCore::Engine::lookForSilence(Date now) {
-    // From the back: closing a link puts one into its place that has been looked at.
+    // Go from the back: closing a link moves the last one into its place, and the last has been looked at.
     for (std::size_t index = links.size(); index-- > 0;) {
         LinkState& link = *links[index];
         if (!link.member) {
@@ -258,7 +259,7 @@ void RelayCore::Engine::memberPack(LinkState& link, const PackView& pack, ByteVi
 }
 
 void RelayCore::Engine::push(LinkState& link, ParcelHandle parcel, const Member* author) {
-    // A client drops the words of people whom it has not been told of.
+    // The list must go first: a client drops packs from an author whom no list has named to it.
     if (author && link.knownList < author->since) sendList(link);
     link.link->send(parcel->frame);
     ++link.parcelsSent;
@@ -269,10 +270,10 @@ void RelayCore::Engine::push(LinkState& link, ParcelHandle parcel, const Member*
 }
 
 void RelayCore::Engine::collectIfNeeded(LinkState& link) {
-    // An older link may be dead without our knowing, or just be slow; nobody can tell. So what it has not
-    // proved is taken to be lost: the new link is handed it too, before anything newer, and whichever
-    // proves it first settles it. If the older one lives, it is another client's, which misses and repeats
-    // nothing by that.
+    // The relay can't tell whether an older link of the member is dead or just slow. So it takes the packs that
+    // such a link has not proved for lost: the new link is sent them too, before anything newer, and the first
+    // proof from either link settles a pack. If the older link lives, it belongs to another client, which
+    // neither misses a pack nor gets one twice by this.
     const auto isOwing = [&](const LinkState* each) {
         return each != &link && (!each->unproved.empty() || !each->behind.empty() || each->isCollecting);
     };
@@ -296,7 +297,7 @@ void RelayCore::Engine::collect(LinkState& link) {
     link.pageEnd = link.parcelsSent;
     if (!page.empty()) return;
 
-    // All of it is through: now what came in the meantime.
+    // The link has proved every older pack: now send it the packs that arrived in the meantime.
     link.isCollecting = false;
     for (ParcelHandle& parcel : std::exchange(link.behind, {})) {
         const Member* author = authorOf(*parcel);
@@ -319,8 +320,8 @@ void RelayCore::Engine::answer(LinkState& link, std::string_view text) {
 }
 
 void RelayCore::Engine::refuse(LinkState& link, std::string_view text) {
-    // A link that is closed at the end of the turn anyhow is not argued with: a flood of empty frames would
-    // make a much larger one of sealed answers.
+    // A link that is closed at the end of the turn gets no answer: otherwise a flood of empty frames would cause
+    // a much larger flood of sealed answers.
     if (isOverBounds(link)) return touch(link);
     say(link, ServerMessage::encodedText(ServerMessage::commandError, text));
 }
@@ -341,7 +342,7 @@ void RelayCore::Engine::sendLists() {
     listDue.reset();
     for (LinkState* link : links) {
         if (!link->member || link->knownList == members.listVersion()) continue;
-        // Somebody who went and came back has changed nothing.
+        // A new version can have the same text: a member may have gone and come back before the list was due.
         if (link->listHash == members.listHash())
             link->knownList = members.listVersion();
         else
@@ -362,7 +363,7 @@ void RelayCore::Engine::storeFailed(const StoreError& error, Date now) {
 void RelayCore::Engine::tryStore(Date now) {
     retryDue.reset();
     mailroom.writeAll();
-    // Proves that the disk takes something even when nothing waits to be written.
+    // Expiry runs a write statement even when no pack waits to be written, so it shows a store that still fails.
     mailroom.expire(members, now);
     failure.reset();
     reloadMembers(now);
@@ -401,7 +402,7 @@ void RelayCore::Engine::schedule(Date now) {
         consider(mailroom.batchDue());
         consider(expiryDue);
     }
-    // A wake-up that is no longer needed does no harm, and arming costs.
+    // Keep an earlier wake-up even if it is no longer needed: it does no harm, and asking for another costs time.
     if (!next || (armed && *armed <= *next)) return;
     armed = std::max(*next, now);
     host.wakeAt(*armed);

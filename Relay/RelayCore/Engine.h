@@ -95,7 +95,7 @@ private:
     Members members;
     Mailroom mailroom;
     std::vector<LinkState*> links;                           // owned
-    std::vector<LinkState*> touched;                         // sent something in this turn
+    std::vector<LinkState*> touched;                         // links that `turnEnded` must look at
     std::unordered_map<std::string, std::size_t> addresses;  // links of each
 
     std::optional<std::string> failure;

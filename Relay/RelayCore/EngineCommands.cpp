@@ -77,7 +77,7 @@ void RelayCore::Engine::obey(LinkState& link, const Command& command, Date now) 
 
 void RelayCore::Engine::addMember(const StoredMember& stored) {
     Member& member = members.add(stored);
-    // The tokens of a key that was never used are all there; `takeToken` cuts them to the limit.
+    // A new member starts with all tokens that the limit allows: `takeToken` cuts this number down to it.
     member.tokens = 1e18;
     mailroom.look(member);
 }

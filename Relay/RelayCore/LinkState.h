@@ -20,7 +20,7 @@ struct LinkState {
     std::string address;
     Nacl::KeyPair keys;                        // made for this link alone
     std::optional<Nacl::SharedKey> sharedKey;  // with the member
-    Member* member = nullptr;                  // until the first pack: nobody
+    Member* member = nullptr;                  // null until the first pack
     Date openedAt;
     Date heardAt;
 
@@ -28,22 +28,23 @@ struct LinkState {
     std::size_t listHash = 0;
 
     std::deque<ParcelHandle> unproved;  // sent, in order
-    std::deque<ParcelHandle> behind;    // live packs that wait until what is older is through
+    std::deque<ParcelHandle> behind;    // live packs that wait until all older ones are proved
     std::size_t behindBytes = 0;
 
-    // What was there before this link and is not proved, mail or held by an older link, goes to it in pages.
+    // While `isCollecting`, the link is sent the unproved packs that arrived before it, page by page: mail, and
+    // packs that older links of the member hold.
     bool isCollecting = false;
     std::uint64_t pageEnd = 0;       // `parcelsSent` behind the last page
-    std::int64_t collectedId = 0;    // of the last parcel that was read
-    std::int64_t lastToCollect = 0;  // the last id that was given away before this link was admitted
+    std::int64_t collectedId = 0;    // the id of the last parcel that was collected
+    std::int64_t lastToCollect = 0;  // the last id that a pack got before this link was admitted
 
-    // Counted from the start of the link; what lies between sent and proved is on its way.
+    // Counted from the opening of the link; the difference between sent and proved is on its way.
     std::uint64_t parcelsSent = 0;
     std::uint64_t parcelsProved = 0;
     std::uint64_t bytesSent = 0;
     std::uint64_t bytesProved = 0;
 
-    // One ping at a time: under load it stands for all that was sent since the one before.
+    // One ping is under way at a time. Its pong proves all that was sent before that ping.
     bool isPinging = false;
     std::uint64_t pingPayload = 0;
     std::uint64_t pingedParcels = 0;
@@ -51,5 +52,5 @@ struct LinkState {
     Date pingedAt;
 
     bool isTooFast = false;  // has sent more than its key may, and is closed at the end of the turn
-    bool isTouched = false;  // is in the list of links to be seen to at the end of the turn
+    bool isTouched = false;  // is in the list of links that `turnEnded` must look at
 };

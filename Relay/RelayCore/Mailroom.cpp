@@ -6,8 +6,8 @@
 
 namespace {
 
-/// How many handles a parcel that is not proved has outside the queue. (A proved one may be in the queue
-/// or not.)
+/// How many handles a parcel has outside the queue. Not for a proved parcel: its state does not tell whether
+/// the queue still has a handle to it.
 std::uint32_t holders(const ParcelHandle& parcel) {
     return parcel.count() - (parcel->state == Parcel::State::queued ? 1 : 0);
 }
@@ -42,7 +42,7 @@ void Mailroom::prove(ParcelHandle parcel, Date now) {
         pending(now);
     }
     parcel->state = Parcel::State::proved;
-    // Proofs come in about the order of arrival, so that the queue stays short and the memory warm.
+    // Proofs come in about the order of arrival, so removing proved packs at the front keeps the queue short.
     while (!queue.empty() && queue.front()->state == Parcel::State::proved) queue.pop_front();
 }
 
@@ -63,8 +63,8 @@ void Mailroom::forget(Member& member) {
 }
 
 std::vector<ParcelHandle> Mailroom::nextPage(Member& member, std::int64_t after, std::int64_t last) {
-    // What is proved must be gone from the store, and what is not must be in it, held or not: then the
-    // store alone says what is owed, and in which order.
+    // Delete the proved packs from the store and write the member's unproved ones, even those that a link holds:
+    // then the rows of the store are exactly the packs to be sent, in order.
     write([&](const Parcel& parcel) { return parcel.target == &member && parcel.id <= last; });
     std::vector<ParcelHandle> page;
     for (StoredPack& row : store.mail(member.key, after, pagePacks, pageBytes)) {
@@ -79,7 +79,7 @@ std::vector<ParcelHandle> Mailroom::nextPage(Member& member, std::int64_t after,
         member.mail.packs -= std::min<std::uint64_t>(member.mail.packs, 1);
         member.mail.bytes -= std::min<std::uint64_t>(member.mail.bytes, parcel->frame.size());
     }
-    // By now one link has had all that there was: what is still counted has been deleted for its age.
+    // The link has been sent all mail in the store, so packs that are still counted were deleted for their age.
     if (page.empty()) member.mail = {};
     return page;
 }
@@ -87,7 +87,7 @@ std::vector<ParcelHandle> Mailroom::nextPage(Member& member, std::int64_t after,
 void Mailroom::writeBatch(Date now) {
     if (!due || now < *due) return;
     write([oldest = now - heldDelay](const Parcel& parcel) { return parcel.arrived <= oldest; });
-    // What was too young for this batch is the first of the next.
+    // A pack that was too young for this batch decides when the next one is due.
     if (!queue.empty()) due = std::max(queue.front()->arrived + batchDelay, now);
 }
 

@@ -11,18 +11,18 @@
 #include <optional>
 #include <vector>
 
-/// Holds packs until they are proved, and writes to the store what takes long.
+/// Holds packs until they are proved, and writes those that take long to the store.
 ///
-/// Writing goes in batches: a pack that is proved within a few milliseconds is never written, which is
-/// most of them while their readers are there. Operations that touch the store say so; after a
-/// `StoreError` nothing is lost and the next batch tries again.
+/// It writes in batches: a pack that is proved within a few milliseconds is never written, and most packs are
+/// while their readers are online. Operations that touch the store say so; after a `StoreError` nothing is lost
+/// and the next batch tries again.
 class Mailroom {
 public:
-    /// From the arrival of a pack to the batch that writes it, at most.
+    /// The longest time from the arrival of a pack to the batch that writes it.
     static constexpr Seconds batchDelay = 0.06;
     /// A pack that a link holds is left out of a batch while it is younger than this.
     static constexpr Seconds heldDelay = 0.02;
-    /// What is read from the store, and sent, at once.
+    /// The size of a page: the packs that are read from the store, and sent, at once.
     static constexpr std::size_t pagePacks = 1000;
     static constexpr std::size_t pageBytes = 256 * 1024;
 
@@ -30,27 +30,28 @@ public:
     Mailroom(const Mailroom&) = delete;
     Mailroom& operator=(const Mailroom&) = delete;
 
-    /// Learns where the ids of mail stand. @throws StoreError
+    /// Reads the highest id of kept mail: new ids go on from it. @throws StoreError
     void start();
-    /// Learns what waits for a member. @throws StoreError
+    /// Reads how much mail waits for a member. @throws StoreError
     void look(Member& member);
 
     /// Whether one more pack of this size may wait for a member who is away.
     [[nodiscard]] bool hasRoom(const Member& target, std::size_t size) const;
-    /// Takes a pack in. The caller copies the handle for each link that is to be sent it, and then releases its
-    /// own: a pack that no link has by then is mail, or is dropped. Every copy comes back by `prove` or `release`.
+    /// Takes a pack in. The caller copies the handle for each link that the pack is sent to, and then releases its
+    /// own. A pack that no link holds by then becomes mail, or is dropped unless `isMail`. The caller must return
+    /// every copy through `prove` or `release`.
     [[nodiscard]] ParcelHandle accept(Member& target, ByteView frame, Date now, bool isMail);
-    /// A link that had it has proved that it arrived.
+    /// A link that held the pack has proved that it arrived.
     void prove(ParcelHandle parcel, Date now);
-    /// A link that had it is gone. The last one makes it mail again.
+    /// A link that held the pack is gone. An unproved pack whose last holder is gone becomes mail again.
     void release(ParcelHandle parcel);
-    /// Forgets all that waits for somebody who is no member any more; no link may have any of it.
+    /// Forgets all packs for a member who is being removed. No link may hold one of them.
     void forget(Member& member);
 
     /// The id of the pack that came last, to anybody.
     std::int64_t lastAccepted() const { return lastId; }
-    /// For a link that has had its member's packs up to `after`, and will have those behind `last`: what is not
-    /// proved of those between, mail or held by other links, in order. One page; empty when there is no more.
+    /// The member's unproved packs with ids above `after` and up to `last`, in order: mail, and packs that other
+    /// links hold. At most one page; empty when there are no more.
     /// @throws StoreError
     [[nodiscard]] std::vector<ParcelHandle> nextPage(Member& member, std::int64_t after, std::int64_t last);
 
@@ -64,7 +65,7 @@ public:
     void expire(const Members& members, Date now);
 
 private:
-    /// Writes what nobody holds, and of what a link holds that for which `isDue` says so.
+    /// Writes the queued packs that no link holds, and those held packs for which `isDue` returns true.
     template <class IsDue>
     void write(const IsDue& isDue);
     void pending(Date now);
@@ -73,7 +74,7 @@ private:
     RelayStore& store;
     RelayCounters& counters;
     std::int64_t lastId = 0;
-    std::deque<ParcelHandle> queue;       // to be written, by id; proved ones are among them
-    std::vector<std::int64_t> forgotten;  // proved, and still in the store
+    std::deque<ParcelHandle> queue;       // packs to be written, by id; some may be proved meanwhile
+    std::vector<std::int64_t> forgotten;  // ids of proved packs that are still in the store
     std::optional<Date> due;
 };

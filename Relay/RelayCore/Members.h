@@ -21,7 +21,7 @@ struct Member {
     bool isAdmin = false;
     std::uint64_t since = 0;                             // the first version of the list that names this member
     std::vector<LinkState*> links;                       // authenticated; the newest last
-    MailUsage mail;                                      // what no link holds
+    MailUsage mail;                                      // packs that wait and that no link holds
     std::unordered_map<std::int64_t, Parcel*> heldKept;  // packs in the store that a link holds and none has proved
     double tokens = 0;                                   // packs that may be sent now
     Date tokensAt;
@@ -36,10 +36,10 @@ struct Member {
 class Members {
 public:
     Member* find(ByteView key);
-    /// @param key  of nobody who is a member
+    /// @param stored  its key must not be a member's already
     Member& add(const StoredMember& stored);
     void remove(Member& member);
-    /// Says that what the list tells of somebody has changed.
+    /// To be called when something that the list shows of a member has changed.
     void changed() { ++version; }
 
     const std::vector<Member*>& all() const { return order; }
@@ -56,7 +56,7 @@ public:
 
 private:
     struct KeyHash {
-        // Keys are as good as random, and only an admin can add one.
+        // Part of the key will do as its hash: keys are as good as random, and only an admin can add one.
         std::size_t operator()(const PublicKey& key) const {
             std::size_t hash;
             std::memcpy(&hash, key.data(), sizeof hash);

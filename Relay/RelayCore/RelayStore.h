@@ -65,8 +65,8 @@ public:
     /// Removes a member and the mail that waits for them. @return false if there was none
     virtual bool removeMember(const PublicKey& key) = 0;
 
-    /// Keeps the one and forgets the other, in one transaction. A pack whose target is no member any more
-    /// is left out without an error, and so is the removal of what is not there.
+    /// Adds the packs `kept` and deletes those with the ids `forgotten`, in one transaction. A pack whose target is
+    /// no member any more is left out without an error, and so is an id that no kept pack has.
     virtual void changeMail(std::span<const MailItem> kept, std::span<const std::int64_t> forgotten) = 0;
     /// The mail of one member with ids above `after`, in order: at most `maxPacks`, and no more after the
     /// one that reaches `maxBytes`.

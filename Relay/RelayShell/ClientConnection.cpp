@@ -8,11 +8,11 @@
 
 namespace {
 
-// Written before the turn ends, so that one turn does not gather without bounds.
+// So many gathered bytes are written before the turn ends, so that one turn does not gather without bounds.
 constexpr std::size_t earlyFlush = 256 * 1024;
-// Room that a quiet connection keeps; more is given back.
+// A buffer that was emptied keeps at most this capacity, so that quiet connections hold little memory.
 constexpr std::size_t keptRoom = 64 * 1024;
-// For the other side to read our close frame and to close in its turn.
+// Time that the other side has to read our close frame and to close the connection too.
 constexpr Seconds closingTime = 2;
 
 constexpr std::uint16_t normalClosure = 1000;
@@ -67,7 +67,7 @@ void ClientConnection::receive(std::span<std::uint8_t> arrived) {
     if (!plain.empty()) consume(plain);
     if (goesOn || phase == Phase::ended) return;
     if (phase == Phase::request) ++server.counters().tlsFailures;
-    // What TLS has to say about it is written at the end of the turn.
+    // Do not end at once: the TLS alert for the client is written at the end of the turn.
     gather(TurnEnd::end);
 }
 
@@ -80,7 +80,7 @@ void ClientConnection::consume(std::span<std::uint8_t> plain) {
     std::size_t used = 0;
     if (phase == Phase::request) used = consumeRequest(plain);
     if (isLink()) used += consumeFrames(plain.subspan(used));
-    if (isClosing() || phase == Phase::ended) used = plain.size();  // of no interest any more
+    if (isClosing() || phase == Phase::ended) used = plain.size();  // drop it: nobody reads it while closing
     if (!isFromPartial) {
         partial.assign(plain.begin() + static_cast<std::ptrdiff_t>(used), plain.end());
     } else if (used == partial.size()) {
@@ -143,7 +143,7 @@ std::size_t ClientConnection::consumeFrames(std::span<std::uint8_t> bytes) {
 bool ClientConnection::onMessage(ByteView message) {
     if (phase == Phase::greeted) {
         phase = Phase::link;
-        // Somebody who has just been admitted on the command line must not be refused for good.
+        // Read the members anew: one who was admitted on the command line just now must not be refused for good.
         server.lookAtMembers();
     }
     server.core().frameReceived(*this, message, server.now());
@@ -151,7 +151,7 @@ bool ClientConnection::onMessage(ByteView message) {
 }
 
 bool ClientConnection::onPing(ByteView payload) {
-    // Only the newest is kept: whoever sends pings and never reads would fill the memory otherwise.
+    // Keep only the newest ping: a client that sends pings and never reads would fill the memory otherwise.
     pong.emplace(payload.begin(), payload.end());
     gather();
     return true;
@@ -253,8 +253,8 @@ void ClientConnection::write() {
 // ---- the end
 
 void ClientConnection::beginClosing() {
-    // Reading goes on until the other side has closed: closing a socket with unread bytes in it would
-    // reset the connection, and the close frame on its way would be lost.
+    // Go on reading until the other side has closed: to close a socket that holds unread bytes would reset
+    // the connection, and our close frame could be lost.
     phase = Phase::closing;
     deadline = server.now() + closingTime;
 }

@@ -16,31 +16,30 @@ class Server;
 
 /// One TCP connection: TLS where it is on, then one HTTP request, then perhaps a WebSocket link.
 ///
-/// What is sent is gathered, and written by `flush` once a turn of the server's loop; its socket is read
-/// once a turn, so that one flood neither fills the turn nor escapes the limits that are looked at when
-/// the turn ends. Held by the
-/// pending operations of its socket and by the server, which hears of it by `Server::forget` when it
-/// has ended.
+/// `send` only gathers bytes; `flush` writes them once a turn of the server's loop. The socket is read once a
+/// turn too, so that a client that floods neither fills the turn nor escapes the limits that are checked when
+/// the turn ends. The connection is owned by the pending operations of its socket and by the server, which it
+/// tells by `Server::forget` that it has ended.
 class ClientConnection : public RelayLink,
                          public std::enable_shared_from_this<ClientConnection>,
                          private WebsocketReader::Sink {
 public:
-    /// @param address  of the other side, for the limits
+    /// @param address  IP address of the other side, for the limits per address
     ClientConnection(Server& server, Tcp::Socket socket, std::string address, Date now);
     ~ClientConnection() override;
 
     void start();
 
-    // What the relay's logic asks.
+    // For the relay's logic.
     void send(ByteView frame) override;
     void ping(std::uint64_t payload) override;
     void close(CloseCode code, std::string_view reason) override;
 
     /// Writes what was gathered, as far as the socket takes it.
     void flush();
-    /// Looks at the time limits of the request and of closing.
+    /// Ends the connection if the time limit of its request or of its closing has passed.
     void checkDeadline(Date now);
-    /// Ends at once, without another word.
+    /// Ends at once, without a close frame.
     void abort();
 
     const std::string& peerAddress() const { return address; }
@@ -50,15 +49,15 @@ private:
         request,  // waits for the end of its HTTP request
         greeted,  // a link whose first message has not come
         link,     // a link whose first message has come
-        closing,  // sends what is left to send, and then shuts its side of the socket
-        shut,     // has sent it, or all but the good-bye of TLS, and waits for the other side to close
+        closing,  // sends the gathered bytes, and then shuts its side of the socket
+        shut,     // has sent them, except perhaps the close_notify of TLS; waits for the other side to close
         ended,
     };
-    /// What the end of the turn brings; each includes the ones before it.
+    /// What `flush` does at the end of the turn; each value includes the ones before it.
     enum class TurnEnd {
         nothing,  // is not in the server's list of connections to flush
         flush,
-        read,  // waits for its socket again
+        read,  // waits until its socket can be read again
         end,
     };
 
@@ -91,10 +90,10 @@ private:
     Phase phase = Phase::request;
     TurnEnd turnEnd = TurnEnd::nothing;
     Date deadline;              // of the request, or of closing
-    Bytes partial;              // what was read and is not complete
+    Bytes partial;              // the start of a request or frame whose rest has not arrived
     std::optional<Bytes> pong;  // answers the newest ping: older ones need no answer (RFC 6455, section 5.5.3)
-    Bytes out;                  // what is to be sent, before TLS
-    Bytes sealedOut;            // the same behind TLS
-    std::size_t written = 0;    // how much of it the socket has taken
-    bool isSocketFull = false;  // waits until the socket takes more
+    Bytes out;                  // bytes to send, before TLS
+    Bytes sealedOut;            // bytes to send, encrypted by TLS
+    std::size_t written = 0;    // bytes that the socket has taken, of `sealedOut` with TLS, else of `out`
+    bool isSocketFull = false;  // a wait is pending until the socket takes more
 };

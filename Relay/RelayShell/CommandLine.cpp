@@ -81,7 +81,7 @@ std::filesystem::path defaultDatabase() {
         return std::filesystem::path(value ? value : "");
     };
     std::filesystem::path state = variable("XDG_STATE_HOME");
-    // What is not absolute is to be ignored, says the XDG Base Directory Specification.
+    // The XDG Base Directory Specification says to ignore a path that is not absolute.
     if (!state.is_absolute() && variable("HOME").is_absolute()) state = variable("HOME") / ".local" / "state";
     if (!state.is_absolute()) return {};
     return state / "vimble-relay" / "relay.db";
@@ -99,7 +99,7 @@ std::optional<CommandLine::Command> commandFrom(const std::string& word) {
     return std::nullopt;
 }
 
-/// What else stands behind the command.
+/// Takes the words behind the command that belong to no option.
 void takePlain(CommandLine& commandLine, const std::vector<std::string>& plain) {
     const auto need = [&](std::size_t least, std::size_t most, const char* what) {
         if (plain.size() < least) throw UsageError(std::string("this command needs ") + what);

@@ -14,8 +14,8 @@ public:
 
 /// A file whose exclusive lock (`flock`) one process at a time can have.
 ///
-/// The system gives the lock back when the object is gone in this process and in all that were forked from
-/// it, whatever ended them.
+/// The processes that were forked from this one share the lock. The system gives it back when the last of them
+/// has destroyed the object or has ended, even by a crash.
 class FileLock {
 public:
     /// Opens the file, or makes it and its folder, for this user alone. Takes no lock.
@@ -30,10 +30,10 @@ public:
     void take();
     /// Gives the lock back, for all processes that share it.
     void giveBack();
-    /// Lets go of the file: what is called next fails. A process that was forked keeps the lock.
+    /// Closes the file in this process: later calls fail. A process that was forked keeps the lock.
     void close() { descriptor.reset(); }
 
-    /// What stands in the file, up to 1000 bytes. @throws FileLockError
+    /// The first 1000 bytes of the file at most. @throws FileLockError
     std::string text() const;
     /// @throws FileLockError
     void setText(const std::string& text);

@@ -26,7 +26,7 @@ std::string base64(ByteView bytes) {
     return text;
 }
 
-/// What proves to the client that its handshake was understood (RFC 6455, section 4.2.2).
+/// The answer that proves to the client that its handshake was understood (RFC 6455, section 4.2.2).
 std::string acceptKey(std::string_view key) {
     const std::string text = std::string(key) + "258EAFA5-E914-47DA-95CA-C5AB0DC85B11";
     unsigned char digest[SHA_DIGEST_LENGTH];
@@ -58,7 +58,7 @@ HttpVerdict upgrade(const http::request<http::empty_body>& request) {
     return verdict;
 }
 
-/// Only the last one is the proxy's own word; those before it are the client's.
+/// Takes the last address: the proxy wrote it, while the client may have made up those before it.
 std::string lastAddress(std::string_view forwarded) {
     forwarded.remove_prefix(forwarded.rfind(',') + 1);  // npos + 1 is 0
     const auto start = forwarded.find_first_not_of(" \t");
@@ -93,7 +93,7 @@ std::optional<HttpVerdict> HttpFront::judge(ByteView received, std::size_t maxHe
         return refusal(400, "That is no HTTP request.");
     if (!parser.is_header_done()) return std::nullopt;
     HttpVerdict verdict = route(parser.get());
-    // A proxy may add a line of its own behind those of the client.
+    // The last line wins: a proxy may add a line of its own behind those of the client.
     const auto [first, end] = parser.get().equal_range("X-Forwarded-For");
     for (auto field = first; field != end; ++field) verdict.forwardedFor = lastAddress(viewOf(field->value()));
     verdict.used = used;

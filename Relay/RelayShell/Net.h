@@ -11,7 +11,7 @@
 
 #include <chrono>
 
-/// Asio's types with the executor spelled out: its default one that holds any costs a tenth of the
+/// Asio's types with a concrete executor: Asio's default, which can hold any executor, costs a tenth of the
 /// processor time of a relayed pack.
 namespace Tcp {
 

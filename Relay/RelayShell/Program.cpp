@@ -94,16 +94,16 @@ int obey(const CommandLine& commandLine) {
 }  // namespace
 
 int runProgram(const std::vector<std::string>& words) {
-    // Who talks to whom is nobody else's business.
+    // Only this user may read the files that the relay makes: they show who writes to whom.
     ::umask(077);
-    // A file that may not grow is a failure like a full disk, and no reason to die.
+    // Ignore the signal at the file size limit: the write then fails as on a full disk, and the relay goes on.
     std::signal(SIGXFSZ, SIG_IGN);
-    // Nor is it one that nobody reads standard error any more.
+    // Ignore the signal of a closed pipe: the relay must go on when nobody reads its standard error any more.
     std::signal(SIGPIPE, SIG_IGN);
     try {
         return obey(CommandLine::parsed(words));
     } catch (const std::exception& error) {
-        // Every failure that can happen says itself in one line.
+        // The exceptions of the relay describe their failure in one line, so print that line alone.
         std::fprintf(stderr, "vimble-relay: %s\n", error.what());
         return 1;
     }

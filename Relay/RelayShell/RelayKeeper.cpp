@@ -26,10 +26,10 @@ sigset_t keptSignals() {
     return set;
 }
 
-/// Of a child: has the system send it a signal when the keeper dies, whatever it dies of.
+/// To be called in a child process: the system sends it the signal when the keeper dies for any reason.
 void followKeeper(int signal, pid_t keeperProcess) {
     ::prctl(PR_SET_PDEATHSIG, signal);
-    // The keeper may have died before.
+    // The keeper may have died before that call; then no signal comes.
     if (::getppid() != keeperProcess) ::_exit(1);
 }
 
@@ -56,7 +56,7 @@ int RelayKeeper::run() {
         std::fflush(stdout);
         return 0;
     }
-    // They are waited for in `keep`, and wait there themselves from here on.
+    // Block the signals that `keep` waits for, so that one that arrives before then stays pending.
     const sigset_t set = keptSignals();
     ::sigprocmask(SIG_BLOCK, &set, nullptr);
     if (!startRelay()) return 1;
@@ -84,7 +84,7 @@ int RelayKeeper::keep() {
         const std::chrono::duration<double> lived = Clock::now() - started;
         quickDeaths = lived.count() > quickDeath ? 0 : quickDeaths + 1;
         if (quickDeaths == mostQuickDeaths) return 1;
-        // Whoever comes meanwhile waits until there is a relay again.
+        // A keeper that starts meanwhile must wait until there is a relay again.
         start.take();
         started = Clock::now();
         if (!startRelay()) return 1;
@@ -93,7 +93,7 @@ int RelayKeeper::keep() {
 }
 
 int RelayKeeper::end() {
-    // Whoever comes now is not to find a relay that ends.
+    // A keeper that starts now must not find this relay: it is ending.
     start.take();
     if (watchProcess > 0) {
         ::kill(watchProcess, SIGKILL);
@@ -104,7 +104,7 @@ int RelayKeeper::end() {
 }
 
 bool RelayKeeper::startRelay() {
-    // What waits to be written would be written by the child too.
+    // Flush before the fork: the child would write a copy of unwritten output too.
     std::fflush(nullptr);
     int pipe[2];
     check(::pipe2(pipe, O_CLOEXEC) == 0, "There is no pipe.");
@@ -130,7 +130,7 @@ bool RelayKeeper::startRelay() {
         return false;
     }
     address = found;
-    // One that is started again must be found where the clients look for it.
+    // A relay that replaces a dead one must listen at the same address, because the clients look for it there.
     options.listen = address;
     options.orListen.clear();
     return true;
@@ -145,7 +145,7 @@ void RelayKeeper::serve(int addressPipe, pid_t keeperProcess) {
     ::sigprocmask(SIG_UNBLOCK, &set, nullptr);
     int status = 1;
     try {
-        // The relay of a keeper that was killed is ending.
+        // Wait for the relay of a keeper that was killed: it may still be ending.
         relay.take();
         Server server(options);
         const std::string place = server.listeningOn();
@@ -157,7 +157,7 @@ void RelayKeeper::serve(int addressPipe, pid_t keeperProcess) {
         std::fprintf(stderr, "vimble-relay: %s\n", error.what());
     }
     std::fflush(nullptr);
-    // What the keeper has is not this process's to destroy.
+    // Run no destructors: this process has copies of the keeper's objects, which only the keeper may destroy.
     ::_exit(status);
 }
 
@@ -166,13 +166,13 @@ void RelayKeeper::watchUsers() {
     watchProcess = ::fork();
     check(watchProcess >= 0, "There is no process.");
     if (watchProcess != 0) return;
-    // For those who look for the relay in a list of processes.
+    // A name of its own, so that nobody takes this process for the relay in a list of processes.
     ::prctl(PR_SET_NAME, "lock-watch");
     start.close();
     keeper.close();
     relay.close();
     followKeeper(SIGKILL, self);
-    // It is the keeper's lock as well, which keeps it when this process has ended.
+    // The keeper shares this open file since the fork, so the keeper still has the lock when this process ends.
     users.take();
     ::_exit(0);
 }

@@ -11,14 +11,14 @@
 
 /// Keeps one relay running for all who need it, for as long as anybody does.
 ///
-/// Everybody who needs it has a shared lock (`flock`) on one file. Whoever starts the first keeper gets a
-/// relay in a process of its own, which is started again where it listened when it dies; later keepers find
-/// it and end. When the last lock is gone, however its holder went, the relay ends; until it has ended the
-/// keeper has the file's exclusive lock, so that whoever wants a shared one then waits, and gets a new relay.
+/// Everybody who needs the relay has a shared lock (`flock`) on one file. The first keeper starts a relay in a
+/// process of its own, and starts it again at the same address when it dies; later keepers find that relay and
+/// end. When the last shared lock is gone, for whatever reason, the relay ends. Until it has ended, the keeper
+/// has the file's exclusive lock, so that a process that wants a shared lock waits, and gets a new relay.
 ///
-/// Beside the locked file stand three more: FILE.start is locked while a keeper looks and starts, FILE.keeper
-/// while there is a keeper, and holds the address; FILE.relay while there is a relay, which may survive a
-/// keeper that was killed for the three seconds that it needs to end.
+/// Beside the locked file stand three more. FILE.start is locked while a keeper looks for a relay and starts one.
+/// FILE.keeper is locked while there is a keeper, and holds the relay's address. FILE.relay is locked while there
+/// is a relay: after its keeper was killed, a relay still needs up to three seconds to end.
 ///
 /// A process has one keeper and no other child or thread.
 class RelayKeeper {

@@ -10,7 +10,7 @@
 /// How `vimble-relay serve` is to run.
 struct ServeOptions {
     std::string listen = "127.0.0.1:8080";  // HOST:PORT, an IPv6 address in brackets; port 0 picks one
-    std::vector<std::string> orListen;      // tried in turn, each where another program has the port before it
+    std::vector<std::string> orListen;      // tried in turn while another program has the port of the one before
     std::filesystem::path database;
     std::optional<std::filesystem::path> untilReleased;   // serve while somebody has a lock on this file
     std::optional<std::filesystem::path> tlsCertificate;  // both or none

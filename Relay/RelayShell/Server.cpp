@@ -16,16 +16,16 @@
 namespace {
 
 constexpr std::size_t scratchSize = 256 * 1024;
-// So that flushing comes round while sockets keep coming.
+// Most handlers in one turn, so that the turn ends and flushes even while more sockets keep becoming ready.
 constexpr int handlersPerTurn = 512;
 constexpr auto membersInterval = std::chrono::milliseconds(100);
 constexpr auto sweepInterval = std::chrono::seconds(1);
 constexpr auto acceptPause = std::chrono::milliseconds(200);
-// For another process that holds the database, while serving: nothing else is done meanwhile, and the
-// logic tries again by itself.
+// How long an operation waits for another process that holds the database, while serving. It is short because
+// the relay does nothing else meanwhile, and the logic tries again by itself.
 constexpr auto storePatience = std::chrono::milliseconds(250);
-// From the signal to the last try to save the mail, whatever connections and database do. With a try
-// and the patience for it behind that, the end comes within 3 seconds.
+// From the signal to the last try to save the mail, whatever connections and database do. The last try and its
+// wait for the database come on top, and still the relay ends within 3 seconds.
 constexpr auto stopTime = std::chrono::milliseconds(1800);
 constexpr auto stopRetry = std::chrono::milliseconds(300);
 constexpr auto timeInterval = std::chrono::minutes(10);
@@ -50,7 +50,7 @@ Listen listenFrom(const std::string& text) {
     return {host, port};
 }
 
-/// As many connections as the system lets this process have.
+/// Lets this process have as many connections as the system allows.
 void raiseDescriptorLimit() {
     rlimit limit{};
     if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
@@ -95,7 +95,7 @@ Server::Server(const ServeOptions& options)
 }
 
 Server::~Server() {
-    // Links must not die before the logic has forgotten them.
+    // Abort the links while the logic still lives: it holds references to them until it is told of their end.
     for (const auto& connection : std::vector(connections.begin(), connections.end())) connection->abort();
 }
 
@@ -117,7 +117,7 @@ Tcp::Error Server::listenOn(const std::string& place) {
     const auto found = resolver.resolve(wanted.host, wanted.port, Tcp::Protocol::resolver::passive, error);
     if (error) return error;
     if (found.empty()) return boost::asio::error::host_not_found;
-    // Of a name that has both, such as localhost, the IPv4 address: it is what people then try first.
+    // Prefer IPv4 for a name with both kinds of address, such as localhost: people try that one first.
     auto best = std::find_if(found.begin(), found.end(),
                              [](const auto& entry) { return entry.endpoint().protocol() == Tcp::Protocol::v4(); });
     if (best == found.end()) best = found.begin();
@@ -164,7 +164,7 @@ void Server::runTurn() {
 void Server::endTurn() {
     do {
         relay.turnEnded(now());
-        // What a connection that ends here makes the logic say is flushed in the next round.
+        // A connection that ends here may make the logic send to others, which the next round flushes.
         for (const auto& connection : std::exchange(toFlush, {})) connection->flush();
     } while (!toFlush.empty());
     if (isStopping && connections.empty() && status == 0) isDone = true;
@@ -180,7 +180,7 @@ void Server::accept() {
             return accept();
         }
         ++shellCounters.acceptFailures;
-        // Out of descriptors, mostly: some will be given back.
+        // Mostly the process is out of descriptors: pause until some connections have ended.
         acceptTimer.expires_after(acceptPause);
         acceptTimer.async_wait([this](Tcp::Error timerError) {
             if (!timerError && !isStopping) accept();
@@ -199,7 +199,7 @@ void Server::accepted(Tcp::Socket socket) {
 
     const std::string address = textOf(remote.address());
     std::size_t& count = perAddress[limitedPlace(address)];
-    // Links have a limit of their own; this one is for connections that never become one.
+    // The logic limits links; this limit is for connections that never become links.
     const std::size_t most = 2 * serveOptions.limits.linksPerAddress + 16;
     if (!serveOptions.isBehindProxy && count >= most) {
         ++shellCounters.connectionsRefused;
@@ -238,7 +238,7 @@ std::string Server::limitedPlace(const std::string& address) {
     Tcp::Error error;
     const auto parsed = boost::asio::ip::make_address(address, error);
     if (error || !parsed.is_v6()) return address;
-    // Whoever has one IPv6 address has the 2^64 that share its first half.
+    // Count by the first half of an IPv6 address: a client usually has all 2^64 addresses that share it.
     auto bytes = parsed.to_v6().to_bytes();
     std::fill(bytes.begin() + 8, bytes.end(), 0);
     return boost::asio::ip::address_v6(bytes).to_string();
@@ -279,7 +279,7 @@ void Server::lookAtMembers() {
         dataVersion = version;
         relay.membersChanged(now());
     } catch (const StoreError&) {
-        // The logic meets the same failure when it needs the store, and deals with it.
+        // Do nothing: the logic deals with the same failure when it next needs the store.
     }
 }
 
@@ -296,7 +296,7 @@ void Server::saveTime() {
     try {
         store.saveTime(now());
     } catch (const StoreError&) {
-        // Then mail waits a little longer than it must.
+        // Do nothing: if the relay restarts with an older time, mail is only kept a little longer than it must be.
     }
 }
 

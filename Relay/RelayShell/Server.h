@@ -28,8 +28,8 @@ public:
 
 /// The relay with its sockets: takes connections, runs the loop, and ends on SIGTERM or SIGINT.
 ///
-/// A turn of the loop handles what is ready, tells the logic that the turn has ended, and then writes
-/// what each connection has gathered: the number of writes is what a relay costs.
+/// A turn of the loop handles the sockets and timers that are ready, tells the logic that the turn has ended,
+/// and then writes the bytes that each connection has gathered: most of a relay's cost is the number of writes.
 class Server : private RelayHost {
 public:
     /// Opens the database and the certificate, and listens.
@@ -49,21 +49,20 @@ public:
     RelayCore& core() { return relay; }
     ShellCounters& counters() { return shellCounters; }
     std::string metrics() const;
-    /// The relay's own time: the calendar's when the database was made, and from then on the time for
-    /// which the relay has run, kept in the database. A clock that is set wrong, or jumps, makes no mail
-    /// look old.
+    /// The relay's own time. It starts with the calendar's when the database is made, then advances only while
+    /// the relay runs, and is kept in the database. So mail does not look old when the clock is wrong or jumps.
     Date now() const;
-    /// Looks whether another process has changed the members, and tells the logic.
+    /// Tells the logic if another process has changed the members.
     void lookAtMembers();
     /// Room for one read, shared by all connections.
     std::span<std::uint8_t> scratch() { return scratchBytes; }
     Bytes& plainScratch() { return plainBytes; }
-    /// Sees to it that the connection is flushed at the end of the turn.
+    /// Makes the connection be flushed at the end of the turn.
     void gathered(std::shared_ptr<ClientConnection> connection) { toFlush.push_back(std::move(connection)); }
     void forget(const std::shared_ptr<ClientConnection>& connection);
 
     static bool isThisMachine(const std::string& address);
-    /// What counts as one place for the limits: an IPv4 address, the first half of an IPv6 one.
+    /// The part of an address that the limits count by: all of an IPv4 address, the first half of an IPv6 one.
     static std::string limitedPlace(const std::string& address);
 
 private:
@@ -106,7 +105,7 @@ private:
     std::int64_t dataVersion = 0;
 
     std::unordered_set<std::shared_ptr<ClientConnection>> connections;
-    std::unordered_map<std::string, std::size_t> perAddress;  // connections of each
+    std::unordered_map<std::string, std::size_t> perAddress;  // number of connections by `limitedPlace`
     std::vector<std::shared_ptr<ClientConnection>> toFlush;
     Bytes scratchBytes;
     Bytes plainBytes;

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-/// What has happened around the relay's logic since the start; every field only grows.
+/// Counts of events in the network code around the relay's logic since the start; every field only grows.
 struct ShellCounters {
     std::uint64_t connections = 0;
     std::uint64_t acceptFailures = 0;      // no more descriptors, mostly

@@ -14,8 +14,8 @@ constexpr std::int64_t applicationId = 0x56696d62;
 constexpr std::chrono::milliseconds firstPatience{2000};
 
 constexpr const char* createTables =
-    // AUTOINCREMENT: a number is never used again, so that late mail for somebody who was removed can't
-    // reach who came after.
+    // AUTOINCREMENT: an id is never used again, so that mail left for a removed member can't reach a member who
+    // was added later.
     "CREATE TABLE member(id INTEGER PRIMARY KEY AUTOINCREMENT,"
     " key BLOB NOT NULL UNIQUE CHECK(length(key) = 32), isAdmin INTEGER NOT NULL);"
     "CREATE TABLE mail(id INTEGER PRIMARY KEY, member INTEGER NOT NULL, arrived REAL NOT NULL, pack BLOB NOT NULL);"
@@ -138,12 +138,12 @@ public:
     Transaction(const Transaction&) = delete;
     Transaction& operator=(const Transaction&) = delete;
     ~Transaction() {
-        // Some failures, a full disk among them, have ended it already.
+        // Some failures, a full disk among them, have ended the transaction already.
         if (sqlite3_get_autocommit(store.database) != 0) return;
         try {
             store.prepared(rollback).run();
         } catch (const StoreError&) {
-            // Then the next transaction fails to begin, and says why.
+            // The next transaction will fail to begin, and its error says why.
         }
     }
     void commit() { store.prepared(::commit).run(); }
@@ -180,7 +180,7 @@ SqliteStore::~SqliteStore() {
 }
 
 void SqliteStore::bringIntoForm() {
-    // What it is, before anything is written: a file that is not ours stays as it is.
+    // Find out what the file is before writing to it: a file that is not ours must stay as it is.
     const std::int64_t version = number("PRAGMA user_version");
     const std::int64_t application = number("PRAGMA application_id");
     const bool isEmpty = number("SELECT count(*) FROM sqlite_schema") == 0;
@@ -194,7 +194,7 @@ void SqliteStore::bringIntoForm() {
     run("PRAGMA journal_size_limit = 16777216");
     if (version == formatVersion) return;
     run("BEGIN IMMEDIATE");
-    // Somebody else may have been quicker.
+    // Another process may have created the tables since the version was read.
     if (number("PRAGMA user_version") == 0) {
         run(createTables);
         run(("PRAGMA application_id = " + std::to_string(applicationId)).c_str());
@@ -303,7 +303,8 @@ std::optional<Date> SqliteStore::time() {
 }
 
 void SqliteStore::saveTime(Date now) {
-    // Not part of the first form's tables, and nothing that a program of that form would stumble over.
+    // Created here, because databases of form 1 exist without this table. The form stays the same, because a
+    // program that does not know the table ignores it.
     run("CREATE TABLE IF NOT EXISTS time(id INTEGER PRIMARY KEY CHECK(id = 1), now REAL NOT NULL)");
     Statement(*this, "INSERT OR REPLACE INTO time(id, now) VALUES(1, ?1)").bind(1, now.sinceReference).run();
 }

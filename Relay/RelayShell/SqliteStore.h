@@ -41,8 +41,8 @@ public:
     std::uint64_t expireMail(Date limit) override;
     std::int64_t lastMailId() override;
 
-    /// Admits all of these, or none. Who is a member already stays what they are, except that `isAdmin`
-    /// makes an admin of them. @return how many are new
+    /// Admits all of these, or none. Somebody who is a member already is not changed, except that `isAdmin` makes
+    /// an admin of them. @return how many are new
     std::size_t admit(std::span<const StoredMember> newMembers);
 
     /// How long an operation waits for another process that holds the file, before it fails. 2 seconds at
@@ -56,7 +56,7 @@ public:
     /// Changes whenever another process has changed the file. Cheap enough to ask many times a second.
     std::int64_t dataVersion();
 
-    /// Writes a copy that is whole in itself, while the relay runs. @param file  must not exist
+    /// Writes a complete copy into one file, while the relay runs. @param file  must not exist
     void backUp(const std::filesystem::path& file);
 
 private:

@@ -33,7 +33,7 @@ TlsContext::TlsContext(const std::filesystem::path& certificate, const std::file
     ERR_clear_error();
     if (SSL_CTX_use_certificate_chain_file(context.get(), certificate.c_str()) != 1)
         throw TlsError("the certificate " + certificate.string() + " can't be used: " + lastReason());
-    // A key with a passphrase would make OpenSSL ask for it on the terminal.
+    // Without this, OpenSSL would ask on the terminal for the passphrase of a key that has one.
     SSL_CTX_set_default_passwd_cb(context.get(), [](char*, int, int, void*) { return 0; });
     if (SSL_CTX_use_PrivateKey_file(context.get(), key.c_str(), SSL_FILETYPE_PEM) != 1)
         throw TlsError("the key " + key.string() + " can't be used: " + lastReason());
@@ -49,7 +49,7 @@ TlsSession::TlsSession(const TlsContext& context)
 }
 
 bool TlsSession::receive(ByteView arrived, Bytes& plain) {
-    constexpr std::size_t step = 16 * 1024;  // what a TLS record holds
+    constexpr std::size_t step = 16 * 1024;  // most plain bytes in a TLS record
     ERR_clear_error();
     if (BIO_write(input, arrived.data(), static_cast<int>(arrived.size())) != static_cast<int>(arrived.size()))
         return false;

@@ -16,8 +16,8 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/// The relay's certificate and key, and the rules of TLS (1.2 at least). Connections that were made
-/// with it keep what they need of it.
+/// The relay's certificate and key, and the rules of TLS (1.2 at least). It may be destroyed before the
+/// sessions that were made with it: they share ownership of the certificate and key.
 class TlsContext {
 public:
     /// @param certificate  PEM, with the chain behind it
@@ -33,19 +33,19 @@ private:
     std::unique_ptr<SSL_CTX, Free> context;
 };
 
-/// TLS of one connection, as a machine that turns bytes into bytes: the socket is somebody else's.
+/// TLS of one connection, as a machine that turns bytes into bytes: the caller reads and writes the socket.
 class TlsSession {
 public:
     explicit TlsSession(const TlsContext& context);
 
-    /// Takes what has arrived, and appends what it says to `plain`.
+    /// Decrypts bytes that have arrived, and appends the plain bytes to `plain`.
     /// @return false when the connection can't go on: not TLS, a failed handshake, or closed by the client
     bool receive(ByteView arrived, Bytes& plain);
-    /// Seals what is to be sent. Only after something was received: the handshake is over by then.
+    /// Encrypts bytes to send. Call it only after `receive` gave plain bytes: the handshake is over by then.
     bool send(ByteView plain);
-    /// Says that no more will be sent.
+    /// Tells the client that no more will be sent (close_notify).
     void close();
-    /// Moves what is to be written to the socket to the end of `out`.
+    /// Moves the encrypted bytes that must be written to the socket to the end of `out`.
     void takeOutput(Bytes& out);
 
 private:
@@ -53,6 +53,6 @@ private:
         void operator()(SSL* handle) const;
     };
     std::unique_ptr<SSL, Free> session;
-    BIO* input;   // owned by the session, as is
-    BIO* output;  // this one
+    BIO* input;   // owned by the session
+    BIO* output;  // owned by the session
 };

@@ -116,7 +116,7 @@ bool WebsocketReader::readHeader(ByteView bytes, Header& header) {
         header.payload = bigEndian(bytes.subspan(2, lengthSize));
         if (header.payload <= (lengthSize == 2 ? maxControl : 0xffff)) return fail(protocolError);
     }
-    // A control frame between the fragments of a message is no part of it.
+    // A control frame may come between the fragments of a message, but does not count towards its size.
     const std::size_t before = header.isControl() ? 0 : message.size();
     if (header.payload > maxMessage || before + header.payload > maxMessage) return fail(messageTooBig);
     return bytes.size() >= header.size;

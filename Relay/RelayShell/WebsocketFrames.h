@@ -10,12 +10,12 @@
 
 /// Reads the frames that a WebSocket client sends (RFC 6455, section 5), without any input or output.
 ///
-/// Works in place, many frames a call, and copies only what comes in fragments: reading is a good part
-/// of what a relayed pack costs. No extensions. Text messages are refused, since all our messages are
-/// binary.
+/// It works in place, takes many frames a call, and copies only messages in fragments, because reading is a
+/// good part of the cost of a relayed pack. It knows no extensions, and refuses text messages, since all our
+/// messages are binary.
 class WebsocketReader {
 public:
-    /// What was read. The bytes are borrowed for the call. Each answers whether to go on.
+    /// Receives what was read. The bytes are valid during the call only. A result of false stops the reading.
     class Sink {
     public:
         virtual bool onMessage(ByteView message) = 0;
@@ -32,10 +32,10 @@ public:
     explicit WebsocketReader(std::size_t maxMessage) : maxMessage(maxMessage) {}
 
     /// Reads whole frames from the front of `bytes`, and alters them (takes their mask off).
-    /// @return how many bytes were used: the rest is to be given again, with more behind it
+    /// @return how many bytes were used: pass the rest again when more has arrived behind it
     std::size_t read(std::span<std::uint8_t> bytes, Sink& sink);
 
-    /// The close code that the client has earned; nothing while all is well. Then nothing more is read.
+    /// The close code for the client's error; nothing while there is none. After an error nothing more is read.
     std::optional<std::uint16_t> error() const { return code; }
 
 private:
@@ -46,8 +46,8 @@ private:
     bool fail(std::uint16_t closeCode);
 
     std::size_t maxMessage;
-    bool isInMessage = false;  // its last fragment is still to come
-    Bytes message;             // its fragments so far
+    bool isInMessage = false;  // the last fragment of `message` has not arrived
+    Bytes message;             // the fragments so far
     std::optional<std::uint16_t> code;
 };
 

@@ -9,7 +9,7 @@
 
 namespace {
 
-// That the last handle destroys the parcel is seen by the leak sanitizer.
+// The leak sanitizer checks that the last handle destroys the parcel.
 class ParcelHandleTest : public testing::Test {
 protected:
     ParcelHandle parcel() { return ParcelHandle::make(target, 7, Date{1000}, Bytes{1, 2, 3}, Parcel::State::queued); }

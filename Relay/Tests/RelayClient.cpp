@@ -23,7 +23,7 @@ using TlsStream = asio::ssl::stream<asio::ip::tcp::socket>;
 
 }  // namespace
 
-/// A connection, whatever it goes over.
+/// A connection with or without TLS.
 class RelayClient::Link {
 public:
     virtual ~Link() = default;
@@ -94,7 +94,7 @@ private:
         });
         context.run_for(patience);
         if (isDone) return !error;
-        // Its buffers are about to go.
+        // End the pending operation before returning: its buffers are the caller's, and go out of scope.
         beast::get_lowest_layer(stream).close();
         context.restart();
         context.run();

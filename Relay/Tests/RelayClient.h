@@ -12,8 +12,8 @@
 
 /// A client over a real socket, with the WebSocket of another library than the relay's own.
 ///
-/// It answers pings while it reads, and only then: one that does not read proves nothing. The library stands in
-/// the source file alone, since it takes longer to compile than all the tests.
+/// It answers pings only while it reads, so a client that does not read proves nothing. Only the source file
+/// includes the library, since it takes longer to compile than all the tests.
 class RelayClient {
 public:
     enum class Security { none, tls };
@@ -32,12 +32,12 @@ public:
     bool write(const Somebody& target, const std::string& text) {
         return send(RelayWorld::packOf(owner, target.key(), text));
     }
-    /// What is sent from now on goes in frames of so many bytes; 0: in one.
+    /// From now on splits each message into frames of so many bytes; 0: one frame.
     void fragment(std::size_t bytes);
 
     /// The next message; nothing when the link ends, or none comes in time.
     std::optional<Bytes> read();
-    /// Reads and sorts messages until this holds. @return false when the link ended first
+    /// Reads and sorts messages until the condition holds. @return false when the link ended first
     bool readUntil(const std::function<bool()>& holds);
     bool readTexts(std::size_t count) {
         return readUntil([&] { return texts.size() >= count; });

@@ -80,7 +80,7 @@ TEST_F(RelayCommandTest, KeysAreChecked) {
     EXPECT_EQ(ask(link, "add " + eve.hex() + "0"), bad);
     EXPECT_EQ(ask(link, "add " + std::string(64, 'x')), bad);
     EXPECT_EQ(ask(link, "add " + eve.hex() + " " + bob.hex()), bad);
-    // A point with which everybody has the same secret in common.
+    // This key is a point that gives the same shared secret with every other key.
     EXPECT_EQ(ask(link, "add " + std::string(64, '0')), bad);
     EXPECT_EQ(ask(link, "  add\t" + eve.hex() + " \n"), "crsp Added " + eve.hex() + ".");
 }

@@ -13,10 +13,10 @@ namespace {
 
 using testing::StartsWith;
 
-/// Somebody who needs the relay: has a shared lock on the file.
+/// Somebody who needs the relay, and therefore holds a shared lock on the file.
 class User {
 public:
-    /// Waits for a relay that is ending.
+    /// Waits while a relay that is ending holds the lock.
     explicit User(const std::filesystem::path& file)
         : descriptor(::open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600)) {
         check(::flock(descriptor, LOCK_SH) == 0, "no lock");
@@ -45,7 +45,7 @@ protected:
         EXPECT_NE(keeper->port(), 0) << keeper->errLine();
         return keeper;
     }
-    /// The relay of a keeper, which has one other child, that waits for the lock.
+    /// The process of a keeper's relay. The keeper's other child waits for the lock.
     static pid_t relayOf(const RelayProcess& keeper) {
         const std::string id = std::to_string(keeper.id());
         std::ifstream children("/proc/" + id + "/task/" + id + "/children");
@@ -69,14 +69,14 @@ TEST_F(RelayKeeperTest, ItServesUntilTheLastUserIsGone) {
     EXPECT_TRUE(isServing(*keeper, keeper->port()));
     second.leave();
     EXPECT_EQ(keeper->wait(), 0);
-    // The database is nobody's any more.
+    // No relay holds the database any more, so another one can serve it.
     EXPECT_NE(serve()->port(), 0);
 }
 
 TEST_F(RelayKeeperTest, AUserWhoIsKilledIsGoneToo) {
     const pid_t user = ::fork();
     if (user == 0) {
-        // The descriptor is no other process's.
+        // Open the file in the child, so that no other process shares the descriptor and with it the lock.
         const int descriptor = ::open(lock().c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
         ::flock(descriptor, LOCK_SH);
         ::kill(::getpid(), SIGSTOP);
@@ -141,7 +141,7 @@ TEST_F(RelayKeeperTest, ARelayThatDiesIsStartedAgainOnItsPort) {
 TEST_F(RelayKeeperTest, ARelayThatDiesAtOnceAgainAndAgainIsGivenUp) {
     User user(lock());
     const auto keeper = keep();
-    // A machine that is so busy that a relay lives longer here lets it start once more.
+    // Try often: on a busy machine a relay may live long enough here to be started once more.
     for (int count = 0; count < 100; ++count) {
         const pid_t relay = relayOf(*keeper);
         ASSERT_GT(relay, 0);
@@ -155,7 +155,7 @@ TEST_F(RelayKeeperTest, ARelayOutlivesNoKeeperThatIsKilledAndTheNextOneWaitsForI
     User user(lock());
     const auto first = keep();
     const std::string place = "127.0.0.1:" + std::to_string(first->port());
-    // One that does not answer the good-bye keeps the relay for a while.
+    // A client that does not answer the close frame delays the relay's end.
     RawConnection silent(first->port());
     silent.upgrade();
     first->kill();
@@ -175,7 +175,7 @@ TEST_F(RelayKeeperTest, WhoeverComesWhileItEndsGetsARelayThatStays) {
         User next(lock());
         const auto other = keep();
         EXPECT_THAT(get(other->port(), "/healthz"), StartsWith("HTTP/1.1 200 "));
-        // The first keeper's relay, if the next user came before its lock was found to be free.
+        // The first keeper goes on if the next user took the lock before that keeper found it free.
         const bool isTheSame = other->firstLine.starts_with("vimble-relay already ");
         EXPECT_EQ(other->wait(isTheSame ? patience : std::chrono::milliseconds(0)).has_value(), isTheSame);
     }

@@ -47,7 +47,7 @@ int lastCloseCode(const std::string& received) {
 
 class RelayLimitTest : public RelayProgramTest {
 protected:
-    /// What the relay answers to this behind the handshake, as a close code.
+    /// The close code with which the relay answers these frames after the handshake.
     int closeCodeFor(std::uint16_t port, const std::string& frames) {
         RawConnection connection(port);
         connection.upgrade();
@@ -88,7 +88,7 @@ TEST_F(RelayLimitTest, ARequestThatDoesNotComeInTimeIsClosed) {
     EXPECT_TRUE(silent.isClosed());
     EXPECT_EQ(slow.readAll(), "");
     EXPECT_TRUE(slow.isClosed());
-    // This request may be late itself.
+    // Ask more than once: the request for the metrics may itself come too late.
     EXPECT_TRUE(awaitMetric(relay->port(), "requests_late_total", 2));
 }
 
@@ -161,7 +161,7 @@ TEST_F(RelayLimitTest, ALinkThatAnswersNoPingIsClosedWith1001) {
     const auto relay = serve({"--silence-seconds", "0.5"});
     RelayClient deaf(ada, relay->port());
     ASSERT_TRUE(deaf.join());
-    // It answers pings while it reads, and does not read.
+    // The client answers pings only while it reads, and here it does not read.
     EXPECT_TRUE(awaitMetric(relay->port(), "closed_total{code=\"1001\",reason=\"silent\"}", 1));
     EXPECT_EQ(deaf.closeCode(), 1001);
 }
@@ -176,7 +176,7 @@ TEST_F(RelayLimitTest, LinksAndConnectionsFromOneAddressAreLimited) {
     RelayClient third(ada, port);
     EXPECT_FALSE(third.upgrade());
     EXPECT_EQ(third.reasonCode(), 1013);
-    // Twice as many connections and 16 may be open without ever becoming links.
+    // Connections that never become links are limited to twice the number of links plus 16.
     std::vector<std::unique_ptr<RawConnection>> crowd;
     for (int count = 0; count < 20; ++count) crowd.push_back(std::make_unique<RawConnection>(port));
     crowd.back()->send("GET /healthz HTTP/1.1\r\nHost: here\r\n\r\n");

@@ -58,7 +58,7 @@ TEST_F(RelayLinkTest, AFirstPackThatIsNotTheSealedCommandListIsClosedWith1008) {
             return frame;
         },
         [&](const TestLink& link) {
-            // Sealed by Eve, who says that she is Ada.
+            // Eve sealed the pack, but its sender says Ada.
             Bytes frame = RelayWorld::packOf(eve, *link.serverKey, "list");
             std::copy(ada.key().begin(), ada.key().end(), frame.begin());
             return frame;
@@ -142,7 +142,7 @@ TEST_F(RelayLinkTest, AboveAHundredMembersListsAreGatheredOverASecond) {
         world.join(person);
         world.advance(0.001);
     }
-    // One list for each who came, none for those who were there.
+    // Each newcomer was sent one list; the links that were there before have been sent none yet.
     EXPECT_EQ(world.core().counters().listsSent - before, crowd.size());
     world.advance(1.5);
     EXPECT_EQ(watcher.lists.size(), watched + 1);
@@ -213,7 +213,7 @@ TEST_F(RelayLinkTest, AReaderThatProvesNothingIsClosedBeforeTooMuchIsQueued) {
     }
     EXPECT_EQ(slow.closeCode, CloseCode::tryAgainLater);
     EXPECT_EQ(closedFor(&RelayCounters::closedSlowReader), 1u);
-    // Nothing of it is lost: it is mail.
+    // No pack for the slow reader is lost: all are kept as mail.
     EXPECT_EQ(world.core().gauges().mailPacks, slow.texts.size());
 }
 
@@ -222,7 +222,7 @@ TEST_F(RelayLinkTest, AKeyThatSendsTooFastIsClosedWhenWhatWasReadIsPassedOn) {
     world.limits.burst = 2;
     TestLink& author = world.join(ada);
     const TestLink& reader = world.join(bob);
-    // Two members count as ten, so that ten packs a second are one text a second.
+    // The limit assumes at least ten members, so one text a second allows ten packs a second here.
     for (int count = 0; count < 20; ++count) world.write(author, bob, "text");
     world.turn();
     EXPECT_FALSE(author.closeCode);
@@ -231,7 +231,7 @@ TEST_F(RelayLinkTest, AKeyThatSendsTooFastIsClosedWhenWhatWasReadIsPassedOn) {
     EXPECT_EQ(author.closeCode, CloseCode::tryAgainLater);
     EXPECT_EQ(reader.texts.size(), 21u);
     EXPECT_EQ(closedFor(&RelayCounters::closedTooFast), 1u);
-    // The limit is the key's, not the link's; time mends it.
+    // The limit belongs to the key: a new link does not lift it, time does.
     TestLink& again = world.join(ada);
     world.write(again, bob, "too early");
     world.turn();
@@ -262,7 +262,7 @@ TEST_F(RelayLinkTest, CommandsWhoseAnswersAreNotReadAreNotObeyedWithoutEnd) {
     world.limits.queuedBytes = 10000;
     TestLink& author = world.join(ada);
     for (int count = 0; count < 1000; ++count) world.say(author, "help");
-    // The answer that goes over the bound is the last.
+    // The relay stops after the answer that exceeds the bound.
     EXPECT_LE(author.answers.size(), 1 + 10000 / author.answers.at(0).size());
     world.turn();
     EXPECT_EQ(author.closeCode, CloseCode::tryAgainLater);

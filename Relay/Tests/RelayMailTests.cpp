@@ -1,4 +1,4 @@
-// Packs: routing, order, proof, mail, and what becomes of them when the store fails.
+// Packs: their routing, order, proof and mail, and what happens to them when the store fails.
 
 #include "RelayWorld.h"
 
@@ -107,7 +107,7 @@ TEST_F(RelayMailTest, AFullMailboxIsAnErrorToTheAuthor) {
     EXPECT_EQ(link.answers, Texts{"cerr The mailbox of " + bob.hex() + " is full."});
     world.advance(1);
     EXPECT_EQ(world.store.rows.size(), 2u);
-    // What is delivered makes room.
+    // Mail that was delivered makes room in the mailbox.
     world.die(world.join(bob));
     world.write(link, bob, "four");
     EXPECT_EQ(link.answers.size(), 1u);
@@ -187,7 +187,7 @@ TEST_F(RelayMailTest, APackIsInTheStoreWithinATenthOfASecondUnlessItIsProved) {
         world.turn();
         world.advance(0.007);
         for (const auto& [id, row] : world.store.rows) EXPECT_LE(row.arrived, world.now);
-        // Everything that arrived more than a tenth of a second ago is there.
+        // The store has every pack that arrived more than a tenth of a second ago.
         const std::size_t due = step < 15 ? 0 : 2 * (step - 15 + 1);
         EXPECT_GE(world.store.rows.size(), due) << step;
     }
@@ -225,7 +225,7 @@ TEST_F(RelayMailTest, AProvedPackIsForgottenInTheStoreToo) {
 }
 
 TEST_F(RelayMailTest, WhatALinkHeldWithoutProofIsMailWhenItDies) {
-    for (const Seconds life : {0.0, 0.2}) {  // before the batch, and behind it
+    for (const Seconds life : {0.0, 0.2}) {  // before the batch that writes the mail to the store, and after it
         TestLink& author = world.join(ada);
         TestLink& reader = world.join(bob, false);
         world.write(author, bob, "one");
@@ -278,7 +278,7 @@ TEST_F(RelayMailTest, AListThatNamesTheAuthorGoesBeforeTheAuthorsPack) {
     TestLink& newcomer = world.join(eve);
     world.write(newcomer, bob, "I am new");
     world.turn();
-    // No time has passed, so that the gathered list is still to come.
+    // No time has passed, so the delayed list to all links has not been sent yet.
     ASSERT_EQ(reader.texts, Texts{"I am new"});
     EXPECT_TRUE(reader.knows(eve));
     const auto text = std::find(reader.log.begin(), reader.log.end(), "text I am new");
@@ -292,7 +292,7 @@ TEST_F(RelayMailTest, AListThatNamesTheAuthorGoesBeforeWhatWaitedBehindTheMail) 
     TestLink& reader = world.join(bob, false);
     world.say(admin, "add " + eve.hex());
     TestLink& newcomer = world.join(eve);
-    // The mail is on its way to a link that has not been told of the newcomer.
+    // The reader's link is still being handed mail, and has not been told of the newcomer.
     world.write(newcomer, bob, "new");
     world.turn();
     ASSERT_EQ(reader.texts, Texts{"old"});
@@ -407,7 +407,7 @@ TEST_F(RelayMailTest, WhileTheStoreFailsLinksAreClosedWith1011AndNothingIsForgot
 }
 
 TEST_F(RelayMailTest, ARelayThatCannotReadItsStoreDoesNotStart) {
-    // Reading the last id, the members, and what waits for the one.
+    // The start reads the last id, the members, and the mail that waits for the one member.
     for (int failing = 0; failing < 3; ++failing) {
         RelayWorld other;
         other.admit(ada);
@@ -417,7 +417,7 @@ TEST_F(RelayMailTest, ARelayThatCannotReadItsStoreDoesNotStart) {
     }
 }
 
-/// A day in the life of a relay, with everything that touches the store, and the n-th operation failing.
+/// Does everything that touches the store while the n-th operation of the store fails.
 class RelayStoreFailureTest : public testing::TestWithParam<int> {};
 
 TEST_P(RelayStoreFailureTest, NothingIsLostAndNobodyIsThrownOut) {
@@ -425,7 +425,7 @@ TEST_P(RelayStoreFailureTest, NothingIsLostAndNobodyIsThrownOut) {
     RelayWorld world;
     for (const Somebody* person : {&ada, &bob, &cai}) world.admit(*person, person == &ada);
     world.core();
-    // The relay has started; the next so many operations work, and then three fail.
+    // After the start, as many operations as the parameter says succeed, and then three fail.
     world.store.failAfter(GetParam(), 3);
 
     Texts written, bobRead, caiRead;
@@ -451,11 +451,11 @@ TEST_P(RelayStoreFailureTest, NothingIsLostAndNobodyIsThrownOut) {
                 world.die(*link);
             }
         }
-        // What a reader that did not prove has read comes again.
+        // Texts that were not proved come again, so count only those of a reader that proves.
         if (round % 2 == 0) read(reader, bobRead);
         world.advance(5);
     }
-    // The failure may still be to come.
+    // The store may fail only now, so join several times.
     for (int again = 0; again < 4; ++again) {
         for (const Somebody* person : {&bob, &cai}) {
             TestLink& link = world.join(*person);

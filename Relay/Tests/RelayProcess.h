@@ -20,10 +20,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-/// How long a test waits for what must happen: long, for a busy machine; nothing waits for it in vain.
+/// How long a test waits for what must happen: long, for a busy machine. A test that passes never waits so long.
 constexpr std::chrono::seconds patience{20};
 
-/// The real program in a process of its own, with what it prints.
+/// The real program in a process of its own, and the lines that it prints.
 class RelayProcess {
 public:
     explicit RelayProcess(std::vector<std::string> arguments) {
@@ -60,11 +60,11 @@ public:
     RelayProcess(const RelayProcess&) = delete;
     RelayProcess& operator=(const RelayProcess&) = delete;
 
-    /// The next line on standard output, or on standard error; empty when there comes none.
+    /// The next line on standard output, or on standard error; empty when none comes.
     std::string outLine() { return lineFrom(outPipe, outRest); }
     std::string errLine() { return lineFrom(errPipe, errRest); }
 
-    /// The port of the first line.
+    /// The port in the first line of output, in which the relay says where it listens.
     std::uint16_t port() {
         if (knownPort == 0) {
             firstLine = outLine();
@@ -75,7 +75,7 @@ public:
         return knownPort;
     }
 
-    /// Nobody reads its standard error any more.
+    /// Closes our end of the pipe, so that nobody reads the program's standard error any more.
     void closeErr() { ::close(std::exchange(errPipe, -1)); }
 
     void signal(int number) { ::kill(process, number); }
@@ -146,11 +146,11 @@ public:
         std::size_t sent = 0;
         while (sent < bytes.size()) {
             const auto count = ::send(socket, bytes.data() + sent, bytes.size() - sent, MSG_NOSIGNAL);
-            if (count <= 0) return;  // it has been closed, as the test will see
+            if (count <= 0) return;  // the relay has closed it, which the test checks
             sent += static_cast<std::size_t>(count);
         }
     }
-    /// Reads until this has come. @return all that has come so far
+    /// Reads until `wanted` has come. @return all that has come so far
     std::string readUntil(const std::string& wanted) {
         while (received.find(wanted) == std::string::npos && readMore()) {
         }

@@ -27,7 +27,7 @@ TEST_F(RelayProgramTest, LocalhostIsTheIPv4Address) {
 TEST_F(RelayProgramTest, ItListensOnIPv6InBrackets) {
     RelayProcess relay({"serve", "--listen", "[::1]:0", "--database", database()});
     if (relay.port() == 0) {
-        // A machine without IPv6 says so in one line.
+        // On a machine without IPv6 the relay must fail with one line.
         EXPECT_THAT(relay.errLine(), StartsWith("vimble-relay: can't listen on [::1]:0: "));
         GTEST_SKIP() << "this machine has no IPv6";
     }
@@ -65,7 +65,7 @@ TEST_F(RelayProgramTest, PacksOfEverySizeAreRelayedAndFragmentsPutTogether) {
     ASSERT_TRUE(author.join());
     ASSERT_TRUE(reader.join());
     Texts expected;
-    // Around the borders of the frame's three forms of length, of reads, and of early writes.
+    // Sizes around the limits of the frame's three length forms, of one read, and of an early write.
     for (const std::size_t size : {0u, 21u, 22u, 500u, 65431u, 65432u, 200000u, 262040u}) {
         author.fragment(size % 2 == 0 ? 1000 : 0);
         expected.push_back(std::string(size, 'x'));
@@ -102,7 +102,7 @@ TEST_F(RelayProgramTest, PacksThatComeTogetherAreWrittenTogether) {
         all += frameOf(RelayWorld::packOf(ada, bob.key(), "some text that is long enough"));
     author.send(all);
     ASSERT_TRUE(reader.readTexts(500));
-    // A write for every read of the author's connection, some for pings and for asking: not one a pack.
+    // One write for each read of the author's connection, some for pings and metrics, but not one for each pack.
     EXPECT_LT(metric(relay->port(), "writes_total") - before, 100);
 }
 
@@ -155,7 +155,7 @@ TEST_F(RelayProgramTest, SigtermPutsWhatIsNotProvedIntoTheMailAndEndsWith0) {
         ASSERT_TRUE(author.join());
         ASSERT_TRUE(reader.join());
         for (const char* text : {"one", "two", "three"}) ASSERT_TRUE(author.write(bob, text));
-        // The reader reads nothing, so that it proves nothing.
+        // The reader does not read, so it answers no pings and proves nothing.
         ASSERT_TRUE(awaitMetric(relay->port(), "packs_delivered_total", 3));
         relay->signal(SIGTERM);
         EXPECT_EQ(author.closeCode(), 1001);
@@ -195,7 +195,7 @@ TEST_F(RelayProgramTest, MailSurvivesKill9) {
         ASSERT_TRUE(reader.join());
         ASSERT_TRUE(reader.readTexts(2));
         EXPECT_EQ(reader.texts, (Texts{"one", "two"}));
-        // The proof goes out while it reads on.
+        // Go on reading: the client answers pings, and so proves, only while it reads.
         reader.say("who");
         ASSERT_TRUE(reader.readUntil([&] { return !reader.answers.empty(); }));
     }
@@ -209,7 +209,7 @@ TEST_F(RelayProgramTest, ADiskThatIsFullClosesLinksWith1011AndLosesNothing) {
     const auto relay = serve();
     RelayClient author(ada, relay->port());
     ASSERT_TRUE(author.join());
-    // No file may grow any more, as on a full disk.
+    // Let no file of the relay grow any more, as on a full disk.
     const rlimit none{0, RLIM_INFINITY}, all{RLIM_INFINITY, RLIM_INFINITY};
     ASSERT_EQ(::prlimit(relay->id(), RLIMIT_FSIZE, &none, nullptr), 0);
     ASSERT_TRUE(author.write(bob, "one"));
@@ -290,7 +290,7 @@ TEST_F(RelayProgramTest, WhoIsAdmittedMayComeAtOnce) {
 TEST_F(RelayProgramTest, TheTimeOfMailGoesOnWhereTheLastRelayLeftItWhateverTheClockSays) {
     admit(ada);
     admit(bob);
-    serve();  // saves its time at the start
+    serve();  // so that the relay saves its time, which it does at the start
     const auto ask = [&](const std::string& statement) {
         sqlite3* handle = nullptr;
         double result = 0;

@@ -1,5 +1,5 @@
-// What a new link is handed of all that an older link of the same member has not proved: after a network went
-// away nobody tells the relay for a minute or so, while the client is back within seconds.
+// A new link is handed the packs that an older link of the same member has not proved: when a network fails,
+// the client is back within seconds, while the relay learns only after a minute or so that the old link is dead.
 
 #include "RelayWorld.h"
 
@@ -9,7 +9,7 @@ namespace {
 
 using Texts = std::vector<std::string>;
 
-/// Texts as long as this make few packs fill a page of mail (256 KiB).
+/// So long that a few packs fill a page of mail (256 KiB).
 constexpr std::size_t longText = 60'000;
 
 class RelayTakeOverTest : public testing::Test {
@@ -30,7 +30,7 @@ protected:
         world.turn();
         return written;
     }
-    /// Lets a link answer once.
+    /// Lets a link answer the pings that it has received so far.
     void proveOnce(TestLink& link) {
         for (const std::uint64_t payload : std::exchange(link.pings, {}))
             world.core().pongReceived(link, payload, world.now);
@@ -59,7 +59,7 @@ protected:
 };
 
 TEST_F(RelayTakeOverTest, ANewLinkIsHandedInOrderAndFirstWhatAnOlderOneHasNotProved) {
-    for (const Seconds age : {0.0, 0.2}) {  // before the batch that writes it, and behind
+    for (const Seconds age : {0.0, 0.2}) {  // before the batch that writes the mail to the store, and after it
         TestLink& author = world.join(ada);
         TestLink& dead = world.join(bob, false);
         world.write(author, bob, "one");
@@ -172,7 +172,7 @@ TEST_F(RelayTakeOverTest, TwoLinksThatComeTogetherBothHaveTheMail) {
     TestLink& first = world.join(bob, false);
     TestLink& second = world.join(bob, false);
     for (int round = 0; round < 10; ++round) {
-        // Both have been handed a page before the proof of the one spares the other.
+        // Both links were handed a page before the proof of one could spare the other that page.
         proveOnce(round % 2 == 0 ? first : second);
         proveOnce(round % 2 == 0 ? second : first);
     }
@@ -323,7 +323,7 @@ TEST_F(RelayTakeOverTest, AfterAKilledRelayItComesOnce) {
     expectNothingIsLeft();
 }
 
-/// Taking over, with the n-th operation of the store failing.
+/// Takes over an older link's packs while the n-th operation of the store fails.
 class RelayTakeOverFailureTest : public testing::TestWithParam<int> {};
 
 TEST_P(RelayTakeOverFailureTest, NothingIsLostAndOrderHolds) {
@@ -359,7 +359,7 @@ TEST_P(RelayTakeOverFailureTest, NothingIsLostAndOrderHolds) {
     const TestLink& last = world.join(bob);
     ASSERT_LE(last.texts.size(), written.size());
     ASSERT_GE(newer.texts.size() + last.texts.size(), written.size());
-    // What the new link has proved comes no more, what it has not comes again, and nothing is left out.
+    // The last link gets exactly the packs that the new link has not proved: none is left out or proved before.
     Texts all(newer.texts.begin(),
               newer.texts.begin() + static_cast<std::ptrdiff_t>(written.size() - last.texts.size()));
     all.insert(all.end(), last.texts.begin(), last.texts.end());

@@ -24,7 +24,7 @@ struct Somebody {
     std::string hex() const { return Nacl::hex(keys.publicKey); }
 };
 
-/// One link, with the client at its other end: opens what it is sent, and answers pings if it is told to.
+/// One link and the client at its other end, which opens the packs that arrive and answers pings if told to.
 class TestLink : public RelayLink {
 public:
     explicit TestLink(const Somebody& owner) : owner(owner) {}
@@ -98,7 +98,7 @@ public:
         return *relay;
     }
 
-    /// Ends the process, as it were: what is not in the store is lost.
+    /// Simulates a killed process: everything that is not in the store is lost.
     void kill() {
         relay.reset();
         links.clear();
@@ -138,7 +138,7 @@ public:
             .bytes();
     }
 
-    /// Ends the turn, and lets links answer, until nothing more happens.
+    /// Ends turns and lets the links answer until nothing more happens.
     void turn() {
         for (bool isBusy = true; isBusy;) {
             core().turnEnded(now);

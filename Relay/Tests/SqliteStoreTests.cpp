@@ -132,7 +132,7 @@ TEST_F(SqliteStoreTest, AFailureWithinATransactionLeavesEverythingAsItWas) {
     const auto store = open();
     store->putMember(ada);
     keep(*store, 1, 1, 0, "one");
-    // Whatever fails behind the first insertion.
+    // Let the second insertion fail, after the first has succeeded.
     execute("CREATE TRIGGER full BEFORE INSERT ON mail WHEN new.id = 3 BEGIN SELECT RAISE(FAIL, 'disk full'); END");
     const std::vector<MailItem> items{{2, ada.key, {0}, bytesOf("two")}, {3, ada.key, {0}, bytesOf("three")}};
     const std::vector<std::int64_t> forgotten{1};

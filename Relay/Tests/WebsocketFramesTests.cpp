@@ -9,7 +9,7 @@ namespace {
 
 using testing::ElementsAre;
 
-/// Writes down what was read, and stops after so many.
+/// Records what was read, and stops after a given number.
 class Recorder final : public WebsocketReader::Sink {
 public:
     bool onMessage(ByteView message) override { return record("message " + std::string(textOf(message))); }
