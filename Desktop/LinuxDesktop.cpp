@@ -39,7 +39,7 @@
 namespace {
 
 constexpr char programName[] = "vimble";
-constexpr std::chrono::seconds registrationTime{10};  // for the desktop's own tool
+constexpr std::chrono::seconds registrationTime{10};  // how long the desktop's registration tool may take
 
 const Log machineLog("zorvane.Vimble", "main");
 
@@ -48,7 +48,7 @@ std::optional<std::string> variable(const char* name) {
     return value != nullptr ? std::optional<std::string>(value) : std::nullopt;
 }
 
-/// What is done beside the program, and told in one line if it can't be.
+/// Does work that the program can go on without: if it throws, one line is logged and nothing else happens.
 template <class Work>
 void attempt(const char* trouble, Work&& work) {
     try {
@@ -109,7 +109,7 @@ private:
     MainLoop& loop;
     const ApplicationFolder& folder;
     const LinuxHost _host;
-    NetlinkPathMonitor& monitor;  // of `_internets`
+    NetlinkPathMonitor& monitor;  // owned by `_internets`
     Internets _internets;
     QtTransport _transport{loop};
     SettingsDefaults defaults;
@@ -119,13 +119,13 @@ private:
     WorkerThread worker;
     const std::shared_ptr<WorkerThread> _pictureWorker = std::make_shared<WorkerThread>(WorkerThread::AtEnd::drops);
     Reachability reachability{_internets};
-    std::optional<UpdateThread> updateThread;  // once there is something for it to do
+    std::optional<UpdateThread> updateThread;  // empty until `makeUpdateKit` needs it
     std::function<void()> sessionEnding;
     std::optional<SignalWatch> signalWatch;
-    QObject context;  // ends the connection to the toolkit
+    QObject context;  // its end disconnects us from the toolkit's signals
 };
 
-/// On a thread of its own, since a home may lie on a machine that takes its time.
+/// Runs on its own thread, since the home folder may lie on a slow file server.
 std::future<void> LinuxServices::registerProgram() {
     if (!_host.bundle()) return {};
     return std::async(std::launch::async, [bundle = *_host.bundle()] {
@@ -134,8 +134,8 @@ std::future<void> LinuxServices::registerProgram() {
             const std::filesystem::path service = bundle.path / "Contents" / "Services" / "vimble-installer";
             if (!name || !std::filesystem::exists(service)) throw std::runtime_error("The bundle has no installer");
             ServiceRegistration::write(*name, service, ApplicationFolder::place(std::nullopt).parent_path());
-            // A bus that was started with other variables than this program looks for the user's data elsewhere, but
-            // in this folder too.
+            // A bus that was started with another environment than ours looks for services elsewhere in the home, but
+            // it always looks in the runtime folder too.
             if (const auto runtime = variable("XDG_RUNTIME_DIR"); runtime && runtime->starts_with('/'))
                 ServiceRegistration::write(*name, service, *runtime);
         });

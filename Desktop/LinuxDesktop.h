@@ -8,15 +8,15 @@
 #include <optional>
 #include <string>
 
-/// This machine, for the desktop program: Qt's loop, the session bus, and the adapters of every seam.
+/// The desktop program's machine on Linux: Qt's loop, the session bus, and the adapters of every seam.
 ///
-/// Main thread, behind the QApplication and before its end.
+/// Main thread only. Make it after the QApplication and destroy it before that.
 class LinuxDesktop : public DesktopMachine {
 public:
-    /// @param dataDir  the folder that the user has chosen for what is the application's own
+    /// @param dataDir  the folder that the user has chosen for the application's data
     explicit LinuxDesktop(std::optional<std::filesystem::path> dataDir);
 
-    /// What `complain` and `alert` do, for whoever has no program to tell of.
+    /// The same as `complain` and `alert`, for callers that have no machine yet.
     static void tellStandardError(const std::string& text);
     static void tellUser(const std::string& text, const std::string& more);
 

@@ -45,8 +45,8 @@ bool hasScreen() {
 
 int main(int argc, char** argv) {
     std::signal(SIGPIPE, SIG_IGN);
-    // Printing a key changes this one for a moment, and other threads look at the environment whenever they like:
-    // a variable that is there is replaced in one step, while one more would move the list that they are reading.
+    // Printing a key changes TMPDIR for a moment, while other threads may be reading the environment. Replacing a
+    // variable that exists is one step; adding one would move the list that they are reading.
     ::setenv("TMPDIR", "/tmp", /*overwrite=*/0);
     auto passphrase = EnvironmentPassphrase::take();
     DesktopOptions options;
@@ -70,9 +70,9 @@ int main(int argc, char** argv) {
 
     Log::setSink(std::make_shared<SystemLog>(SystemLog::Destination::journal, LogLevel::info, programName));
     QtMessages::toLog();
-    // They tell who talks to whom, which does not belong into the journal.
+    // Debug lines tell who talks to whom, so they must not get into the journal.
     if (!SystemLog::isJournal(STDOUT_FILENO)) {
-        // Whoever reads along through a pipe wants a line when it is written.
+        // Flush each line, so that a reader at the other end of a pipe sees it at once.
         std::setvbuf(stdout, nullptr, _IOLBF, 0);
         DebugLines::setPrint([](std::string_view line) {
             const std::string text = Text::escaped(line) + "\n";
@@ -87,7 +87,7 @@ int main(int argc, char** argv) {
         LinuxDesktop::tellStandardError(Text::escaped(error.what()));
         return usageStatus;
     }
-    // Before the toolkit, so that what is remembered is read while that starts.
+    // Take the folder before the toolkit starts: the saved state is then read while the toolkit is starting.
     DesktopStart start{.dataDir = options.dataDir,
                        .secretFile = options.secretFile,
                        .urls = options.urls,
@@ -96,7 +96,7 @@ int main(int argc, char** argv) {
                        .token = ActivationToken::fromEnvironment(),
                        .folder = takeFolder(options.dataDir, Date::fromUnix(static_cast<double>(std::time(nullptr))))};
 
-    // Without the arguments: Qt has some of its own, which are nobody's business here.
+    // Pass no arguments: Qt would interpret some of them as its own options.
     int count = argc > 0 ? 1 : 0;
     QApplication application(count, argv);
     // No display name: Qt would put it behind every title.

@@ -21,7 +21,7 @@ constexpr int mostLinks = 40;            // as many as the kernel follows
     throw std::system_error(error, std::generic_category(), path.native());
 }
 
-/// A file's name that is removed with its holder, unless it was released.
+/// Removes a file's name when it is destroyed, unless it was released.
 class Leftover {
 public:
     explicit Leftover(const std::string& path) : path(path) {}
@@ -43,12 +43,12 @@ FileDescriptor make(std::string& path) {
     if (path.ends_with("XXXXXX")) return FileDescriptor(::mkostemp(path.data(), O_CLOEXEC));
     constexpr int flags = O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW;
     FileDescriptor file(::open(path.c_str(), flags, madePermissions));
-    // A file that is there already may have other permissions, or be open elsewhere: it is not written into.
+    // Do not write into a file that exists: it may have other permissions, or be open elsewhere.
     if (file || errno != EEXIST || ::unlink(path.c_str()) != 0) return file;
     return FileDescriptor(::open(path.c_str(), flags, madePermissions));
 }
 
-/// Without this, a machine that fails now could come up with the old file.
+/// Brings a new name to the medium: without this, the old file could be back after a failure of the power.
 void flushFolder(const fs::path& folder) {
     const FileDescriptor opened(::open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (opened) ::fsync(opened.get());
@@ -73,7 +73,7 @@ Bytes contentsOf(const FileDescriptor& file, const fs::path& path, std::size_t l
     const std::size_t size = checkOrdinary(file, path, limit);
     Bytes contents;
     std::size_t length = 0;
-    // One byte more than is expected shows the end, or that there is more.
+    // Ask for one byte more than expected, to see whether the file ends there.
     std::size_t room = std::min(std::max(size, usualSize), limit) + 1;
     for (; length == contents.size(); room = std::min(2 * room, limit + 1)) {
         if (length > limit) fail(EFBIG, path);
@@ -110,7 +110,7 @@ fs::path File::followed(const fs::path& path) {
         if (links == mostLinks) fail(ELOOP, path);
         const fs::path next = fs::read_symlink(target, error);
         if (error) fail(error.value(), path);
-        target = target.parent_path() / next;  // the latter alone if it is absolute
+        target = target.parent_path() / next;  // `next` alone if it is absolute
     }
     return target;
 }
@@ -156,7 +156,7 @@ bool File::writeAll(int file, ByteView contents) {
     while (!contents.empty()) {
         const ssize_t count = ::write(file, contents.data(), contents.size());
         if (count < 0 && errno == EINTR) continue;
-        if (count == 0) errno = EIO;  // instead of trying for ever
+        if (count == 0) errno = EIO;  // a write of nothing would be repeated for ever
         if (count <= 0) return false;
         contents = contents.subspan(static_cast<std::size_t>(count));
     }

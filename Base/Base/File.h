@@ -11,11 +11,11 @@
 #include <string>
 #include <sys/types.h>
 
-/// Files that are read or replaced as a whole: all that keeps a secret, a state or a registration goes through here.
+/// Files that are read or replaced as a whole: every secret, state and registration is kept through these functions.
 ///
-/// What takes a path throws std::system_error with the system's own number (in the generic category) and that path.
-/// What takes a descriptor leaves the number in `errno`, for callers who say it in their own words. Everything
-/// blocks, and may be called on any thread; reading and writing go on after a signal.
+/// A function that takes a path throws std::system_error with the system's error number (in the generic category) and
+/// that path. One that takes a descriptor leaves the number in `errno`, for callers with messages of their own. All
+/// functions block, and may be called on any thread; a signal does not interrupt reading and writing.
 namespace File {
 
 /// What the contents of a replaced file are safe from.
@@ -30,8 +30,8 @@ enum class Durability {
 /// How a file is replaced.
 struct Replacement {
     Durability durability;
-    /// Of the new file, whatever the old one's were. More than 0600 is given when it has been written, whatever the
-    /// process's mask is.
+    /// Permissions of the new file, whatever the old one's were and whatever the process's mask is. More than 0600
+    /// is given only when the file has been written.
     mode_t permissions = 0600;
     /// The new file's name until it is whole, in the same folder. Six X at the end become a name that is free; a file
     /// of any other name is removed first. Empty: ".NAME.XXXXXX".
@@ -62,14 +62,14 @@ struct Opened {
 ///         a link that was refused (the last part of the path alone)
 Opened open(const std::filesystem::path& path, std::size_t limit, Links links = Links::follow);
 
-/// The contents of an ordinary file up to its end, also where that is further away than the length says, as it is in
-/// /proc. Not for secrets in the clear: while it grows, the memory that it leaves is not wiped.
+/// Reads an ordinary file up to its end, also if it is longer than its stated length, as files of /proc are. Not for
+/// unsealed secrets: when the buffer grows, its old memory is not wiped.
 /// @throws std::system_error  as `open`
 Bytes read(const std::filesystem::path& path, std::size_t limit, Links links = Links::follow);
 
 /// As `read`, for a file that need not be there.
 /// @return nothing if there was none to open, or no folder for it
-/// @throws std::system_error  as `open`. What fails once it is open is no absence, whatever number it has.
+/// @throws std::system_error  as `open`. An error after the opening is always thrown.
 std::optional<Bytes> readIfThere(const std::filesystem::path& path, std::size_t limit, Links links = Links::follow);
 
 /// Opens a name in an open folder for reading: not through a symbolic link, and without waiting for anybody if it is

@@ -19,7 +19,7 @@ public:
     FileDescriptor& operator=(const FileDescriptor&) = delete;
 
     explicit operator bool() const { return number >= 0; }
-    /// For the length of a call; negative if there is none.
+    /// The number, still owned by this object; negative if there is none.
     int get() const { return number; }
     /// Leaves the closing to the caller.
     [[nodiscard]] int release() noexcept { return std::exchange(number, -1); }

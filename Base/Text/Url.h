@@ -14,7 +14,7 @@ struct Url {
     /// The components put together again.
     std::string text() const;
 
-    /// With one more component at the end of the path.
+    /// This URL with one more component at the end of the path.
     [[nodiscard]] Url appending(std::string_view pathComponent) const;
 
     /// The folder of what it names: without the last component of the path, and ending in a slash. Query and

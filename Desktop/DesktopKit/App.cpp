@@ -51,7 +51,7 @@ App::App(AppEnvironment environment) : environment(std::move(environment)) {}
 App::~App() = default;
 
 bool App::applicationWillFinishLaunching() {
-    // The engine can't start without keys, and has no way to say so: this comes before anything touches it.
+    // Read the keys before anything uses the engine: it can't start without them, and can't tell the user so.
     try {
         Keys::loadOrGenerate(environment.secrets);
     } catch (const KeysError& error) {
@@ -63,7 +63,7 @@ bool App::applicationWillFinishLaunching() {
     restoration->keep(PrefsWindow::identifier);
     keys.emplace(environment.loop, environment.secrets, environment.worker);
 
-    // What is remembered may still be on its way from the disk: this needs nothing of it.
+    // The fonts need nothing of the saved state, so load them while that may still be read.
     Look::loadFonts();
     Kit& kit = environment.kit();
     _rosterWindow = std::make_unique<RosterWindow>(kit);
@@ -94,8 +94,8 @@ bool App::applicationWillFinishLaunching() {
 void App::applicationDidFinishLaunching() {
     RosterWindow& window = rosterWindow();
     window.setAttribute(Qt::WA_ShowWithoutActivating, QGuiApplication::focusWindow() != nullptr);
-    // Even if it was minimised at the end, as it is where there is no tray to close it into: whoever starts the
-    // program wants to see it.
+    // Show it even if the last run left it minimised, as closing does without a tray: a user who starts the program
+    // wants to see it.
     window.show();
     window.raise();
     window.setAttribute(Qt::WA_ShowWithoutActivating, false);
@@ -158,7 +158,7 @@ std::vector<MainMenu::Talk> App::talks() {
     std::vector<std::pair<Date, const std::string*>> keys;
     for (const auto& [key, chat] : state.conversations)
         if (!chat.messages.empty()) keys.emplace_back(chat.messages.back().timestamp, &key);
-    // The latest first.
+    // Sort by the last message, the latest first.
     std::sort(keys.begin(), keys.end(), [](const auto& a, const auto& b) {
         return a.first != b.first ? b.first < a.first : *a.second < *b.second;
     });
@@ -188,7 +188,7 @@ void App::orderFrontPreferences() {
 }
 
 void App::checkForUpdates() {
-    // It tells of itself in that window, which may be closed.
+    // The updater shows its progress in the People window, so open that if it is closed.
     if (environment.updater->state().isConfigured && !rosterWindow().isVisible()) showRosterWindow();
     environment.updater->checkForUpdates();
 }
@@ -205,7 +205,7 @@ void App::toggle(QWidget& window) {
     if (!window.isVisible() || window.isMinimized())
         showForward(window);
     else
-        window.close();  // as the user's own closing: it hides, or is minimised where it could not be found again
+        window.close();  // the same as the user's close: it is minimised where no tray could bring it back
 }
 
 void App::showRosterWindow(const ActivationToken& token) { showForward(rosterWindow(), token); }
@@ -236,7 +236,7 @@ void App::showAbout() {
     box->setInformativeText(
         tr("A chat for a small closed group. Every text is sealed for each of its readers before it leaves this "
            "machine."));
-    // A message box is modal from its making, and opening it would make it so again.
+    // A message box is made modal, and open() would make it modal again: so make it non-modal and use show().
     box->setWindowModality(Qt::NonModal);
     box->show();
 }
@@ -281,8 +281,8 @@ PrefsWindow& App::prefsWindow() {
         .exportKey = [this](const SecretKey& key,
                             QWidget& parent) { KeyExport(key.duplicate()).print(parent.window(), environment.host); }});
     menu->attachShortcuts(*_prefsWindow);
-    // Not one of those that are adopted: it may be closed as the last, and those may not because it is open, since
-    // nothing in it would bring them back.
+    // Do not adopt it. It may be closed even if it is the last window. And while only it is open, the last adopted
+    // window must still not be closed, since nothing in the settings would bring that back.
     _prefsWindow->installEventFilter(this);
     const WindowRecord* record = restoration->remembered(PrefsWindow::identifier);
     if (record == nullptr || !WindowRestoration::place(*_prefsWindow, *record)) centre(*_prefsWindow);
@@ -296,7 +296,7 @@ void App::adopt(QMainWindow& window, const std::string& identifier, const std::s
     const QSize content = window.size();
     const QSize smallest = window.minimumSize();
     menu->attach(window);
-    // The sizes that a window asks for are those of what stands below its menu.
+    // The sizes that a window asks for leave out its menu bar, so add the bar's height.
     const QSize bar(0, window.menuBar()->isNativeMenuBar() ? 0 : window.menuBar()->sizeHint().height());
     window.setMinimumSize(smallest + bar);
     window.resize(content + bar);
@@ -334,7 +334,7 @@ void App::restoreWindows() {
 }
 
 void App::showForward(QWidget& window, const ActivationToken& token) {
-    // What was just said may take seconds to go out, with the tray's icon still there.
+    // Sending the last texts may take seconds, in which the tray icon can still be clicked.
     if (isEnding) return;
     environment.bringForward(window, token);
     menu->refresh();
@@ -347,8 +347,8 @@ bool App::isLastOpen(const QWidget& window) const {
 
 bool App::eventFilter(QObject* object, QEvent* event) {
     if (event->type() == QEvent::ApplicationFontChange && object->isWidgetType()) {
-        // The toolkit tells only windows of a new font of the desktop's, and what they hold takes its
-        // sizes from that font by itself.
+        // The toolkit tells only the windows that the desktop's font has changed, but their child widgets compute
+        // sizes from that font too.
         for (QWidget* child : static_cast<QWidget*>(object)->findChildren<QWidget*>()) {
             QEvent change(QEvent::ApplicationFontChange);
             QCoreApplication::sendEvent(child, &change);

@@ -54,7 +54,7 @@ struct AppEnvironment {
     /// that; empty for a command of the user's in one of our own windows.
     std::function<void(QWidget& window, const ActivationToken& token)> bringForward;
     std::function<void()> quit;     // begins the end of the program
-    AppUpdater* updater = nullptr;  // which this starts; null: no word of updates
+    AppUpdater* updater = nullptr;  // started by the application; null: no updates are offered
 };
 
 /// A place for debugging aids.
@@ -72,19 +72,19 @@ public:
     explicit App(AppEnvironment environment);
     ~App() override;
 
-    /// Everything up to the first window. @return false if the identity can't be read, of which the user
-    /// has been told then: the program is to end
+    /// Does everything up to the first window. @return false if the identity can't be read: the user has been told,
+    /// and the program must end
     bool applicationWillFinishLaunching();
-    /// The first window comes to the screen.
+    /// Shows the first window.
     void applicationDidFinishLaunching();
-    /// Links, which are not read: whatever they say, the People window comes forward.
+    /// Brings the People window forward, whatever the links say: they are not read.
     void openUrls(const QStringList& urls, const ActivationToken& token);
-    /// Somebody started the program again.
+    /// Called when the user has started the program again.
     void activate(const ActivationToken& token);
-    /// The user has turned to one of the windows: what the desktop still shows of us goes.
+    /// Called when one of our windows becomes active: takes our notifications off the desktop.
     void applicationDidBecomeActive();
-    /// Notes which windows are open, as they are to come back. Behind this, windows may be closed, none comes
-    /// forward any more, and the user is told of nothing more.
+    /// Notes which windows are open, so that the next run opens them again. After this, windows may be closed, none
+    /// comes forward any more, and the user gets no more notifications.
     void applicationWillTerminate();
 
     void orderFrontPreferences();
@@ -99,13 +99,13 @@ public:
 
     void openConversation(const Person& person) override;
 
-    /// What goes wrong below the engine, such as why no link comes about: for the People window to tell.
+    /// Shows a failure below the engine in the People window, such as why there is no link.
     void showTrouble(const std::string& text);
 
     RosterWindow& rosterWindow() const;
     ConsoleWindow& consoleWindow() const;
     RoomWindow& roomWindow() const;
-    /// Those of talks.
+    /// The windows of talks.
     ChatterWindows& chatterWindows() const;
     /// Made at the first use.
     PrefsWindow& prefsWindow();
@@ -127,7 +127,7 @@ private:
 
     const AppEnvironment environment;
     AppDebug appDebug;
-    std::vector<QMainWindow*> adopted;  // those that live; each leaves as it dies
+    std::vector<QMainWindow*> adopted;  // the living ones: each is removed when it is destroyed
     std::unique_ptr<RosterWindow> _rosterWindow;
     std::unique_ptr<ConsoleWindow> _consoleWindow;
     std::unique_ptr<RoomWindow> _roomWindow;

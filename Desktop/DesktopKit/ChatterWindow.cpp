@@ -37,7 +37,7 @@ void ChatterWindow::stateChanged(const State& now) {
 }
 
 void ChatterWindow::showTitle() {
-    // Qt takes "[*]" in a title for the place of its mark of unsaved changes, and the doubled one for itself.
+    // Qt replaces "[*]" in a title by its mark of unsaved changes; a doubled one is shown as "[*]".
     Person partner;
     partner.publicKey = _with;
     partner.name = _state.withName;

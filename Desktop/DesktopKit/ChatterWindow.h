@@ -22,7 +22,7 @@ class ChatterWindow : public QMainWindow, public SignalTarget {
     Q_OBJECT
 
 public:
-    /// What of the session's state concerns the window itself.
+    /// The part of the session's state that the window itself shows.
     struct LocalState {
         std::string withName = "Anonymous";  // as it came
 
@@ -41,7 +41,7 @@ public:
     const LocalState& state() const { return _state; }
 
 protected:
-    /// Only runs for a close that nobody has refused before.
+    /// Only runs if no event filter has refused the close.
     void closeEvent(QCloseEvent* event) override;
 
 private:

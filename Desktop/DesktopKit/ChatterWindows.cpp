@@ -12,8 +12,8 @@ namespace {
 
 int titleBarHeight(const QWidget& window) { return window.style()->pixelMetric(QStyle::PM_TitleBarHeight); }
 
-/// With its decoration, which is known only once the window has been shown: before that, a title bar of
-/// the style's height stands for it.
+/// The window's size with its decoration. That is known only once the window has been shown, so until then a title bar
+/// of the style's height is assumed.
 QSize decoratedSize(const QWidget& window) {
     const QSize frame = window.frameGeometry().size();
     return frame == window.size() ? frame + QSize(0, titleBarHeight(window)) : frame;
@@ -24,7 +24,7 @@ QSize decoratedSize(const QWidget& window) {
 ChatterWindows::ChatterWindows(Kit& kit, MainLoop& loop) : kit(kit), loop(loop) {}
 
 ChatterWindows::~ChatterWindows() {
-    // The loop may not turn again before the session goes.
+    // Delete closed windows now: the loop may not turn again before the session is destroyed, which they use.
     for (const auto& window : leaving) delete window.data();
 }
 

@@ -14,8 +14,8 @@
 
 /// The windows of talks: their owner, who finds the one of a person and places a new one among the others.
 ///
-/// A window stands here from its making until it is closed. It is destroyed at a later turn of the loop, since
-/// closing runs inside the window's own code; until then nothing here names it any more.
+/// A window is listed here from its making until it is closed. It is destroyed at a later turn of the loop, since
+/// closing runs inside the window's own code; in between no function here returns it.
 ///
 /// Main thread; the session and the loop must outlive it. The windows die with it.
 class ChatterWindows {
@@ -31,7 +31,7 @@ public:
 
     /// The live window of the talk with that person, the first of several; null if there is none.
     ChatterWindow* existing(const std::string& with) const;
-    /// All that live, in the order of their making.
+    /// All open windows, in the order in which they were made.
     std::vector<ChatterWindow*> windows() const;
     /// Where the next window goes while another one is on the screen.
     std::optional<QPoint> cascadePoint() const { return _cascadePoint; }

@@ -30,8 +30,8 @@
 #include <QStringList>
 #include <QWidget>
 
-/// What the program uses of the machine once the user's key can be read: nothing of it is made for a start that only
-/// brings another one forward, or that the user gives up.
+/// What the program uses of the machine once the user's key can be read. A start that only brings a running program
+/// forward, or that the user cancels, makes none of it.
 ///
 /// All references live as long as this. Main thread only.
 class DesktopServices {
@@ -51,7 +51,7 @@ public:
     /// Says which server is in use: one on this machine needs no network.
     virtual void setEndpointUrl(const std::string& url) = 0;
     virtual Transport& transport() = 0;
-    /// What goes wrong below the engine, in one line.
+    /// `tell` gets one line for each failure below the engine, such as a link that can't be made.
     virtual void onTrouble(std::function<void(const std::string&)> tell) = 0;
     /// Calls `done`, later, when all that was sent has been read by the other end, or `atMost` has passed.
     virtual void drain(Seconds atMost, std::function<void()> done) = 0;
@@ -59,23 +59,23 @@ public:
     // ---- notifications, and windows that want to be looked at
 
     virtual NotificationCenter& notifications() = 0;
-    /// The user has clicked one.
+    /// `activated` is called when the user clicks a notification.
     virtual void onNotificationActivated(std::function<void(const ActivationToken&)> activated) = 0;
     /// Has the desktop mark a window as wanting to be looked at, until it is.
     virtual void markWindow(QWidget& window) = 0;
 
     // ---- threads
 
-    /// Asks the secret store.
+    /// The thread on which the secret store is asked.
     virtual Worker& secretWorker() = 0;
-    /// Looks through pictures; drops at its end what has not begun.
+    /// The thread that looks through pictures. At its end it drops the work that has not begun.
     virtual std::shared_ptr<Worker> pictureWorker() = 0;
 
     // ---- the end, as it comes from outside
 
-    /// A signal asks the program to end. With an empty action, signals do again what they did before.
+    /// `came` is called when a signal asks the program to end. An empty one restores the signals' earlier effect.
     virtual void onSignal(std::function<void()> came) = 0;
-    /// The user's session may end, without another word.
+    /// `ending` is called when the user's session is about to end; there may be no further notice.
     virtual void onSessionEnding(std::function<void()> ending) = 0;
 
     // ---- updates
@@ -83,12 +83,12 @@ public:
     /// Starts the updater. It must die before this.
     virtual std::unique_ptr<UpdateKit> makeUpdateKit(const Url& manifestUrl) = 0;
     /// Tells the desktop and the session bus where this program lies, on another thread.
-    /// @return ready when that is done; not valid where there is nothing to tell
+    /// @return ready when that is done; not valid if the program lies in no bundle, and so has nothing to register
     virtual std::future<void> registerProgram() = 0;
 };
 
-/// The machine as the program meets it at its start: the main loop, the user, the program that may run already, and
-/// the keeper of secrets. Its double lets a test begin and end the whole program.
+/// What the program needs of the machine from its start: the main loop, the user, the program that may run already,
+/// and the keeper of secrets. A test replaces it by a double to begin and end the whole program.
 ///
 /// Must outlive the program. Main thread only.
 class DesktopMachine {
@@ -96,20 +96,20 @@ public:
     virtual ~DesktopMachine() = default;
 
     virtual MainLoop& loop() = 0;
-    /// Ends the main loop, and those that dialogs have nested in it. A loop that does not turn yet forgets this.
+    /// Ends the main loop and the loops of open dialogs. Has no effect on a loop that does not turn yet.
     virtual void leaveLoop() = 0;
 
     // ---- the user
 
-    /// A line for whoever reads standard error.
+    /// Writes a line to standard error.
     virtual void complain(const std::string& text) = 0;
-    /// The same for whoever started the program from a desktop: a dialog that waits for the user to close it.
+    /// Also shows the text in a dialog, and returns when the user has closed that.
     /// @param more  below the text; may be empty
     virtual void alert(const std::string& text, const std::string& more) = 0;
     /// Shows a window and gives it the keyboard.
     virtual void bringForward(QWidget& window, const ActivationToken& token) = 0;
 
-    // ---- one program for each user and folder: `SingleInstance`, whose words these are
+    // ---- one program for each user and folder: see `SingleInstance`
 
     virtual SingleInstance::Outcome claim(const QStringList& urls, const ActivationToken& token,
                                           std::chrono::milliseconds within) = 0;
@@ -124,7 +124,7 @@ public:
     virtual std::optional<Passphrase> askPassphrase(SealedFileStore::Reason reason, const std::filesystem::path& file,
                                                     bool wasWrong) = 0;
 
-    /// Once.
-    /// @param folder  outlives what is made
+    /// Call it only once.
+    /// @param folder  must outlive the services
     virtual std::unique_ptr<DesktopServices> makeServices(const ApplicationFolder& folder) = 0;
 };

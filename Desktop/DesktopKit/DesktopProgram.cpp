@@ -47,7 +47,7 @@ DesktopProgram::~DesktopProgram() = default;
 
 DesktopProgram::Ending DesktopProgram::run(const std::function<int()>& turnLoop) {
     if (const auto status = begin()) return {.status = *status};
-    // The loop would forget that it was told to end before it turned.
+    // Do not turn the loop if we have left it already: an exit that was asked for before it turns is lost.
     return end(phase == Phase::left ? 0 : turnLoop());
 }
 
@@ -79,11 +79,11 @@ std::optional<int> DesktopProgram::begin() {
     return std::nullopt;
 }
 
-/// Makes sure that this is the one program for the folder. @return the exit status if it is not
+/// Makes sure that this is the only program for the folder. @return the exit status if it is not
 std::optional<int> DesktopProgram::takePlace() {
     if (auto* taken = std::get_if<std::unique_ptr<RememberedFolder>>(&start.folder)) {
         folder = std::move(*taken);
-        // The folder decides. An old process that still has the name is about to give it back.
+        // Go on without the bus name: we hold the folder, and an old process that still has the name is ending.
         if (machine.claim({}, {}, nameTime) != SingleInstance::Outcome::first)
             programLog.info("Nobody will find this program over the session bus. " + fromQt(machine.claimError()));
         return std::nullopt;
@@ -99,14 +99,14 @@ std::optional<int> DesktopProgram::takePlace() {
             return 1;
         case SingleInstance::Outcome::noBus: throw std::runtime_error(std::get<FolderInUse>(start.folder).text);
         case SingleInstance::Outcome::first:
-            // Whoever had the folder has ended while it was asked, or is another program, and then this throws.
+            // The program that held the folder has ended meanwhile, or it is not Vimble: then this throws.
             folder = std::make_unique<RememberedFolder>(start.dataDir, machine.loop().now());
             break;
     }
     return std::nullopt;
 }
 
-/// Until there is a window, whoever starts the program again looks for the dialog that is open.
+/// Until there is a window, a second start brings the open dialog forward.
 void DesktopProgram::showDialogToLaterStarts() {
     const auto showDialog = [this](const ActivationToken& token) {
         if (QWidget* dialog = QApplication::activeModalWidget()) machine.bringForward(*dialog, token);
@@ -129,8 +129,8 @@ void DesktopProgram::watchForTheEnd() {
         isAttended = false;
         quit();
     });
-    // The session may end without another word, or its end may be called off, and then the program goes on. So this
-    // is the time to save, and nothing else of the end begins here.
+    // Save now, since the session may end without further notice. Do not quit, since the user may call the end of
+    // the session off, and then the program goes on.
     services->onSessionEnding([this] {
         try {
             if (kit) kit->save();
@@ -184,7 +184,7 @@ void DesktopProgram::listen() {
 
 // ---- the end
 
-/// Begins the end of the program, whoever wants it. What follows is up to `end`.
+/// Begins to end the program and makes the loop stop; `end` does the rest.
 void DesktopProgram::quit() {
     if (phase != Phase::running) return;
     phase = Phase::ending;
@@ -193,7 +193,7 @@ void DesktopProgram::quit() {
     machine.beginEnding();
     if (app) app->applicationWillTerminate();
     for (QWidget* window : QApplication::topLevelWidgets()) window->hide();
-    // What was just said may still be on its way out.
+    // Texts that the user has just sent may not have left this machine yet.
     if (kit && kit->canSend())
         services->drain(drainTime, [this] { leave(); });
     else
@@ -224,14 +224,14 @@ DesktopProgram::Ending DesktopProgram::end(int status) {
     return {.status = status};
 }
 
-/// What happens while all is taken down is told to nobody.
+/// Drops all handlers, so that no event reaches an object that is being destroyed.
 void DesktopProgram::listenNoMore() {
     services->onTrouble({});
     machine.setHandlers({.activate = [](const auto&) {}, .open = [](const auto&, const auto&) {}});
     services->onNotificationActivated({});
 }
 
-/// @return false if that failed, of which the user has been told
+/// @return false if saving failed; the user has been told then
 bool DesktopProgram::save() {
     try {
         kit->save();

@@ -40,11 +40,11 @@ public:
     static constexpr Seconds drainTime = 3;
     /// How long a program that already has the folder waits for the name on the bus.
     static constexpr std::chrono::milliseconds nameTime{500};
-    /// How long the end waits for a new key to be written. What takes longer waits for a user, at a prompt, or for a
-    /// service that is not going to answer; either way the old key is there.
+    /// How long the end waits for a new key to be written. A store that takes longer is waiting at a prompt, or for a
+    /// service that will not answer; either way the old key is still stored.
     static constexpr std::chrono::seconds keyTime{5};
-    /// How long it waits for a picture that is being read, for nobody any more: it may lie on a disk that does not
-    /// answer.
+    /// How long the end waits for a picture that is still being read. Nobody needs the picture any more, and its disk
+    /// may never answer.
     static constexpr std::chrono::seconds pictureTime{1};
 
     struct Ending {
@@ -58,23 +58,23 @@ public:
     DesktopProgram(const DesktopProgram&) = delete;
     DesktopProgram& operator=(const DesktopProgram&) = delete;
 
-    /// Begins, has the loop turn until the program is to end, and ends.
+    /// Runs `begin`, then the loop until the program is told to quit, then `end`.
     /// @param turnLoop  @return the exit status that the loop was left with
     /// @throws std::exception  why the program could not start; destroy it before the user is told
     Ending run(const std::function<int()>& turnLoop);
 
-    /// Everything up to the first window, and to being found by others. @return the exit status if the program is to
-    /// end there, of which the user knows; do not call `end` then
+    /// Shows the first window and lets later starts find this program. @return the exit status if the program must
+    /// end at once, after the user has been told why; do not call `end` then
     /// @throws std::exception  as `run`
     std::optional<int> begin();
 
-    /// Takes the windows down and saves what is to be remembered. Only behind a `begin` that went through, once the
-    /// loop has been left.
+    /// Destroys the windows and saves the state. Call it only after a `begin` that returned nothing, once the loop
+    /// has ended.
     Ending end(int status);
 
 private:
     class EndpointWatch;
-    enum class Phase { running, ending, left };  // left: the loop
+    enum class Phase { running, ending, left };  // left: the loop was told to stop
 
     std::optional<int> takePlace();
     void showDialogToLaterStarts();
@@ -101,5 +101,5 @@ private:
     std::optional<App> app;
     std::future<void> registration;
     Phase phase = Phase::running;
-    bool isAttended = true;  // there is somebody to close a dialog
+    bool isAttended = true;  // a user is there to close a dialog
 };

@@ -11,10 +11,10 @@
 #include <string>
 #include <variant>
 
-/// The application's folder, held for this program, and what was remembered in it, which another thread reads.
+/// Holds the application's folder for this program, and reads the saved state in it on another thread.
 ///
 /// Reading takes about as long as the toolkit takes from its start to the first window. So this is made before the
-/// toolkit, and both are done at the same time. The end waits until all is read.
+/// toolkit, and both run at the same time. The destructor waits until all is read.
 class RememberedFolder {
 public:
     /// @param dataDir  as for `ApplicationFolder`
@@ -24,7 +24,7 @@ public:
 
     const ApplicationFolder& folder() const { return _folder; }
 
-    /// What `State::load` gives for the folder and the last server in use. Waits until it is read. Once.
+    /// What `State::load` gives for the folder and the last server in use. Waits until it is read; call it only once.
     State takeState() { return state.get(); }
 
 private:
@@ -34,16 +34,16 @@ private:
 
 /// Another program holds the folder: perhaps this one, started earlier.
 struct FolderInUse {
-    std::string text;  // says who, for the user
+    std::string text;  // tells the user which program holds it
 };
 
-/// The folder can't be used, whoever holds it.
+/// The folder can't be used, for a reason other than another program that holds it.
 struct FolderTrouble {
     std::string text;
 };
 
-/// What came of taking the folder at the very start, where there is nothing yet to tell it with.
+/// The result of `takeFolder`. Failures are kept as values, since no dialog can be shown before the toolkit starts.
 using FolderAtStart = std::variant<std::unique_ptr<RememberedFolder>, FolderInUse, FolderTrouble>;
 
-/// Takes it, and throws nothing.
+/// Takes the folder for this program. Throws nothing.
 FolderAtStart takeFolder(const std::optional<std::filesystem::path>& dataDir, Date now);

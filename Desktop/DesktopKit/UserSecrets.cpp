@@ -20,7 +20,7 @@ bool UserSecrets::unlock() {
             return true;
         } catch (const KeysError& error) {
             if (error.status == SecretStatuses::userCanceled) return false;
-            // Every other trouble is told by whoever reads the key next.
+            // The application reads the key again at its start, and tells the user of every other failure.
             if (error.status != SecretStatuses::authFailed) return true;
             wasWrong = true;
         }

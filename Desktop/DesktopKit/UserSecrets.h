@@ -31,18 +31,18 @@ struct UserSecretsEnvironment {
 class UserSecrets {
 public:
     /// @param file  the sealed file; nothing for the desktop's own keeper of secrets, which asks by itself
-    /// @param given  a passphrase that came with the start; it answers the first question
+    /// @param given  the passphrase from the program's environment, if any; it answers the first question
     UserSecrets(UserSecretsEnvironment environment, std::optional<std::filesystem::path> file,
                 std::optional<Passphrase> given);
 
     SecretStore& store() { return *_store; }
 
-    /// Has the file opened, or made with a first key in it, and asks for as long as the answers are wrong. Nothing
-    /// happens without a file.
-    /// @return false if the user has given it up
+    /// Opens the sealed file, or makes it with a first key in it. Asks again while the passphrase is wrong. Does
+    /// nothing if there is no file.
+    /// @return false if the user has cancelled
     bool unlock();
 
-    /// Answers whatever is still asked with nothing.
+    /// Ends an open question without a passphrase, so that no thread waits for an answer.
     void close() { question.close(); }
 
 private:

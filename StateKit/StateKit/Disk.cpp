@@ -25,7 +25,7 @@ void replaceAll(std::string& text, std::string_view old, std::string_view with) 
 /// Makes a folder and those above it, for their owner alone. `create_directories` can't set a mode.
 void makeFolders(const fs::path& folder) {
     if (::mkdir(folder.c_str(), 0700) == 0) return;
-    if (errno == EEXIST) return;  // what is no folder shows when the file is made in it
+    if (errno == EEXIST) return;  // if it is no folder, making the file in it fails
     if (errno != ENOENT || !folder.has_relative_path() || folder.parent_path() == folder) fail(errno, "mkdir");
     makeFolders(folder.parent_path());
     if (::mkdir(folder.c_str(), 0700) != 0 && errno != EEXIST) fail(errno, "mkdir");
@@ -108,7 +108,7 @@ void Disk::write(const fs::path& path, ByteView bytes) {
 
     makeFolders(folder);
     removeLeftovers(folder, begin, end);
-    // Named after the process, so that two of them don't write into one file, and what a dead one left can be told.
+    // The process's number in the name keeps two processes apart, and tells which leftovers are a dead one's.
     File::replace(path, bytes,
                   {.durability = File::Durability::crash,
                    .temporaryName = begin + std::to_string(::getpid()) + std::string(end)});

@@ -128,7 +128,7 @@ Type Disk::load(const std::optional<std::string>& key) const {
     try {
         return Json::decode<Type>(read(path));
     } catch (const std::system_error& error) {
-        // The code's own text: that of the exception begins with what was being done.
+        // Use the code's text: the exception's text begins with the operation that failed.
         const bool isMissing = error.code() == std::errc::no_such_file_or_directory;
         throw failed(error.code().message().c_str(), isMissing);
     } catch (const JsonError& error) {

@@ -135,7 +135,7 @@ void readAlone(std::string_view text, JsonReader::Read read, void* out) {
     if (!isRead) throw JsonError("The text is empty.");
 }
 
-/// What the small texts of a thread are read with, one after the other: they come by the thousand.
+/// The parser and buffer that a thread uses for all its small texts, since there are thousands of them.
 struct Shared {
     ondemand::parser parser;
     JsonInput input;
@@ -143,7 +143,7 @@ struct Shared {
 };
 thread_local Shared shared;
 
-/// Takes what is shared for as long as it lives, unless a text is being read with it already: a value's own JSON form
+/// Reserves `shared` for as long as it lives, unless a text is being read with it already: a value's own JSON form
 /// may be read from a text inside of the text.
 class Use {
 public:

@@ -2,7 +2,7 @@
 
 #include "TweetNacl/Nacl.h"
 
-/// The boxes of `Nacl` for whoever has nothing but bytes: sizes are checked here, and nowhere behind it.
+/// The boxes of `Nacl` for whoever has nothing but bytes: sizes are checked here and nowhere else.
 ///
 /// Whoever can name a `Nonce`, a `PublicKey` and a `SecretKey` takes `Nacl.h` instead, where the compiler
 /// sees a swapped pair: to these operations all arguments look alike.

@@ -143,7 +143,7 @@ void randomBytes(std::span<std::uint8_t> buffer);
 /// A key from its text form: nothing unless the text gives exactly 32 bytes.
 [[nodiscard]] std::optional<PublicKey> publicKeyFromHex(std::string_view text);
 
-/// The same for a secret key, which is nowhere else in memory afterwards but in the text.
+/// The same for a secret key. Leaves no copy of it in memory besides the text and the result.
 [[nodiscard]] std::optional<SecretKey> secretKeyFromHex(std::string_view text);
 
 /// Overwrites what held a secret, in a way that the compiler may not leave out.

@@ -45,8 +45,8 @@ private:
 /// At rest the secret key is one item of the store, as the UTF-8 bytes of its 64 lower-case hexadecimal
 /// characters. The public key is never stored: it is derived. Move-only, since it holds the secret.
 ///
-/// On one thread at a time, as the store is. A store that fails is never taken for an empty one: every status but "not found"
-/// is raised, and leaves what is stored as it was.
+/// Used on one thread at a time, as the store is. A store that fails is never taken for an empty one: every status but
+/// "not found" is raised, and leaves the stored items as they were.
 class Keys {
 public:
     /// What the store has: the present item, or one that an older version left, which is moved there.

@@ -21,7 +21,7 @@ class AppTest : public testing::Test {
 protected:
     ~AppTest() override { endProgram(); }
 
-    /// As far as the first window. @return what the launch said
+    /// Starts the program up to its first window. @return what `applicationWillFinishLaunching` returned
     bool start() {
         app.emplace(AppEnvironment{.loop = session.loop,
                                    .secrets = session.secrets,
@@ -56,18 +56,18 @@ protected:
         return true;
     }
 
-    /// The program goes in good order, with windows that close as it does.
+    /// Ends the program properly: its windows close after it has noted which of them are open.
     void endProgram() {
         if (app) app->applicationWillTerminate();
         crash();
     }
-    /// It goes without a word.
+    /// Ends the program without `applicationWillTerminate`.
     void crash() {
         app.reset();
         session.kit.reset();
     }
 
-    /// Lets what waits for a quiet moment be written.
+    /// Lets a second pass, so that delayed writes happen.
     void pass() {
         QCoreApplication::processEvents();
         session.loop.advance(1);

@@ -219,7 +219,7 @@ TEST_F(AppTest, AProgramThatDiesForgetsNoWindow) {
     std::ifstream left(file);
     const std::string text((std::istreambuf_iterator<char>(left)), {});
     crash();
-    std::ofstream(file) << text;  // whatever its last moments did
+    std::ofstream(file) << text;  // undoes what the program wrote while it was destroyed
 
     ASSERT_TRUE(start());
     EXPECT_NE(app->chatterWindows().existing(keyTextOf(2)), nullptr);

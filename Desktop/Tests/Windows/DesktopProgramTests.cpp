@@ -54,14 +54,14 @@ protected:
         program.reset();
         return *(program = std::make_unique<DesktopProgram>(std::move(start), machine));
     }
-    /// A program that runs, with its windows.
+    /// Starts a program and its windows.
     void begin(DesktopStart start) {
         ASSERT_EQ(make(std::move(start)).begin(), std::nullopt);
         machine._loop.run();
         machine.takeDone();
     }
     void begin() { begin(start()); }
-    /// One that is connected, with Ann (person 2) on the list.
+    /// Starts a program that is connected, with Ann (person 2) on the list.
     void beginConnected() {
         DesktopStart given = start();
         given.server = endpoint;
@@ -73,7 +73,7 @@ protected:
         server->accept({{keyTextOf(1), false, true}, {keyTextOf(2), false, true}});
         machine.takeDone();
     }
-    /// As a session manager does.
+    /// Asks Qt to quit, as a session manager does.
     static void askToQuit() {
         QEvent quit(QEvent::Quit);
         QCoreApplication::sendEvent(qApp, &quit);
@@ -412,7 +412,7 @@ TEST_F(DesktopProgramTest, WhatComesWhenTheLoopHasBeenLeftIsSavedAndToldToNobody
     machine.drained();
     machine.takeDone();
     machine.soundPlayer.take();
-    // Qt delivers it when the windows have gone.
+    // Qt delivers this queued call after the windows have been destroyed.
     QObject link;
     QMetaObject::invokeMethod(
         &link,
@@ -543,7 +543,7 @@ TEST_F(DesktopProgramTest, AStoreThatDoesNotAnswerLeavesTheProcessToBeEndedAtOnc
     EXPECT_EQ(ending.status, 0);
     EXPECT_THAT(savedTalk(), ElementsAre("hello"));
     EXPECT_THAT(log.take(), Contains(HasSubstr("The secret store does not answer, and is not waited for")));
-    // Nothing that the thread may use has gone, and nothing else is waited for.
+    // Nothing that the thread may still use was destroyed, and the end waited for nothing else.
     EXPECT_THAT(machine.takeDone(), IsEmpty());
     EXPECT_TRUE(machine.isFolderTaken());
 }

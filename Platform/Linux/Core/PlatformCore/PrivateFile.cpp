@@ -23,7 +23,7 @@ void PrivateFile::replace(const fs::path& path, ByteView contents) {
     if (fs::exists(status) && !fs::is_regular_file(status))
         fail(std::make_error_code(std::errc::invalid_argument), path);
     try {
-        // A name of its own length, since that of the file may be as long as the system allows.
+        // Do not build the name from the file's: that may be as long as the system allows already.
         File::replace(target, contents, {.durability = File::Durability::powerLoss, .temporaryName = ".vimble-XXXXXX"});
     } catch (const std::system_error& problem) {
         fail(problem.code(), path);

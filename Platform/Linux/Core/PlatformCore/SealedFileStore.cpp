@@ -38,7 +38,7 @@ std::string systemText(const fs::path& path, const std::error_code& error) {
     return path.string() + ": " + error.message();
 }
 
-/// Bytes that hold secrets: wiped with their holder, and never moved to a larger place behind its back.
+/// Bytes that hold secrets. They are wiped at the end, and room is reserved so that growing leaves no copy behind.
 class SecretBytes {
 public:
     explicit SecretBytes(std::size_t capacity) { bytes.reserve(capacity); }
@@ -238,7 +238,7 @@ SecretStatus SealedFileStore::unlock(const Head& head, ByteView sealedHead, Byte
         const auto expected = Nacl::hash(sealedHead);
         if (std::equal(seen.begin(), seen.end(), expected.begin(), expected.end())) return SecretStatuses::ok;
     } catch (const NaclError&) {
-        // Told below.
+        // The box does not open under a wrong passphrase, which is reported below.
     }
     passphrase.reset();
     derivedFor.reset();
@@ -253,7 +253,7 @@ SecretStatus SealedFileStore::load(Contents& contents) {
     try {
         contents.path = File::followed(fs::absolute(file));
         found = File::readIfThere(contents.path, largestFile);
-        // The folder of an empty store is there, or what it lies on is not mounted.
+        // No file means an empty store only if its folder exists: otherwise its disk may not be mounted.
         if (!found && fs::is_directory(contents.path.parent_path())) return SecretStatuses::ok;
     } catch (const std::system_error& error) {
         if (error.code() == std::errc::file_too_large) return damaged("is too large");
@@ -326,7 +326,7 @@ SecretStatus SealedFileStore::change(Change apply) {
     SecretStatus status = load(before);
     if (status != SecretStatuses::ok) return status;
     if (!before.exists) {
-        // Nothing to change in an empty store, so that no passphrase is asked for either.
+        // If there is nothing to change in an empty store, return before asking for a passphrase.
         status = apply(before.items);
         if (status != SecretStatuses::ok) return status;
         if (!passphrase) status = askFor(Reason::newFile);
@@ -364,7 +364,7 @@ SecretStatus SealedFileStore::add(const SecretItem& item) {
     return change([&item](std::vector<SecretItem>& items) {
         for (const SecretItem& known : items)
             if (hasIdentityOf(known, item)) return SecretStatuses::duplicateItem;
-        // With room to spare: growing would leave the secrets' old place unwiped.
+        // Reserve the room first: a vector that grows leaves its old memory unwiped.
         std::vector<SecretItem> grown;
         grown.reserve(items.size() + 1);
         for (SecretItem& known : items) grown.push_back(std::move(known));

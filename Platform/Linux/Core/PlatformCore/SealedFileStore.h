@@ -33,7 +33,7 @@
 /// Any thread, but one at a time; the passphrase is asked for on the thread of the operation.
 class SealedFileStore : public SecretStore {
 public:
-    /// What a passphrase is asked for: a new one is asked for twice, or it could not be typed again.
+    /// What a passphrase is asked for: a new one is asked for twice, to catch a typing error.
     enum class Reason { newFile, existingFile };
 
     /// Gives the passphrase; nothing if the user does not want to.
