@@ -60,12 +60,12 @@ struct Opened {
 /// @param limit  the longest that is opened, in bytes
 /// @throws std::system_error  also EISDIR for a folder, EINVAL for what is neither, EFBIG for a longer one; ELOOP for
 ///         a link that was refused (the last part of the path alone)
-Opened open(const std::filesystem::path& path, std::size_t limit, Links links = Links::follow);
+[[nodiscard]] Opened open(const std::filesystem::path& path, std::size_t limit, Links links = Links::follow);
 
 /// Reads an ordinary file up to its end, also if it is longer than its stated length, as files of /proc are. Not for
 /// unsealed secrets: when the buffer grows, its old memory is not wiped.
 /// @throws std::system_error  as `open`
-Bytes read(const std::filesystem::path& path, std::size_t limit, Links links = Links::follow);
+[[nodiscard]] Bytes read(const std::filesystem::path& path, std::size_t limit, Links links = Links::follow);
 
 /// As `read`, for a file that need not be there.
 /// @return nothing if there was none to open, or no folder for it

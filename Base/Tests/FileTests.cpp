@@ -50,7 +50,7 @@ protected:
         std::ranges::sort(names);
         return names;
     }
-    /// What an operation ends with.
+    /// The error that an operation throws.
     static std::error_code errorOf(const std::function<void()>& operation) {
         try {
             operation();
@@ -185,7 +185,7 @@ TEST_F(FileTest, AFullDiskLeavesTheOldFileAndNothingBesides) {
     const auto handler = std::signal(SIGXFSZ, SIG_IGN);
     rlimit before{};
     ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &before), 0);
-    // A limit on the size of files stands for the disk that is full.
+    // A limit on the size of files has the same effect as a full disk.
     const rlimit tight{2, before.rlim_max};
     ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &tight), 0);
     std::vector<std::error_code> errors;
@@ -287,17 +287,17 @@ TEST_F(FileTest, AFileIsReadUpToTheLimitAndNotBeyond) {
     }
     write(file, std::string(limit + 1, 'x'));
     EXPECT_EQ(errorOf([&] { read(file); }), std::errc::file_too_large);
-    EXPECT_EQ(errorOf([&] { File::open(file, limit); }), std::errc::file_too_large);
+    EXPECT_EQ(errorOf([&] { static_cast<void>(File::open(file, limit)); }), std::errc::file_too_large);
     EXPECT_EQ(File::open(file, limit + 1).size, limit + 1);
     write(file, "");
     EXPECT_TRUE(File::read(file, 0).empty());
 }
 
 TEST_F(FileTest, AFileThatSaysThatItIsEmptyIsReadToItsEndAndNotBeyondTheLimit) {
-    // As those of /proc do.
+    // Files of /proc say that they are empty.
     const fs::path status = "/proc/self/status";
     ASSERT_EQ(File::open(status, limit).size, 0u);
-    EXPECT_EQ(errorOf([&] { File::read(status, 10); }), std::errc::file_too_large);
+    EXPECT_EQ(errorOf([&] { static_cast<void>(File::read(status, 10)); }), std::errc::file_too_large);
     const Bytes whole = File::read(status, 1 << 20);
     EXPECT_THAT(std::string(textOf(whole)), testing::StartsWith("Name:"));
     EXPECT_EQ(whole.back(), '\n');

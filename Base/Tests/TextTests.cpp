@@ -55,7 +55,7 @@ TEST(TextTest, OnlyWellFormedTextIsUtf8) {
     EXPECT_FALSE(Text::isUtf8("\xff"));
     EXPECT_FALSE(Text::isUtf8("a\xe2\x82"));
     EXPECT_FALSE(Text::isUtf8("\xed\xa0\x80"));  // a surrogate
-    EXPECT_FALSE(Text::isUtf8("\xc0\x80"));      // too long for what it is
+    EXPECT_FALSE(Text::isUtf8("\xc0\x80"));      // more bytes than the character needs
     EXPECT_FALSE(Text::isUtf8("\xf4\x90\x80\x80"));
 }
 

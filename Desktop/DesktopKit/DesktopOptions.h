@@ -10,7 +10,7 @@
 struct DesktopOptions {
     /// An option's value may be the next argument or follow a "=". The last of repeated options counts.
     /// @throws ArgumentsError
-    static DesktopOptions parse(const std::vector<std::string_view>& arguments);
+    [[nodiscard]] static DesktopOptions parse(const std::vector<std::string_view>& arguments);
 
     /// The text of --help, with its last line end.
     static std::string_view help();

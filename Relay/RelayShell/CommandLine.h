@@ -27,7 +27,7 @@ struct CommandLine {
 
     /// @param words  what follows the program's name
     /// @throws UsageError
-    static CommandLine parsed(const std::vector<std::string>& words);
+    [[nodiscard]] static CommandLine parsed(const std::vector<std::string>& words);
 };
 
 /// What `--help` prints.

@@ -25,7 +25,7 @@ namespace HttpFront {
 /// Looks at all that a connection has sent so far.
 /// @param maxHeader  a longer request is answered with 431
 /// @return nothing while the request is not complete
-std::optional<HttpVerdict> judge(ByteView received, std::size_t maxHeader);
+[[nodiscard]] std::optional<HttpVerdict> judge(ByteView received, std::size_t maxHeader);
 
 /// A whole response, after which the connection is closed.
 std::string response(int status, const std::string& contentType, const std::string& body,

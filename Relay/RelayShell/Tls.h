@@ -40,9 +40,9 @@ public:
 
     /// Decrypts bytes that have arrived, and appends the plain bytes to `plain`.
     /// @return false when the connection can't go on: not TLS, a failed handshake, or closed by the client
-    bool receive(ByteView arrived, Bytes& plain);
+    [[nodiscard]] bool receive(ByteView arrived, Bytes& plain);
     /// Encrypts bytes to send. Call it only after `receive` gave plain bytes: the handshake is over by then.
-    bool send(ByteView plain);
+    [[nodiscard]] bool send(ByteView plain);
     /// Tells the client that no more will be sent (close_notify).
     void close();
     /// Moves the encrypted bytes that must be written to the socket to the end of `out`.

@@ -53,7 +53,7 @@ public:
     /// @param count  the number of bytes that were put at the beginning of `room`
     /// @return the message that these bytes complete, if they do
     /// @throws CameraStreamError  after which nothing more can be read
-    std::optional<CameraMessage> advance(std::size_t count);
+    [[nodiscard]] std::optional<CameraMessage> advance(std::size_t count);
 
 private:
     std::optional<CameraMessage> readHeader();

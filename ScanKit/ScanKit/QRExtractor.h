@@ -19,6 +19,6 @@ enum class Effort {
 
 /// The content of the first code that the detector finds; nothing if there is no code, or if the first one is empty.
 /// These are the bytes in the code, whatever character set it names. They may be a secret: the caller wipes them.
-std::optional<std::string> payload(const GreyFrame& frame, Effort effort);
+[[nodiscard]] std::optional<std::string> payload(const GreyFrame& frame, Effort effort);
 
 }  // namespace QRExtractor

@@ -29,7 +29,7 @@ public:
 struct Addressee {
     /// @param line  the text after the "@"
     /// @throws AddresseeError
-    static Addressee parse(std::string_view line, const State& state);
+    [[nodiscard]] static Addressee parse(std::string_view line, const State& state);
 
     std::string key;
     std::string text;  // without leading blanks

@@ -10,7 +10,7 @@
 struct TerminalOptions {
     /// An option's value is the next argument, or follows "=". If an option is repeated, the last one counts.
     /// @throws ArgumentsError
-    static TerminalOptions parse(const std::vector<std::string_view>& arguments);
+    [[nodiscard]] static TerminalOptions parse(const std::vector<std::string_view>& arguments);
 
     /// The text of --help; it ends with a line end.
     static std::string_view help();

@@ -11,7 +11,7 @@
 struct TypedLine {
     enum class Kind { nothing, command, direct, room };
 
-    static TypedLine parse(std::string_view line);
+    [[nodiscard]] static TypedLine parse(std::string_view line);
 
     /// Whether the line is a command that goes to the server, and so gets an answer: the client handles "name" and
     /// "emoji" itself.

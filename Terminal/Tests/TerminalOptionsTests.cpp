@@ -33,12 +33,12 @@ TEST(TerminalOptionsTest, AnEmptyServerIsATextLikeAnyOtherForItsReaderToRefuse) 
 }
 
 TEST(TerminalOptionsTest, WhatMakesNoSenseIsRefused) {
-    EXPECT_THROW(TerminalOptions::parse({"--server"}), ArgumentsError);
-    EXPECT_THROW(TerminalOptions::parse({"--data-dir", ""}), ArgumentsError);
-    EXPECT_THROW(TerminalOptions::parse({"--data-dir="}), ArgumentsError);
-    EXPECT_THROW(TerminalOptions::parse({"--json=yes"}), ArgumentsError);
-    EXPECT_THROW(TerminalOptions::parse({"--servers", "x"}), ArgumentsError);
-    EXPECT_THROW(TerminalOptions::parse({"localhost"}), ArgumentsError);
+    EXPECT_THROW(static_cast<void>(TerminalOptions::parse({"--server"})), ArgumentsError);
+    EXPECT_THROW(static_cast<void>(TerminalOptions::parse({"--data-dir", ""})), ArgumentsError);
+    EXPECT_THROW(static_cast<void>(TerminalOptions::parse({"--data-dir="})), ArgumentsError);
+    EXPECT_THROW(static_cast<void>(TerminalOptions::parse({"--json=yes"})), ArgumentsError);
+    EXPECT_THROW(static_cast<void>(TerminalOptions::parse({"--servers", "x"})), ArgumentsError);
+    EXPECT_THROW(static_cast<void>(TerminalOptions::parse({"localhost"})), ArgumentsError);
 }
 
 TEST(TerminalOptionsTest, TheHelpNamesEveryOption) {

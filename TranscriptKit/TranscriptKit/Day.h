@@ -57,7 +57,7 @@ struct Day {
     /// Reads the text form. Several "-" in a row count as one.
     /// @throws DayError  for the first check that fails: the form, the numbers, the month, the day.
     ///                   The length of the month is not checked.
-    static Day decoded(std::string_view text);
+    [[nodiscard]] static Day decoded(std::string_view text);
 
     auto operator<=>(const Day&) const = default;
 };

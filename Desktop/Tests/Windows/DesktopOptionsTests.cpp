@@ -34,7 +34,9 @@ TEST(DesktopOptionsTest, LinksOfTheProgramsSchemeAreKept) {
 }
 
 TEST(DesktopOptionsTest, WhatIsNeitherOptionNorLinkIsRefused) {
-    const auto parse = [](std::string_view argument) { return [argument] { DesktopOptions::parse({argument}); }; };
+    const auto parse = [](std::string_view argument) {
+        return [argument] { static_cast<void>(DesktopOptions::parse({argument})); };
+    };
     EXPECT_THAT(parse("https://a"), ThrowsMessage<ArgumentsError>(HasSubstr("no option and no \"vimble:\" link")));
     EXPECT_THAT(parse("--colour"), ThrowsMessage<ArgumentsError>(HasSubstr("there is no option --colour")));
     EXPECT_THAT(parse("--data-dir"), ThrowsMessage<ArgumentsError>("--data-dir needs a value"));

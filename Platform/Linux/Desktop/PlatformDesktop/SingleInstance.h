@@ -57,7 +57,8 @@ public:
     /// the handlers are set. Blocks until the bus, and the other program if there is one, have answered, but at most
     /// for `within`. URLs beyond the limits are left out. If the other program ends while we ask it, we try again to
     /// become the first.
-    Outcome claim(const QStringList& urls, const ActivationToken& token, std::chrono::milliseconds within = patience);
+    [[nodiscard]] Outcome claim(const QStringList& urls, const ActivationToken& token,
+                                std::chrono::milliseconds within = patience);
 
     /// The reason for the outcome `noBus` or `noAnswer`, for a log; otherwise empty.
     const QString& error() const { return _error; }
